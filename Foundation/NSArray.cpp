@@ -1,0 +1,102 @@
+#include "Foundation/NSArray.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Foundation/Description.h"
+#include "Foundation/KorTemplateLimits.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSKeyValueCoding.h"
+
+namespace tavlo {
+
+namespace {
+
+class ArrayEnumerator final : public NSEnumerator {
+ public:
+  explicit ArrayEnumerator(Ref<NSArray> array) : array_(std::move(array)) {}
+
+  Value nextObject() override { return next_ < array_->count() ? (*array_)[next_++] : Value(); }
+
+ private:
+  Ref<NSArray> array_;
+  std::size_t next_ = 0;
+};
+
+void requireIndex(bool holds, std::size_t index, std::size_t count) {
+  if (!holds) NSException::raise(NSRangeException, "Index %d is beyond a list of %d elements", index, count);
+}
+
+void requireUnshared(const NSObject& object) {
+  if (object.isShared()) failAssertion("A list that is shared between threads cannot change");
+}
+
+}  // namespace
+
+NSArray::NSArray(std::vector<Value> elements) : NSObject(ObjectKind::Array), elements_(std::move(elements)) {
+  for (const Value& element : elements_) requireElement(element);
+}
+
+Ref<NSArray> NSArray::arrayWithObjects(ListArgument<Value> elements) {
+  return makeRef<NSArray>(std::vector<Value>(elements.begin(), elements.end()));
+}
+
+void NSArray::requireElement(const Value& element) const {
+  if (element.isAbsent()) NSException::raise(NSInvalidArgumentException, "A list's element cannot be absent");
+}
+
+const Value& NSArray::objectAtIndex(std::size_t index) const {
+  requireIndex(index < elements_.size(), index, elements_.size());
+  return elements_[index];
+}
+
+void NSArray::describe(Description& out) const { out.array(*this); }
+
+bool NSArray::isEqual(const NSObject& other, std::int32_t depth) const {
+  if (other.kind() != ObjectKind::Array) return false;
+  requireValueDepth(depth + 1);
+  const auto& otherElements = static_cast<const NSArray&>(other).elements_;
+  return std::equal(elements_.begin(), elements_.end(), otherElements.begin(), otherElements.end(),
+                    [depth](const Value& left, const Value& right) { return left.isEqual(right, depth + 1); });
+}
+
+bool NSArray::findValueForKey(const NSString& key, Value& value) const {
+  return findValuesForKey(elements_, key, value);
+}
+
+Ref<NSEnumerator> NSArray::objectEnumerator() const {
+  return makeRef<ArrayEnumerator>(Ref<NSArray>::retaining(const_cast<NSArray*>(this)));  // NOLINT(*-const-cast): counted
+}
+
+void NSMutableArray::addObject(Value element) {
+  requireElement(element);
+  requireUnshared(*this);
+  elements_.push_back(std::move(element));
+}
+
+void NSMutableArray::insertObjectAtIndex(Value element, std::size_t index) {
+  requireElement(element);
+  requireUnshared(*this);
+  requireIndex(index <= elements_.size(), index, elements_.size());
+  elements_.insert(elements_.begin() + static_cast<std::ptrdiff_t>(index), std::move(element));
+}
+
+void NSMutableArray::replaceObjectAtIndex(std::size_t index, Value element) {
+  requireElement(element);
+  requireUnshared(*this);
+  requireIndex(index < elements_.size(), index, elements_.size());
+  elements_[index] = std::move(element);
+}
+
+void NSMutableArray::removeObjectAtIndex(std::size_t index) {
+  requireUnshared(*this);
+  requireIndex(index < elements_.size(), index, elements_.size());
+  elements_.erase(elements_.begin() + static_cast<std::ptrdiff_t>(index));
+}
+
+void NSMutableArray::removeAllObjects() {
+  requireUnshared(*this);
+  std::vector<Value>().swap(elements_);
+}
+
+}  // namespace tavlo

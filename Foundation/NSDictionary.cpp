@@ -1,0 +1,170 @@
+#include "Foundation/NSDictionary.h"
+
+#include <utility>
+
+#include "Foundation/Description.h"
+#include "Foundation/KorTemplateLimits.h"
+#include "Foundation/NSException.h"
+
+namespace tavlo {
+
+namespace {
+
+// Up to here comparing hashes one after another is faster than a table.
+constexpr std::size_t kSmall = 8;
+
+class ValueEnumerator final : public NSEnumerator {
+ public:
+  explicit ValueEnumerator(Ref<NSDictionary> dictionary) : dictionary_(std::move(dictionary)) {}
+
+  Value nextObject() override {
+    return next_ < dictionary_->count() ? dictionary_->entries()[next_++].value : Value();
+  }
+
+ private:
+  Ref<NSDictionary> dictionary_;
+  std::size_t next_ = 0;
+};
+
+void requireUnshared(const NSObject& object) {
+  if (object.isShared()) failAssertion("A dictionary that is shared between threads cannot change");
+}
+
+}  // namespace
+
+NSDictionary::NSDictionary() : NSObject(ObjectKind::Dictionary) {}
+
+NSDictionary::NSDictionary(const NSDictionary& other, std::nullptr_t)
+    : NSObject(ObjectKind::Dictionary), entries_(other.entries_), slots_(other.slots_) {}
+
+Ref<NSDictionary> NSDictionary::dictionaryWithEntries(
+    std::initializer_list<std::pair<std::string_view, Value>> entries) {
+  Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
+  for (const auto& [key, value] : entries) dictionary->setObjectForKey(value, key);
+  return dictionary;
+}
+
+std::uint32_t NSDictionary::indexOf(std::string_view key, std::uint32_t hash) const noexcept {
+  const auto matches = [&](const Entry& entry) { return entry.key->hash32() == hash && entry.key->view() == key; };
+  if (slots_.empty()) {
+    for (std::uint32_t index = 0; index < entries_.size(); ++index) {
+      if (matches(entries_[index])) return index;
+    }
+    return kNowhere;
+  }
+  const std::size_t mask = slots_.size() - 1;
+  for (std::size_t slot = hash & mask; slots_[slot] != kNowhere; slot = (slot + 1) & mask) {
+    if (matches(entries_[slots_[slot]])) return slots_[slot];
+  }
+  return kNowhere;
+}
+
+const Value* NSDictionary::find(std::string_view key) const noexcept {
+  const std::uint32_t index = indexOf(key, NSString::hashOf(key));
+  return index == kNowhere ? nullptr : &entries_[index].value;
+}
+
+const Value* NSDictionary::find(const NSString& key) const noexcept {
+  const std::uint32_t index = indexOf(key.view(), key.hash32());
+  return index == kNowhere ? nullptr : &entries_[index].value;
+}
+
+const Value* NSDictionary::find(const NSString& key, std::uint32_t& hint) const noexcept {
+  if (hint < entries_.size()) {
+    const Entry& entry = entries_[hint];
+    if (entry.key.get() == &key || (entry.key->hash32() == key.hash32() && entry.key->view() == key.view())) {
+      return &entry.value;
+    }
+  }
+  const std::uint32_t index = indexOf(key.view(), key.hash32());
+  if (index == kNowhere) return nullptr;
+  hint = index;
+  return &entries_[index].value;
+}
+
+Value NSDictionary::objectForKey(std::string_view key) const {
+  const Value* value = find(key);
+  return value == nullptr ? Value() : *value;
+}
+
+void NSDictionary::describe(Description& out) const { out.dictionary(*this); }
+
+bool NSDictionary::isEqual(const NSObject& other, std::int32_t depth) const {
+  if (other.kind() != ObjectKind::Dictionary) return false;
+  requireValueDepth(depth + 1);
+  const auto& otherDictionary = static_cast<const NSDictionary&>(other);
+  if (count() != otherDictionary.count()) return false;
+  for (const Entry& entry : entries_) {
+    const Value* otherValue = otherDictionary.find(*entry.key);
+    if (otherValue == nullptr || !entry.value.isEqual(*otherValue, depth + 1)) return false;
+  }
+  return true;
+}
+
+bool NSDictionary::findValueForKey(const NSString& key, Value& value) const {
+  if (const Value* found = find(key)) {
+    value = *found;
+  } else {
+    value = key.view() == "@count" ? Value(count()) : Value();
+  }
+  return true;
+}
+
+Ref<NSEnumerator> NSDictionary::objectEnumerator() const {
+  return makeRef<ValueEnumerator>(Ref<NSDictionary>::retaining(const_cast<NSDictionary*>(this)));  // NOLINT(*-const-cast): counted
+}
+
+void NSDictionary::store(Ref<NSString> key, Value value) {
+  const std::uint32_t index = indexOf(key->view(), key->hash32());
+  if (index != kNowhere) {
+    entries_[index].value = std::move(value);
+    return;
+  }
+  entries_.push_back({std::move(key), std::move(value)});
+  if (entries_.size() <= kSmall) return;
+  if (entries_.size() * 2 > slots_.size()) return rebuildSlots();
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t slot = entries_.back().key->hash32() & mask;
+  while (slots_[slot] != kNowhere) slot = (slot + 1) & mask;
+  slots_[slot] = static_cast<std::uint32_t>(entries_.size() - 1);
+}
+
+void NSDictionary::rebuildSlots() {
+  std::size_t size = kSmall * 4;
+  while (size < entries_.size() * 4) size *= 2;
+  slots_.assign(entries_.size() <= kSmall ? 0 : size, kNowhere);
+  if (slots_.empty()) return;
+  for (std::uint32_t index = 0; index < entries_.size(); ++index) {
+    std::size_t slot = entries_[index].key->hash32() & (size - 1);
+    while (slots_[slot] != kNowhere) slot = (slot + 1) & (size - 1);
+    slots_[slot] = index;
+  }
+}
+
+void NSMutableDictionary::setObjectForKey(Value value, std::string_view key) {
+  setObjectForKey(std::move(value), NSString::stringWithUTF8(key));
+}
+
+void NSMutableDictionary::setObjectForKey(Value value, Ref<NSString> key) {
+  if (value.isAbsent()) NSException::raise(NSInvalidArgumentException, "A dictionary's value cannot be absent");
+  if (key == nullptr) NSException::raise(NSInvalidArgumentException, "A dictionary's key cannot be absent");
+  requireUnshared(*this);
+  store(std::move(key), std::move(value));
+}
+
+void NSMutableDictionary::removeObjectForKey(std::string_view key) {
+  requireUnshared(*this);
+  const std::uint32_t index = indexOf(key, NSString::hashOf(key));
+  if (index == kNowhere) return;
+  const Entry removed = entries_[index];  // let go of last
+  entries_.erase(entries_.begin() + index);
+  rebuildSlots();
+}
+
+void NSMutableDictionary::removeAllObjects() {
+  requireUnshared(*this);
+  slots_.clear();
+  std::vector<Entry>().swap(entries_);
+}
+
+}  // namespace tavlo

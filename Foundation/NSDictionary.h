@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "Foundation/NSEnumerator.h"
+#include "Foundation/NSObject.h"
+#include "Foundation/NSString.h"
+#include "Foundation/Value.h"
+
+namespace tavlo {
+
+// Values by text key, in the order in which the keys were first set. Neither keys nor values are absent.
+class NSDictionary : public NSObject {
+ public:
+  struct Entry {
+    Ref<NSString> key;
+    Value value;
+  };
+
+  NSDictionary();
+  // A dictionary of its own with the same entries.
+  explicit NSDictionary(const NSDictionary& other, std::nullptr_t);
+
+  static Ref<NSDictionary> dictionary() { return makeRef<NSDictionary>(); }
+  // Of two entries with one key the later value stands, in the place of the first.
+  static Ref<NSDictionary> dictionaryWithEntries(std::initializer_list<std::pair<std::string_view, Value>> entries);
+
+  std::size_t count() const noexcept { return entries_.size(); }
+  // In insertion order.
+  const std::vector<Entry>& entries() const noexcept { return entries_; }
+  // The value, or null where there is none; good until the dictionary changes.
+  const Value* find(std::string_view key) const noexcept;
+  const Value* find(const NSString& key) const noexcept;
+  // The same, trying the entry at `hint` first and leaving there where the key was found.
+  const Value* find(const NSString& key, std::uint32_t& hint) const noexcept;
+  Value objectForKey(std::string_view key) const;
+
+  const char* className() const override { return "NSDictionary"; }
+  void describe(Description& out) const override;
+  bool isEqual(const NSObject& other, std::int32_t depth = 0) const override;
+  std::size_t hash() const override { return entries_.size(); }
+  // An entry, or the number of entries for "@count" where no entry has that key; never raises.
+  bool findValueForKey(const NSString& key, Value& value) const override;
+  // The values, in insertion order.
+  Ref<NSEnumerator> objectEnumerator() const override;
+
+ protected:
+  static constexpr std::uint32_t kNowhere = UINT32_MAX;
+
+  std::uint32_t indexOf(std::string_view key, std::uint32_t hash) const noexcept;
+  void store(Ref<NSString> key, Value value);
+  void rebuildSlots();
+
+  std::vector<Entry> entries_;
+  std::vector<std::uint32_t> slots_;  // open addressing over entries_, a power of two; empty while the dictionary is small
+};
+
+// A dictionary that can change, as long as it is not shared between threads: then its mutators raise
+// `NSInternalInconsistencyException`.
+class NSMutableDictionary final : public NSDictionary {
+ public:
+  using NSDictionary::NSDictionary;
+
+  static Ref<NSMutableDictionary> dictionary() { return makeRef<NSMutableDictionary>(); }
+
+  // Raises `NSInvalidArgumentException` for an absent value or key.
+  void setObjectForKey(Value value, std::string_view key);
+  void setObjectForKey(Value value, Ref<NSString> key);
+  // Does nothing where there is no such key.
+  void removeObjectForKey(std::string_view key);
+  void removeAllObjects();
+};
+
+}  // namespace tavlo

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "Foundation/NSObject.h"
+#include "Foundation/Value.h"
+
+namespace tavlo {
+
+// A walk over a collection, used up once.
+class NSEnumerator : public NSObject {
+ public:
+  const char* className() const override { return "NSEnumerator"; }
+
+  // The next element; absent at the end.
+  virtual Value nextObject() = 0;
+
+ protected:
+  NSEnumerator() = default;
+};
+
+}  // namespace tavlo

@@ -1,0 +1,261 @@
+#include "Foundation/NSKeyValueCoding.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "Foundation/NSArray.h"
+#include "Foundation/NSDictionary.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSNumber.h"
+#include "Foundation/NSSet.h"
+#include "Foundation/StackGuard.h"
+
+namespace tavlo {
+
+namespace {
+
+std::string numberText(const Value& number) {
+  char text[kNumberTextSize];
+  return {text, writeNumber(text, number.peek())};
+}
+
+struct NumberProperty {
+  std::string_view key;
+  Value (*read)(const Value& number);
+};
+
+const NumberProperty kNumberProperties[] = {
+    {"intValue", [](const Value& number) -> Value { return number.intValue(); }},
+    {"integerValue", [](const Value& number) -> Value { return number.integerValue(); }},
+    {"doubleValue", [](const Value& number) -> Value { return number.doubleValue(); }},
+    {"boolValue", [](const Value& number) -> Value { return number.boolValue(); }},
+    {"stringValue", [](const Value& number) -> Value { return numberText(number); }},
+    {"description", [](const Value& number) -> Value { return numberText(number); }},
+};
+
+bool findValueOfNumber(const Value& number, const NSString& key, Value& value) {
+  for (const NumberProperty& property : kNumberProperties) {
+    if (property.key != key.view()) continue;
+    value = property.read(number);
+    return true;
+  }
+  return false;
+}
+
+// The elements of an array or a set; null for every other value.
+const std::vector<Value>* elementsOf(const Value& value) {
+  const NSObject* object = value.object();
+  if (object == nullptr) return nullptr;
+  if (object->kind() == ObjectKind::Array) return &static_cast<const NSArray*>(object)->elements();
+  return object->kind() == ObjectKind::Set ? &static_cast<const NSSet*>(object)->members() : nullptr;
+}
+
+// Collection operators work on what the elements contribute and answer false for a value that they cannot use.
+
+bool sumOf(const std::vector<Value>& values, double& sum) {
+  sum = 0;
+  for (const Value& value : values) {
+    if (!value.isNumber() && !value.isString()) return false;
+    sum += value.doubleValue();
+  }
+  return true;
+}
+
+bool applySum(const std::vector<Value>& values, Value& result) {
+  double sum = 0;
+  if (!sumOf(values, sum)) return false;
+  result = sum;
+  return true;
+}
+
+bool applyAverage(const std::vector<Value>& values, Value& result) {
+  double sum = 0;
+  if (!sumOf(values, sum)) return false;
+  result = values.empty() ? 0.0 : sum / static_cast<double>(values.size());
+  return true;
+}
+
+// The first value that none of the others precedes, in the order that `precedes` gives.
+template <class Precedes>
+bool applyExtreme(const std::vector<Value>& values, Value& result, const Precedes& precedes) {
+  result = values.empty() ? Value() : values.front();
+  for (std::size_t index = 1; index < values.size(); ++index) {
+    const std::optional<bool> better = precedes(values[index], result);
+    if (!better.has_value()) return false;
+    if (*better) result = values[index];
+  }
+  return true;
+}
+
+bool applyMinimum(const std::vector<Value>& values, Value& result) {
+  return applyExtreme(values, result, [](const Value& one, const Value& best) { return one.isLessThan(best); });
+}
+
+bool applyMaximum(const std::vector<Value>& values, Value& result) {
+  return applyExtreme(values, result, [](const Value& one, const Value& best) { return best.isLessThan(one); });
+}
+
+Value distinct(const std::vector<Value>& values) {
+  return makeRef<NSArray>(NSSet(values).members());
+}
+
+bool applyUnionOfObjects(const std::vector<Value>& values, Value& result) {
+  result = makeRef<NSArray>(values);
+  return true;
+}
+
+bool applyDistinctUnionOfObjects(const std::vector<Value>& values, Value& result) {
+  result = distinct(values);
+  return true;
+}
+
+bool joinArrays(const std::vector<Value>& values, std::vector<Value>& joined) {
+  for (const Value& value : values) {
+    const NSObject* object = value.object();
+    if (object == nullptr || object->kind() != ObjectKind::Array) return false;
+    std::ranges::copy(static_cast<const NSArray*>(object)->elements(), std::back_inserter(joined));
+  }
+  return true;
+}
+
+bool applyUnionOfArrays(const std::vector<Value>& values, Value& result) {
+  std::vector<Value> joined;
+  if (!joinArrays(values, joined)) return false;
+  result = makeRef<NSArray>(std::move(joined));
+  return true;
+}
+
+bool applyDistinctUnionOfArrays(const std::vector<Value>& values, Value& result) {
+  std::vector<Value> joined;
+  if (!joinArrays(values, joined)) return false;
+  result = distinct(joined);
+  return true;
+}
+
+struct CollectionOperator {
+  std::string_view name;
+  bool (*apply)(const std::vector<Value>& values, Value& result);
+};
+
+constexpr CollectionOperator kCollectionOperators[] = {
+    {"@sum", applySum},
+    {"@avg", applyAverage},
+    {"@min", applyMinimum},
+    {"@max", applyMaximum},
+    {"@unionOfObjects", applyUnionOfObjects},
+    {"@distinctUnionOfObjects", applyDistinctUnionOfObjects},
+    {"@unionOfArrays", applyUnionOfArrays},
+    {"@distinctUnionOfArrays", applyDistinctUnionOfArrays},
+};
+
+}  // namespace
+
+NSKeyPath::NSKeyPath(std::string_view path)
+    : keys_(std::make_unique<Key[]>(static_cast<std::size_t>(std::ranges::count(path, '.')) + 1)) {
+  for (bool more = true; more; ++count_) {
+    const std::size_t dot = path.find('.');
+    more = dot != std::string_view::npos;
+    keys_[count_].text = NSString::stringWithValidUTF8(path.substr(0, dot), Counting::Atomic);
+    path.remove_prefix(more ? dot + 1 : path.size());
+  }
+}
+
+const Value* NSKeyPath::peek(RawValue root) const noexcept {
+  const Value* value = nullptr;
+  for (std::size_t index = 0; index < count_; ++index) {
+    const RawValue holder = value == nullptr ? root : value->peek();
+    if (holder.kind() != ValueKind::Object || holder.payload.object->kind() != ObjectKind::Dictionary) return nullptr;
+    const Key& key = keys_[index];
+    const std::uint32_t known = key.lastSlot.load(std::memory_order_relaxed);
+    std::uint32_t slot = known;
+    value = static_cast<const NSDictionary*>(holder.payload.object)->find(*key.text, slot);
+    if (value == nullptr) return nullptr;
+    if (slot != known) key.lastSlot.store(slot, std::memory_order_relaxed);
+  }
+  return value;
+}
+
+bool NSKeyPath::find(const Value& root, Value& result) const { return findFrom(0, root, result); }
+
+bool NSKeyPath::findFrom(std::size_t index, const Value& start, Value& result) const {
+  result = start;
+  for (; index < count_ && !result.isAbsent(); ++index) {
+    const NSString& key = *keys_[index].text;
+    const Value holder = std::move(result);
+    result = Value();
+    const std::vector<Value>* elements = elementsOf(holder);
+    if (elements != nullptr && key.view().starts_with('@')) return applyOperator(index, *elements, result);
+    if (!findValueForKey(holder, key, result)) return false;
+  }
+  return true;
+}
+
+NSKeyPath::Contribution NSKeyPath::contributionFrom(std::size_t index, const Value& element, Value& result) const {
+  result = element;
+  for (; index < count_ && !result.isAbsent() && !result.isNull(); ++index) {
+    const NSString& key = *keys_[index].text;
+    const Value holder = std::move(result);
+    result = Value();
+    const std::vector<Value>* elements = elementsOf(holder);
+    if (elements != nullptr && key.view().starts_with('@')) {
+      if (!applyOperator(index, *elements, result)) return Contribution::UnknownKey;
+      break;
+    }
+    if (!findValueForKey(holder, key, result)) return Contribution::UnknownKey;
+  }
+  return result.isAbsent() || result.isNull() ? Contribution::Nothing : Contribution::Value;
+}
+
+bool NSKeyPath::applyOperator(std::size_t index, const std::vector<Value>& elements, Value& result) const {
+  checkStack();
+  const std::string_view name = keys_[index].text->view();
+  if (name == "@count") {
+    result = elements.size();
+    return true;
+  }
+  const auto* known = std::ranges::find(kCollectionOperators, name, &CollectionOperator::name);
+  if (known == std::end(kCollectionOperators)) return false;
+  std::vector<Value> values;
+  values.reserve(elements.size());
+  for (std::size_t at = 0; at < elements.size(); ++at) {  // a host's property may change the list
+    Value value;
+    const Contribution contribution = contributionFrom(index + 1, Value(elements[at]), value);
+    if (contribution == Contribution::UnknownKey) return false;
+    if (contribution == Contribution::Value) values.push_back(std::move(value));
+  }
+  return known->apply(values, result);
+}
+
+bool findValueForKey(const Value& object, const NSString& key, Value& value) {
+  if (object.isObject()) return object.object()->findValueForKey(key, value);
+  if (object.isNumber()) return findValueOfNumber(object, key, value);
+  value = Value();
+  return object.isAbsent();
+}
+
+bool findValuesForKey(const std::vector<Value>& elements, const NSString& key, Value& values) {
+  checkStack();  // lists may lie inside lists
+  std::vector<Value> results;
+  results.reserve(elements.size());
+  for (std::size_t at = 0; at < elements.size(); ++at) {  // a host's property may change the list
+    const Value element = elements[at];
+    Value value;
+    if (!element.isNull() && !findValueForKey(element, key, value)) return false;
+    results.push_back(value.isAbsent() ? Value::null() : std::move(value));
+  }
+  values = makeRef<NSArray>(std::move(results));
+  return true;
+}
+
+Value valueForKeyPath(const Value& root, std::string_view path) {
+  Value result;
+  if (!NSKeyPath(path).find(root, result)) raiseUndefinedKey(root, path);
+  return result;
+}
+
+void raiseUndefinedKey(const Value& object, std::string_view key) {
+  NSException::raise(NSUndefinedKeyException, "%s has no value for the key \"%@\"", object.className(), key);
+}
+
+}  // namespace tavlo

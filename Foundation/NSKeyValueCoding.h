@@ -1,0 +1,60 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string_view>
+#include <vector>
+
+#include "Foundation/NSString.h"
+#include "Foundation/Value.h"
+
+namespace tavlo {
+
+// A dotted path of keys, cut once and followed often. Several threads may follow one path at once.
+class NSKeyPath {
+ public:
+  // The path must be valid UTF-8. Its keys are what stands between the dots; each may be empty.
+  explicit NSKeyPath(std::string_view path);
+
+  // What the path leads to from `root`. False when a value on the way does not know its key; an exception of a host's
+  // property passes through. An absent value ends the path: the result is absent too.
+  bool find(const Value& root, Value& result) const;
+
+  // The same for a path through dictionaries alone: the value where it lives, good until something changes. Null where
+  // the path leads elsewhere or to nothing, and `find` must decide.
+  const Value* peek(RawValue root) const noexcept;
+
+ private:
+  struct Key {
+    Ref<NSString> text;
+    mutable std::atomic<std::uint32_t> lastSlot{0};  // of the last dictionary that had the key
+  };
+
+  // What an element of a collection contributes to an operator.
+  enum class Contribution : std::uint8_t { Value, Nothing, UnknownKey };
+
+  bool findFrom(std::size_t index, const Value& start, Value& result) const;
+  Contribution contributionFrom(std::size_t index, const Value& element, Value& result) const;
+  bool applyOperator(std::size_t index, const std::vector<Value>& elements, Value& result) const;
+
+  std::unique_ptr<Key[]> keys_;
+  std::size_t count_ = 0;
+};
+
+// The value for one key, whatever the kind of the value that is asked; absent for an absent value. False for a key that
+// it does not know; the null object knows none.
+bool findValueForKey(const Value& object, const NSString& key, Value& value);
+
+// What the dotted path leads to. Raises `NSUndefinedKeyException` where a value on the way does not know its key.
+Value valueForKeyPath(const Value& root, std::string_view path);
+
+// The list of the values that the elements have for the key, null for a null element and for an absent value. False when
+// an element does not know the key.
+bool findValuesForKey(const std::vector<Value>& elements, const NSString& key, Value& values);
+
+// Raises `NSUndefinedKeyException`.
+[[noreturn]] void raiseUndefinedKey(const Value& object, std::string_view key);
+
+}  // namespace tavlo

@@ -1,0 +1,91 @@
+#include "Foundation/NSObject.h"
+
+#include "Foundation/Description.h"
+#include "Foundation/KorTemplateLimits.h"
+#include "Foundation/NSEnumerator.h"
+#include "Foundation/NSKeyValueCoding.h"
+#include "Foundation/NSString.h"
+#include "Foundation/Value.h"
+
+namespace tavlo {
+
+// Ends objects in place down to a fixed depth and lines up the deeper ones, linked through the fields that counted their
+// references, until the outermost end has returned.
+class PendingReleases {
+ public:
+  void end(const NSObject* object) noexcept {
+    if (depth_ >= kDeepest) return push(object);
+    ++depth_;
+    delete object;
+    if (depth_ == 1) {
+      while (const NSObject* next = pop()) delete next;
+    }
+    --depth_;
+  }
+
+ private:
+  static constexpr int kDeepest = 64;
+  static constexpr int kLowBits = 32;
+
+  void push(const NSObject* object) noexcept {
+    const auto next = reinterpret_cast<std::uintptr_t>(first_);
+    object->count_.store(static_cast<std::uint32_t>(next), std::memory_order_relaxed);
+    object->linkHigh_ = static_cast<std::uint16_t>(next >> kLowBits);  // addresses have 48 bits
+    first_ = object;
+  }
+
+  const NSObject* pop() noexcept {
+    const NSObject* object = first_;
+    if (object == nullptr) return nullptr;
+    const std::uintptr_t next = (static_cast<std::uintptr_t>(object->linkHigh_) << kLowBits) |
+                                object->count_.load(std::memory_order_relaxed);
+    first_ = reinterpret_cast<const NSObject*>(next);
+    return object;
+  }
+
+  int depth_ = 0;
+  const NSObject* first_ = nullptr;
+};
+
+namespace {
+thread_local PendingReleases pendingReleases;
+}
+
+void NSObject::end() const noexcept {
+  if (kind_ == ObjectKind::String) {
+    delete this;
+  } else {
+    pendingReleases.end(this);
+  }
+}
+
+const char* NSObject::className() const { return "NSObject"; }
+
+void NSObject::describe(Description& out) const { out.part(Description::base(*this)); }
+
+std::string NSObject::description() const {
+  return Description::of(Value(Ref<NSObject>::retaining(const_cast<NSObject*>(this))),  // NOLINT(*-const-cast): counted
+                         KorTemplateLimits{}.stringLength);
+}
+
+bool NSObject::isEqual(const NSObject& other, std::int32_t /*depth*/) const { return this == &other; }
+
+std::size_t NSObject::hash() const { return reinterpret_cast<std::uintptr_t>(this) >> 4; }
+
+std::optional<bool> NSObject::isLessThan(const Value& /*other*/) const { return {}; }
+
+std::optional<bool> NSObject::isGreaterThan(const Value& /*other*/) const { return {}; }
+
+Value NSObject::valueForKey(const NSString& key) const {
+  raiseUndefinedKey(Value(Ref<NSObject>::retaining(const_cast<NSObject*>(this))),  // NOLINT(*-const-cast): counted
+                    key.view());
+}
+
+bool NSObject::findValueForKey(const NSString& key, Value& value) const {
+  value = valueForKey(key);
+  return true;
+}
+
+Ref<NSEnumerator> NSObject::objectEnumerator() const { return {}; }
+
+}  // namespace tavlo

@@ -1,0 +1,198 @@
+#include "Foundation/NSString.h"
+
+#include <utf8proc.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <utility>
+
+#include "Foundation/Description.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSNumber.h"
+#include "Foundation/Utf8.h"
+
+namespace tavlo {
+
+NSString::NSString(std::size_t byteLength, std::size_t length, std::size_t capacity, Counting counting) noexcept
+    : NSObject(ObjectKind::String, counting),
+      byteLength_(static_cast<std::uint32_t>(byteLength)),
+      length_(static_cast<std::uint32_t>(length)),
+      capacity_(static_cast<std::uint32_t>(capacity)) {}
+
+Ref<NSString> NSString::uninitialized(std::size_t byteLength, std::size_t length, std::size_t capacity,
+                                      Counting counting) {
+  if (byteLength > kMaximumByteLength) throw std::length_error("a text is longer than 2147483647 bytes");
+  capacity = std::min(std::max(capacity, byteLength), kMaximumByteLength);
+  Ref<NSString> string = Ref<NSString>::adopt(new (capacity + 1) NSString(byteLength, length, capacity, counting));
+  string->mutableCharacters()[byteLength] = '\0';
+  return string;
+}
+
+Ref<NSString> NSString::stringWithUTF8(std::string_view text) {
+  requireValidUTF8(text);
+  return stringWithValidUTF8(text);
+}
+
+Ref<NSString> NSString::stringWithValidUTF8(std::string_view text) {
+  return stringWithValidUTF8(text, Counting::Plain);
+}
+
+Ref<NSString> NSString::stringWithValidUTF8(std::string_view text, Counting counting) {
+  Ref<NSString> string = uninitialized(text.size(), utf16Length(text), text.size(), counting);
+  std::memcpy(string->mutableCharacters(), text.data(), text.size());
+  return string;
+}
+
+Ref<NSString> NSString::stringWithUTF16(std::u16string_view text) {
+  std::string utf8;
+  for (std::size_t index = 0; index < text.size(); ++index) {
+    char32_t character = text[index];
+    if (character >= 0xD800 && character < 0xE000) {
+      const bool paired = character < 0xDC00 && index + 1 < text.size() && text[index + 1] >= 0xDC00 &&
+                          text[index + 1] < 0xE000;
+      if (!paired) NSException::raise(NSInvalidArgumentException, "Text has a lone surrogate at unit %d", index);
+      character = 0x10000 + ((character - 0xD800) << 10) + (text[++index] - char32_t{0xDC00});
+    }
+    appendCodePoint(utf8, character);
+  }
+  return stringWithValidUTF8(utf8);
+}
+
+Ref<NSString> NSString::stringByJoining(std::string_view left, std::string_view right) {
+  const std::size_t size = left.size() + right.size();
+  Ref<NSString> string = uninitialized(size, utf16Length(left) + utf16Length(right), size + size / 2);
+  std::memcpy(string->mutableCharacters(), left.data(), left.size());
+  std::memcpy(string->mutableCharacters() + left.size(), right.data(), right.size());
+  return string;
+}
+
+Ref<NSString> NSString::appended(Ref<NSString> string, std::string_view text) {
+  const std::size_t size = std::size_t{string->byteLength_} + text.size();
+  if (size > string->capacity_) return stringByJoining(string->view(), text);
+  char* end = string->mutableCharacters() + string->byteLength_;
+  std::memcpy(end, text.data(), text.size());
+  end[text.size()] = '\0';
+  string->byteLength_ = static_cast<std::uint32_t>(size);
+  string->length_ += static_cast<std::uint32_t>(utf16Length(text));
+  string->hash_.store(0, std::memory_order_relaxed);
+  return string;
+}
+
+Ref<NSString> NSString::trimmed(Ref<NSString> string) {
+  constexpr std::uint32_t kWorthACopy = 64;
+  if (string->capacity_ - string->byteLength_ < kWorthACopy) return string;
+  Ref<NSString> copy = uninitialized(string->byteLength_, string->length_, string->byteLength_);
+  std::memcpy(copy->mutableCharacters(), string->characters(), string->byteLength_);
+  return copy;
+}
+
+void NSString::describe(Description& out) const { out.part(view()); }
+
+bool NSString::isEqual(const NSObject& other, std::int32_t /*depth*/) const {
+  return other.kind() == ObjectKind::String && static_cast<const NSString&>(other).view() == view();
+}
+
+std::uint32_t NSString::hashOf(std::string_view text) noexcept {
+  const std::size_t hash = std::hash<std::string_view>{}(text);
+  const auto folded = static_cast<std::uint32_t>(hash ^ (hash >> 32));
+  return folded == 0 ? 1 : folded;
+}
+
+std::uint32_t NSString::computeHash() const noexcept {
+  const std::uint32_t hash = hashOf(view());
+  hash_.store(hash, std::memory_order_relaxed);
+  return hash;
+}
+
+// The order of UTF-8's bytes is the order of its code points.
+std::optional<bool> NSString::isLessThan(const Value& other) const {
+  const NSString* text = other.string();
+  if (text == nullptr) return {};
+  return view() < text->view();
+}
+
+std::optional<bool> NSString::isGreaterThan(const Value& other) const {
+  const NSString* text = other.string();
+  if (text == nullptr) return {};
+  return view() > text->view();
+}
+
+namespace {
+
+// Unicode's simple mappings: one character to one.
+char32_t uppercase(char32_t character) {
+  constexpr char32_t kSharpS = 0xDF;  // its capital form is no simple mapping, though the library gives it as one
+  return character == kSharpS ? character
+                              : static_cast<char32_t>(utf8proc_toupper(static_cast<utf8proc_int32_t>(character)));
+}
+
+char32_t titlecase(char32_t character) {
+  constexpr char32_t kSharpS = 0xDF;
+  return character == kSharpS ? character
+                              : static_cast<char32_t>(utf8proc_totitle(static_cast<utf8proc_int32_t>(character)));
+}
+
+char32_t lowercase(char32_t character) {
+  return static_cast<char32_t>(utf8proc_tolower(static_cast<utf8proc_int32_t>(character)));
+}
+
+// Letters, marks and digits: what a word goes on with.
+bool continuesWord(char32_t character) {
+  const utf8proc_category_t category = utf8proc_category(static_cast<utf8proc_int32_t>(character));
+  return (category >= UTF8PROC_CATEGORY_LU && category <= UTF8PROC_CATEGORY_ND);
+}
+
+template <class Mapping>
+Value mapped(std::string_view text, const Mapping& mapping) {
+  std::string result;
+  result.reserve(text.size());
+  for (std::size_t offset = 0; offset < text.size();) {
+    const CodePoint next = codePointAt(text, offset);
+    appendCodePoint(result, mapping(next.value));
+    offset += next.byteLength;
+  }
+  return NSString::stringWithValidUTF8(result);
+}
+
+Value capitalized(std::string_view text) {
+  bool insideWord = false;
+  return mapped(text, [&insideWord](char32_t character) {
+    const bool startsWord = !insideWord;
+    insideWord = continuesWord(character);
+    return startsWord ? titlecase(character) : lowercase(character);
+  });
+}
+
+struct StringProperty {
+  std::string_view key;
+  Value (*read)(const NSString& string);
+};
+
+const StringProperty kStringProperties[] = {
+    {"length", [](const NSString& string) -> Value { return string.length(); }},
+    {"uppercaseString", [](const NSString& string) { return mapped(string.view(), uppercase); }},
+    {"lowercaseString", [](const NSString& string) { return mapped(string.view(), lowercase); }},
+    {"capitalizedString", [](const NSString& string) { return capitalized(string.view()); }},
+    {"intValue", [](const NSString& string) -> Value { return textAsInt(string.view()); }},
+    {"integerValue", [](const NSString& string) -> Value { return textAsInteger(string.view()); }},
+    {"doubleValue", [](const NSString& string) -> Value { return textAsDouble(string.view()); }},
+    {"boolValue", [](const NSString& string) -> Value { return textAsBool(string.view()); }},
+    {"description", [](const NSString& string) -> Value { return string.view(); }},
+};
+
+}  // namespace
+
+bool NSString::findValueForKey(const NSString& key, Value& value) const {
+  for (const StringProperty& property : kStringProperties) {
+    if (property.key != key.view()) continue;
+    value = property.read(*this);
+    return true;
+  }
+  return false;
+}
+
+}  // namespace tavlo

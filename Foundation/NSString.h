@@ -1,0 +1,82 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+#include "Foundation/NSObject.h"
+#include "Foundation/Ref.h"
+#include "Foundation/Value.h"
+
+namespace tavlo {
+
+// An immutable text in one allocation: valid UTF-8, followed by a zero byte. Its length is counted in UTF-16 units, as
+// everywhere in the language; equal lengths in bytes and units mean that it is ASCII.
+class NSString final : public NSObject {
+ public:
+  // The longest text there can be, in bytes.
+  static constexpr std::size_t kMaximumByteLength = 0x7FFFFFFF;
+
+  // A string of the text. Raises `NSInvalidArgumentException` that names the byte offset when it is not valid UTF-8.
+  static Ref<NSString> stringWithUTF8(std::string_view text);
+  // The same for text that is known to be valid.
+  static Ref<NSString> stringWithValidUTF8(std::string_view text);
+  static Ref<NSString> stringWithValidUTF8(std::string_view text, Counting counting);
+  // A string of the UTF-16 text. Raises `NSInvalidArgumentException` that names the unit for a lone surrogate.
+  static Ref<NSString> stringWithUTF16(std::u16string_view text);
+  // The two texts joined, with room to grow.
+  static Ref<NSString> stringByJoining(std::string_view left, std::string_view right);
+
+  // Puts `text` behind `string`, in place where it has the room. The caller must hold the only reference, which passes
+  // into the result.
+  static Ref<NSString> appended(Ref<NSString> string, std::string_view text);
+  // Gives back the room that appending left behind, where that is worth a copy.
+  static Ref<NSString> trimmed(Ref<NSString> string);
+
+  std::string_view view() const noexcept { return {characters(), byteLength_}; }
+  const char* characters() const noexcept { return reinterpret_cast<const char*>(this + 1); }
+  std::uint32_t byteLength() const noexcept { return byteLength_; }
+  // In UTF-16 units.
+  std::uint32_t length() const noexcept { return length_; }
+  bool isASCII() const noexcept { return length_ == byteLength_; }
+
+  const char* className() const override { return "NSString"; }
+  void describe(Description& out) const override;
+  bool isEqual(const NSObject& other, std::int32_t depth = 0) const override;
+  std::size_t hash() const override { return hash32(); }
+  // Computed once; never 0.
+  std::uint32_t hash32() const noexcept {
+    const std::uint32_t known = hash_.load(std::memory_order_relaxed);
+    return known != 0 ? known : computeHash();
+  }
+  static std::uint32_t hashOf(std::string_view text) noexcept;
+  std::optional<bool> isLessThan(const Value& other) const override;
+  std::optional<bool> isGreaterThan(const Value& other) const override;
+  bool findValueForKey(const NSString& key, Value& value) const override;
+
+  // The bytes follow the object itself, so its size is not the class's.
+  static void operator delete(void* memory) { ::operator delete(memory); }
+
+ private:
+  NSString(std::size_t byteLength, std::size_t length, std::size_t capacity, Counting counting) noexcept;
+
+  static Ref<NSString> uninitialized(std::size_t byteLength, std::size_t length, std::size_t capacity,
+                                     Counting counting = Counting::Plain);
+  char* mutableCharacters() noexcept { return reinterpret_cast<char*>(this + 1); }
+  std::uint32_t computeHash() const noexcept;
+  static void* operator new(std::size_t size, std::size_t extra) { return ::operator new(size + extra); }
+  static void operator delete(void* memory, std::size_t /*extra*/) { ::operator delete(memory); }
+
+  std::uint32_t byteLength_;
+  std::uint32_t length_;    // in UTF-16 units
+  std::uint32_t capacity_;  // in bytes, without the final zero
+  mutable std::atomic<std::uint32_t> hash_{0};
+};
+
+inline const NSString* Value::string() const noexcept {
+  const NSObject* held = object();
+  return held != nullptr && held->kind() == ObjectKind::String ? static_cast<const NSString*>(held) : nullptr;
+}
+
+}  // namespace tavlo

@@ -1,0 +1,105 @@
+#include "Foundation/Name.h"
+
+#include <array>
+#include <cstring>
+#include <functional>
+#include <mutex>
+#include <new>
+#include <unordered_set>
+
+#include "Foundation/Utf8.h"
+
+namespace tavlo {
+
+struct Name::Entry {
+  std::atomic<std::uint32_t> references{1};
+  std::uint32_t byteLength;
+
+  char* characters() noexcept { return reinterpret_cast<char*>(this + 1); }
+  std::string_view view() noexcept { return {characters(), byteLength}; }
+
+  static Entry* make(std::string_view text) {
+    auto* entry = new (::operator new(sizeof(Entry) + text.size() + 1)) Entry{{1}, static_cast<std::uint32_t>(text.size())};
+    std::memcpy(entry->characters(), text.data(), text.size());
+    entry->characters()[text.size()] = '\0';
+    return entry;
+  }
+  static void end(Entry* entry) noexcept {
+    entry->~Entry();
+    ::operator delete(entry);
+  }
+};
+
+// The process's names, in parts with a lock each. An entry's last reference is given up under its part's lock, so that
+// an entry found there is alive.
+class NameTable {
+ public:
+  static Name::Entry* intern(std::string_view text) {
+    Part& part = partOf(text);
+    const std::lock_guard lock(part.mutex);
+    if (const auto found = part.entries.find(text); found != part.entries.end()) {
+      (*found)->references.fetch_add(1, std::memory_order_relaxed);
+      return *found;
+    }
+    Name::Entry* entry = Name::Entry::make(text);
+    try {
+      part.entries.insert(entry);
+    } catch (...) {
+      Name::Entry::end(entry);
+      throw;
+    }
+    return entry;
+  }
+
+  static void releaseLast(Name::Entry* entry) noexcept {
+    Part& part = partOf(entry->view());
+    const std::lock_guard lock(part.mutex);
+    if (entry->references.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+    part.entries.erase(entry);
+    Name::Entry::end(entry);
+  }
+
+ private:
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>{}(text); }
+    std::size_t operator()(Name::Entry* entry) const noexcept { return (*this)(entry->view()); }
+  };
+  struct Equal {
+    using is_transparent = void;
+    static std::string_view text(std::string_view text) noexcept { return text; }
+    static std::string_view text(Name::Entry* entry) noexcept { return entry->view(); }
+    bool operator()(const auto& left, const auto& right) const noexcept { return text(left) == text(right); }
+  };
+  struct Part {
+    std::mutex mutex;
+    std::unordered_set<Name::Entry*, Hash, Equal> entries;
+  };
+
+  static Part& partOf(std::string_view text) noexcept {
+    static constexpr std::size_t kParts = 16;
+    static auto& parts = *new std::array<Part, kParts>;  // names may outlive every static object
+    return parts[(std::hash<std::string_view>{}(text) >> 7) % kParts];
+  }
+};
+
+Name::Name(std::string_view text) {
+  requireValidUTF8(text);
+  entry_ = NameTable::intern(text);
+}
+
+std::string_view Name::view() const noexcept { return entry_ == nullptr ? std::string_view("") : entry_->view(); }
+
+void Name::retain() const noexcept {
+  if (entry_ != nullptr) entry_->references.fetch_add(1, std::memory_order_relaxed);
+}
+
+void Name::release() noexcept {
+  std::uint32_t references = entry_->references.load(std::memory_order_relaxed);
+  while (references > 1) {
+    if (entry_->references.compare_exchange_weak(references, references - 1, std::memory_order_acq_rel)) return;
+  }
+  NameTable::releaseLast(entry_);
+}
+
+}  // namespace tavlo

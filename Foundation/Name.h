@@ -1,0 +1,55 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+
+#include "Foundation/Value.h"
+
+namespace tavlo {
+
+// A counted entry of the process's table of names: equal names are the same entry, so comparing is comparing addresses.
+class Name {
+ public:
+  // The absent name.
+  constexpr Name() noexcept = default;
+  constexpr Name(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor)
+
+  // Implicit on purpose: a name is asked for by its text. Raises `NSInvalidArgumentException` that names the byte offset
+  // when the text is not valid UTF-8.
+  Name(std::string_view text);                            // NOLINT(google-explicit-constructor)
+  template <TextLike T>
+  Name(const T& text) : Name(std::string_view(text)) {}  // NOLINT(google-explicit-constructor)
+
+  Name(const Name& other) noexcept : entry_(other.entry_) { retain(); }
+  Name(Name&& other) noexcept : entry_(std::exchange(other.entry_, nullptr)) {}
+  ~Name() {
+    if (entry_ != nullptr) release();
+  }
+  Name& operator=(Name other) noexcept {
+    std::swap(entry_, other.entry_);
+    return *this;
+  }
+
+  bool isAbsent() const noexcept { return entry_ == nullptr; }
+  // The name's text, followed by a zero byte; empty for the absent name.
+  std::string_view view() const noexcept;
+  // Differs for different names; 0 for the absent one.
+  std::size_t hash() const noexcept { return reinterpret_cast<std::uintptr_t>(entry_) >> 5; }
+
+  friend bool operator==(const Name& left, const Name& right) noexcept { return left.entry_ == right.entry_; }
+
+ private:
+  friend class NameTable;
+  struct Entry;
+
+  void retain() const noexcept;
+  void release() noexcept;
+
+  Entry* entry_ = nullptr;
+};
+
+}  // namespace tavlo

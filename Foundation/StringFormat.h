@@ -1,0 +1,52 @@
+#pragma once
+
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "Foundation/Name.h"
+#include "Foundation/Text.h"
+#include "Foundation/Value.h"
+
+namespace tavlo {
+
+// One argument of a format, of whatever type the caller has: a text, a number or a value.
+class FormatArgument {
+ public:
+  template <IntegerLike T>
+  FormatArgument(T number) : value_(number) {}                    // NOLINT(google-explicit-constructor)
+  FormatArgument(const Value& value) : value_(value) {}           // NOLINT(google-explicit-constructor)
+  template <class T>
+    requires std::derived_from<T, NSObject>
+  FormatArgument(const Ref<T>& object) : value_(object) {}        // NOLINT(google-explicit-constructor)
+  FormatArgument(const Name& name) : text_(name.isAbsent() ? Text() : Text(name.view())) {}  // NOLINT(google-explicit-constructor)
+  FormatArgument(const Text& text) : text_(text) {}               // NOLINT(google-explicit-constructor)
+  template <TextLike T>
+  FormatArgument(const T& text) : text_(text) {}                  // NOLINT(google-explicit-constructor)
+  FormatArgument(std::nullptr_t) {}                               // NOLINT(google-explicit-constructor)
+
+  bool isText() const noexcept { return !text_.isAbsent(); }
+  std::string_view text() const noexcept { return text_.view(); }
+  const Value& value() const noexcept { return value_; }
+
+ private:
+  Text text_;
+  Value value_;
+};
+
+// The format with each "%@", "%s" and "%d" replaced by the next argument's text, and "%%" by "%". Arguments are formatted
+// by their type, whichever placeholder stands for them; an absent one reads "(null)". A placeholder without an argument
+// stays as it is.
+std::string formattedString(std::string_view format, std::span<const FormatArgument> arguments);
+
+template <class... Arguments>
+std::string stringWithFormat(std::string_view format, const Arguments&... arguments) {
+  const std::array<FormatArgument, sizeof...(Arguments)> list{FormatArgument(arguments)...};
+  return formattedString(format, list);
+}
+
+}  // namespace tavlo

@@ -1,0 +1,97 @@
+#include "Foundation/Utf8.h"
+
+#include <utf8proc.h>
+
+#include <cstring>
+
+#include "Foundation/NSException.h"
+
+namespace tavlo {
+
+namespace {
+
+constexpr std::uint64_t kHighBits = 0x8080808080808080U;
+
+// The first byte at or after `offset` that is not ASCII.
+std::size_t skipASCII(std::string_view text, std::size_t offset) noexcept {
+  while (offset + sizeof(std::uint64_t) <= text.size()) {
+    std::uint64_t chunk = 0;
+    std::memcpy(&chunk, text.data() + offset, sizeof chunk);
+    if ((chunk & kHighBits) != 0) break;
+    offset += sizeof chunk;
+  }
+  while (offset < text.size() && static_cast<unsigned char>(text[offset]) < 0x80) ++offset;
+  return offset;
+}
+
+constexpr bool isContinuation(char byte) noexcept { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+
+}  // namespace
+
+std::optional<std::size_t> firstInvalidByte(std::string_view text) noexcept {
+  std::size_t offset = skipASCII(text, 0);
+  while (offset < text.size()) {
+    utf8proc_int32_t character = 0;
+    const utf8proc_ssize_t length =
+        utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()) + offset,
+                         static_cast<utf8proc_ssize_t>(text.size() - offset), &character);
+    if (length <= 0) return offset;
+    offset = skipASCII(text, offset + static_cast<std::size_t>(length));
+  }
+  return {};
+}
+
+void requireValidUTF8(std::string_view text) {
+  if (const std::optional<std::size_t> offset = firstInvalidByte(text)) {
+    NSException::raise(NSInvalidArgumentException, "Text is not valid UTF-8 at byte offset %d", *offset);
+  }
+}
+
+std::size_t utf16Length(std::string_view text) noexcept {
+  std::size_t units = 0;
+  for (const char byte : text) {
+    units += isContinuation(byte) ? 0U : 1U;
+    units += static_cast<unsigned char>(byte) >= 0xF0 ? 1U : 0U;
+  }
+  return units;
+}
+
+CodePoint codePointAt(std::string_view text, std::size_t offset) noexcept {
+  if (offset >= text.size()) return {0, 0};
+  const auto byteAt = [&](std::size_t index) -> char32_t { return static_cast<unsigned char>(text[offset + index]); };
+  const char32_t lead = byteAt(0);
+  if (lead < 0x80) return {lead, 1};
+  if (lead < 0xE0) return {((lead & 0x1F) << 6) | (byteAt(1) & 0x3F), 2};
+  if (lead < 0xF0) return {((lead & 0x0F) << 12) | ((byteAt(1) & 0x3F) << 6) | (byteAt(2) & 0x3F), 3};
+  return {((lead & 0x07) << 18) | ((byteAt(1) & 0x3F) << 12) | ((byteAt(2) & 0x3F) << 6) | (byteAt(3) & 0x3F), 4};
+}
+
+CodePoint codePointBefore(std::string_view text, std::size_t offset) noexcept {
+  if (offset == 0) return {0, 0};
+  std::size_t start = offset - 1;
+  while (start > 0 && isContinuation(text[start])) --start;
+  return codePointAt(text, start);
+}
+
+void appendCodePoint(std::string& out, char32_t character) {
+  utf8proc_uint8_t bytes[4];
+  const utf8proc_ssize_t length = utf8proc_encode_char(static_cast<utf8proc_int32_t>(character), bytes);
+  out.append(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
+}
+
+bool isWhiteSpace(char32_t character) noexcept {
+  if (character < 0x80) return character == ' ' || (character >= '\t' && character <= '\r');
+  if (character < 0x2000) return character == 0x85 || character == 0xA0 || character == 0x1680;
+  return character <= 0x200A || character == 0x2028 || character == 0x2029 || character == 0x202F ||
+         character == 0x205F || character == 0x3000;
+}
+
+std::string_view withoutLeadingWhiteSpace(std::string_view text) noexcept {
+  for (CodePoint next = codePointAt(text, 0); next.byteLength != 0 && isWhiteSpace(next.value);
+       next = codePointAt(text, 0)) {
+    text.remove_prefix(next.byteLength);
+  }
+  return text;
+}
+
+}  // namespace tavlo

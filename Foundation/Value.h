@@ -1,0 +1,161 @@
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+#include "Foundation/NSObject.h"
+#include "Foundation/RawValue.h"
+#include "Foundation/Ref.h"
+
+namespace tavlo {
+
+template <class T>
+concept TextLike = std::convertible_to<const T&, std::string_view> && !std::is_null_pointer_v<T>;
+
+template <class T>
+concept IntegerLike = std::integral<T> && !std::same_as<T, bool>;
+
+// A value of any kind in 16 bytes: absent (no object), null, a boolean, a number, or a counted object. Null, booleans
+// and numbers are no heap objects: two of the same kind and payload are the very same value.
+class Value {
+ public:
+  // The absent value. It is not the null object.
+  constexpr Value() noexcept : raw_(RawValue::absent()) {}
+
+  // Implicit on purpose: whatever a program has becomes a value where one is asked for.
+  template <std::same_as<bool> T>
+  constexpr Value(T truth) noexcept : raw_(RawValue::boolean(truth)) {}  // NOLINT(google-explicit-constructor)
+  template <IntegerLike T>
+  constexpr Value(T number) noexcept  // NOLINT(google-explicit-constructor)
+      : raw_(std::is_signed_v<T> ? RawValue::integer(static_cast<std::int64_t>(number))
+                                 : RawValue::unsignedInteger(static_cast<std::uint64_t>(number))) {}
+  constexpr Value(double number) noexcept : raw_(RawValue::real(number)) {}  // NOLINT(google-explicit-constructor)
+  constexpr Value(float number) noexcept : raw_(RawValue::ofSingle(number)) {}  // NOLINT(google-explicit-constructor)
+
+  // A string. Raises `NSInvalidArgumentException` that names the byte offset when the text is not valid UTF-8.
+  template <TextLike T>
+  Value(const T& text) : Value(std::string_view(text)) {}  // NOLINT(google-explicit-constructor)
+  Value(std::string_view text);                            // NOLINT(google-explicit-constructor)
+
+  // An object; absent for an absent reference.
+  template <class T>
+    requires std::derived_from<T, NSObject>
+  Value(const Ref<T>& object) noexcept : raw_(ofObject(object.get())) {  // NOLINT(google-explicit-constructor)
+    retain();
+  }
+  template <class T>
+    requires std::derived_from<std::remove_const_t<T>, NSObject>
+  Value(Ref<T>&& object) noexcept : raw_(ofObject(object.leak())) {}  // NOLINT(google-explicit-constructor)
+
+  Value(const Value& other) noexcept : raw_(other.raw_) { retain(); }
+  Value(Value&& other) noexcept : raw_(std::exchange(other.raw_, RawValue::absent())) {}
+  ~Value() {
+    if (raw_.isOwned()) raw_.payload.object->release();
+  }
+  Value& operator=(const Value& other) noexcept { return *this = Value(other); }
+  Value& operator=(Value&& other) noexcept {
+    const Value old = Value::adopt(raw_);  // let go of last, so that its end finds this value changed
+    raw_ = std::exchange(other.raw_, RawValue::absent());
+    return *this;
+  }
+
+  static Value null() noexcept { return Value(RawValue::null(), Adopt{}); }
+
+  // Takes over the reference of an owned pair; of a lent one it takes none, so that the result is lent too.
+  static Value adopt(RawValue raw) noexcept { return Value(raw, Adopt{}); }
+
+  // A value of its own from a lent pair.
+  static Value retaining(RawValue raw) noexcept {
+    if (raw.kind() == ValueKind::Object && !raw.isOwned()) {
+      raw.tag |= RawValue::kOwned;
+      raw.payload.object->retain();
+    }
+    return Value(raw, Adopt{});
+  }
+
+  // Gives the pair, and its reference, to the caller.
+  RawValue leak() noexcept { return std::exchange(raw_, RawValue::absent()); }
+  // The pair as it is, still owned by this value.
+  RawValue peek() const noexcept { return raw_.lent(); }
+
+  ValueKind kind() const noexcept { return raw_.kind(); }
+  bool isAbsent() const noexcept { return kind() == ValueKind::Absent; }
+  bool isNull() const noexcept { return kind() == ValueKind::Null; }
+  bool isBoolean() const noexcept { return kind() == ValueKind::Boolean; }
+  bool isNumber() const noexcept { return raw_.isNumber(); }
+  bool isObject() const noexcept { return kind() == ValueKind::Object; }
+  bool isString() const noexcept { return string() != nullptr; }
+
+  // The object, or null for every value that is none.
+  const NSObject* object() const noexcept { return isObject() ? raw_.payload.object : nullptr; }
+  const NSString* string() const noexcept;
+  template <class T>
+  const T* as() const noexcept {
+    return dynamic_cast<const T*>(object());
+  }
+  // A reference to the object as it was put in; absent when it is of another class.
+  template <class T>
+  Ref<T> ref() const noexcept {
+    return Ref<T>::retaining(const_cast<T*>(as<T>()));  // NOLINT(*-const-cast): objects are counted through const
+  }
+
+  // The same kind and payload: the very same object, number or null.
+  bool isIdenticalTo(const Value& other) const noexcept {
+    return raw_.kind() == other.raw_.kind() && raw_.payload.unsignedInteger == other.raw_.payload.unsignedInteger;
+  }
+
+  // Equality of values: numbers by their mathematical value, strings unit by unit, collections by their contents, the
+  // null object and absence only with themselves. `depth` counts the collections around the two.
+  bool isEqual(const Value& other, std::int32_t depth = 0) const;
+  std::size_t hash() const;
+
+  // Whether this value comes before (after) the other; absent when the pair has no order.
+  std::optional<bool> isLessThan(const Value& other) const;
+  std::optional<bool> isGreaterThan(const Value& other) const;
+
+  // Readings as a number, 0 for what is neither number nor text. See Foundation/NSNumber.h for how numbers narrow.
+  double doubleValue() const;
+  std::int32_t intValue() const;
+  std::int64_t integerValue() const;
+  bool boolValue() const;
+
+  // The value's text; "(null)" for an absent one.
+  std::string description() const;
+  // The name of the value's class as messages show it; "(null)" for an absent one.
+  const char* className() const;
+
+  // Prepares the value, and all it holds, to be read by several threads at once: references count atomically and
+  // collections refuse changes from here on. Raises `NSInvalidArgumentException`, before anything has changed, when it
+  // holds a host's object that cannot be shared.
+  void share() const;
+
+ private:
+  struct Adopt {};
+  constexpr Value(RawValue raw, Adopt) noexcept : raw_(raw) {}
+
+  static RawValue ofObject(const NSObject* object) noexcept {
+    if (object == nullptr) return RawValue::absent();
+    return {static_cast<std::uint64_t>(ValueKind::Object) | RawValue::kOwned, {.object = object}};
+  }
+  void retain() const noexcept {
+    if (raw_.isOwned()) raw_.payload.object->retain();
+  }
+
+  RawValue raw_;
+};
+
+static_assert(sizeof(Value) == 16);
+
+// The null object, a value's "nothing" inside a template.
+class NSNull {
+ public:
+  static Value null() noexcept { return Value::null(); }
+};
+
+}  // namespace tavlo

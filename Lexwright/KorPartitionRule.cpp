@@ -1,0 +1,66 @@
+#include "Lexwright/KorPartitionRule.h"
+
+#include "Foundation/NSException.h"
+
+namespace tavlo {
+
+namespace {
+
+// Puts a token behind the others of a compound token, its place counted from there.
+void addSubtoken(ScanContext& context, const KorTokenClass* tokenClass, const RuleMatch& match, ScanCursor from,
+                 KorCompoundToken& compound) {
+  const ScanCursor start = context.stream().advance(from, match.tokenStart);
+  const ScanCursor end = context.stream().advance(start, match.tokenEnd);
+  KorToken& token = compound.subtokens.emplace_back();
+  token.tokenClass = tokenClass;
+  token.line = start.line - compound.line;
+  token.position = start.position - compound.position;
+  token.length = end.position - start.position;
+  token.byteOffset = match.tokenStart;
+  token.byteLength = match.tokenEnd - match.tokenStart;
+}
+
+}  // namespace
+
+KorPartitionRule::KorPartitionRule(const Ref<KorScannerRule>& boundary) : KorScannerRule(nullptr), boundary_(boundary) {
+  requireParameter(boundary != nullptr, "boundary != nil");
+}
+
+void KorPartitionRule::addRule(const Ref<KorScannerRule>& rule) {
+  requireParameter(rule != nullptr, "rule != nil");
+  if (rule->makesCompoundTokens()) NSException::raise(NSInvalidArgumentException, "A partition cannot hold a partition");
+  rules_.add(rule);
+}
+
+bool KorPartitionRule::match(ScanContext& context, std::uint32_t at, RuleMatch& match) const {
+  return boundary_->match(context, at, match);
+}
+
+ScanCursor KorPartitionRule::scan(ScanContext& context, ScanCursor start, const RuleMatch& boundary,
+                                  KorCompoundToken& token) const {
+  const KorUnicharStream& stream = context.stream();
+  token.line = start.line;
+  token.position = start.position;
+  token.byteOffset = start.byte;
+  token.subtokens.clear();
+  if (!skipBoundary_) addSubtoken(context, boundary_->tokenClass(), boundary, start, token);
+  ScanCursor at = stream.advance(start, boundary.end);
+  for (bool closed = false; !closed && at.byte < stream.byteLength();) {
+    RuleMatch match;
+    const KorScannerRule* rule = rules_.firstMatch(context, at.byte, match);
+    if (rule == nullptr) {
+      at = stream.next(at);  // no rule wants the character
+      continue;
+    }
+    if (rule->tokenClass() != nullptr) {
+      addSubtoken(context, rule->tokenClass(), match, at, token);
+      closed = rule->tokenClass() == closingClass_;
+    }
+    at = stream.advance(at, match.end);
+  }
+  token.length = at.position - start.position;
+  token.byteLength = at.byte - start.byte;
+  return at;
+}
+
+}  // namespace tavlo

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+
+#include "Foundation/Text.h"
+#include "Lexwright/KorScannerRule.h"
+#include "Matchery/KorRegex.h"
+
+namespace tavlo {
+
+// Makes a token of the text that a pattern matches.
+//
+// A pattern may come with a recogniser: a function, written by hand, that matches exactly what the pattern matches, and
+// the bytes with which it can begin. The rule then asks the function in the pattern's place.
+class KorRegularExpressionRule final : public KorScannerRule {
+ public:
+  // The end of the match that begins at `at`, in bytes; `at` itself where there is none.
+  using Recogniser = std::uint32_t (*)(std::string_view text, std::uint32_t at, SearchMemo& memo);
+
+  static Ref<KorRegularExpressionRule> ruleWithPattern(const Text& pattern, const KorTokenClass* tokenClass) {
+    return makeRef<KorRegularExpressionRule>(pattern, tokenClass, nullptr, FirstBytes().set());
+  }
+  static Ref<KorRegularExpressionRule> ruleWithPattern(const Text& pattern, const KorTokenClass* tokenClass,
+                                                       Recogniser recogniser, const FirstBytes& firstBytes) {
+    return makeRef<KorRegularExpressionRule>(pattern, tokenClass, recogniser, firstBytes);
+  }
+
+  KorRegularExpressionRule(const Text& pattern, const KorTokenClass* tokenClass, Recogniser recogniser,
+                           const FirstBytes& firstBytes);
+
+  const std::string& pattern() const noexcept { return pattern_; }
+
+  // Turns all recognisers of the process off or on again, so that a test can compare the two.
+  static void setRecognisersEnabled(bool enabled) noexcept;
+
+  FirstBytes firstBytes() const override { return firstBytes_; }
+  bool match(ScanContext& context, std::uint32_t at, RuleMatch& match) const override;
+
+ private:
+  const KorRegex& regex() const;
+
+  std::string pattern_;
+  Recogniser recogniser_;  // absent: the pattern itself is asked
+  FirstBytes firstBytes_;
+  mutable std::once_flag compiledOnce_;
+  mutable Ref<KorRegex> regex_;  // compiled when first needed
+};
+
+}  // namespace tavlo

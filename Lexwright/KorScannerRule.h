@@ -1,0 +1,51 @@
+#pragma once
+
+#include <bitset>
+#include <cstdint>
+
+#include "Foundation/NSObject.h"
+#include "Foundation/Ref.h"
+#include "Lexwright/KorToken.h"
+#include "Lexwright/ScanContext.h"
+
+namespace tavlo {
+
+// The bytes with which a match may begin.
+using FirstBytes = std::bitset<256>;
+
+// Where a rule matched, in bytes from the start of the text: the whole match, from the place asked about to `end`, and
+// the part of it that the token covers.
+struct RuleMatch {
+  std::uint32_t end = 0;
+  std::uint32_t tokenStart = 0;
+  std::uint32_t tokenEnd = 0;
+};
+
+// One way to cut a token from a text. A rule is asked about one place at a time and never changes once a scanner uses
+// it.
+class KorScannerRule : public NSObject {
+ public:
+  // Absent for a rule whose matches are skipped.
+  const KorTokenClass* tokenClass() const noexcept { return tokenClass_; }
+
+  // A rule is only asked at places whose byte is among these.
+  virtual FirstBytes firstBytes() const { return FirstBytes().set(); }
+
+  // Whether the rule matches the text that begins exactly at `at`, which is before the end. A match of no characters
+  // counts as none.
+  virtual bool match(ScanContext& context, std::uint32_t at, RuleMatch& match) const = 0;
+
+  // Whether what the rule takes is skipped, and skipping it one character after another comes to the same.
+  virtual bool skipsCharacters() const { return false; }
+
+  // Whether a match becomes a token with tokens inside; scanPartition then finds them.
+  virtual bool makesCompoundTokens() const { return false; }
+
+ protected:
+  explicit KorScannerRule(const KorTokenClass* tokenClass) : tokenClass_(tokenClass) {}
+
+ private:
+  const KorTokenClass* tokenClass_;
+};
+
+}  // namespace tavlo

@@ -1,0 +1,65 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+
+#include "Foundation/KorTemplateLimits.h"
+#include "Foundation/NSObject.h"
+#include "Foundation/NSString.h"
+#include "Foundation/Text.h"
+
+struct re_pattern_buffer;
+
+namespace tavlo {
+
+// The kind of a compiled pattern among the objects of the system.
+inline constexpr ObjectKind kRegexKind = ObjectKind::FirstEngineKind;
+
+// A compiled regular expression in Oniguruma's own syntax, over UTF-8: "." does not match a line feed, "^" and "$" stand
+// at the starts and ends of lines that line feeds end. It never changes, and several threads may search with it at once.
+class KorRegex final : public NSObject {
+ public:
+  // The longest pattern, in bytes, and the deepest nesting of groups in it; what is beyond does not compile.
+  static constexpr std::size_t kMaximumPatternLength = 64 * 1024;
+  static constexpr std::int32_t kMaximumGroupDepth = 100;
+
+  // The pattern compiled. Raises `NSInvalidArgumentException`, with the pattern and the reason, when it does not compile.
+  static Ref<KorRegex> compileExpression(const Text& pattern);
+
+  ~KorRegex() override;
+
+  const NSString& pattern() const noexcept { return *pattern_; }
+
+  // Whether the pattern matches anywhere in the text. Raises `KorTemplateLimitException` when the search takes more
+  // retries than `retries`.
+  bool matchesString(const NSString& subject) const { return matchesString(subject, KorTemplateLimits{}.regexRetries); }
+  bool matchesString(const NSString& subject, std::uint64_t retries) const;
+
+  // Where the match that begins exactly at `offset` of the text ends; absent where none does. Offsets are in bytes; the
+  // text must be valid UTF-8. What stands before the offset is seen by look-behind.
+  std::optional<std::size_t> matchEnd(std::string_view text, std::size_t offset) const;
+
+  const char* className() const override { return "KorRegex"; }
+  // The pattern between slashes.
+  void describe(Description& out) const override;
+  bool isEqual(const NSObject& other, std::int32_t depth = 0) const override;
+  std::size_t hash() const override { return pattern_->hash(); }
+
+ private:
+  explicit KorRegex(Ref<NSString> pattern);
+
+  Ref<NSString> pattern_;
+  re_pattern_buffer* compiled_ = nullptr;  // freed with this object
+};
+
+// The pattern that a value holds; null for every other value.
+const KorRegex* regexIn(const Value& value) noexcept;
+
+// What the engine's "\w", "\d" and "\s" match.
+bool isWordCharacter(char32_t character) noexcept;
+bool isDigitCharacter(char32_t character) noexcept;
+bool isSpaceCharacter(char32_t character) noexcept;
+
+}  // namespace tavlo
