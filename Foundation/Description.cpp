@@ -109,7 +109,7 @@ void Description::part(Base base) {
 
 void Description::part(const Value& value) { queued_.push_back({{}, value, {}}); }
 
-Ref<NSArray> Description::arrayOf(std::vector<Value> items) { return makeRef<NSArray>(std::move(items)); }
+Value Description::arrayOf(std::vector<Value> items) { return makeRef<NSArray>(std::move(items)); }
 
 std::string_view Description::upToPlaceholder(std::string_view& format) {
   const std::size_t at = std::min(format.find("%@"), format.size());

@@ -48,7 +48,7 @@ class Description {
   // The text of a list of objects, as an array's.
   template <class T>
   void part(const std::vector<Ref<T>>& items) {
-    part(Value(arrayOf(std::vector<Value>(items.begin(), items.end()))));
+    part(arrayOf(std::vector<Value>(items.begin(), items.end())));
   }
 
   // The format with each "%@" replaced by the next part.
@@ -67,7 +67,7 @@ class Description {
   struct Piece;
   struct Lines;
 
-  static Ref<NSArray> arrayOf(std::vector<Value> items);
+  static Value arrayOf(std::vector<Value> items);
   static std::string_view upToPlaceholder(std::string_view& format);
   void run(const Value& value);
   void begin(Lines lines, std::string_view open);

@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "Foundation/Value.h"
+
+namespace tavlo {
+
+// Where the values of running calls' arguments lie: segments that never move, used like a stack.
+class ArgumentStorage {
+ public:
+  // Room for that many values, absent at first and next to one another, until release() gives it back. The latest room
+  // is given back first.
+  Value* reserve(std::size_t count) {
+    if (segment_ == segments_.size() || segments_[segment_].used + count > segments_[segment_].size) nextSegment(count);
+    Segment& segment = segments_[segment_];
+    Value* values = segment.values.get() + segment.used;
+    segment.used += count;
+    return values;
+  }
+
+  void release(Value* values, std::size_t count) noexcept {
+    for (std::size_t index = count; index > 0; --index) values[index - 1] = Value();
+    while (segments_[segment_].used == 0 && segment_ > 0) --segment_;
+    segments_[segment_].used -= count;
+  }
+
+ private:
+  struct Segment {
+    std::unique_ptr<Value[]> values;
+    std::size_t size;
+    std::size_t used;
+  };
+
+  void nextSegment(std::size_t count) {
+    constexpr std::size_t kSegmentSize = 256;
+    if (segment_ < segments_.size() && segments_[segment_].used > 0) ++segment_;
+    if (segment_ < segments_.size() && segments_[segment_].size >= count) return;
+    const std::size_t size = count > kSegmentSize ? count : kSegmentSize;
+    Segment segment{std::make_unique<Value[]>(size), size, 0};
+    if (segment_ < segments_.size()) {
+      segments_[segment_] = std::move(segment);  // unused, and too small
+    } else {
+      segments_.push_back(std::move(segment));
+    }
+  }
+
+  std::vector<Segment> segments_;
+  std::size_t segment_ = 0;  // the one in use; those behind it are empty
+};
+
+}  // namespace tavlo

@@ -1,0 +1,417 @@
+#include "Source/KorTemplateBinaryExpression.h"
+
+#include <array>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Foundation/Description.h"
+#include "Foundation/NSDate.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSNumber.h"
+#include "Foundation/NSString.h"
+#include "Matchery/KorRegex.h"
+#include "Source/KorTemplateConditionalStatement.h"
+#include "Source/KorTemplateEnvironment.h"
+#include "Source/Operand.h"
+
+namespace tavlo {
+
+namespace {
+
+constexpr std::array<const char*, 15> kOperatorNames = {
+    "KorTemplateOperatorAssignment",
+    "KorTemplateOperatorEquals",
+    "KorTemplateOperatorNotEquals",
+    "KorTemplateOperatorMatches",
+    "KorTemplateOperatorLessThan",
+    "KorTemplateOperatorGreaterThan",
+    "KorTemplateOperatorLessThanOrEqualTo",
+    "KorTemplateOperatorGreaterThanOrEqualTo",
+    "KorTemplateOperatorAdd",
+    "KorTemplateOperatorSubtract",
+    "KorTemplateOperatorMultiply",
+    "KorTemplateOperatorDivide",
+    "KorTemplateOperatorModulo",
+    "KorTemplateOperatorAnd",
+    "KorTemplateOperatorOr",
+};
+
+const char* nameOf(KorTemplateOperator op) {
+  return op >= 0 && static_cast<std::size_t>(op) < kOperatorNames.size() ? kOperatorNames[static_cast<std::size_t>(op)]
+                                                                         : "Unknown";
+}
+
+[[noreturn]] void raiseDivideByZero() { NSException::raise(NSGenericException, "Divide by zero"); }
+
+RawValue remainderOf(RawValue left, RawValue right) {
+  const auto dividend = numberAsInteger<std::int32_t>(left);
+  const auto divisor = numberAsInteger<std::int32_t>(right);
+  if (divisor == 0) raiseDivideByZero();
+  // Wider than the operands, so that the smallest integer has a remainder by -1 too.
+  return RawValue::integer(std::int64_t{dividend} % divisor);
+}
+
+// An operator on two doubles; absent for one that is none of arithmetic or order.
+RawValue applyToDoubles(KorTemplateOperator op, double left, double right) {
+  switch (op) {
+    case KorTemplateOperatorEquals:
+      return RawValue::boolean(left == right);
+    case KorTemplateOperatorNotEquals:
+      return RawValue::boolean(left != right);
+    case KorTemplateOperatorLessThan:
+      return RawValue::boolean(left < right);
+    case KorTemplateOperatorGreaterThan:
+      return RawValue::boolean(left > right);
+    case KorTemplateOperatorLessThanOrEqualTo:
+      return RawValue::boolean(left <= right);
+    case KorTemplateOperatorGreaterThanOrEqualTo:
+      return RawValue::boolean(left >= right);
+    case KorTemplateOperatorAdd:
+      return RawValue::real(left + right);
+    case KorTemplateOperatorSubtract:
+      return RawValue::real(left - right);
+    case KorTemplateOperatorMultiply:
+      return RawValue::real(left * right);
+    case KorTemplateOperatorDivide:
+      if (right == 0) raiseDivideByZero();
+      return RawValue::real(left / right);
+    default:
+      return RawValue::absent();
+  }
+}
+
+// The same for two numbers of any kind: arithmetic works on doubles, comparisons are exact.
+RawValue applyToNumbers(KorTemplateOperator op, RawValue left, RawValue right) {
+  if (op == KorTemplateOperatorModulo) return remainderOf(left, right);
+  const bool isComparison = op >= KorTemplateOperatorEquals && op <= KorTemplateOperatorGreaterThanOrEqualTo;
+  if (!isComparison) return applyToDoubles(op, numberAsDouble(left), numberAsDouble(right));
+  // Doubles that stand in the same order as the numbers do.
+  switch (compareNumbers(left, right)) {
+    case NumberOrder::Less:
+      return applyToDoubles(op, 0, 1);
+    case NumberOrder::Equal:
+      return applyToDoubles(op, 0, 0);
+    case NumberOrder::Greater:
+      return applyToDoubles(op, 1, 0);
+    case NumberOrder::Unordered:
+      break;
+  }
+  return applyToDoubles(op, numberAsDouble(left), numberAsDouble(right));
+}
+
+// The text of a value for as long as this stands.
+class ValueText {
+ public:
+  ValueText(const Value& value, std::uint64_t limit) {
+    if (const NSString* string = value.string()) {
+      view_ = string->view();
+    } else if (value.isNumber()) {
+      view_ = {number_, static_cast<std::size_t>(writeNumber(number_, value.peek()) - number_)};
+    } else {
+      description_ = Description::of(value, limit);
+      view_ = description_;
+    }
+  }
+  ValueText(const ValueText&) = delete;
+  ValueText& operator=(const ValueText&) = delete;
+
+  std::string_view view() const noexcept { return view_; }
+
+ private:
+  char number_[kNumberTextSize];
+  std::string description_;
+  std::string_view view_;
+};
+
+// The two values' texts joined; in place where `left` is a string that nobody else holds.
+Value concatenation(Value left, const Value& right, std::uint64_t limit) {
+  const ValueText rightText(right, limit);
+  const NSString* leftString = left.string();
+  const ValueText leftText(leftString != nullptr ? Value::null() : left, limit);
+  const std::size_t leftSize = leftString != nullptr ? leftString->byteLength() : leftText.view().size();
+  if (leftSize + rightText.view().size() > limit) raiseLimit(KorTemplateLimit::StringLength, limit);
+  if (leftString == nullptr) return NSString::stringByJoining(leftText.view(), rightText.view());
+  const RawValue raw = left.leak();
+  if (!raw.isOwned() || !leftString->isUniquelyReferenced()) {
+    const Value held = Value::adopt(raw);
+    return NSString::stringByJoining(leftString->view(), rightText.view());
+  }
+  return NSString::appended(Ref<NSString>::adopt(const_cast<NSString*>(leftString)),  // NOLINT(*-const-cast): its only holder
+                            rightText.view());
+}
+
+const NSDate* dateIn(const Value& value) {
+  const NSObject* object = value.object();
+  return object != nullptr && object->kind() == ObjectKind::Date ? static_cast<const NSDate*>(object) : nullptr;
+}
+
+Value matches(const Value& left, const Value& right, std::uint64_t retries) {
+  if (left.isNull()) return KorNO;
+  const NSString* subject = left.string();
+  if (subject == nullptr) {
+    NSException::raise(NSGenericException, "Left side of match operator is %@. String expected", left);
+  }
+  if (right.isNull()) return KorNO;
+  const KorRegex* regex = regexIn(right);
+  if (regex == nullptr) {
+    // The left value is what this message has always shown.
+    NSException::raise(NSGenericException, "Right side of match operator is %@. Regular expression expected", left);
+  }
+  return regex->matchesString(*subject, retries);
+}
+
+// What a variable keeps: strings without the room that appending left behind.
+Value forStorage(Value value) {
+  const NSString* string = value.string();
+  if (string == nullptr || !string->isUniquelyReferenced()) return value;
+  (void)value.leak();
+  return NSString::trimmed(Ref<NSString>::adopt(const_cast<NSString*>(string)));  // NOLINT(*-const-cast): its only holder
+}
+
+}  // namespace
+
+KorTemplateBinaryExpression::KorTemplateBinaryExpression(KorTemplateOperator op)
+    : KorTemplateBinaryExpression(op, KorTemplateLiteralExpression::expressionWithLiteral(NSNull::null()),
+                                  KorTemplateLiteralExpression::expressionWithLiteral(NSNull::null())) {}
+
+KorTemplateBinaryExpression::KorTemplateBinaryExpression(KorTemplateOperator op,
+                                                         const Ref<KorTemplateExpression>& leftOperand,
+                                                         const Ref<KorTemplateExpression>& rightOperand)
+    : KorTemplateExpression(kBinaryKind), op_(op) {
+  setLeftOperand(leftOperand);
+  setRightOperand(rightOperand);
+}
+
+void KorTemplateBinaryExpression::setLeftOperand(const Ref<KorTemplateExpression>& value) {
+  requireParameter(value != nullptr, "value != nil");
+  leftOperand_ = value;
+}
+
+void KorTemplateBinaryExpression::setRightOperand(const Ref<KorTemplateExpression>& value) {
+  requireParameter(value != nullptr, "value != nil");
+  rightOperand_ = value;
+}
+
+Value KorTemplateBinaryExpression::operatorAssignment(const Value& left, const Value& right,
+                                                      KorTemplateEnvironment* environment) const {
+  if (leftOperand_->kind() != kVariableKind) {
+    NSException::raise(NSGenericException, "Left side of assignment operator is %@. Variable name expected", left);
+  }
+  const Name& variable = static_cast<const KorTemplateVariableExpression&>(*leftOperand_).variable();
+  if (environment == nullptr) return right;
+  const Ref<KorTemplateStack>& stack = environment->stack();
+  const Ref<KorTemplateStackFrame> frame = stack == nullptr ? nullptr : stack->currentFrame();
+  if (frame != nullptr) frame->setValueForVariableWithName(right, variable);
+  return right;
+}
+
+Value KorTemplateBinaryExpression::operatorEquals(const Value& left, const Value& right) const {
+  return left.isEqual(right);
+}
+
+Value KorTemplateBinaryExpression::operatorNotEquals(const Value& left, const Value& right) const {
+  return !operatorEquals(left, right).isIdenticalTo(KorYES);
+}
+
+Value KorTemplateBinaryExpression::operatorMatches(const Value& left, const Value& right) const {
+  return matches(left, right, KorTemplateLimits{}.regexRetries);
+}
+
+Value KorTemplateBinaryExpression::operatorLessThan(const Value& left, const Value& right) const {
+  const std::optional<bool> answer = left.isLessThan(right);
+  if (!answer.has_value()) NSException::raise(NSGenericException, "%@ does not implement isLessThan:", left);
+  return *answer;
+}
+
+Value KorTemplateBinaryExpression::operatorGreaterThan(const Value& left, const Value& right) const {
+  const std::optional<bool> answer = left.isGreaterThan(right);
+  if (!answer.has_value()) NSException::raise(NSGenericException, "%@ does not implement isGreaterThan:", left);
+  return *answer;
+}
+
+Value KorTemplateBinaryExpression::operatorLessThanOrEqualTo(const Value& left, const Value& right) const {
+  const Value less = operatorLessThan(left, right);
+  return less.isIdenticalTo(KorYES) ? less : operatorEquals(left, right);
+}
+
+Value KorTemplateBinaryExpression::operatorGreaterThanOrEqualTo(const Value& left, const Value& right) const {
+  const Value greater = operatorGreaterThan(left, right);
+  return greater.isIdenticalTo(KorYES) ? greater : operatorEquals(left, right);
+}
+
+Value KorTemplateBinaryExpression::operatorAdd(const Value& left, const Value& right) const {
+  if (left.isNumber() && right.isNumber()) return left.doubleValue() + right.doubleValue();
+  const NSDate* date = dateIn(left);
+  if (date != nullptr && right.isNumber()) return date->addTimeInterval(right.doubleValue());
+  return concatenation(left, right, KorTemplateLimits{}.stringLength);
+}
+
+Value KorTemplateBinaryExpression::operatorSubtract(const Value& left, const Value& right) const {
+  if (left.isNumber() && right.isNumber()) return left.doubleValue() - right.doubleValue();
+  const NSDate* date = dateIn(left);
+  if (date != nullptr && right.isNumber()) return date->addTimeInterval(-right.doubleValue());
+  NSException::raise(NSGenericException, "Can't subtract operands of type %@ and %@", left.className(),
+                     right.className());
+}
+
+Value KorTemplateBinaryExpression::operatorMultiply(const Value& left, const Value& right) const {
+  if (left.isNumber() && right.isNumber()) return left.doubleValue() * right.doubleValue();
+  NSException::raise(NSGenericException, "Can't multiply operands of type %@ and %@", left.className(),
+                     right.className());
+}
+
+Value KorTemplateBinaryExpression::operatorDivide(const Value& left, const Value& right) const {
+  if (!left.isNumber() || !right.isNumber()) {
+    NSException::raise(NSGenericException, "Can't divide operands of type %@ and %@", left.className(),
+                       right.className());
+  }
+  if (right.doubleValue() == 0.0) raiseDivideByZero();
+  return left.doubleValue() / right.doubleValue();
+}
+
+Value KorTemplateBinaryExpression::operatorModulo(const Value& left, const Value& right) const {
+  for (const Value* operand : {&left, &right}) {
+    if (operand->isNumber()) continue;
+    NSException::raise(NSGenericException, "Can't perform modulo on value of type %@. NSNumber required.",
+                       operand->className());
+  }
+  return Value::adopt(remainderOf(left.peek(), right.peek()));
+}
+
+Value KorTemplateBinaryExpression::operatorAnd(const Value& left, const Value& right) const {
+  return convertToBool(left) && convertToBool(right);
+}
+
+Value KorTemplateBinaryExpression::operatorOr(const Value& left, const Value& right) const {
+  return convertToBool(left) || convertToBool(right);
+}
+
+Value KorTemplateBinaryExpression::evaluateWithEnvironment(KorTemplateEnvironment* environment) {
+  requireParameter(environment != nullptr, "environment != nil");
+  return environment->enter([&] { return Value::adopt(evaluate(*environment)); });
+}
+
+// The left operand where it is an operator itself; null otherwise.
+const KorTemplateBinaryExpression* KorTemplateBinaryExpression::leftChain() const noexcept {
+  return leftOperand_->kind() == kBinaryKind ? static_cast<const KorTemplateBinaryExpression*>(leftOperand_.get())
+                                             : nullptr;
+}
+
+RawValue KorTemplateBinaryExpression::evaluate(KorTemplateEnvironment& environment) {
+  environment.checkStack();
+  if (leftChain() != nullptr) return evaluateChain(environment);
+  return combine(leftValue(environment), environment);
+}
+
+// Left operands that are operators themselves make a chain, which is walked down first and evaluated on the way back, so
+// that its length costs no stack.
+RawValue KorTemplateBinaryExpression::evaluateChain(KorTemplateEnvironment& environment) const {
+  constexpr std::size_t kShort = 16;
+  std::array<const KorTemplateBinaryExpression*, kShort> shortChain{};
+  std::vector<const KorTemplateBinaryExpression*> longChain;
+  std::size_t length = 0;
+  for (const KorTemplateBinaryExpression* node = this; node != nullptr; node = node->leftChain()) {
+    if (length < kShort) {
+      shortChain[length] = node;
+    } else {
+      longChain.push_back(node);
+    }
+    ++length;
+  }
+  Value value;
+  for (std::size_t index = length; index > 0; --index) {
+    const KorTemplateBinaryExpression& node = index > kShort ? *longChain[index - 1 - kShort] : *shortChain[index - 1];
+    if (index == length) value = node.leftValue(environment);
+    value = Value::adopt(node.combine(std::move(value), environment));
+  }
+  return value.leak();
+}
+
+// The left operand's value, lent where the right operand cannot change it.
+Value KorTemplateBinaryExpression::leftValue(KorTemplateEnvironment& environment) const {
+  if (op_ == KorTemplateOperatorAssignment && isQuiet(*leftOperand_) && leftOperand_->kind() == kVariableKind) {
+    return Value::null();  // nobody sees a variable's old value
+  }
+  if (isQuiet(*rightOperand_)) return operandOf(*leftOperand_, environment);
+  return Value::adopt(leftOperand_->evaluate(environment));
+}
+
+RawValue KorTemplateBinaryExpression::combine(Value left, KorTemplateEnvironment& environment) const {
+  const Value right = operandOf(*rightOperand_, environment);
+  if (left.isAbsent()) [[unlikely]] failAssertion("Binary expression: left expression returned nil");
+  if (right.isAbsent()) [[unlikely]] failAssertion("Binary expression: right expression returned nil");
+  return apply(std::move(left), right, environment);
+}
+
+RawValue KorTemplateBinaryExpression::apply(Value left, const Value& right, KorTemplateEnvironment& environment) const {
+  const RawValue leftRaw = left.peek();
+  const RawValue rightRaw = right.peek();
+  if (op_ != KorTemplateOperatorAssignment && leftRaw.isNumber() && rightRaw.isNumber()) {
+    const RawValue result = leftRaw.isDouble() && rightRaw.isDouble()
+                                ? applyToDoubles(op_, leftRaw.payload.real, rightRaw.payload.real)
+                                : applyToNumbers(op_, leftRaw, rightRaw);
+    if (result.kind() != ValueKind::Absent) return result;
+    if (op_ == KorTemplateOperatorModulo) return remainderOf(leftRaw, rightRaw);
+  }
+  return applyToValues(std::move(left), right, environment).leak();
+}
+
+Value KorTemplateBinaryExpression::applyToValues(Value left, const Value& right,
+                                                 KorTemplateEnvironment& environment) const {
+  // Comparing and describing may run a host's code, which must not free what it is given.
+  const RawValue raw = left.leak();
+  const Value heldRight = Value::retaining(right.peek());
+  Value heldLeft = raw.isOwned() ? Value::adopt(raw) : Value::retaining(raw);
+  switch (op_) {
+    case KorTemplateOperatorAssignment:
+      return operatorAssignment(heldLeft, forStorage(heldRight), &environment);
+    case KorTemplateOperatorMatches:
+      return matches(heldLeft, heldRight, environment.limits().regexRetries);
+    case KorTemplateOperatorAdd:
+      if (dateIn(heldLeft) != nullptr && heldRight.isNumber()) return operatorAdd(heldLeft, heldRight);
+      return concatenation(std::move(heldLeft), heldRight, environment.limits().stringLength);
+    default:
+      break;
+  }
+  using Method = Value (KorTemplateBinaryExpression::*)(const Value& left, const Value& right) const;
+  static constexpr Method kMethods[] = {
+      nullptr,  // the assignment takes the environment too
+      &KorTemplateBinaryExpression::operatorEquals,
+      &KorTemplateBinaryExpression::operatorNotEquals,
+      &KorTemplateBinaryExpression::operatorMatches,
+      &KorTemplateBinaryExpression::operatorLessThan,
+      &KorTemplateBinaryExpression::operatorGreaterThan,
+      &KorTemplateBinaryExpression::operatorLessThanOrEqualTo,
+      &KorTemplateBinaryExpression::operatorGreaterThanOrEqualTo,
+      &KorTemplateBinaryExpression::operatorAdd,
+      &KorTemplateBinaryExpression::operatorSubtract,
+      &KorTemplateBinaryExpression::operatorMultiply,
+      &KorTemplateBinaryExpression::operatorDivide,
+      &KorTemplateBinaryExpression::operatorModulo,
+      &KorTemplateBinaryExpression::operatorAnd,
+      &KorTemplateBinaryExpression::operatorOr,
+  };
+  static_assert(std::size(kMethods) == kOperatorNames.size());
+  const auto row = static_cast<std::size_t>(op_);
+  return op_ > 0 && row < std::size(kMethods) ? (this->*kMethods[row])(heldLeft, heldRight) : Value::null();
+}
+
+Ref<KorTemplateExpression> KorTemplateBinaryExpression::copyWithZone(NSZone* /*zone*/) const {
+  checkStack();
+  // Along the chain of left operands by a loop, whatever its length.
+  std::vector<const KorTemplateBinaryExpression*> chain;
+  for (const KorTemplateBinaryExpression* node = this; node != nullptr; node = node->leftChain()) chain.push_back(node);
+  Ref<KorTemplateExpression> copy = copyOf(chain.back()->leftOperand_);
+  for (auto node = chain.rbegin(); node != chain.rend(); ++node) {
+    copy = makeRef<KorTemplateBinaryExpression>((*node)->op_, copy, copyOf((*node)->rightOperand_));
+  }
+  return copy;
+}
+
+void KorTemplateBinaryExpression::describe(Description& out) const {
+  out.format("{ %@ operator: %@, leftOperand: %@, rightOperand: %@ }", Description::base(*this), nameOf(op_),
+             leftOperand_, rightOperand_);
+}
+
+}  // namespace tavlo

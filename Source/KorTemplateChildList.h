@@ -1,0 +1,105 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Foundation/ListArgument.h"
+#include "Foundation/NSException.h"
+#include "Foundation/Name.h"
+#include "Foundation/Ref.h"
+
+namespace tavlo {
+
+// How a list tells its items apart.
+template <class T>
+bool isAbsentItem(const Ref<T>& item) {
+  return item == nullptr;
+}
+inline bool isAbsentItem(const Name& item) { return item.isAbsent(); }
+template <class T>
+bool areEqualItems(const Ref<T>& left, const Ref<T>& right) {
+  return left == right || left->isEqual(*right);
+}
+inline bool areEqualItems(const Name& left, const Name& right) { return left == right; }
+
+// The ordered children of a node: nodes by reference, or names. Every mutator checks before it changes anything.
+template <class Item>
+class KorTemplateChildList {
+ public:
+  // The names appear in failed checks: ("loopStatements", "loopStatement").
+  KorTemplateChildList(const char* listName, const char* itemName) : listName_(listName), itemName_(itemName) {}
+  KorTemplateChildList(const KorTemplateChildList&) = delete;
+  KorTemplateChildList& operator=(const KorTemplateChildList&) = delete;
+
+  // Callers may change the list while it is walked: ask anew at each step.
+  std::int32_t count() const noexcept { return static_cast<std::int32_t>(items_.size()); }
+  bool empty() const noexcept { return items_.empty(); }
+  // Unchecked: `index` is below count().
+  const Item& operator[](std::int32_t index) const noexcept { return items_[static_cast<std::size_t>(index)]; }
+  // Raises `NSRangeException` outside the list.
+  const Item& at(std::int32_t index) const {
+    if (index < 0 || index >= count()) {
+      NSException::raise(NSRangeException, "Index %d is beyond a list of %d elements", index, count());
+    }
+    return (*this)[index];
+  }
+  auto begin() const noexcept { return items_.begin(); }
+  auto end() const noexcept { return items_.end(); }
+  const std::vector<Item>& items() const noexcept { return items_; }
+
+  // A copy of the list; what is in it is shared.
+  void set(const ListArgument<Item>& value) {
+    requireParameter(!value.isAbsent(), "value != nil");
+    for (const Item& item : value) requireItem(item);
+    std::vector<Item> copy(value.begin(), value.end());
+    items_.swap(copy);
+  }
+  void insert(const Item& item, std::int32_t index) {
+    requireItem(item);
+    requireIndex(index, index <= count(), "<=");
+    items_.insert(items_.begin() + index, item);
+  }
+  void add(const Item& item) { insert(item, count()); }
+  void removeAt(std::int32_t index) {
+    requireIndex(index, index < count(), "<");
+    const Item removed = std::move(items_[static_cast<std::size_t>(index)]);  // let go of last
+    items_.erase(items_.begin() + index);
+  }
+  // The first equal one; where there is none, the index check of removeAt() fails.
+  void remove(const Item& item) {
+    requireItem(item);
+    std::int32_t index = 0;
+    while (index < count() && !areEqualItems((*this)[index], item)) ++index;
+    removeAt(index < count() ? index : -1);
+  }
+  // One at a time from the front, as far as anybody can see.
+  void removeAll() {
+    const std::vector<Item> removed = std::exchange(items_, {});
+  }
+
+  // What the engine uses where the checks have been made.
+  void append(Item item) { items_.push_back(std::move(item)); }
+  Item takeLast() noexcept {
+    Item item = std::move(items_.back());
+    items_.pop_back();
+    return item;
+  }
+
+ private:
+  void requireItem(const Item& item) const {
+    if (isAbsentItem(item)) [[unlikely]] failParameter((std::string(itemName_) + " != nil").c_str());
+  }
+  void requireIndex(std::int32_t index, bool belowBound, const char* relation) const {
+    if (index >= 0 && belowBound) [[likely]] return;
+    failParameter(("index >= 0 && index " + std::string(relation) + " [" + listName_ + " count]").c_str());
+  }
+
+  const char* listName_;
+  const char* itemName_;
+  std::vector<Item> items_;
+};
+
+}  // namespace tavlo

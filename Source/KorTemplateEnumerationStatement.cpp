@@ -1,0 +1,129 @@
+#include "Source/KorTemplateEnumerationStatement.h"
+
+#include <utility>
+
+#include "Foundation/Description.h"
+#include "Foundation/NSArray.h"
+#include "Foundation/NSDictionary.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSSet.h"
+#include "Foundation/StackGuard.h"
+#include "Source/FrameGuard.h"
+#include "Source/Operand.h"
+
+namespace tavlo {
+
+namespace {
+
+const Name& indexName() {
+  static const Name name("@@index");
+  return name;
+}
+
+// Takes the next element of a list that may change while it is walked.
+template <class List, class ElementOf>
+auto walkerOver(const List& list, const ElementOf& elementOf) {
+  return [&list, elementOf, index = std::size_t{0}](Value& element) mutable {
+    if (index >= list.size()) return false;
+    element = elementOf(list[index++]);
+    return true;
+  };
+}
+
+}  // namespace
+
+KorTemplateEnumerationStatement::KorTemplateEnumerationStatement()
+    : KorTemplateEnumerationStatement(KorTemplateLiteralExpression::expressionWithLiteral(NSNull::null()), "object") {}
+
+void KorTemplateEnumerationStatement::setExpression(const Ref<KorTemplateExpression>& value) {
+  requireParameter(value != nullptr, "value != nil");
+  expression_ = value;
+}
+
+void KorTemplateEnumerationStatement::setLoopVariable(const Name& value) {
+  requireParameter(!value.isAbsent(), "value != nil");
+  loopVariable_ = value;
+}
+
+void KorTemplateEnumerationStatement::executeWithEnvironment(KorTemplateEnvironment* environment) {
+  requireParameter(environment != nullptr, "environment != nil");
+  executePublicly(*environment);
+}
+
+Completion KorTemplateEnumerationStatement::execute(KorTemplateEnvironment& environment) {
+  environment.checkStack();
+  const Value collection = expression_ == nullptr ? Value() : Value::adopt(expression_->evaluate(environment));
+  if (collection.isNull()) return Completion::wentOn();
+  const NSObject* object = collection.object();
+  const ObjectKind kind = object == nullptr ? ObjectKind::Other : object->kind();
+  const auto itself = [](const Value& element) -> const Value& { return element; };
+  if (kind == ObjectKind::Array) {
+    return executeLoop(environment, true, walkerOver(static_cast<const NSArray*>(object)->elements(), itself));
+  }
+  if (kind == ObjectKind::Set) {
+    return executeLoop(environment, true, walkerOver(static_cast<const NSSet*>(object)->members(), itself));
+  }
+  if (kind == ObjectKind::Dictionary) {
+    const auto valueOf = [](const NSDictionary::Entry& entry) -> const Value& { return entry.value; };
+    return executeLoop(environment, true, walkerOver(static_cast<const NSDictionary*>(object)->entries(), valueOf));
+  }
+  const Ref<NSEnumerator> enumerator = object == nullptr ? nullptr : object->objectEnumerator();
+  if (enumerator == nullptr) {
+    NSException::raise(NSGenericException, "%@ cannot be enumerated because it does not respond to objectEnumerator",
+                       collection.className());
+  }
+  return executeLoop(environment, false, [&enumerator](Value& element) {
+    element = enumerator->nextObject();
+    return !element.isAbsent();
+  });
+}
+
+// `mayKeepFrame`: the next element is found without anybody else's code, so that the frame of one iteration can stay for
+// the next one, as long as nobody else holds it.
+template <class Next>
+Completion KorTemplateEnumerationStatement::executeLoop(KorTemplateEnvironment& environment, bool mayKeepFrame,
+                                                        const Next& takeNext) {
+  Next next = takeNext;
+  Value element;
+  std::uint32_t index = 0;
+  while (next(element)) {
+    FrameGuard guard(environment);
+    Ref<KorTemplateStackFrame> frame = guard.makeFrame();
+    KorTemplateStackFrame* const bound = frame.get();
+    requireParameter(!loopVariable_.isAbsent(), "name != nil");
+    bound->bindLoop(loopVariable_, std::move(element), indexName(), static_cast<std::int32_t>(index));
+    guard.push(std::move(frame));
+    for (;;) {
+      environment.step();
+      const Completion completion = executeStatements(loopStatements_, environment);
+      if (completion.isReturn()) return guard.pop(completion);
+      ++index;
+      const Ref<KorTemplateStack>& stack = environment.stack();
+      if (!mayKeepFrame || stack == nullptr || stack->current() != bound || !bound->hasOneReference()) break;
+      environment.leaveTo(this);
+      if (!next(element)) {
+        guard.pop();
+        return Completion::wentOn();
+      }
+      bound->rebindLoop(loopVariable_, std::move(element), indexName(), static_cast<std::int32_t>(index));
+    }
+    guard.pop();
+  }
+  return Completion::wentOn();
+}
+
+Ref<KorTemplateStatement> KorTemplateEnumerationStatement::copyWithZone(NSZone* /*zone*/) const {
+  checkStack();
+  Ref<KorTemplateEnumerationStatement> copy =
+      makeRef<KorTemplateEnumerationStatement>(copyOf(expression_), loopVariable_);
+  copy->setSourceRange(sourceRange());
+  for (const Ref<KorTemplateStatement>& statement : loopStatements_) copy->addLoopStatement(copyOf(statement));
+  return copy;
+}
+
+void KorTemplateEnumerationStatement::describe(Description& out) const {
+  out.format("{ %@, loopVariable: \"%@\", expression: %@, loopStatements: %@ }", Description::base(*this),
+             loopVariable_, expression_, loopStatements_.items());
+}
+
+}  // namespace tavlo

@@ -1,0 +1,178 @@
+#include "Source/KorTemplateEnvironment.h"
+
+#include <limits>
+#include <string>
+
+#include "Foundation/Description.h"
+#include "Foundation/NSNumber.h"
+#include "Source/KorTemplateConsoleStream.h"
+#include "Source/KorTemplateNullStream.h"
+#include "Source/KorTemplateStatement.h"
+#include "Source/KorTemplateStringStream.h"
+
+namespace tavlo {
+
+KorTemplateEnvironment::KorTemplateEnvironment()
+    : outputStream_(KorTemplateNullStream::nullStream()),
+      errorStream_(KorTemplateConsoleStream::consoleStream()),
+      stack_(KorTemplateStack::stack()) {
+  stack_->push(KorTemplateStackFrame::stackFrame());
+}
+
+std::vector<Ref<KorTemplateFunction>> KorTemplateEnvironment::functions() const {
+  std::vector<Ref<KorTemplateFunction>> functions;
+  for (const auto& entry : functions_) functions.push_back(entry.value);
+  return functions;
+}
+
+std::vector<Name> KorTemplateEnvironment::functionNames() const {
+  std::vector<Name> names;
+  for (const auto& entry : functions_) names.push_back(entry.name);
+  return names;
+}
+
+Ref<KorTemplateFunction> KorTemplateEnvironment::functionForName(const Name& name) const {
+  requireParameter(!name.isAbsent(), "name != nil");
+  return Ref<KorTemplateFunction>::retaining(findFunction(name));
+}
+
+std::vector<Name> KorTemplateEnvironment::namesForFunction(const Ref<KorTemplateFunction>& function) const {
+  requireParameter(function != nullptr, "function != nil");
+  std::vector<Name> names;
+  for (std::size_t index = 0; index < functions_.size(); ++index) {  // isEqual may be a host's, and change the table
+    const auto& entry = *(functions_.begin() + static_cast<std::ptrdiff_t>(index));
+    const Name name = entry.name;
+    const Ref<KorTemplateFunction> candidate = entry.value;
+    if (candidate == function || candidate->isEqual(*function)) names.push_back(name);
+  }
+  return names;
+}
+
+void KorTemplateEnvironment::setFunctionForName(const Ref<KorTemplateFunction>& function, const Name& name) {
+  requireParameter(function != nullptr, "function != nil");
+  requireParameter(!name.isAbsent(), "name != nil");
+  Ref<KorTemplateFunction>* known = functions_.find(name);
+  if (known == nullptr) return functions_.append(name, function);
+  if (*known == function) return;
+  replace(*known, function);
+}
+
+void KorTemplateEnvironment::removeFunction(const Ref<KorTemplateFunction>& function) {
+  for (const Name& name : namesForFunction(function)) removeFunctionForName(name);
+}
+
+void KorTemplateEnvironment::removeFunctionForName(const Name& name) {
+  requireParameter(!name.isAbsent(), "name != nil");
+  if (const Ref<KorTemplateFunction>* known = functions_.find(name)) {
+    park(*known);
+    functions_.remove(name);
+  }
+}
+
+std::vector<Name> KorTemplateEnvironment::globalVariableNames() const {
+  const Ref<KorTemplateStackFrame> frame = stack_ == nullptr ? nullptr : stack_->firstFrame();
+  return frame == nullptr ? std::vector<Name>() : frame->localVariableNames();
+}
+
+Value KorTemplateEnvironment::valueForGlobalVariableWithName(const Name& name) const {
+  requireParameter(!name.isAbsent(), "name != nil");
+  const Ref<KorTemplateStackFrame> frame = stack_ == nullptr ? nullptr : stack_->firstFrame();
+  return frame == nullptr ? Value() : frame->valueForVariableWithName(name);
+}
+
+void KorTemplateEnvironment::setValueForGlobalVariableWithName(const Value& variable, const Name& name) {
+  requireParameter(!variable.isAbsent(), "variable != nil");
+  requireParameter(!name.isAbsent(), "name != nil");
+  const Ref<KorTemplateStackFrame> frame = stack_ == nullptr ? nullptr : stack_->firstFrame();
+  if (frame != nullptr) frame->setValueForVariableWithName(variable, name);
+}
+
+bool KorTemplateEnvironment::isGlobalVariableDefinedWithName(const Name& name) const {
+  requireParameter(!name.isAbsent(), "name != nil");
+  const Ref<KorTemplateStackFrame> frame = stack_ == nullptr ? nullptr : stack_->firstFrame();
+  return frame != nullptr && frame->isVariableDefinedWithName(name);
+}
+
+void KorTemplateEnvironment::writeOutput(const Text& text) {
+  KorTemplateStream* stream = outputStream_.get();
+  if (stream == nullptr) return;
+  if (stream->kind() != kStringStreamKind || text.isAbsent()) {
+    const Ref<KorTemplateStream> held = outputStream_;  // a host's stream may replace itself
+    return held->write(text);
+  }
+  // The commonest stream, appended to in place.
+  if (std::string* target = static_cast<KorTemplateStringStream*>(stream)->target()) target->append(text.view());
+}
+
+void KorTemplateEnvironment::writeOutput(RawValue value) {
+  if (value.isNumber()) {
+    char text[kNumberTextSize];
+    return writeOutput(Text(std::string_view(text, static_cast<std::size_t>(writeNumber(text, value) - text))));
+  }
+  if (value.kind() == ValueKind::Absent) return writeOutput(Text());
+  const Value held = Value::retaining(value);  // what follows may be a host's code
+  if (const NSString* string = held.string()) return writeOutput(Text(string));
+  writeOutput(Text(Description::of(held, limits_.stringLength)));
+}
+
+void KorTemplateEnvironment::writeDiagnostic(const Text& text) {
+  flushOutput();
+  const Ref<KorTemplateStream> stream = errorStream_;
+  if (stream != nullptr) stream->write(text);
+}
+
+void KorTemplateEnvironment::noteLimit(const KorTemplateLimitException& limit) {
+  if (reachedLimit_.has_value() || executionDepth_ == 0) return;
+  reachedLimit_ = limit;
+  fuel_ = 0;
+}
+
+void KorTemplateEnvironment::refuel() {
+  fuel_ = 0;
+  if (reachedLimit_.has_value()) throw KorTemplateLimitException(*reachedLimit_);
+  fuel_ = std::numeric_limits<std::int64_t>::max();
+}
+
+void KorTemplateEnvironment::raiseFunctionDepth() {
+  raiseLimit(KorTemplateLimit::FunctionDepth, static_cast<std::uint64_t>(limits_.functionDepth));
+}
+
+void KorTemplateEnvironment::beginExecution() {
+  if (executionDepth_ == 0) {
+    stackGuard_ = StackGuard::forThisThread(limits_.stackLeft);
+    fuel_ = 0;  // refilled, or refused, at the first step
+    failedStatement_ = {};
+    popFailed_ = false;
+  }
+  ++executionDepth_;
+}
+
+void KorTemplateEnvironment::endExecution() noexcept {
+  if (--executionDepth_ > 0) return;
+  reachedLimit_.reset();
+  statement_ = nullptr;
+  const std::vector<Ref<NSObject>> parked = std::exchange(parked_, {});  // their ends may run a host's code
+}
+
+void KorTemplateEnvironment::leave() {
+  if (executionDepth_ == 1) flushOutput();
+}
+
+bool KorTemplateEnvironment::leaveFailed() noexcept {
+  if (executionDepth_ == 1) {
+    if (statement_ != nullptr) failedStatement_ = statement_->sourceRange();
+    try {
+      flushOutput();
+    } catch (...) {
+      // The exception that is on its way says more than the one that follows from it.
+    }
+  }
+  return takePopFailure();
+}
+
+void KorTemplateEnvironment::flushOutput() {
+  const Ref<KorTemplateStream> stream = outputStream_;
+  if (stream != nullptr) stream->flush();
+}
+
+}  // namespace tavlo

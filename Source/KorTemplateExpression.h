@@ -1,0 +1,37 @@
+#pragma once
+
+#include "Foundation/NSObject.h"
+#include "Foundation/Ref.h"
+#include "Foundation/Value.h"
+#include "Source/NodeKind.h"
+
+namespace tavlo {
+
+class KorTemplateEnvironment;
+struct NSZone;
+
+// What has a value: literals, variables, operators, calls.
+class KorTemplateExpression : public NSObject {
+ public:
+  // The value; may be absent.
+  virtual Value evaluateWithEnvironment(KorTemplateEnvironment* environment) = 0;
+
+  // A copy with copies of all nodes inside it.
+  virtual Ref<KorTemplateExpression> copyWithZone(NSZone* zone = nullptr) const = 0;
+
+  // What the engine calls in place of evaluateWithEnvironment(). The default calls the public one.
+  virtual RawValue evaluate(KorTemplateEnvironment& environment);
+
+  const char* className() const override { return "KorTemplateExpression"; }
+
+ protected:
+  explicit KorTemplateExpression(ObjectKind kind = ObjectKind::Other) : NSObject(kind, Counting::Atomic) {}
+};
+
+// A copy of the node, of the protocol's type; absent for an absent node.
+template <class Node>
+Ref<Node> copyOf(const Ref<Node>& node) {
+  return node == nullptr ? Ref<Node>() : node->copyWithZone();
+}
+
+}  // namespace tavlo

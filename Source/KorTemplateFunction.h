@@ -1,0 +1,34 @@
+#pragma once
+
+#include <span>
+
+#include "Foundation/ListArgument.h"
+#include "Foundation/NSObject.h"
+#include "Foundation/Ref.h"
+#include "Foundation/Value.h"
+#include "Source/NodeKind.h"
+
+namespace tavlo {
+
+class KorTemplateEnvironment;
+struct NSZone;
+
+// What a template can call by name.
+class KorTemplateFunction : public NSObject {
+ public:
+  // The function's result for the values of a call's arguments, which are good for the call only; may be absent.
+  virtual Value invokeWithEnvironment(KorTemplateEnvironment* environment, ListArgument<Value> arguments) = 0;
+
+  // What the engine calls in place of invokeWithEnvironment(). The default calls the public one.
+  virtual RawValue invoke(KorTemplateEnvironment& environment, std::span<const Value> arguments);
+
+  // A copy, for functions that have one; the function itself for all others.
+  virtual Ref<KorTemplateFunction> copyWithZone(NSZone* zone = nullptr) const;
+
+  const char* className() const override { return "KorTemplateFunction"; }
+
+ protected:
+  explicit KorTemplateFunction(ObjectKind kind = ObjectKind::Other) : NSObject(kind, Counting::Atomic) {}
+};
+
+}  // namespace tavlo

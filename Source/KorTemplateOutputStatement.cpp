@@ -1,0 +1,41 @@
+#include "Source/KorTemplateOutputStatement.h"
+
+#include "Foundation/Description.h"
+#include "Foundation/NSException.h"
+#include "Source/KorTemplateEnvironment.h"
+#include "Source/Operand.h"
+
+namespace tavlo {
+
+KorTemplateOutputStatement::KorTemplateOutputStatement()
+    : KorTemplateOutputStatement(KorTemplateLiteralExpression::expressionWithLiteral(NSNull::null())) {}
+
+KorTemplateOutputStatement::KorTemplateOutputStatement(const Ref<KorTemplateExpression>& expression)
+    : KorTemplateStatement(kNodeKind), expression_(expression) {
+  requireParameter(expression != nullptr, "theExpression != nil");
+}
+
+void KorTemplateOutputStatement::executeWithEnvironment(KorTemplateEnvironment* environment) {
+  requireParameter(environment != nullptr, "environment != nil");
+  executePublicly(*environment);
+}
+
+Completion KorTemplateOutputStatement::execute(KorTemplateEnvironment& environment) {
+  // Without an expression there is no value: its absence is written.
+  const Value value = expression_ == nullptr ? Value() : operandOf(*expression_, environment);
+  if (!value.isNull()) environment.writeOutput(value.peek());
+  return Completion::wentOn();
+}
+
+Ref<KorTemplateStatement> KorTemplateOutputStatement::copyWithZone(NSZone* /*zone*/) const {
+  Ref<KorTemplateOutputStatement> copy = makeRef<KorTemplateOutputStatement>();
+  copy->setExpression(copyOf(expression_));
+  copy->setSourceRange(sourceRange());
+  return copy;
+}
+
+void KorTemplateOutputStatement::describe(Description& out) const {
+  out.format("{ %@, expression: %@ }", Description::base(*this), expression_);
+}
+
+}  // namespace tavlo

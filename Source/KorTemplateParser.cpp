@@ -1,0 +1,773 @@
+#include "Source/KorTemplateParser.h"
+
+#include <algorithm>
+#include <functional>
+#include <utility>
+
+#include "Foundation/NSNumber.h"
+#include "Foundation/Utf8.h"
+#include "Lexwright/KorDefaultScannerRule.h"
+#include "Lexwright/KorPartitionRule.h"
+#include "Lexwright/KorRegularExpressionRule.h"
+#include "Lexwright/KorTextLiteralRule.h"
+#include "Lexwright/KorWhitespaceRule.h"
+#include "Lexwright/KorWordRule.h"
+#include "Source/KorTemplateBinaryExpression.h"
+#include "Source/KorTemplateBlockStatement.h"
+#include "Source/KorTemplateConditionalStatement.h"
+#include "Source/KorTemplateEnumerationStatement.h"
+#include "Source/KorTemplateExpressionStatement.h"
+#include "Source/KorTemplateFunctionDefinitionStatement.h"
+#include "Source/KorTemplateInternalFunction.h"
+#include "Source/KorTemplateLiteralExpression.h"
+#include "Source/KorTemplateOutputStatement.h"
+#include "Source/KorTemplateRegexExpression.h"
+#include "Source/KorTemplateReturnStatement.h"
+#include "Source/KorTemplateSyntaxErrorException.h"
+#include "Source/KorTemplateVariableExpression.h"
+#include "Source/TokenRecognisers.h"
+
+namespace tavlo {
+
+const KorTokenClass KorTemplateParser::BlockStartTag;
+const KorTokenClass KorTemplateParser::BlockEndTag;
+const KorTokenClass KorTemplateParser::AssignmentOperator;
+const KorTokenClass KorTemplateParser::Variable;
+const KorTokenClass KorTemplateParser::IntrinsicVariable;
+const KorTokenClass KorTemplateParser::BinaryOperator;
+const KorTokenClass KorTemplateParser::ParenthesisStart;
+const KorTokenClass KorTemplateParser::ParenthesisEnd;
+const KorTokenClass KorTemplateParser::ArgumentSeparator;
+const KorTokenClass KorTemplateParser::StringLiteral;
+const KorTokenClass KorTemplateParser::RegexStringLiteral;
+const KorTokenClass KorTemplateParser::CharLiteral;
+const KorTokenClass KorTemplateParser::NonIntegralNumericLiteral;
+const KorTokenClass KorTemplateParser::IntegralNumericLiteral;
+const KorTokenClass KorTemplateParser::BooleanKeyword;
+const KorTokenClass KorTemplateParser::NullKeyword;
+const KorTokenClass KorTemplateParser::ControlKeyword;
+const KorTokenClass KorTemplateParser::Symbol;
+const KorTokenClass KorTemplateParser::Token;
+
+namespace {
+
+// The tables that all parsers share.
+struct Tables {
+  std::vector<std::string> binaryOperators = {"%",  "*", "/", "+",  "-",  "==", "!=",
+                                              "=~", "<", ">", "<=", ">=", "&&", "||"};
+  std::vector<std::string> controlKeywords = {"if",         "elseif",   "else",        "endif", "foreach",
+                                              "endforeach", "function", "endfunction", "return"};
+  Ref<KorTemplateClosure> parenthesisClosure = KorTemplateClosure::closureStartingWithTokensOfClassEndingWith(
+      &KorTemplateParser::ParenthesisStart, &KorTemplateParser::ParenthesisEnd);
+  RuleList scannerRules;
+
+  Tables();
+
+ private:
+  void addBlockRules(KorPartitionRule& block) const;
+};
+
+Ref<KorScannerRule> pattern(const char* text, const KorTokenClass& tokenClass,
+                            KorRegularExpressionRule::Recogniser recogniser, const FirstBytes& firstBytes) {
+  return KorRegularExpressionRule::ruleWithPattern(text, &tokenClass, recogniser, firstBytes);
+}
+
+Ref<KorScannerRule> literal(const char* quote, const KorTokenClass& tokenClass) {
+  return KorTextLiteralRule::ruleWithOpenSequence(quote, quote, '\\', false, false, &tokenClass);
+}
+
+Ref<KorScannerRule> words(const std::vector<std::string>& dictionary, bool caseInsensitive,
+                          const KorTokenClass& tokenClass) {
+  return KorWordRule::ruleForDictionary(dictionary, caseInsensitive, &tokenClass);
+}
+
+Tables::Tables() {
+  using Parser = KorTemplateParser;
+  const Ref<KorPartitionRule> block = KorPartitionRule::ruleWithBoundary(
+      pattern(R"(<\?)", Parser::BlockStartTag, recognisers::blockStart, recognisers::startingWith("<")));
+  block->setSkipBoundary(true);
+  block->setClosingClass(&Parser::BlockEndTag);
+  addBlockRules(*block);
+  scannerRules = RuleList({KorWhitespaceRule::rule(), block, KorDefaultScannerRule::ruleWithTokenClass(nullptr)});
+}
+
+// In the order in which they are tried: each rule takes what the ones before it have left.
+void Tables::addBlockRules(KorPartitionRule& block) const {
+  using Parser = KorTemplateParser;
+  using recognisers::startingWith;
+  const char* const kRegexLiteral = R"(/.*?(?<!\\)/(?=\s*(&&|\|\||==|!=|>|>=|<|<=|\)|,|$|\z|\?>)))";
+  const char* const kNonIntegral = R"((([+-]?(\d+)?\.(\d+)([eE]\d+)?)|([+-]?\d+\.?(\d+([eE]\d+)?)?))(?=\b))";
+  const char* const kIntegral = R"(((0x[\da-fA-F]+)|([+-]?\d+))(?=\b))";
+  block.addRule(KorWhitespaceRule::rule());
+  block.addRule(pattern(R"(\?>)", Parser::BlockEndTag, recognisers::blockEnd, startingWith("?")));
+  block.addRule(literal("\"", Parser::StringLiteral));
+  block.addRule(pattern(kRegexLiteral, Parser::RegexStringLiteral, recognisers::regexLiteral, startingWith("/")));
+  block.addRule(literal("'", Parser::CharLiteral));
+  block.addRule(pattern(kNonIntegral, Parser::NonIntegralNumericLiteral, recognisers::nonIntegralNumber,
+                        startingWith("+-.0123456789", true)));
+  block.addRule(pattern(kIntegral, Parser::IntegralNumericLiteral, recognisers::integralNumber,
+                        startingWith("+-0123456789", true)));
+  block.addRule(words({"true", "false"}, true, Parser::BooleanKeyword));
+  block.addRule(words({"null"}, true, Parser::NullKeyword));
+  block.addRule(pattern(R"(\$[\w\.@]+)", Parser::Variable, recognisers::variable, startingWith("$")));
+  block.addRule(pattern(R"(@@[\w]+)", Parser::IntrinsicVariable, recognisers::intrinsicVariable, startingWith("@")));
+  block.addRule(words(binaryOperators, false, Parser::BinaryOperator));
+  block.addRule(words(controlKeywords, true, Parser::ControlKeyword));
+  block.addRule(pattern("=", Parser::AssignmentOperator, recognisers::oneCharacter, startingWith("=")));
+  block.addRule(pattern(R"(\()", Parser::ParenthesisStart, recognisers::oneCharacter, startingWith("(")));
+  block.addRule(pattern(R"(\))", Parser::ParenthesisEnd, recognisers::oneCharacter, startingWith(")")));
+  block.addRule(pattern(R"(\w+)", Parser::Symbol, recognisers::word, recognisers::startingWithWord()));
+  block.addRule(pattern(",", Parser::ArgumentSeparator, recognisers::oneCharacter, startingWith(",")));
+  block.addRule(KorDefaultScannerRule::ruleWithTokenClass(&Parser::Token));
+}
+
+const Tables& tables() {
+  static const auto& shared = *new Tables;  // for the life of the process
+  return shared;
+}
+
+bool equalsIgnoringCase(std::string_view left, std::string_view right) {
+  const auto folded = [](char byte) { return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte; };
+  return std::ranges::equal(left, right, [&](char one, char other) { return folded(one) == folded(other); });
+}
+
+struct OperatorText {
+  std::string_view text;
+  KorTemplateOperator op;
+};
+
+constexpr OperatorText kOperatorTexts[] = {
+    {"=", KorTemplateOperatorAssignment},
+    {"==", KorTemplateOperatorEquals},
+    {"!=", KorTemplateOperatorNotEquals},
+    {"=~", KorTemplateOperatorMatches},
+    {"<", KorTemplateOperatorLessThan},
+    {">", KorTemplateOperatorGreaterThan},
+    {"<=", KorTemplateOperatorLessThanOrEqualTo},
+    {">=", KorTemplateOperatorGreaterThanOrEqualTo},
+    {"+", KorTemplateOperatorAdd},
+    {"-", KorTemplateOperatorSubtract},
+    {"*", KorTemplateOperatorMultiply},
+    {"/", KorTemplateOperatorDivide},
+    {"%", KorTemplateOperatorModulo},
+    {"&&", KorTemplateOperatorAnd},
+    {"||", KorTemplateOperatorOr},
+};
+
+// The pattern between the slashes, with each "\/" turned into "/".
+std::string patternOf(std::string_view literalText) {
+  if (literalText.size() < 2) return {};
+  literalText = literalText.substr(1, literalText.size() - 2);
+  std::string result;
+  for (std::size_t at = 0; at < literalText.size(); ++at) {
+    if (literalText.substr(at).starts_with("\\/")) ++at;
+    result += literalText[at];
+  }
+  return result;
+}
+
+}  // namespace
+
+// One control structure, or one pair of parentheses, around what is being read.
+class KorTemplateParser::Nesting {
+ public:
+  Nesting(KorTemplateParser& parser, const KorToken& token) : parser_(parser) {
+    if (parser.nesting_ >= parser.limits_.nesting) {
+      parser.place_ = {token.byteOffset, token.byteLength};
+      raiseLimit(KorTemplateLimit::Nesting, static_cast<std::uint64_t>(parser.limits_.nesting));
+    }
+    parser.stackGuard_.check();
+    ++parser_.nesting_;
+  }
+  ~Nesting() { --parser_.nesting_; }
+  Nesting(const Nesting&) = delete;
+  Nesting& operator=(const Nesting&) = delete;
+
+ private:
+  KorTemplateParser& parser_;
+};
+
+// Raises the flag while a function's body is read, and clears it however the reading ends.
+class KorTemplateParser::ParsingFunction {
+ public:
+  explicit ParsingFunction(KorTemplateParser& parser) : parser_(parser) { parser_.parsingFunction_ = true; }
+  ~ParsingFunction() { parser_.parsingFunction_ = false; }
+  ParsingFunction(const ParsingFunction&) = delete;
+  ParsingFunction& operator=(const ParsingFunction&) = delete;
+
+ private:
+  KorTemplateParser& parser_;
+};
+
+void KorTemplateParser::initialize() { setupScannerRules(); }
+
+void KorTemplateParser::setupScannerRules() { (void)tables(); }
+
+const std::vector<std::string>& KorTemplateParser::binaryOperators() { return tables().binaryOperators; }
+
+const std::vector<std::string>& KorTemplateParser::controlKeywords() { return tables().controlKeywords; }
+
+const KorTemplateClosure& KorTemplateParser::parenthesisClosure() { return *tables().parenthesisClosure; }
+
+const RuleList& KorTemplateParser::scannerRules() { return tables().scannerRules; }
+
+Ref<KorTemplateParser> KorTemplateParser::parserForString(const Text& string, const KorTemplateLimits& limits) {
+  requireParameter(!string.isAbsent(), "string != nil");
+  return makeRef<KorTemplateParser>(NSString::stringWithUTF8(string.view()), limits);
+}
+
+KorTemplateParser::KorTemplateParser(const Ref<NSString>& string, const KorTemplateLimits& limits)
+    : KorTemplateParser(string, nullptr, limits) {
+  const Ref<KorUnicharStream> stream = KorUnicharStream::streamWithBuffer(KorStringBuffer::bufferFromString(string));
+  scanner_ = KorRuleBasedScanner::scannerForStream(stream, scannerRules());
+}
+
+KorTemplateParser::KorTemplateParser(const Ref<NSString>& string, const Ref<KorRuleBasedScanner>& scanner,
+                                     const KorTemplateLimits& limits)
+    : inputString_(string),
+      scanner_(scanner),
+      limits_(limits),
+      stackGuard_(StackGuard::forThisThread(limits.stackLeft)) {
+  requireParameter(string != nullptr, "string != nil");
+}
+
+std::int32_t KorTemplateParser::lineFromToken(const KorToken* token) const {
+  requireParameter(token != nullptr, "token != nil");
+  return token->line + (currentBlockToken_ == nullptr ? 0 : currentBlockToken_->line);
+}
+
+std::int32_t KorTemplateParser::positionFromToken(const KorToken* token) const {
+  requireParameter(token != nullptr, "token != nil");
+  return token->position + (currentBlockToken_ == nullptr ? 0 : currentBlockToken_->position);
+}
+
+std::string KorTemplateParser::stringFromToken(const KorToken* token) const {
+  requireParameter(token != nullptr, "token != nil");
+  return std::string(textAtPosition(positionFromToken(token), token->length));
+}
+
+// The text of a sub-token of the current block is found by its byte offset; a token from elsewhere is looked for by its
+// position, as stringFromToken() does for every token.
+std::string_view KorTemplateParser::textOf(const KorToken& token) const {
+  if (currentBlockToken_ != nullptr && currentBlockToken_->isCompound) {
+    const auto& subtokens = static_cast<const KorCompoundToken*>(currentBlockToken_)->subtokens;
+    const KorToken* const first = subtokens.data();
+    const std::less<> before;
+    if (!before(&token, first) && before(&token, first + subtokens.size())) {
+      return inputString_->view().substr(token.byteOffset, token.byteLength);
+    }
+  }
+  return textAtPosition(positionFromToken(&token), token.length);
+}
+
+std::string_view KorTemplateParser::textAtPosition(std::int64_t position, std::int64_t length) const {
+  const std::string_view text = inputString_->view();
+  const std::int64_t end = position + length;
+  if (position < 0 || length < 0 || end > inputString_->length()) raiseRange(position, inputString_->length());
+  if (inputString_->isASCII()) return text.substr(static_cast<std::size_t>(position), static_cast<std::size_t>(length));
+  std::int64_t units = 0;
+  std::size_t from = 0;
+  std::size_t to = 0;
+  for (std::size_t at = 0; at <= text.size();) {
+    if (units <= position) from = at;
+    if (units <= end) to = at;
+    const CodePoint next = codePointAt(text, at);
+    units += next.value >= 0x10000 ? 2 : 1;
+    at += std::max(next.byteLength, 1U);
+  }
+  return text.substr(from, to - from);
+}
+
+KorTemplateOperator KorTemplateParser::operatorForString(const Text& string) {
+  for (const OperatorText& row : kOperatorTexts) {
+    if (!string.isAbsent() && row.text == string.view()) return row.op;
+  }
+  NSException::raise(NSInvalidArgumentException, "Unrecognized operator");
+}
+
+const KorToken* KorTemplateParser::nextTokenWithClassInTokens(const KorTokenClass* tokenClass, KorTokenEnumerator* e) {
+  requireParameter(tokenClass != nullptr, "tokenClass != nil");
+  requireParameter(e != nullptr, "e != nil");
+  const KorToken* token = e->nextObject();
+  while (token != nullptr && token->tokenClass != tokenClass) token = e->nextObject();
+  return token;
+}
+
+template <class... Arguments>
+void KorTemplateParser::raiseSyntaxError(const KorToken* token, const char* format, const Arguments&... arguments) {
+  auto exception = KorTemplateSyntaxErrorException::exceptionOnLine(lineFromToken(token), format, arguments...);
+  place_ = {token->byteOffset, std::max(token->byteLength, 1U)};
+  exception.setPlace(place_);
+  throw exception;
+}
+
+template <class Node>
+Ref<Node> KorTemplateParser::placed(Ref<Node> statement, const KorToken& block) const {
+  statement->setSourceRange({block.byteOffset, block.byteLength});
+  return statement;
+}
+
+// Expressions.
+
+KorTemplateParser::ExpressionTokens KorTemplateParser::withClosers(const KorTokenList& tokens) {
+  closers_.assign(tokens.size(), 0);
+  openings_.clear();
+  for (std::size_t index = 0; index < tokens.size(); ++index) {
+    if (tokens[index].tokenClass == &ParenthesisStart) {
+      openings_.push_back(index);
+    } else if (tokens[index].tokenClass == &ParenthesisEnd && !openings_.empty()) {
+      closers_[openings_.back()] = static_cast<std::uint32_t>(index - openings_.back());
+      openings_.pop_back();
+    }
+  }
+  return {tokens.span(), closers_};
+}
+
+Ref<KorTemplateExpression> KorTemplateParser::parseExpressionFromTokens(const KorTokenList& tokens) {
+  requireParameter(!tokens.isAbsent(), "tokens != nil");
+  working_.clear();  // what an expression that failed has left
+  return parseExpression(withClosers(tokens));
+}
+
+// The working list is the end of a list that all expressions being read share, from `base` on.
+Ref<KorTemplateExpression> KorTemplateParser::parseExpression(const ExpressionTokens& tokens) {
+  const std::size_t base = working_.size();
+  std::uint32_t operators = 0;  // a bit each
+  for (std::size_t index = 0; index < tokens.size();) {
+    index = parseOperandOrOperator(tokens, index, base);
+    const KorToken* operatorToken = working_.back().operatorToken;
+    if (operatorToken != nullptr) operators |= 1U << operatorForString(textOf(*operatorToken));
+  }
+  if ((operators & (1U << KorTemplateOperatorAssignment)) != 0) fold(working_, base, "=");
+  for (const std::string& op : binaryOperators()) {
+    if ((operators & (1U << operatorForString(op))) != 0) fold(working_, base, op);
+  }
+  if (working_.size() != base + 1) {
+    raiseSyntaxError(tokens.size() == 0 ? nullptr : &tokens.tokens.back(), "Invalid expression");
+  }
+  Ref<KorTemplateExpression> expression = std::move(working_.back().expression);
+  working_.pop_back();
+  return expression;
+}
+
+// Puts what begins at `index` into the working list and answers with the place behind it.
+std::size_t KorTemplateParser::parseOperandOrOperator(const ExpressionTokens& tokens, std::size_t index,
+                                                      std::size_t base) {
+  const KorToken& token = tokens.tokens[index];
+  if (token.tokenClass == &BinaryOperator || token.tokenClass == &AssignmentOperator) {
+    working_.push_back({nullptr, &token});
+    return index + 1;
+  }
+  std::size_t last = index;
+  Ref<KorTemplateExpression> operand;
+  if (token.tokenClass == &ParenthesisStart) {
+    operand = parseParenthesis(tokens, index, last);
+  } else if (token.tokenClass == &Symbol) {
+    operand = parseCall(tokens, index, last);
+  } else {
+    operand = parseLiteral(token);
+    if (operand == nullptr) raiseUnexpectedToken(token, working_.size() - base);
+  }
+  working_.push_back({std::move(operand), nullptr});
+  return last + 1;
+}
+
+// The number of items decides which message it is, not what the last item is.
+void KorTemplateParser::raiseUnexpectedToken(const KorToken& token, std::size_t items) {
+  if (items % 2 == 1) raiseSyntaxError(&token, "'%@'. Expected operator", textOf(token));
+  raiseSyntaxError(&token, "'%@'. Expected literal, variable or sub-expression", textOf(token));
+}
+
+// A literal or a variable; absent for a token that is neither.
+Ref<KorTemplateExpression> KorTemplateParser::parseLiteral(const KorToken& token) const {
+  const auto literalOf = [](const Value& value) { return KorTemplateLiteralExpression::expressionWithLiteral(value); };
+  const std::string_view text = textOf(token);
+  const KorTokenClass* const tokenClass = token.tokenClass;
+  if (tokenClass == &Variable) return KorTemplateVariableExpression::expressionWithVariable(text.substr(1));
+  if (tokenClass == &NonIntegralNumericLiteral) return literalOf(textAsDouble(text));
+  if (tokenClass == &StringLiteral) return literalOf(NSString::stringWithValidUTF8(text, Counting::Atomic));
+  if (tokenClass == &IntegralNumericLiteral) return literalOf(textAsInt(text));
+  if (tokenClass == &RegexStringLiteral) return KorTemplateRegexExpression::expressionWithRegexString(patternOf(text));
+  if (tokenClass == &BooleanKeyword) return literalOf(equalsIgnoringCase(text, "true"));
+  if (tokenClass == &NullKeyword) return literalOf(NSNull::null());
+  if (tokenClass == &IntrinsicVariable) return KorTemplateVariableExpression::expressionWithVariable(text);
+  return {};
+}
+
+Ref<KorTemplateExpression> KorTemplateParser::parseParenthesis(const ExpressionTokens& tokens, std::size_t index,
+                                                               std::size_t& close) {
+  close = tokens.closer(index);
+  if (close == 0) raiseSyntaxError(&tokens.tokens[index], "Missing closing parenthesis");
+  if (close == index + 1) raiseSyntaxError(&tokens.tokens[close], "Empty parenthesis");
+  const Nesting nesting(*this, tokens.tokens[index]);
+  return parseExpression(tokens.sub(index + 1, close));
+}
+
+Ref<KorTemplateFunctionCallExpression> KorTemplateParser::parseFunctionCallExpressionFromTokensTokensEaten(
+    const KorTokenList& tokens, std::int32_t* eaten) {
+  requireParameter(!tokens.isAbsent(), "tokens != nil");
+  requireParameter(eaten != nullptr, "eaten != nil");
+  requireParameter(!tokens.empty(), "token != nil");
+  working_.clear();
+  std::size_t close = 0;
+  Ref<KorTemplateFunctionCallExpression> call = parseCall(withClosers(tokens), 0, close);
+  *eaten = static_cast<std::int32_t>(close);
+  return call;
+}
+
+Ref<KorTemplateFunctionCallExpression> KorTemplateParser::parseCall(const ExpressionTokens& tokens, std::size_t index,
+                                                                    std::size_t& close) {
+  Ref<KorTemplateFunctionCallExpression> call =
+      KorTemplateFunctionCallExpression::expressionWithFunctionName(textOf(tokens.tokens[index]));
+  const std::size_t open = index + 1;
+  const KorToken* openToken = open < tokens.size() ? &tokens.tokens[open] : nullptr;
+  if (openToken == nullptr || openToken->tokenClass != &ParenthesisStart) {
+    raiseSyntaxError(openToken, "Function call missing opening parenthesis for argument list");
+  }
+  close = tokens.closer(open);
+  if (close == 0) raiseSyntaxError(openToken, "Function call missing closing parenthesis for argument list");
+  if (close == open + 1) return call;
+  const Nesting nesting(*this, *openToken);
+  parseArguments(tokens.sub(open + 1, close), *call);
+  return call;
+}
+
+// The separators outside all parentheses part the arguments; what is inside is jumped over.
+void KorTemplateParser::parseArguments(const ExpressionTokens& tokens, KorTemplateFunctionCallExpression& call) {
+  std::size_t first = 0;
+  for (std::size_t index = 0; index < tokens.size(); ++index) {
+    if (tokens.tokens[index].tokenClass == &ParenthesisStart) {
+      index += tokens.closers[index];
+    } else if (tokens.tokens[index].tokenClass == &ArgumentSeparator) {
+      call.addArgumentExpression(parseExpression(tokens.sub(first, index)));
+      first = index + 1;
+    }
+  }
+  call.addArgumentExpression(parseExpression(tokens.sub(first, tokens.size())));
+}
+
+void KorTemplateParser::promoteExpressionsWithOperatorInArray(const Text& op, KorWorkingList* expressions) {
+  requireParameter(!op.isAbsent(), "op != nil");
+  requireParameter(expressions != nullptr, "expressions != nil");
+  std::vector<const KorTemplateExpression*> operands;
+  for (const KorWorkingItem& item : *expressions) {
+    if (item.expression != nullptr) operands.push_back(item.expression.get());
+  }
+  std::ranges::sort(operands);
+  if (std::ranges::adjacent_find(operands) == operands.end()) {
+    fold(*expressions, 0, op.view());
+  } else {
+    foldEverywhere(*expressions, op.view());
+  }
+}
+
+// The items from `base` on, none of which stands there twice, folded in one walk. Answers with the new size.
+std::size_t KorTemplateParser::fold(KorWorkingList& items, std::size_t base, std::string_view op) {
+  std::size_t end = base;  // of what has been walked over, moved together
+  for (std::size_t index = base; index < items.size(); ++index) {
+    const KorToken* token = items[index].operatorToken;
+    if (token == nullptr || textOf(*token) != op) {
+      if (end != index) items[end] = std::move(items[index]);
+      ++end;
+      continue;
+    }
+    const KorWorkingItem* right = index + 1 < items.size() ? &items[index + 1] : nullptr;
+    Ref<KorTemplateExpression> node = foldedNode(op, token, end > base ? &items[end - 1] : nullptr, right);
+    items[end - 1] = {std::move(node), nullptr};
+    ++index;
+  }
+  items.resize(end);
+  return end;
+}
+
+Ref<KorTemplateExpression> KorTemplateParser::foldedNode(std::string_view op, const KorToken* token,
+                                                         const KorWorkingItem* left, const KorWorkingItem* right) {
+  if (left == nullptr || left->expression == nullptr) {
+    raiseSyntaxError(token, "Expression required to left of %@ operator", op);
+  }
+  if (right == nullptr || right->expression == nullptr) {
+    raiseSyntaxError(token, "Expression required to right of %@ operator", op);
+  }
+  return makeRef<KorTemplateBinaryExpression>(operatorForString(op), left->expression, right->expression);
+}
+
+// The same for a list made by hand in which an operand stands more than once: folding one of them removes them all.
+void KorTemplateParser::foldEverywhere(KorWorkingList& items, std::string_view op) {
+  for (std::size_t index = 0; index < items.size(); ++index) {
+    const KorToken* token = items[index].operatorToken;
+    if (token == nullptr || textOf(*token) != op) continue;
+    const KorWorkingItem* left = index > 0 ? &items[index - 1] : nullptr;
+    const KorWorkingItem* right = index + 1 < items.size() ? &items[index + 1] : nullptr;
+    const Ref<KorTemplateExpression> node = foldedNode(op, token, left, right);
+    const KorWorkingItem removed[] = {*left, *right};
+    items[index] = {node, nullptr};
+    for (const KorWorkingItem& item : removed) std::erase(items, item);
+    --index;  // the node stands one place before
+  }
+}
+
+// Statements.
+
+Ref<KorTemplateStatement> KorTemplateParser::parseOutputStatementForToken(const KorCompoundToken* token) {
+  requireParameter(token != nullptr, "token");
+  const KorTokenList subtokens = token->subtokens;
+  if (subtokens.size() <= 1) raiseSyntaxError(subtokenAt(*token, 0), "Expression expected");
+  const KorTokenList behind = subarrayFromIndex(subtokens, 1);
+  KorTokenEnumerator e(behind);
+  if (nextTokenWithClassInTokens(&BlockEndTag, &e) == nullptr) {
+    raiseSyntaxError(subtokenAt(*token, 0), "Closing tag missing from template block");
+  }
+  const KorTokenList expression = subarrayToIndex(behind, static_cast<std::int32_t>(behind.size()) - 1);
+  return placed(makeRef<KorTemplateOutputStatement>(parseExpressionFromTokens(expression)), *token);
+}
+
+Ref<KorTemplateStatement> KorTemplateParser::parseExpressionStatementForToken(const KorCompoundToken* token) {
+  requireParameter(token != nullptr, "token != nil");
+  const KorTokenList subtokens = token->subtokens;
+  KorTokenEnumerator e(subtokens);
+  const KorToken* end = nextTokenWithClassInTokens(&BlockEndTag, &e);
+  // Without a closing tag there is no index to end at, which the list refuses.
+  const auto index = end == nullptr ? -1 : static_cast<std::int32_t>(end - subtokens.span().data());
+  return placed(KorTemplateExpressionStatement::statementWithExpression(
+                    parseExpressionFromTokens(subarrayToIndex(subtokens, index))),
+                *token);
+}
+
+const KorToken& KorTemplateParser::expect(const KorCompoundToken& token, std::size_t index,
+                                          const KorTokenClass& tokenClass, const char* message) {
+  const KorToken* subtoken = subtokenAt(token, index);
+  if (subtoken == nullptr || subtoken->tokenClass != &tokenClass) raiseSyntaxError(subtoken, message);
+  return *subtoken;
+}
+
+// The tokens from `first` up to the parenthesis that closes a head.
+KorTokenList KorTemplateParser::headExpression(const KorCompoundToken& token, std::size_t first, const char* message) {
+  const KorToken* firstToken = subtokenAt(token, first);
+  requireParameter(firstToken != nullptr, "token != nil");
+  const KorTokenList rest = subarrayFromIndex(KorTokenList(token.subtokens), static_cast<std::int32_t>(first));
+  KorTokenEnumerator e(rest);
+  const KorToken* close = parenthesisClosure().findEndOfClosureInTokens(&e);
+  if (close == nullptr) raiseSyntaxError(firstToken, message);
+  return subarrayToIndex(rest, static_cast<std::int32_t>(close - firstToken));
+}
+
+Ref<KorTemplateStatement> KorTemplateParser::parseIfStatementForToken(const KorCompoundToken* token) {
+  requireParameter(token != nullptr, "token != nil");
+  (void)expect(*token, 1, ParenthesisStart, "if statement: '(' expected");
+  const KorTokenList condition = headExpression(*token, 2, "if statement: ')' missing");
+  const SourceRange opening = {token->byteOffset, token->byteLength};
+  const Nesting nesting(*this, *token);
+  const Ref<KorTemplateConditionalStatement> outermost = placed(
+      KorTemplateConditionalStatement::statementWithExpression(parseExpressionFromTokens(condition)), *token);
+  Ref<KorTemplateConditionalStatement> current = outermost;
+  bool readsTrue = true;
+  for (;;) {
+    const Ref<KorTemplateStatement> statement = nextStatement();
+    if (statement == nullptr) {
+      place_ = opening;
+      raiseSyntaxError(currentBlockToken_, "if statement: endif statement not found");
+    }
+    if (statement->kind() != kBlockKind) {
+      readsTrue ? current->addTrueStatement(statement) : current->addFalseStatement(statement);
+    } else if (divideConditional(statement, readsTrue, current)) {
+      return outermost;
+    }
+  }
+}
+
+// What a keyword inside an "if" does: it ends the structure (true), or it divides it.
+bool KorTemplateParser::divideConditional(const Ref<KorTemplateStatement>& statement, bool& readsTrue,
+                                          Ref<KorTemplateConditionalStatement>& current) {
+  const auto& block = static_cast<const KorTemplateBlockStatement&>(*statement);
+  const std::string_view keyword = block.keyword().view();
+  if (keyword == "else") {
+    if (!readsTrue) raiseSyntaxError(currentBlockToken_, "if statement: more than one else clause found");
+    readsTrue = false;
+    return false;
+  }
+  if (keyword == "elseif") {
+    if (!readsTrue) raiseSyntaxError(currentBlockToken_, "if statement: elseif encountered after else statement");
+    if (block.expression() == nullptr) {
+      raiseSyntaxError(currentBlockToken_, "if statement: elseif expected expression");
+    }
+    const Ref<KorTemplateConditionalStatement> next =
+        KorTemplateConditionalStatement::statementWithExpression(block.expression());
+    next->setSourceRange(statement->sourceRange());
+    current->addFalseStatement(next);
+    current = next;
+    return false;
+  }
+  if (keyword == "endif") return true;
+  raiseSyntaxError(currentBlockToken_, "if statement: unexpected keyword: \"%@\"", keyword);
+}
+
+// Unlike an "if", it ends at its first closing parenthesis, whatever that closes.
+Ref<KorTemplateStatement> KorTemplateParser::parseElseIfStatementForToken(const KorCompoundToken* token) {
+  requireParameter(token != nullptr, "token != nil");
+  (void)expect(*token, 1, ParenthesisStart, "elseif statement: '(' expected");
+  const KorToken* first = subtokenAt(*token, 2);
+  requireParameter(first != nullptr, "token != nil");
+  const KorTokenList rest = subarrayFromIndex(KorTokenList(token->subtokens), 2);
+  KorTokenEnumerator e(rest);
+  const KorToken* close = nextTokenWithClassInTokens(&ParenthesisEnd, &e);
+  if (close == nullptr) raiseSyntaxError(first, "elseif statement: ')' expected");
+  const Ref<KorTemplateBlockStatement> statement =
+      placed(KorTemplateBlockStatement::statementWithKeyword("elseif"), *token);
+  statement->setExpression(parseExpressionFromTokens(subarrayToIndex(rest, static_cast<std::int32_t>(close - first))));
+  return statement;
+}
+
+Ref<KorTemplateStatement> KorTemplateParser::parseForEachStatementForToken(const KorCompoundToken* token) {
+  requireParameter(token != nullptr, "token != nil");
+  (void)expect(*token, 1, ParenthesisStart, "foreach statement: '(' expected");
+  const KorToken& variable = expect(*token, 2, Variable, "foreach statement: variable name expected");
+  const KorToken& in = expect(*token, 3, Symbol, "foreach statement: 'in' expected");
+  if (textOf(in) != "in") raiseSyntaxError(&in, "foreach statement: 'in' expected");
+  const KorTokenList collection = headExpression(*token, 4, "foreach statement: ')' expected");
+  const KorToken first = token->subtokens[4];  // a copy: the body's blocks take the place of this one
+  const Nesting nesting(*this, *token);
+  const Name loopVariable = textOf(variable).substr(1);
+  const Ref<KorTemplateEnumerationStatement> enumeration =
+      placed(KorTemplateEnumerationStatement::statementWithExpressionLoopVariable(
+                 parseExpressionFromTokens(collection), loopVariable),
+             *token);
+  for (;;) {
+    const Ref<KorTemplateStatement> statement = nextStatement();
+    if (statement == nullptr) raiseSyntaxError(&first, "foreach statement: missing endforeach statement");
+    if (statement->kind() != kBlockKind) {
+      enumeration->addLoopStatement(statement);
+      continue;
+    }
+    const Text keyword = static_cast<const KorTemplateBlockStatement&>(*statement).keyword();
+    if (keyword.view() == "endforeach") return enumeration;
+    raiseSyntaxError(&first, "foreach statement: \"%@\": unexpected keyword", keyword);
+  }
+}
+
+Ref<KorTemplateStatement> KorTemplateParser::parseFunctionDefinitionStatementForToken(const KorCompoundToken* token) {
+  requireParameter(token != nullptr, "token != nil");
+  const Name name = textOf(expect(*token, 1, Symbol, "function statement: name expected"));
+  (void)expect(*token, 2, ParenthesisStart, "function statement: opening parenthesis expected");
+  const Ref<KorTemplateInternalFunction> function = KorTemplateInternalFunction::function();
+  const std::size_t close = parseParameters(*token, *function);
+  const KorToken end = token->subtokens[close];  // a copy: the body's blocks take the place of this one
+  const SourceRange opening = {token->byteOffset, token->byteLength};
+  const Nesting nesting(*this, *token);
+  const ParsingFunction parsing(*this);
+  for (;;) {
+    const Ref<KorTemplateStatement> statement = nextStatement();
+    if (statement == nullptr) raiseSyntaxError(&end, "function definition: missing endfunction statement");
+    if (statement->kind() != kBlockKind) {
+      function->addStatement(statement);
+      continue;
+    }
+    const Text keyword = static_cast<const KorTemplateBlockStatement&>(*statement).keyword();
+    if (keyword.view() != "endfunction") {
+      raiseSyntaxError(&end, "function defintiion: \"%@\": unexpected keyword", keyword);
+    }
+    const Ref<KorTemplateFunctionDefinitionStatement> definition =
+        KorTemplateFunctionDefinitionStatement::statementForFunctionWithName(function, name);
+    definition->setSourceRange(opening);
+    return definition;
+  }
+}
+
+// Reads a parameter list from its first name on and answers with the place of its closing parenthesis. Commas between
+// the names are optional, and so is one behind the last.
+std::size_t KorTemplateParser::parseParameters(const KorCompoundToken& token, KorTemplateInternalFunction& function) {
+  std::size_t index = 3;
+  for (;;) {
+    const KorToken* argument = subtokenAt(token, index);
+    if (argument != nullptr && argument->tokenClass == &ParenthesisEnd) return index;
+    if (argument == nullptr || argument->tokenClass != &Variable) {
+      raiseSyntaxError(argument, "function statement: %@\". variable name expected in argument list",
+                       argument == nullptr ? std::string_view() : textOf(*argument));
+    }
+    function.addArgument(textOf(*argument).substr(1));
+    const KorToken* separator = subtokenAt(token, index + 1);
+    index += separator != nullptr && separator->tokenClass == &ArgumentSeparator ? 2 : 1;
+  }
+}
+
+Ref<KorTemplateStatement> KorTemplateParser::parseReturnStatementForToken(const KorCompoundToken* token) {
+  requireParameter(token != nullptr, "token != nil");
+  const KorTokenList subtokens = token->subtokens;
+  const KorTokenList behind = subarrayFromIndex(subtokens, 1);
+  KorTokenEnumerator e(behind);
+  const KorToken* end = nextTokenWithClassInTokens(&BlockEndTag, &e);
+  if (end == nullptr) raiseSyntaxError(&subtokens[0], "Closing tag missing from template block");
+  const Ref<KorTemplateReturnStatement> statement = placed(KorTemplateReturnStatement::statement(), *token);
+  if (end == behind.span().data()) return statement;
+  if (!parsingFunction_) {
+    raiseSyntaxError(&subtokens[0], "Statement returning from template cannot contain expression");
+  }
+  const KorTokenList expression = subarrayToIndex(behind, static_cast<std::int32_t>(behind.size()) - 1);
+  statement->setExpression(parseExpressionFromTokens(expression));
+  return statement;
+}
+
+Ref<KorTemplateStatement> KorTemplateParser::parseStatementForToken(const KorCompoundToken* token) {
+  requireParameter(token != nullptr, "token != nil");
+  requireParameter(scanner_ != nullptr, "scanner != nil");
+  place_ = {token->byteOffset, token->byteLength};
+  if (token->subtokens.empty()) raiseRange(0, 0);
+  const KorToken& first = token->subtokens.front();
+  if (first.tokenClass == &AssignmentOperator) return parseOutputStatementForToken(token);
+  if (first.tokenClass != &ControlKeyword) return parseExpressionStatementForToken(token);
+  using Method = Ref<KorTemplateStatement> (KorTemplateParser::*)(const KorCompoundToken* token);
+  struct KeywordRow {
+    std::string_view keyword;
+    Method parse;  // null: the keyword closes or divides what others have opened
+  };
+  static constexpr KeywordRow kKeywords[] = {
+      {"if", &KorTemplateParser::parseIfStatementForToken},
+      {"elseif", &KorTemplateParser::parseElseIfStatementForToken},
+      {"foreach", &KorTemplateParser::parseForEachStatementForToken},
+      {"function", &KorTemplateParser::parseFunctionDefinitionStatementForToken},
+      {"return", &KorTemplateParser::parseReturnStatementForToken},
+      {"else", nullptr},
+      {"endif", nullptr},
+      {"endforeach", nullptr},
+      {"endfunction", nullptr},
+  };
+  const std::string_view text = textOf(first);
+  for (const KeywordRow& row : kKeywords) {
+    if (!equalsIgnoringCase(text, row.keyword)) continue;
+    if (row.parse != nullptr) return (this->*row.parse)(token);
+    return placed(KorTemplateBlockStatement::statementWithKeyword(text), *token);
+  }
+  raiseSyntaxError(token, "'%@'. Unexpected control keyword", text);
+}
+
+// One output statement for the text between two bytes.
+Ref<KorTemplateStatement> KorTemplateParser::literalStatement(std::uint32_t from, std::uint32_t to) {
+  const std::string_view text = inputString_->view().substr(from, to - from);
+  Ref<KorTemplateOutputStatement> statement = KorTemplateOutputStatement::statementWithExpression(
+      KorTemplateLiteralExpression::expressionWithLiteral(NSString::stringWithValidUTF8(text, Counting::Atomic)));
+  statement->setSourceRange({from, to - from});
+  return statement;
+}
+
+Ref<KorTemplateStatement> KorTemplateParser::nextStatement() {
+  const KorToken* block = currentBlockToken_;
+  if (block == nullptr || currentPosition_ == block->position + block->length) {
+    block = scanner_->nextToken();
+    currentBlockToken_ = block;
+  }
+  const auto length = static_cast<std::int32_t>(inputString_->length());
+  if (block == nullptr && currentPosition_ >= length) return {};
+  const std::int32_t position = block == nullptr ? length : block->position;
+  if (currentPosition_ < position) {
+    const std::uint32_t from = currentByte_;
+    currentByte_ = block == nullptr ? inputString_->byteLength() : block->byteOffset;
+    currentPosition_ = position;
+    return literalStatement(from, std::max(from, currentByte_));
+  }
+  if (currentPosition_ != position) failAssertion("Position is not located at start of current token");
+  if (!block->isCompound) failAssertion("Expected compound token");
+  currentPosition_ = block->position + block->length;
+  currentByte_ = block->byteOffset + block->byteLength;
+  return parseStatementForToken(static_cast<const KorCompoundToken*>(block));
+}
+
+}  // namespace tavlo

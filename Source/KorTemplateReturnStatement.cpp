@@ -1,0 +1,31 @@
+#include "Source/KorTemplateReturnStatement.h"
+
+#include "Foundation/Description.h"
+#include "Foundation/NSException.h"
+#include "Source/KorTemplateEnvironment.h"
+
+namespace tavlo {
+
+void KorTemplateReturnStatement::executeWithEnvironment(KorTemplateEnvironment* environment) {
+  requireParameter(environment != nullptr, "environment != nil");
+  executePublicly(*environment);
+}
+
+Completion KorTemplateReturnStatement::execute(KorTemplateEnvironment& environment) {
+  if (expression_ == nullptr) return Completion::returned(RawValue::null());
+  const RawValue value = expression_->evaluate(environment);
+  requireParameter(value.kind() != ValueKind::Absent, "returnValue != nil");
+  return Completion::returned(value);
+}
+
+Ref<KorTemplateStatement> KorTemplateReturnStatement::copyWithZone(NSZone* /*zone*/) const {
+  Ref<KorTemplateReturnStatement> copy = statementWithExpression(copyOf(expression_));
+  copy->setSourceRange(sourceRange());
+  return copy;
+}
+
+void KorTemplateReturnStatement::describe(Description& out) const {
+  out.format("{ %@, expression: %@ }", Description::base(*this), expression_);
+}
+
+}  // namespace tavlo

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "Foundation/NSObject.h"
+#include "Foundation/Ref.h"
+#include "Source/Completion.h"
+#include "Source/NodeKind.h"
+#include "Source/SourceRange.h"
+
+namespace tavlo {
+
+class KorTemplateEnvironment;
+// Where a copy is made; accepted everywhere and ignored.
+struct NSZone;
+
+// What a template is made of: literal text, blocks and control structures, each run against an environment.
+class KorTemplateStatement : public NSObject {
+ public:
+  // Runs the statement. A return inside it leaves as a raised `KorTemplateReturnIndication`.
+  virtual void executeWithEnvironment(KorTemplateEnvironment* environment) = 0;
+
+  // A copy with copies of all nodes inside it.
+  virtual Ref<KorTemplateStatement> copyWithZone(NSZone* zone = nullptr) const = 0;
+
+  // What the engine calls in place of executeWithEnvironment(): a return is an answer, not an exception. The default
+  // calls the public one.
+  virtual Completion execute(KorTemplateEnvironment& environment);
+
+  // Where the statement, or its opening block, stands in the template's text; nowhere for one made by hand.
+  SourceRange sourceRange() const noexcept { return sourceRange_; }
+  void setSourceRange(SourceRange range) noexcept { sourceRange_ = range; }
+
+  const char* className() const override { return "KorTemplateStatement"; }
+
+ protected:
+  explicit KorTemplateStatement(ObjectKind kind = ObjectKind::Other) : NSObject(kind, Counting::Atomic) {}
+
+  // What the public executeWithEnvironment() of a statement does that implements execute().
+  void executePublicly(KorTemplateEnvironment& environment);
+
+ private:
+  SourceRange sourceRange_;
+};
+
+}  // namespace tavlo

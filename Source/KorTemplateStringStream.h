@@ -1,0 +1,39 @@
+#pragma once
+
+#include <string>
+
+#include "Foundation/NSMutableString.h"
+#include "Source/KorTemplateStream.h"
+
+namespace tavlo {
+
+// Appends what is written to a text that the host holds too.
+class KorTemplateStringStream final : public KorTemplateStream {
+ public:
+  // Over a new empty buffer.
+  KorTemplateStringStream();
+  // Over the given buffer, which is shared, not copied.
+  explicit KorTemplateStringStream(const Ref<NSMutableString>& buffer);
+
+  static Ref<KorTemplateStringStream> stringStream() { return makeRef<KorTemplateStringStream>(); }
+  static Ref<KorTemplateStringStream> stringStreamWithBuffer(const Ref<NSMutableString>& buffer) {
+    return makeRef<KorTemplateStringStream>(buffer);
+  }
+
+  const Ref<NSMutableString>& buffer() const noexcept { return buffer_; }
+  // The buffer may not be absent.
+  void setBuffer(const Ref<NSMutableString>& value);
+
+  // Raises `NSInvalidArgumentException` for an absent text.
+  void write(const Text& text) override;
+
+  const char* className() const override { return "KorTemplateStringStream"; }
+
+  // The buffer's text, for the engine to append to; null without a buffer.
+  std::string* target() const noexcept { return buffer_ == nullptr ? nullptr : &buffer_->mutableText(); }
+
+ private:
+  Ref<NSMutableString> buffer_;
+};
+
+}  // namespace tavlo

@@ -1,0 +1,107 @@
+#include "Source/KorTemplateVariableExpression.h"
+
+#include <cstring>
+
+#include "Foundation/Description.h"
+#include "Foundation/NSException.h"
+#include "Source/KorTemplateEnvironment.h"
+
+namespace tavlo {
+
+KorTemplateVariableExpression::KorTemplateVariableExpression() {
+  failAssertion("[KorTemplateVariableExpression init] should not be used");
+}
+
+KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& variable, const Name& rootName,
+                                                             const Name& keyPath)
+    : KorTemplateExpression(kVariableKind), variable_(variable), rootName_(rootName), keyPath_(keyPath) {
+  requireParameter(!variable.isAbsent(), "theVariable != nil");
+  if (!rootName_.isAbsent() && !keyPath_.isAbsent()) path_ = std::make_unique<NSKeyPath>(keyPath_.view());
+}
+
+KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& variable)
+    : KorTemplateExpression(kVariableKind) {
+  requireParameter(!variable.isAbsent(), "name != nil");
+  setVariable(variable);
+}
+
+void KorTemplateVariableExpression::setVariable(const Name& value) {
+  requireParameter(!value.isAbsent(), "value != nil");
+  variable_ = value;
+  rootName_ = nullptr;
+  keyPath_ = nullptr;
+  path_ = nullptr;
+  const std::string_view text = variable_.view();
+  const std::size_t dot = text.find('.');
+  if (dot == std::string_view::npos) return;
+  rootName_ = text.substr(0, dot);
+  keyPath_ = text.substr(dot + 1);
+  path_ = std::make_unique<NSKeyPath>(keyPath_.view());
+}
+
+bool KorTemplateVariableExpression::peek(const KorTemplateEnvironment& environment, RawValue& value) const noexcept {
+  if (path_ == nullptr) {
+    const Value* found = environment.findVariable(variable_);
+    value = found == nullptr ? RawValue::null() : found->peek();
+    return true;
+  }
+  const Value* root = environment.findVariable(rootName_);
+  if (root == nullptr) {
+    value = RawValue::null();
+    return true;
+  }
+  const Value* found = path_->peek(root->peek());
+  if (found == nullptr) return false;
+  value = found->peek();
+  return true;
+}
+
+RawValue KorTemplateVariableExpression::evaluate(KorTemplateEnvironment& environment) {
+  RawValue lent = RawValue::null();
+  if (peek(environment, lent)) return Value::retaining(lent).leak();
+  return valueAtPath(*path_, *environment.findVariable(rootName_)).leak();
+}
+
+// The root is taken by copy: a host's property may let go of the variable that holds it.
+Value KorTemplateVariableExpression::valueAtPath(const NSKeyPath& path, const Value& root) {
+  const Value held = root;
+  Value result;
+  try {
+    if (!path.find(held, result) || result.isAbsent()) return Value::null();
+  } catch (const NSException& exception) {
+    if (exception.name() != NSUndefinedKeyException) throw;
+    return Value::null();
+  }
+  return result;
+}
+
+Value KorTemplateVariableExpression::variableWithName(const Name& name, KorTemplateEnvironment* environment) const {
+  requireParameter(!name.isAbsent(), "name != nil");
+  requireParameter(environment != nullptr, "environment != nil");
+  const Value* found = environment->findVariable(name);
+  return found == nullptr ? Value::null() : *found;
+}
+
+Value KorTemplateVariableExpression::variableWithKeyPathInObjectWithName(const Name& path, const Name& name,
+                                                                         KorTemplateEnvironment* environment) const {
+  requireParameter(!path.isAbsent(), "path != nil");
+  requireParameter(!name.isAbsent(), "name != nil");
+  requireParameter(environment != nullptr, "environment != nil");
+  const Value* root = environment->findVariable(name);
+  return root == nullptr ? Value::null() : valueAtPath(NSKeyPath(path.view()), *root);
+}
+
+Value KorTemplateVariableExpression::evaluateWithEnvironment(KorTemplateEnvironment* environment) {
+  requireParameter(environment != nullptr, "environment != nil");
+  return environment->enter([&] { return Value::adopt(evaluate(*environment)); });
+}
+
+Ref<KorTemplateExpression> KorTemplateVariableExpression::copyWithZone(NSZone* /*zone*/) const {
+  return makeRef<KorTemplateVariableExpression>(variable_, rootName_, keyPath_);
+}
+
+void KorTemplateVariableExpression::describe(Description& out) const {
+  out.format("{ %@ variable: \"%@\" }", Description::base(*this), variable_);
+}
+
+}  // namespace tavlo

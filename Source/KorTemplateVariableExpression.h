@@ -1,0 +1,58 @@
+#pragma once
+
+#include <memory>
+
+#include "Foundation/NSKeyValueCoding.h"
+#include "Foundation/Name.h"
+#include "Source/KorTemplateExpression.h"
+
+namespace tavlo {
+
+// Reads a variable, a key path inside a variable, or an intrinsic variable such as "@@index".
+class KorTemplateVariableExpression final : public KorTemplateExpression {
+ public:
+  // Always fails: a variable has a name.
+  KorTemplateVariableExpression();
+  // Takes the three texts as they are, without splitting. Root name and key path may be absent; the variable may not.
+  KorTemplateVariableExpression(const Name& variable, const Name& rootName, const Name& keyPath);
+  // The variable's text without its "$"; the first "." parts the name of the root from the key path.
+  explicit KorTemplateVariableExpression(const Name& variable);
+  static Ref<KorTemplateVariableExpression> expressionWithVariable(const Name& variable) {
+    return makeRef<KorTemplateVariableExpression>(variable);
+  }
+
+  const Name& variable() const noexcept { return variable_; }
+  void setVariable(const Name& value);
+  // Both are absent where the variable has no ".".
+  const Name& rootName() const noexcept { return rootName_; }
+  const Name& keyPath() const noexcept { return keyPath_; }
+
+  // The value of that name, or the null object.
+  Value variableWithName(const Name& name, KorTemplateEnvironment* environment) const;
+  // What the path leads to from the value of that name, or the null object where it leads nowhere.
+  Value variableWithKeyPathInObjectWithName(const Name& path, const Name& name,
+                                            KorTemplateEnvironment* environment) const;
+
+  // Never absent.
+  Value evaluateWithEnvironment(KorTemplateEnvironment* environment) override;
+  RawValue evaluate(KorTemplateEnvironment& environment) override;
+  Ref<KorTemplateExpression> copyWithZone(NSZone* zone = nullptr) const override;
+
+  const char* className() const override { return "KorTemplateVariableExpression"; }
+  void describe(Description& out) const override;
+
+  bool hasKeyPath() const noexcept { return path_ != nullptr; }
+  // The value where it lives, lent until a variable changes or other code runs. False where a key path leads through
+  // more than dictionaries, and evaluate() must be asked.
+  bool peek(const KorTemplateEnvironment& environment, RawValue& value) const noexcept;
+
+ private:
+  static Value valueAtPath(const NSKeyPath& path, const Value& root);
+
+  Name variable_;
+  Name rootName_;
+  Name keyPath_;
+  std::unique_ptr<NSKeyPath> path_;  // of keyPath_; absent like it
+};
+
+}  // namespace tavlo

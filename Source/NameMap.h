@@ -1,0 +1,127 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+#include "Foundation/Name.h"
+
+namespace tavlo {
+
+// Values by name, in the order in which the names were first set: compared one after another while there are few, hashed
+// once there are many.
+//
+// Clearing keeps the names that stood in the entries, so that filling the map again with the same ones, as the scope of
+// a loop or a function does, counts no reference to a name that other threads use too.
+template <class T>
+class NameMap {
+ public:
+  struct Entry {
+    Name name;
+    T value;
+  };
+
+  std::size_t size() const noexcept { return size_; }
+  bool empty() const noexcept { return size_ == 0; }
+  auto begin() const noexcept { return entries_.begin(); }
+  auto end() const noexcept { return entries_.begin() + static_cast<std::ptrdiff_t>(size_); }
+
+  // The value, or null where there is none; good until the map changes.
+  const T* find(const Name& name) const noexcept {
+    if (slots_.empty()) [[likely]] {
+      const Entry* entry = entries_.data();
+      for (const Entry* last = entry + size_; entry != last; ++entry) {
+        if (entry->name == name) return &entry->value;
+      }
+      return nullptr;
+    }
+    const std::uint32_t index = hashedIndex(name);
+    return index == kNowhere ? nullptr : &entries_[index].value;
+  }
+  T* find(const Name& name) noexcept { return const_cast<T*>(std::as_const(*this).find(name)); }  // NOLINT(*-const-cast)
+
+  // Stores the value in place of an old one of that name, which it returns.
+  T set(const Name& name, T value) {
+    if (T* known = find(name)) return std::exchange(*known, std::move(value));
+    append(name, std::move(value));
+    return T();
+  }
+
+  // The same for a name that is known not to be there.
+  void append(const Name& name, T value) {
+    if (size_ < entries_.size()) {
+      Entry& entry = entries_[size_];
+      if (!(entry.name == name)) entry.name = name;
+      entry.value = std::move(value);
+    } else {
+      entries_.push_back({name, std::move(value)});
+    }
+    ++size_;
+    if (!slots_.empty() || size_ > kSmall) addSlot();
+  }
+
+  bool remove(const Name& name) {
+    const T* known = find(name);
+    if (known == nullptr) return false;
+    const auto index = static_cast<std::size_t>(reinterpret_cast<const Entry*>(reinterpret_cast<const char*>(known) -
+                                                                               offsetof(Entry, value)) -
+                                                entries_.data());
+    const Entry removed = std::move(entries_[index]);  // let go of last
+    entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(index));
+    --size_;
+    slots_.clear();
+    if (size_ > kSmall) rebuildSlots();
+    return true;
+  }
+
+  // Lets go of all values from the `kept`-th on.
+  void truncate(std::size_t kept) noexcept {
+    while (size_ > kept) entries_[--size_].value = T();
+    if (!slots_.empty()) slots_.clear();
+    if (entries_.size() > kMostKept) entries_.resize(kept);
+  }
+  void clear() noexcept { truncate(0); }
+
+  // The value of the `index`-th entry.
+  T& at(std::size_t index) noexcept { return entries_[index].value; }
+  const Name& nameAt(std::size_t index) const noexcept { return entries_[index].name; }
+
+ private:
+  static constexpr std::size_t kSmall = 8;
+  static constexpr std::size_t kMostKept = 64;
+  static constexpr std::uint32_t kNowhere = UINT32_MAX;
+
+  std::uint32_t hashedIndex(const Name& name) const noexcept {
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t slot = name.hash() & mask; slots_[slot] != kNowhere; slot = (slot + 1) & mask) {
+      if (entries_[slots_[slot]].name == name) return slots_[slot];
+    }
+    return kNowhere;
+  }
+
+  void addSlot() {
+    if (size_ * 2 > slots_.size()) return rebuildSlots();
+    putSlot(static_cast<std::uint32_t>(size_ - 1));
+  }
+
+  void rebuildSlots() {
+    std::size_t count = kSmall * 4;
+    while (count < size_ * 4) count *= 2;
+    slots_.assign(count, kNowhere);
+    for (std::uint32_t index = 0; index < size_; ++index) putSlot(index);
+  }
+
+  void putSlot(std::uint32_t index) noexcept {
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t slot = entries_[index].name.hash() & mask;
+    while (slots_[slot] != kNowhere) slot = (slot + 1) & mask;
+    slots_[slot] = index;
+  }
+
+  std::vector<Entry> entries_;        // the first size_ of them count
+  std::size_t size_ = 0;
+  std::vector<std::uint32_t> slots_;  // open addressing over entries_, a power of two; empty while there are few
+};
+
+}  // namespace tavlo
