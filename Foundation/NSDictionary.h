@@ -69,6 +69,8 @@ class NSMutableDictionary final : public NSDictionary {
   // Raises `NSInvalidArgumentException` for an absent value or key.
   void setObjectForKey(Value value, std::string_view key);
   void setObjectForKey(Value value, Ref<NSString> key);
+  // Makes room for that many entries.
+  void reserve(std::size_t count) { entries_.reserve(count); }
   // Does nothing where there is no such key.
   void removeObjectForKey(std::string_view key);
   void removeAllObjects();
