@@ -48,7 +48,8 @@ class PendingReleases {
 };
 
 namespace {
-thread_local PendingReleases pendingReleases;
+// In the block of every thread that is found without a call: two words, which libraries opened at run time find room for.
+[[gnu::tls_model("initial-exec")]] thread_local PendingReleases pendingReleases;
 }
 
 void NSObject::end() const noexcept {

@@ -47,6 +47,14 @@ Ref<NSString> NSString::stringWithValidUTF8(std::string_view text, Counting coun
   return string;
 }
 
+Ref<NSString> NSString::substring(std::size_t byteOffset, std::size_t byteLength) const {
+  const std::string_view text = view().substr(byteOffset, byteLength);
+  Ref<NSString> string =
+      uninitialized(text.size(), isASCII() ? text.size() : utf16Length(text), text.size(), Counting::Atomic);
+  std::memcpy(string->mutableCharacters(), text.data(), text.size());
+  return string;
+}
+
 Ref<NSString> NSString::stringWithUTF16(std::u16string_view text) {
   std::string utf8;
   for (std::size_t index = 0; index < text.size(); ++index) {

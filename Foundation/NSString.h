@@ -23,6 +23,8 @@ class NSString final : public NSObject {
   // The same for text that is known to be valid.
   static Ref<NSString> stringWithValidUTF8(std::string_view text);
   static Ref<NSString> stringWithValidUTF8(std::string_view text, Counting counting);
+  // The part of this string between two bytes that begin characters; counted atomically.
+  Ref<NSString> substring(std::size_t byteOffset, std::size_t byteLength) const;
   // A string of the UTF-16 text. Raises `NSInvalidArgumentException` that names the unit for a lone surrogate.
   static Ref<NSString> stringWithUTF16(std::u16string_view text);
   // The two texts joined, with room to grow.

@@ -9,8 +9,8 @@ namespace {
 // Puts a token behind the others of a compound token, its place counted from there.
 void addSubtoken(ScanContext& context, const KorTokenClass* tokenClass, const RuleMatch& match, ScanCursor from,
                  KorCompoundToken& compound) {
-  const ScanCursor start = context.stream().advance(from, match.tokenStart);
-  const ScanCursor end = context.stream().advance(start, match.tokenEnd);
+  const ScanCursor start = context.advance(from, match.tokenStart);
+  const ScanCursor end = context.advance(start, match.tokenEnd);
   KorToken& token = compound.subtokens.emplace_back();
   token.tokenClass = tokenClass;
   token.line = start.line - compound.line;
@@ -44,7 +44,7 @@ ScanCursor KorPartitionRule::scan(ScanContext& context, ScanCursor start, const 
   token.byteOffset = start.byte;
   token.subtokens.clear();
   if (!skipBoundary_) addSubtoken(context, boundary_->tokenClass(), boundary, start, token);
-  ScanCursor at = stream.advance(start, boundary.end);
+  ScanCursor at = context.advance(start, boundary.end);
   for (bool closed = false; !closed && at.byte < stream.byteLength();) {
     RuleMatch match;
     const KorScannerRule* rule = rules_.firstMatch(context, at.byte, match);
@@ -56,7 +56,7 @@ ScanCursor KorPartitionRule::scan(ScanContext& context, ScanCursor start, const 
       addSubtoken(context, rule->tokenClass(), match, at, token);
       closed = rule->tokenClass() == closingClass_;
     }
-    at = stream.advance(at, match.end);
+    at = context.advance(at, match.end);
   }
   token.length = at.position - start.position;
   token.byteLength = at.byte - start.byte;

@@ -11,8 +11,13 @@ std::atomic<bool> recognisersEnabled{true};
 }
 
 KorRegularExpressionRule::KorRegularExpressionRule(const Text& pattern, const KorTokenClass* tokenClass,
-                                                   Recogniser recogniser, const FirstBytes& firstBytes)
-    : KorScannerRule(tokenClass), pattern_(pattern.view()), recogniser_(recogniser), firstBytes_(firstBytes) {
+                                                   Recogniser recogniser, const FirstBytes& firstBytes,
+                                                   bool remembers)
+    : KorScannerRule(tokenClass),
+      pattern_(pattern.view()),
+      recogniser_(recogniser),
+      firstBytes_(firstBytes),
+      remembers_(remembers) {
   requireParameter(!pattern.isAbsent(), "pattern != nil");
 }
 
@@ -28,7 +33,8 @@ const KorRegex& KorRegularExpressionRule::regex() const {
 bool KorRegularExpressionRule::match(ScanContext& context, std::uint32_t at, RuleMatch& match) const {
   std::uint32_t end = at;
   if (recogniser_ != nullptr && recognisersEnabled.load(std::memory_order_relaxed)) {
-    end = recogniser_(context.text(), at, context.memoOf(*this));
+    SearchMemo unused;
+    end = recogniser_(context.text(), at, remembers_ ? context.memoOf(*this) : unused);
   } else if (const std::optional<std::size_t> found = regex().matchEnd(context.text(), at)) {
     end = static_cast<std::uint32_t>(*found);
   }

@@ -15,19 +15,21 @@ namespace tavlo {
 // the bytes with which it can begin. The rule then asks the function in the pattern's place.
 class KorRegularExpressionRule final : public KorScannerRule {
  public:
-  // The end of the match that begins at `at`, in bytes; `at` itself where there is none.
+  // The end of the match that begins at `at`, in bytes; `at` itself where there is none. The memo is the rule's own in
+  // the running scan where the rule remembers, and an empty one otherwise.
   using Recogniser = std::uint32_t (*)(std::string_view text, std::uint32_t at, SearchMemo& memo);
 
   static Ref<KorRegularExpressionRule> ruleWithPattern(const Text& pattern, const KorTokenClass* tokenClass) {
-    return makeRef<KorRegularExpressionRule>(pattern, tokenClass, nullptr, FirstBytes().set());
+    return makeRef<KorRegularExpressionRule>(pattern, tokenClass, nullptr, FirstBytes().set(), false);
   }
   static Ref<KorRegularExpressionRule> ruleWithPattern(const Text& pattern, const KorTokenClass* tokenClass,
-                                                       Recogniser recogniser, const FirstBytes& firstBytes) {
-    return makeRef<KorRegularExpressionRule>(pattern, tokenClass, recogniser, firstBytes);
+                                                       Recogniser recogniser, const FirstBytes& firstBytes,
+                                                       bool remembers = false) {
+    return makeRef<KorRegularExpressionRule>(pattern, tokenClass, recogniser, firstBytes, remembers);
   }
 
   KorRegularExpressionRule(const Text& pattern, const KorTokenClass* tokenClass, Recogniser recogniser,
-                           const FirstBytes& firstBytes);
+                           const FirstBytes& firstBytes, bool remembers);
 
   const std::string& pattern() const noexcept { return pattern_; }
 
@@ -43,6 +45,7 @@ class KorRegularExpressionRule final : public KorScannerRule {
   std::string pattern_;
   Recogniser recogniser_;  // absent: the pattern itself is asked
   FirstBytes firstBytes_;
+  bool remembers_;  // the recogniser uses its memo
   mutable std::once_flag compiledOnce_;
   mutable Ref<KorRegex> regex_;  // compiled when first needed
 };

@@ -31,6 +31,13 @@ class ScanContext {
   const KorUnicharStream& stream() const noexcept { return stream_; }
   std::string_view text() const noexcept { return stream_.text(); }
 
+  // The cursor at `byte`, which is not before `from`. Most steps stay within ASCII text of one line, and are a sum.
+  ScanCursor advance(ScanCursor from, std::uint32_t byte) {
+    if (from.byte < plainFrom_ || byte > plainTo_) return advanceFar(from, byte);
+    const std::uint32_t bytes = byte - from.byte;
+    return {byte, from.position + static_cast<std::int32_t>(bytes), from.line};
+  }
+
   SearchMemo& memoOf(const KorScannerRule& rule) {
     for (auto& [owner, memo] : memos_) {
       if (owner == &rule) return memo;
@@ -39,7 +46,11 @@ class ScanContext {
   }
 
  private:
+  ScanCursor advanceFar(ScanCursor from, std::uint32_t byte);
+
   const KorUnicharStream& stream_;
+  std::uint32_t plainFrom_ = 1;  // a stretch known to hold ASCII without line breaks; empty at first
+  std::uint32_t plainTo_ = 0;
   std::vector<std::pair<const KorScannerRule*, SearchMemo>> memos_;  // of the few rules that ask
 };
 

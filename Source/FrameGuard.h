@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 #include "Source/KorTemplateChildList.h"
 #include "Source/KorTemplateEnvironment.h"
@@ -23,18 +24,28 @@ class FrameGuard {
     }
   }
 
-  // An empty frame that push() takes.
+  // A frame for push() that nobody else holds.
   Ref<KorTemplateStackFrame> makeFrame() const {
-    const Ref<KorTemplateStack>& stack = environment_.stack();
+    KorTemplateStack* stack = environment_.stack().get();
     return stack == nullptr ? KorTemplateStackFrame::stackFrame() : stack->takeFrame();
   }
 
-  void push(const Ref<KorTemplateStackFrame>& frame) {
-    const Ref<KorTemplateStack>& stack = environment_.stack();
-    if (stack != nullptr) stack->push(frame);
+  // Opens a scope. The frame is lent until it is popped.
+  void push(Ref<KorTemplateStackFrame> frame) {
+    KorTemplateStack* stack = environment_.stack().get();
+    if (stack != nullptr) {
+      stack->pushFrame(std::move(frame));
+    } else {
+      unstacked_ = std::move(frame);
+    }
     ++depth_;
   }
-  void push() { push(makeFrame()); }
+  KorTemplateStackFrame* push() {
+    Ref<KorTemplateStackFrame> frame = makeFrame();
+    KorTemplateStackFrame* const lent = frame.get();
+    push(std::move(frame));
+    return lent;
+  }
 
   // Pops the environment's stack, whatever host code has made of it, once for each push. Raises "Stack frame is empty".
   void pop() {
@@ -58,6 +69,7 @@ class FrameGuard {
 
  private:
   KorTemplateEnvironment& environment_;
+  Ref<KorTemplateStackFrame> unstacked_;  // the latest frame, where there is no stack to hold it
   std::int32_t depth_ = 0;
 };
 

@@ -53,7 +53,7 @@ RawValue remainderOf(RawValue left, RawValue right) {
 }
 
 // An operator on two doubles; absent for one that is none of arithmetic or order.
-RawValue applyToDoubles(KorTemplateOperator op, double left, double right) {
+inline RawValue applyToDoubles(KorTemplateOperator op, double left, double right) {
   switch (op) {
     case KorTemplateOperatorEquals:
       return RawValue::boolean(left == right);
@@ -76,6 +76,8 @@ RawValue applyToDoubles(KorTemplateOperator op, double left, double right) {
     case KorTemplateOperatorDivide:
       if (right == 0) raiseDivideByZero();
       return RawValue::real(left / right);
+    case KorTemplateOperatorModulo:
+      return remainderOf(RawValue::real(left), RawValue::real(right));
     default:
       return RawValue::absent();
   }
@@ -301,7 +303,25 @@ const KorTemplateBinaryExpression* KorTemplateBinaryExpression::leftChain() cons
 RawValue KorTemplateBinaryExpression::evaluate(KorTemplateEnvironment& environment) {
   environment.checkStack();
   if (leftChain() != nullptr) return evaluateChain(environment);
-  return combine(leftValue(environment), environment);
+  if (op_ == KorTemplateOperatorAssignment) return combine(leftValue(environment), environment);
+  // Numbers, the commonest operands, are worked on as they are: they hold no reference.
+  RawValue left = RawValue::absent();
+  const bool isLent = peekExpression(*leftOperand_, environment, left);
+  if (!isLent) left = leftOperand_->evaluate(environment);
+  if (left.isNumber()) return combineNumber(left, environment);
+  return combine(isLent && !isQuiet(*rightOperand_) ? Value::retaining(left) : Value::adopt(left), environment);
+}
+
+RawValue KorTemplateBinaryExpression::combineNumber(RawValue left, KorTemplateEnvironment& environment) const {
+  RawValue right = RawValue::absent();
+  if (!peekExpression(*rightOperand_, environment, right)) right = rightOperand_->evaluate(environment);
+  if (right.isNumber()) {
+    const RawValue result = left.isDouble() && right.isDouble()
+                                ? applyToDoubles(op_, left.payload.real, right.payload.real)
+                                : applyToNumbers(op_, left, right);
+    if (result.kind() != ValueKind::Absent) [[likely]] return result;
+  }
+  return applyToValues(Value::adopt(left), Value::adopt(right), environment).leak();
 }
 
 // Left operands that are operators themselves make a chain, which is walked down first and evaluated on the way back, so
@@ -338,27 +358,15 @@ Value KorTemplateBinaryExpression::leftValue(KorTemplateEnvironment& environment
 }
 
 RawValue KorTemplateBinaryExpression::combine(Value left, KorTemplateEnvironment& environment) const {
+  if (op_ != KorTemplateOperatorAssignment && left.isNumber()) return combineNumber(left.peek(), environment);
   const Value right = operandOf(*rightOperand_, environment);
-  if (left.isAbsent()) [[unlikely]] failAssertion("Binary expression: left expression returned nil");
-  if (right.isAbsent()) [[unlikely]] failAssertion("Binary expression: right expression returned nil");
-  return apply(std::move(left), right, environment);
-}
-
-RawValue KorTemplateBinaryExpression::apply(Value left, const Value& right, KorTemplateEnvironment& environment) const {
-  const RawValue leftRaw = left.peek();
-  const RawValue rightRaw = right.peek();
-  if (op_ != KorTemplateOperatorAssignment && leftRaw.isNumber() && rightRaw.isNumber()) {
-    const RawValue result = leftRaw.isDouble() && rightRaw.isDouble()
-                                ? applyToDoubles(op_, leftRaw.payload.real, rightRaw.payload.real)
-                                : applyToNumbers(op_, leftRaw, rightRaw);
-    if (result.kind() != ValueKind::Absent) return result;
-    if (op_ == KorTemplateOperatorModulo) return remainderOf(leftRaw, rightRaw);
-  }
   return applyToValues(std::move(left), right, environment).leak();
 }
 
 Value KorTemplateBinaryExpression::applyToValues(Value left, const Value& right,
                                                  KorTemplateEnvironment& environment) const {
+  if (left.isAbsent()) [[unlikely]] failAssertion("Binary expression: left expression returned nil");
+  if (right.isAbsent()) [[unlikely]] failAssertion("Binary expression: right expression returned nil");
   // Comparing and describing may run a host's code, which must not free what it is given.
   const RawValue raw = left.leak();
   const Value heldRight = Value::retaining(right.peek());

@@ -58,7 +58,7 @@ class KorTemplateBinaryExpression final : public KorTemplateExpression {
   RawValue evaluateChain(KorTemplateEnvironment& environment) const;
   Value leftValue(KorTemplateEnvironment& environment) const;
   RawValue combine(Value left, KorTemplateEnvironment& environment) const;
-  RawValue apply(Value left, const Value& right, KorTemplateEnvironment& environment) const;
+  RawValue combineNumber(RawValue left, KorTemplateEnvironment& environment) const;
   Value applyToValues(Value left, const Value& right, KorTemplateEnvironment& environment) const;
 
   KorTemplateOperator op_;

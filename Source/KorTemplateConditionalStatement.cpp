@@ -58,8 +58,13 @@ void KorTemplateConditionalStatement::executeWithEnvironment(KorTemplateEnvironm
 
 const KorTemplateChildList<Ref<KorTemplateStatement>>& KorTemplateConditionalStatement::chosenStatements(
     KorTemplateEnvironment& environment) const {
-  const Value condition = expression_ == nullptr ? Value() : operandOf(*expression_, environment);
-  return convertToBool(condition) ? trueStatements_ : falseStatements_;
+  RawValue condition = RawValue::absent();
+  if (expression_ != nullptr && !peekExpression(*expression_, environment, condition)) {
+    condition = expression_->evaluate(environment);
+  }
+  const bool truth = convertToBool(condition);
+  (void)Value::adopt(condition);
+  return truth ? trueStatements_ : falseStatements_;
 }
 
 Completion KorTemplateConditionalStatement::execute(KorTemplateEnvironment& environment) {

@@ -93,26 +93,33 @@ bool KorTemplateEnvironment::isGlobalVariableDefinedWithName(const Name& name) c
   return frame != nullptr && frame->isVariableDefinedWithName(name);
 }
 
-void KorTemplateEnvironment::writeOutput(const Text& text) {
+void KorTemplateEnvironment::writeOutput(RawValue value) {
   KorTemplateStream* stream = outputStream_.get();
-  if (stream == nullptr) return;
-  if (stream->kind() != kStringStreamKind || text.isAbsent()) {
-    const Ref<KorTemplateStream> held = outputStream_;  // a host's stream may replace itself
-    return held->write(text);
+  const NSObject* object = value.kind() == ValueKind::Object ? value.payload.object : nullptr;
+  const bool isString = object != nullptr && object->kind() == ObjectKind::String;
+  if (stream != nullptr && stream->kind() == kStringStreamKind) {
+    // The commonest stream and the commonest values: the text goes where it belongs, and nobody else's code runs.
+    std::string* target = static_cast<KorTemplateStringStream*>(stream)->target();
+    if (isString && target != nullptr) {
+      target->append(static_cast<const NSString*>(object)->view());
+      return;
+    }
+    if (value.isNumber() && target != nullptr) {
+      char text[kNumberTextSize];
+      target->append(text, static_cast<std::size_t>(writeNumber(text, value) - text));
+      return;
+    }
   }
-  // The commonest stream, appended to in place.
-  if (std::string* target = static_cast<KorTemplateStringStream*>(stream)->target()) target->append(text.view());
+  if (value.kind() == ValueKind::Absent) return writeToStream(Text());
+  const Value held = Value::retaining(value);  // what follows may be a host's code
+  if (isString) return writeToStream(Text(held.string()));
+  writeToStream(Text(Description::of(held, limits_.stringLength)));
 }
 
-void KorTemplateEnvironment::writeOutput(RawValue value) {
-  if (value.isNumber()) {
-    char text[kNumberTextSize];
-    return writeOutput(Text(std::string_view(text, static_cast<std::size_t>(writeNumber(text, value) - text))));
-  }
-  if (value.kind() == ValueKind::Absent) return writeOutput(Text());
-  const Value held = Value::retaining(value);  // what follows may be a host's code
-  if (const NSString* string = held.string()) return writeOutput(Text(string));
-  writeOutput(Text(Description::of(held, limits_.stringLength)));
+// The stream is the one that is current once the text is known; it may replace itself.
+void KorTemplateEnvironment::writeToStream(const Text& text) {
+  const Ref<KorTemplateStream> stream = outputStream_;
+  if (stream != nullptr) stream->write(text);
 }
 
 void KorTemplateEnvironment::writeDiagnostic(const Text& text) {

@@ -90,8 +90,7 @@ class KorTemplateEnvironment final : public NSObject {
   }
   ArgumentStorage& argumentStorage() noexcept { return argumentStorage_; }
 
-  // Writes the text of one output statement.
-  void writeOutput(const Text& text);
+  // Writes the text of one output statement; the value may be lent, and is not the null object.
   void writeOutput(RawValue value);
   // Writes a diagnostic to the error stream, behind all output so far.
   void writeDiagnostic(const Text& text);
@@ -173,6 +172,7 @@ class KorTemplateEnvironment final : public NSObject {
   void leave();
   // Whether a scope could not be popped on the way.
   bool leaveFailed() noexcept;
+  void writeToStream(const Text& text);
   void flushOutput();
   void refuel();
   [[noreturn]] void raiseFunctionDepth();

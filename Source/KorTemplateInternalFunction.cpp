@@ -32,8 +32,7 @@ RawValue KorTemplateInternalFunction::invoke(KorTemplateEnvironment& environment
 
 RawValue KorTemplateInternalFunction::run(KorTemplateEnvironment& environment, std::span<const Value> arguments) {
   FrameGuard guard(environment);
-  const Ref<KorTemplateStackFrame> frame = guard.makeFrame();
-  guard.push(frame);
+  KorTemplateStackFrame* const frame = guard.push();
   for (std::size_t index = 0; index < arguments.size(); ++index) {
     requireParameter(!arguments[index].isAbsent(), "variable != nil");
     frame->set(arguments_[static_cast<std::int32_t>(index)], arguments[index]);

@@ -22,8 +22,13 @@ void KorTemplateOutputStatement::executeWithEnvironment(KorTemplateEnvironment* 
 
 Completion KorTemplateOutputStatement::execute(KorTemplateEnvironment& environment) {
   // Without an expression there is no value: its absence is written.
-  const Value value = expression_ == nullptr ? Value() : operandOf(*expression_, environment);
-  if (!value.isNull()) environment.writeOutput(value.peek());
+  RawValue value = RawValue::absent();
+  if (expression_ == nullptr || peekExpression(*expression_, environment, value)) {
+    if (value.kind() != ValueKind::Null) environment.writeOutput(value);
+    return Completion::wentOn();
+  }
+  const Value evaluated = Value::adopt(expression_->evaluate(environment));
+  if (!evaluated.isNull()) environment.writeOutput(evaluated.peek());
   return Completion::wentOn();
 }
 

@@ -68,8 +68,9 @@ struct Tables {
 };
 
 Ref<KorScannerRule> pattern(const char* text, const KorTokenClass& tokenClass,
-                            KorRegularExpressionRule::Recogniser recogniser, const FirstBytes& firstBytes) {
-  return KorRegularExpressionRule::ruleWithPattern(text, &tokenClass, recogniser, firstBytes);
+                            KorRegularExpressionRule::Recogniser recogniser, const FirstBytes& firstBytes,
+                            bool remembers = false) {
+  return KorRegularExpressionRule::ruleWithPattern(text, &tokenClass, recogniser, firstBytes, remembers);
 }
 
 Ref<KorScannerRule> literal(const char* quote, const KorTokenClass& tokenClass) {
@@ -101,7 +102,7 @@ void Tables::addBlockRules(KorPartitionRule& block) const {
   block.addRule(KorWhitespaceRule::rule());
   block.addRule(pattern(R"(\?>)", Parser::BlockEndTag, recognisers::blockEnd, startingWith("?")));
   block.addRule(literal("\"", Parser::StringLiteral));
-  block.addRule(pattern(kRegexLiteral, Parser::RegexStringLiteral, recognisers::regexLiteral, startingWith("/")));
+  block.addRule(pattern(kRegexLiteral, Parser::RegexStringLiteral, recognisers::regexLiteral, startingWith("/"), true));
   block.addRule(literal("'", Parser::CharLiteral));
   block.addRule(pattern(kNonIntegral, Parser::NonIntegralNumericLiteral, recognisers::nonIntegralNumber,
                         startingWith("+-.0123456789", true)));
@@ -136,8 +137,14 @@ struct OperatorText {
   KorTemplateOperator op;
 };
 
+// In the order in which they are folded, the most tightly binding first.
 constexpr OperatorText kOperatorTexts[] = {
     {"=", KorTemplateOperatorAssignment},
+    {"%", KorTemplateOperatorModulo},
+    {"*", KorTemplateOperatorMultiply},
+    {"/", KorTemplateOperatorDivide},
+    {"+", KorTemplateOperatorAdd},
+    {"-", KorTemplateOperatorSubtract},
     {"==", KorTemplateOperatorEquals},
     {"!=", KorTemplateOperatorNotEquals},
     {"=~", KorTemplateOperatorMatches},
@@ -145,11 +152,6 @@ constexpr OperatorText kOperatorTexts[] = {
     {">", KorTemplateOperatorGreaterThan},
     {"<=", KorTemplateOperatorLessThanOrEqualTo},
     {">=", KorTemplateOperatorGreaterThanOrEqualTo},
-    {"+", KorTemplateOperatorAdd},
-    {"-", KorTemplateOperatorSubtract},
-    {"*", KorTemplateOperatorMultiply},
-    {"/", KorTemplateOperatorDivide},
-    {"%", KorTemplateOperatorModulo},
     {"&&", KorTemplateOperatorAnd},
     {"||", KorTemplateOperatorOr},
 };
@@ -338,9 +340,8 @@ Ref<KorTemplateExpression> KorTemplateParser::parseExpression(const ExpressionTo
     const KorToken* operatorToken = working_.back().operatorToken;
     if (operatorToken != nullptr) operators |= 1U << operatorForString(textOf(*operatorToken));
   }
-  if ((operators & (1U << KorTemplateOperatorAssignment)) != 0) fold(working_, base, "=");
-  for (const std::string& op : binaryOperators()) {
-    if ((operators & (1U << operatorForString(op))) != 0) fold(working_, base, op);
+  for (const OperatorText& row : kOperatorTexts) {
+    if ((operators & (1U << row.op)) != 0) fold(working_, base, row.text);
   }
   if (working_.size() != base + 1) {
     raiseSyntaxError(tokens.size() == 0 ? nullptr : &tokens.tokens.back(), "Invalid expression");
@@ -741,9 +742,8 @@ Ref<KorTemplateStatement> KorTemplateParser::parseStatementForToken(const KorCom
 
 // One output statement for the text between two bytes.
 Ref<KorTemplateStatement> KorTemplateParser::literalStatement(std::uint32_t from, std::uint32_t to) {
-  const std::string_view text = inputString_->view().substr(from, to - from);
   Ref<KorTemplateOutputStatement> statement = KorTemplateOutputStatement::statementWithExpression(
-      KorTemplateLiteralExpression::expressionWithLiteral(NSString::stringWithValidUTF8(text, Counting::Atomic)));
+      KorTemplateLiteralExpression::expressionWithLiteral(inputString_->substring(from, to - from)));
   statement->setSourceRange({from, to - from});
   return statement;
 }

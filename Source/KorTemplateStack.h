@@ -40,13 +40,38 @@ class KorTemplateStack final : public NSObject {
     return frames_.empty() ? nullptr : frames_[frames_.count() - 1].get();
   }
   // An empty frame for push(): one that was popped and that nobody kept, where there is one.
-  Ref<KorTemplateStackFrame> takeFrame();
+  Ref<KorTemplateStackFrame> takeFrame() {
+    if (spareFrames_.empty()) return makeFrame();
+    Ref<KorTemplateStackFrame> frame = std::move(spareFrames_.back());
+    spareFrames_.pop_back();
+    return frame;
+  }
+  // The same as push(), for a frame that is not absent.
+  void pushFrame(Ref<KorTemplateStackFrame> frame) {
+    KorTemplateStackFrame& pushed = *frame;
+    KorTemplateStackFrame* const parent = current();
+    frames_.append(std::move(frame));
+    pushed.link(parent);
+  }
   // The same as pop(), but false instead of an exception.
-  bool popIfAny() noexcept;
+  bool popIfAny() noexcept {
+    if (frames_.empty()) return false;
+    Ref<KorTemplateStackFrame> frame = frames_.takeLast();
+    frame->unlink();
+    if (frame->hasOneReference() && spareFrames_.size() < spareFrames_.capacity()) {
+      frame->reset();
+      spareFrames_.push_back(std::move(frame));
+    }
+    return true;
+  }
 
  private:
+  static constexpr std::size_t kMostSpare = 1024;
+
+  Ref<KorTemplateStackFrame> makeFrame();
+
   KorTemplateChildList<Ref<KorTemplateStackFrame>> frames_{"frames", "frame"};
-  std::vector<Ref<KorTemplateStackFrame>> spareFrames_;  // empty, for the next push
+  std::vector<Ref<KorTemplateStackFrame>> spareFrames_;  // empty, for the next push; never grown by a pop
 };
 
 }  // namespace tavlo

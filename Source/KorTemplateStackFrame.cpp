@@ -17,7 +17,7 @@ Ref<KorTemplateStackFrame> KorTemplateStackFrame::stackFrameWithLocalVariables(c
 void KorTemplateStackFrame::setParentFrame(KorTemplateStackFrame* parentFrame) {
   parentFrame_ = parentFrame;
   if (parentFrame != nullptr) parentFrame->isParent_ = true;
-  ++linkChanges();
+  noteLinkChange();
 }
 
 std::vector<Name> KorTemplateStackFrame::localVariableNames() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <vector>
 
@@ -108,12 +109,10 @@ class KorTemplateStackFrame final : public NSObject {
   }
 
  private:
-  // How often a frame with frames above it has gained its first variable, or a link was set by hand, in this thread:
+  // How often, in this process, a frame with frames above it has gained its first variable, or a link was set by hand:
   // what frames remember of the frames below holds for as long as that has not happened.
-  static std::uint64_t& linkChanges() noexcept {
-    thread_local std::uint64_t changes = 0;
-    return changes;
-  }
+  static std::uint64_t linkChanges() noexcept { return linkChanges_.load(std::memory_order_relaxed); }
+  static void noteLinkChange() noexcept { linkChanges_.fetch_add(1, std::memory_order_relaxed); }
 
   // The nearest frame below that holds variables, so that empty ones cost a lookup nothing.
   KorTemplateStackFrame* nextWithVariables() const noexcept {
@@ -121,8 +120,10 @@ class KorTemplateStackFrame final : public NSObject {
   }
   KorTemplateStackFrame* findNextWithVariables() const noexcept;
   void gainFirstVariable() noexcept {
-    if (isParent_) ++linkChanges();
+    if (isParent_) noteLinkChange();
   }
+
+  static inline std::atomic<std::uint64_t> linkChanges_{0};
 
   NameMap<Value> localVariables_;                  // by name, without the "$"; never an absent value
   KorTemplateStackFrame* parentFrame_ = nullptr;   // owned by the stack, which links in push() and unlinks in pop()

@@ -39,12 +39,8 @@ void KorTemplateVariableExpression::setVariable(const Name& value) {
   path_ = std::make_unique<NSKeyPath>(keyPath_.view());
 }
 
-bool KorTemplateVariableExpression::peek(const KorTemplateEnvironment& environment, RawValue& value) const noexcept {
-  if (path_ == nullptr) {
-    const Value* found = environment.findVariable(variable_);
-    value = found == nullptr ? RawValue::null() : found->peek();
-    return true;
-  }
+bool KorTemplateVariableExpression::peekPath(const KorTemplateEnvironment& environment,
+                                             RawValue& value) const noexcept {
   const Value* root = environment.findVariable(rootName_);
   if (root == nullptr) {
     value = RawValue::null();

@@ -4,6 +4,7 @@
 
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/Name.h"
+#include "Source/KorTemplateEnvironment.h"
 #include "Source/KorTemplateExpression.h"
 
 namespace tavlo {
@@ -44,9 +45,15 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   bool hasKeyPath() const noexcept { return path_ != nullptr; }
   // The value where it lives, lent until a variable changes or other code runs. False where a key path leads through
   // more than dictionaries, and evaluate() must be asked.
-  bool peek(const KorTemplateEnvironment& environment, RawValue& value) const noexcept;
+  bool peek(const KorTemplateEnvironment& environment, RawValue& value) const noexcept {
+    if (path_ != nullptr) return peekPath(environment, value);
+    const Value* found = environment.findVariable(variable_);
+    value = found == nullptr ? RawValue::null() : found->peek();
+    return true;
+  }
 
  private:
+  bool peekPath(const KorTemplateEnvironment& environment, RawValue& value) const noexcept;
   static Value valueAtPath(const NSKeyPath& path, const Value& root);
 
   Name variable_;
