@@ -42,6 +42,9 @@ struct [[nodiscard]] RawValue {
   static constexpr RawValue of(ValueKind kind, Payload payload) noexcept {
     return {static_cast<std::uint64_t>(kind), payload};
   }
+  // No value at all, where one may be missing: not even the absent one.
+  static constexpr RawValue nothing() noexcept { return {kKindMask, {.unsignedInteger = 0}}; }
+  constexpr bool isNothing() const noexcept { return tag == kKindMask; }
   static constexpr RawValue absent() noexcept { return of(ValueKind::Absent, {.unsignedInteger = 0}); }
   static constexpr RawValue null() noexcept { return of(ValueKind::Null, {.unsignedInteger = 0}); }
   static constexpr RawValue boolean(bool truth) noexcept {

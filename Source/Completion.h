@@ -1,7 +1,5 @@
 #pragma once
 
-#include <cstdint>
-
 #include "Foundation/RawValue.h"
 #include "Foundation/Value.h"
 
@@ -11,16 +9,14 @@ namespace tavlo {
 // returned value passes it on or adopts it.
 class [[nodiscard]] Completion {
  public:
-  static constexpr Completion wentOn() noexcept { return Completion({kWentOn, {.unsignedInteger = 0}}); }
+  static constexpr Completion wentOn() noexcept { return Completion(RawValue::nothing()); }
   static constexpr Completion returned(RawValue value) noexcept { return Completion(value); }
 
-  constexpr bool isReturn() const noexcept { return raw_.tag != kWentOn; }
+  constexpr bool isReturn() const noexcept { return !raw_.isNothing(); }
   // The returned value, with its reference.
   constexpr RawValue value() const noexcept { return raw_; }
 
  private:
-  static constexpr std::uint64_t kWentOn = RawValue::kKindMask;  // no kind of value
-
   constexpr explicit Completion(RawValue raw) noexcept : raw_(raw) {}
 
   RawValue raw_;

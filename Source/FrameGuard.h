@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <utility>
 
 #include "Source/KorTemplateChildList.h"
 #include "Source/KorTemplateEnvironment.h"
@@ -18,47 +17,29 @@ class FrameGuard {
   FrameGuard& operator=(const FrameGuard&) = delete;
 
   ~FrameGuard() {
-    for (; depth_ > 0; --depth_) {
-      const Ref<KorTemplateStack>& stack = environment_.stack();
-      if (stack != nullptr && !stack->popIfAny()) environment_.notePopFailure();
-    }
+    if (depth_ > 0) [[unlikely]] popQuietly();
   }
 
-  // A frame for push() that nobody else holds.
-  Ref<KorTemplateStackFrame> makeFrame() const {
-    KorTemplateStack* stack = environment_.stack().get();
-    return stack == nullptr ? KorTemplateStackFrame::stackFrame() : stack->takeFrame();
-  }
-
-  // Opens a scope. The frame is lent until it is popped.
-  void push(Ref<KorTemplateStackFrame> frame) {
-    KorTemplateStack* stack = environment_.stack().get();
-    if (stack != nullptr) {
-      stack->pushFrame(std::move(frame));
-    } else {
-      unstacked_ = std::move(frame);
-    }
-    ++depth_;
-  }
+  // Opens a scope and lends its frame until that is popped; null where the environment has no stack.
   KorTemplateStackFrame* push() {
-    Ref<KorTemplateStackFrame> frame = makeFrame();
-    KorTemplateStackFrame* const lent = frame.get();
-    push(std::move(frame));
-    return lent;
+    KorTemplateStack* const stack = environment_.stack().get();
+    KorTemplateStackFrame* const frame = stack == nullptr ? nullptr : stack->pushNew();
+    ++depth_;
+    return frame;
   }
 
   // Pops the environment's stack, whatever host code has made of it, once for each push. Raises "Stack frame is empty".
   void pop() {
     while (depth_ > 0) {
       --depth_;
-      const Ref<KorTemplateStack>& stack = environment_.stack();
-      if (stack != nullptr) stack->pop();
+      KorTemplateStack* const stack = environment_.stack().get();
+      if (stack != nullptr && !stack->popIfAny()) failAssertion("Stack frame is empty");
     }
   }
 
   // The same on the way out of a statement, whose returned value is let go of where popping fails.
   Completion pop(Completion completion) {
-    if (!completion.isReturn()) {
+    if (!completion.isReturn() || !completion.value().isOwned()) {
       pop();
       return completion;
     }
@@ -68,8 +49,9 @@ class FrameGuard {
   }
 
  private:
+  void popQuietly() noexcept;
+
   KorTemplateEnvironment& environment_;
-  Ref<KorTemplateStackFrame> unstacked_;  // the latest frame, where there is no stack to hold it
   std::int32_t depth_ = 0;
 };
 

@@ -300,21 +300,30 @@ const KorTemplateBinaryExpression* KorTemplateBinaryExpression::leftChain() cons
                                              : nullptr;
 }
 
+// Most operators stand between two values that live somewhere and are numbers: they need no scope, no count and no call.
 RawValue KorTemplateBinaryExpression::evaluate(KorTemplateEnvironment& environment) {
+  const RawValue left = peekExpression(*leftOperand_, environment);
+  const RawValue right = peekExpression(*rightOperand_, environment);
+  if (!left.isDouble() || !right.isDouble() || op_ == KorTemplateOperatorAssignment) return evaluateAny(environment);
+  const RawValue result = applyToDoubles(op_, left.payload.real, right.payload.real);
+  return result.kind() == ValueKind::Absent ? evaluateAny(environment) : result;
+}
+
+RawValue KorTemplateBinaryExpression::evaluateAny(KorTemplateEnvironment& environment) {
   environment.checkStack();
   if (leftChain() != nullptr) return evaluateChain(environment);
   if (op_ == KorTemplateOperatorAssignment) return combine(leftValue(environment), environment);
-  // Numbers, the commonest operands, are worked on as they are: they hold no reference.
-  RawValue left = RawValue::absent();
-  const bool isLent = peekExpression(*leftOperand_, environment, left);
+  // Numbers are worked on as they are: they hold no reference.
+  RawValue left = peekExpression(*leftOperand_, environment);
+  const bool isLent = !left.isNothing();
   if (!isLent) left = leftOperand_->evaluate(environment);
   if (left.isNumber()) return combineNumber(left, environment);
   return combine(isLent && !isQuiet(*rightOperand_) ? Value::retaining(left) : Value::adopt(left), environment);
 }
 
 RawValue KorTemplateBinaryExpression::combineNumber(RawValue left, KorTemplateEnvironment& environment) const {
-  RawValue right = RawValue::absent();
-  if (!peekExpression(*rightOperand_, environment, right)) right = rightOperand_->evaluate(environment);
+  RawValue right = peekExpression(*rightOperand_, environment);
+  if (right.isNothing()) right = rightOperand_->evaluate(environment);
   if (right.isNumber()) {
     const RawValue result = left.isDouble() && right.isDouble()
                                 ? applyToDoubles(op_, left.payload.real, right.payload.real)

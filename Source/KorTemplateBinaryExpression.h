@@ -55,6 +55,7 @@ class KorTemplateBinaryExpression final : public KorTemplateExpression {
 
  private:
   const KorTemplateBinaryExpression* leftChain() const noexcept;
+  RawValue evaluateAny(KorTemplateEnvironment& environment);
   RawValue evaluateChain(KorTemplateEnvironment& environment) const;
   Value leftValue(KorTemplateEnvironment& environment) const;
   RawValue combine(Value left, KorTemplateEnvironment& environment) const;

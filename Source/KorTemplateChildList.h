@@ -35,8 +35,8 @@ class KorTemplateChildList {
   KorTemplateChildList& operator=(const KorTemplateChildList&) = delete;
 
   // Callers may change the list while it is walked: ask anew at each step.
-  std::int32_t count() const noexcept { return static_cast<std::int32_t>(items_.size()); }
-  bool empty() const noexcept { return items_.empty(); }
+  std::int32_t count() const noexcept { return static_cast<std::int32_t>(count_); }
+  bool empty() const noexcept { return count_ == 0; }
   // Unchecked: `index` is below count().
   const Item& operator[](std::int32_t index) const noexcept { return items_[static_cast<std::size_t>(index)]; }
   // Raises `NSRangeException` outside the list.
@@ -47,8 +47,8 @@ class KorTemplateChildList {
     return (*this)[index];
   }
   auto begin() const noexcept { return items_.begin(); }
-  auto end() const noexcept { return items_.end(); }
-  const std::vector<Item>& items() const noexcept { return items_; }
+  auto end() const noexcept { return items_.begin() + static_cast<std::ptrdiff_t>(count_); }
+  std::vector<Item> items() const { return {begin(), end()}; }
 
   // A copy of the list; what is in it is shared.
   void set(const ListArgument<Item>& value) {
@@ -56,17 +56,20 @@ class KorTemplateChildList {
     for (const Item& item : value) requireItem(item);
     std::vector<Item> copy(value.begin(), value.end());
     items_.swap(copy);
+    count_ = items_.size();
   }
   void insert(const Item& item, std::int32_t index) {
     requireItem(item);
     requireIndex(index, index <= count(), "<=");
     items_.insert(items_.begin() + index, item);
+    ++count_;
   }
   void add(const Item& item) { insert(item, count()); }
   void removeAt(std::int32_t index) {
     requireIndex(index, index < count(), "<");
     const Item removed = std::move(items_[static_cast<std::size_t>(index)]);  // let go of last
     items_.erase(items_.begin() + index);
+    --count_;
   }
   // The first equal one; where there is none, the index check of removeAt() fails.
   void remove(const Item& item) {
@@ -77,15 +80,30 @@ class KorTemplateChildList {
   }
   // One at a time from the front, as far as anybody can see.
   void removeAll() {
+    count_ = 0;
     const std::vector<Item> removed = std::exchange(items_, {});
   }
 
-  // What the engine uses where the checks have been made.
-  void append(Item item) { items_.push_back(std::move(item)); }
-  Item takeLast() noexcept {
-    Item item = std::move(items_.back());
-    items_.pop_back();
-    return item;
+  // What the engine uses where the checks have been made: items that are taken from the end stay behind it, as spare
+  // ones for the next.
+
+  // The item behind the last, as it was left there; null where there is none.
+  Item* spare() noexcept { return count_ < items_.size() ? &items_[count_] : nullptr; }
+  void takeSpare() noexcept { ++count_; }
+  void append(Item item) {
+    if (Item* left = spare()) {
+      *left = std::move(item);
+    } else {
+      items_.push_back(std::move(item));
+    }
+    ++count_;
+  }
+  // Leaves the last item as the first spare one, and lets go of one beyond the most that are kept.
+  Item& leaveLast() noexcept {
+    constexpr std::size_t kMostSpare = 1024;
+    --count_;
+    if (items_.size() - count_ > kMostSpare) items_.pop_back();
+    return items_[count_];
   }
 
  private:
@@ -99,7 +117,8 @@ class KorTemplateChildList {
 
   const char* listName_;
   const char* itemName_;
-  std::vector<Item> items_;
+  std::vector<Item> items_;  // the first count_ of them are the list
+  std::size_t count_ = 0;
 };
 
 }  // namespace tavlo

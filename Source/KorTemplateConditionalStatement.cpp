@@ -51,20 +51,18 @@ Ref<KorTemplateConditionalStatement> KorTemplateConditionalStatement::statementW
   return makeRef<KorTemplateConditionalStatement>(expression);
 }
 
-void KorTemplateConditionalStatement::executeWithEnvironment(KorTemplateEnvironment* environment) {
-  requireParameter(environment != nullptr, "environment != nil");
-  executePublicly(*environment);
-}
-
-const KorTemplateChildList<Ref<KorTemplateStatement>>& KorTemplateConditionalStatement::chosenStatements(
+inline const KorTemplateChildList<Ref<KorTemplateStatement>>& KorTemplateConditionalStatement::chosenStatements(
     KorTemplateEnvironment& environment) const {
-  RawValue condition = RawValue::absent();
-  if (expression_ != nullptr && !peekExpression(*expression_, environment, condition)) {
-    condition = expression_->evaluate(environment);
-  }
+  RawValue condition = expression_ == nullptr ? RawValue::absent() : peekExpression(*expression_, environment);
+  if (condition.isNothing()) condition = expression_->evaluate(environment);
   const bool truth = convertToBool(condition);
   (void)Value::adopt(condition);
   return truth ? trueStatements_ : falseStatements_;
+}
+
+void KorTemplateConditionalStatement::executeWithEnvironment(KorTemplateEnvironment* environment) {
+  requireParameter(environment != nullptr, "environment != nil");
+  executePublicly(*environment);
 }
 
 Completion KorTemplateConditionalStatement::execute(KorTemplateEnvironment& environment) {

@@ -87,25 +87,25 @@ Completion KorTemplateEnumerationStatement::executeLoop(KorTemplateEnvironment& 
   Value element;
   std::uint32_t index = 0;
   while (next(element)) {
-    FrameGuard guard(environment);
-    Ref<KorTemplateStackFrame> frame = guard.makeFrame();
-    KorTemplateStackFrame* const bound = frame.get();
     requireParameter(!loopVariable_.isAbsent(), "name != nil");
-    bound->bindLoop(loopVariable_, std::move(element), indexName(), static_cast<std::int32_t>(index));
-    guard.push(std::move(frame));
+    FrameGuard guard(environment);
+    KorTemplateStackFrame* const frame = guard.push();
+    if (frame != nullptr) {
+      frame->bindLoop(loopVariable_, std::move(element), indexName(), static_cast<std::int32_t>(index));
+    }
     for (;;) {
       environment.step();
       const Completion completion = executeStatements(loopStatements_, environment);
       if (completion.isReturn()) return guard.pop(completion);
       ++index;
-      const Ref<KorTemplateStack>& stack = environment.stack();
-      if (!mayKeepFrame || stack == nullptr || stack->current() != bound || !bound->hasOneReference()) break;
+      const KorTemplateStack* const stack = environment.stack().get();
+      if (!mayKeepFrame || stack == nullptr || stack->current() != frame || !frame->hasOneReference()) break;
       environment.leaveTo(this);
       if (!next(element)) {
         guard.pop();
         return Completion::wentOn();
       }
-      bound->rebindLoop(loopVariable_, std::move(element), indexName(), static_cast<std::int32_t>(index));
+      frame->rebindLoop(loopVariable_, std::move(element), indexName(), static_cast<std::int32_t>(index));
     }
     guard.pop();
   }

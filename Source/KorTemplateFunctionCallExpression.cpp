@@ -11,24 +11,23 @@ namespace tavlo {
 
 namespace {
 
-// The values of one call's arguments, let go of with the call.
+// The values of one call's arguments, let go of with the call. A few lie here, more in the environment.
 class ArgumentValues {
  public:
-  ArgumentValues(KorTemplateEnvironment& environment, const KorTemplateChildList<Ref<KorTemplateExpression>>& expressions)
-      : storage_(environment.argumentStorage()),
-        count_(static_cast<std::size_t>(expressions.count())),
-        values_(count_ == 0 ? nullptr : storage_.reserve(count_)) {}
+  ArgumentValues(KorTemplateEnvironment& environment, std::size_t count)
+      : environment_(environment),
+        count_(count),
+        values_(count <= kFew ? few_ : environment.argumentStorage().reserve(count)) {}
   ArgumentValues(const ArgumentValues&) = delete;
   ArgumentValues& operator=(const ArgumentValues&) = delete;
   ~ArgumentValues() {
-    if (count_ != 0) storage_.release(values_, count_);
+    if (values_ != few_) environment_.argumentStorage().release(values_, count_);
   }
 
-  void evaluate(const KorTemplateChildList<Ref<KorTemplateExpression>>& expressions,
-                KorTemplateEnvironment& environment) {
+  void evaluate(const KorTemplateChildList<Ref<KorTemplateExpression>>& expressions) {
     for (std::size_t index = 0; index < count_; ++index) {
-      values_[index] = Value::adopt(expressions[static_cast<std::int32_t>(index)]->evaluate(environment));
-      if (values_[index].isAbsent()) {
+      values_[index] = Value::adopt(expressions[static_cast<std::int32_t>(index)]->evaluate(environment_));
+      if (values_[index].isAbsent()) [[unlikely]] {
         NSException::raise(NSInvalidArgumentException, "A function's argument cannot be absent");
       }
     }
@@ -37,9 +36,12 @@ class ArgumentValues {
   std::span<const Value> values() const noexcept { return {values_, count_}; }
 
  private:
-  ArgumentStorage& storage_;
+  static constexpr std::size_t kFew = 3;
+
+  KorTemplateEnvironment& environment_;
   std::size_t count_;
-  Value* values_;  // in storage_
+  Value few_[kFew];
+  Value* values_;  // few_, or in the environment's storage
 };
 
 // One function that runs, and the statement that goes on when it has ended.
@@ -96,8 +98,8 @@ RawValue KorTemplateFunctionCallExpression::evaluate(KorTemplateEnvironment& env
   if (function == nullptr) return RawValue::null();
   environment.checkStack();
   environment.step();
-  ArgumentValues arguments(environment, argumentExpressions_);
-  arguments.evaluate(argumentExpressions_, environment);
+  ArgumentValues arguments(environment, static_cast<std::size_t>(argumentExpressions_.count()));
+  arguments.evaluate(argumentExpressions_);
   return call(*function, arguments.values(), environment);
 }
 

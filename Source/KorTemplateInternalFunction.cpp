@@ -12,7 +12,10 @@ Value KorTemplateInternalFunction::invokeWithEnvironment(KorTemplateEnvironment*
                                                          ListArgument<Value> arguments) {
   requireParameter(environment != nullptr, "environment != nil");
   requireParameter(!arguments.isAbsent(), "args != nil");
-  return environment->enter([&] { return Value::adopt(invoke(*environment, arguments.span())); });
+  return environment->enter([&] {
+    environment->checkStack();
+    return Value::adopt(invoke(*environment, arguments.span()));
+  });
 }
 
 RawValue KorTemplateInternalFunction::invoke(KorTemplateEnvironment& environment, std::span<const Value> arguments) {
@@ -21,24 +24,27 @@ RawValue KorTemplateInternalFunction::invoke(KorTemplateEnvironment& environment
                        "Incorrect number of arguments for function. %d supplied, %d expected", arguments.size(),
                        arguments_.count());
   }
-  environment.checkStack();
   try {
-    return run(environment, arguments);
+    FrameGuard guard(environment);
+    bind(arguments, guard.push());
+    const Completion completion = executeStatements(statements_, environment);
+    if (completion.isReturn()) return guard.pop(completion).value();
+    guard.pop();
+    return RawValue::null();
   } catch (const KorTemplateReturnIndication& indication) {  // from a host's statement
     if (environment.takePopFailure()) failAssertion("Stack frame is empty");
     return Value(indication.returnValue()).leak();
   }
 }
 
-RawValue KorTemplateInternalFunction::run(KorTemplateEnvironment& environment, std::span<const Value> arguments) {
-  FrameGuard guard(environment);
-  KorTemplateStackFrame* const frame = guard.push();
+// Stores the values in the function's frame; of parameters of one name the last value stands.
+void KorTemplateInternalFunction::bind(std::span<const Value> arguments, KorTemplateStackFrame* frame) const {
   for (std::size_t index = 0; index < arguments.size(); ++index) {
     requireParameter(!arguments[index].isAbsent(), "variable != nil");
-    frame->set(arguments_[static_cast<std::int32_t>(index)], arguments[index]);
+    if (frame == nullptr) continue;
+    const Name& name = arguments_[static_cast<std::int32_t>(index)];
+    index == 0 ? frame->setFirst(name, arguments[index]) : frame->set(name, arguments[index]);
   }
-  const Completion completion = guard.pop(executeStatements(statements_, environment));
-  return completion.isReturn() ? completion.value() : RawValue::null();
 }
 
 Ref<KorTemplateFunction> KorTemplateInternalFunction::copyWithZone(NSZone* /*zone*/) const {

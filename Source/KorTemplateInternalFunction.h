@@ -9,6 +9,8 @@
 
 namespace tavlo {
 
+class KorTemplateStackFrame;
+
 // A function that a template defines: parameter names and a body. Each call runs in a scope of its own above the
 // caller's, so the body reads what the caller can read.
 class KorTemplateInternalFunction final : public KorTemplateFunction {
@@ -46,7 +48,7 @@ class KorTemplateInternalFunction final : public KorTemplateFunction {
   const char* className() const override { return "KorTemplateInternalFunction"; }
 
  private:
-  RawValue run(KorTemplateEnvironment& environment, std::span<const Value> arguments);
+  void bind(std::span<const Value> arguments, KorTemplateStackFrame* frame) const;
 
   KorTemplateChildList<Name> arguments_{"arguments", "argument"};
   KorTemplateChildList<Ref<KorTemplateStatement>> statements_{"statements", "statement"};

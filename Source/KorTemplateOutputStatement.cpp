@@ -22,8 +22,8 @@ void KorTemplateOutputStatement::executeWithEnvironment(KorTemplateEnvironment* 
 
 Completion KorTemplateOutputStatement::execute(KorTemplateEnvironment& environment) {
   // Without an expression there is no value: its absence is written.
-  RawValue value = RawValue::absent();
-  if (expression_ == nullptr || peekExpression(*expression_, environment, value)) {
+  const RawValue value = expression_ == nullptr ? RawValue::absent() : peekExpression(*expression_, environment);
+  if (!value.isNothing()) {
     if (value.kind() != ValueKind::Null) environment.writeOutput(value);
     return Completion::wentOn();
   }

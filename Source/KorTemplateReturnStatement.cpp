@@ -3,6 +3,7 @@
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
 #include "Source/KorTemplateEnvironment.h"
+#include "Source/Operand.h"
 
 namespace tavlo {
 
@@ -13,7 +14,8 @@ void KorTemplateReturnStatement::executeWithEnvironment(KorTemplateEnvironment* 
 
 Completion KorTemplateReturnStatement::execute(KorTemplateEnvironment& environment) {
   if (expression_ == nullptr) return Completion::returned(RawValue::null());
-  const RawValue value = expression_->evaluate(environment);
+  const RawValue lent = peekExpression(*expression_, environment);
+  const RawValue value = lent.isNothing() ? expression_->evaluate(environment) : Value::retaining(lent).leak();
   requireParameter(value.kind() != ValueKind::Absent, "returnValue != nil");
   return Completion::returned(value);
 }

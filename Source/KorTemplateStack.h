@@ -1,7 +1,5 @@
 #pragma once
 
-#include <vector>
-
 #include "Foundation/NSObject.h"
 #include "Foundation/Ref.h"
 #include "Source/KorTemplateChildList.h"
@@ -20,7 +18,10 @@ class KorTemplateStack final : public NSObject {
   Ref<KorTemplateStackFrame> firstFrame() const { return frames_.empty() ? nullptr : frames_[0]; }
   Ref<KorTemplateStackFrame> currentFrame() const { return frames_.empty() ? nullptr : frames_[frames_.count() - 1]; }
   // The list itself, from the first frame to the current one.
-  KorTemplateChildList<Ref<KorTemplateStackFrame>>& frames() noexcept { return frames_; }
+  KorTemplateChildList<Ref<KorTemplateStackFrame>>& frames() noexcept {
+    isListLent_ = true;
+    return frames_;
+  }
 
   // Puts the frame, which may not be absent, on top of the current one.
   void push(const Ref<KorTemplateStackFrame>& frame);
@@ -37,41 +38,45 @@ class KorTemplateStack final : public NSObject {
 
   // The current frame, lent; null while there is none.
   KorTemplateStackFrame* current() const noexcept {
-    return frames_.empty() ? nullptr : frames_[frames_.count() - 1].get();
+    return isListLent_ ? last() : current_;
   }
-  // An empty frame for push(): one that was popped and that nobody kept, where there is one.
-  Ref<KorTemplateStackFrame> takeFrame() {
-    if (spareFrames_.empty()) return makeFrame();
-    Ref<KorTemplateStackFrame> frame = std::move(spareFrames_.back());
-    spareFrames_.pop_back();
-    return frame;
-  }
-  // The same as push(), for a frame that is not absent.
-  void pushFrame(Ref<KorTemplateStackFrame> frame) {
-    KorTemplateStackFrame& pushed = *frame;
+  // Opens a scope with an empty frame, one that was popped and that nobody kept where there is one. It is lent until it is
+  // popped.
+  KorTemplateStackFrame* pushNew() {
     KorTemplateStackFrame* const parent = current();
-    frames_.append(std::move(frame));
-    pushed.link(parent);
+    Ref<KorTemplateStackFrame>* const spare = frames_.spare();
+    if (spare != nullptr && *spare != nullptr) [[likely]] {
+      frames_.takeSpare();
+    } else {
+      frames_.append(KorTemplateStackFrame::stackFrame());
+    }
+    KorTemplateStackFrame* const frame = frames_[frames_.count() - 1].get();
+    frame->link(parent);
+    current_ = frame;
+    return frame;
   }
   // The same as pop(), but false instead of an exception.
   bool popIfAny() noexcept {
     if (frames_.empty()) return false;
-    Ref<KorTemplateStackFrame> frame = frames_.takeLast();
+    Ref<KorTemplateStackFrame>& frame = frames_.leaveLast();
+    current_ = last();
     frame->unlink();
-    if (frame->hasOneReference() && spareFrames_.size() < spareFrames_.capacity()) {
+    if (frame->hasOneReference()) [[likely]] {
       frame->reset();
-      spareFrames_.push_back(std::move(frame));
+    } else {
+      frame = nullptr;  // somebody kept it
     }
     return true;
   }
 
  private:
-  static constexpr std::size_t kMostSpare = 1024;
-
-  Ref<KorTemplateStackFrame> makeFrame();
+  KorTemplateStackFrame* last() const noexcept {
+    return frames_.empty() ? nullptr : frames_[frames_.count() - 1].get();
+  }
 
   KorTemplateChildList<Ref<KorTemplateStackFrame>> frames_{"frames", "frame"};
-  std::vector<Ref<KorTemplateStackFrame>> spareFrames_;  // empty, for the next push; never grown by a pop
+  KorTemplateStackFrame* current_ = nullptr;  // the last of frames_, for as long as nobody else can change the list
+  bool isListLent_ = false;
 };
 
 }  // namespace tavlo

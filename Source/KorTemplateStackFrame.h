@@ -88,6 +88,9 @@ class KorTemplateStackFrame final : public NSObject {
     localVariables_.at(1) = index;
   }
 
+  // The same for the first variable of a frame that nobody has pushed upon yet.
+  void setFirst(const Name& name, const Value& value) { localVariables_.append(name, value); }
+
   // Links the frame to the one below when it is pushed, and unlinks it when it is popped.
   void link(KorTemplateStackFrame* parent) noexcept {
     parentFrame_ = parent;
@@ -97,10 +100,8 @@ class KorTemplateStackFrame final : public NSObject {
     cachedAt_ = linkChanges();
   }
   void unlink() noexcept {
-    if (parentFrame_ != nullptr) parentFrame_->isParent_ = false;
     parentFrame_ = nullptr;
     cachedNext_ = nullptr;
-    cachedAt_ = linkChanges();
   }
   // Makes the frame as good as new.
   void reset() noexcept {

@@ -39,22 +39,16 @@ void KorTemplateVariableExpression::setVariable(const Name& value) {
   path_ = std::make_unique<NSKeyPath>(keyPath_.view());
 }
 
-bool KorTemplateVariableExpression::peekPath(const KorTemplateEnvironment& environment,
-                                             RawValue& value) const noexcept {
+RawValue KorTemplateVariableExpression::peekPath(const KorTemplateEnvironment& environment) const noexcept {
   const Value* root = environment.findVariable(rootName_);
-  if (root == nullptr) {
-    value = RawValue::null();
-    return true;
-  }
+  if (root == nullptr) return RawValue::null();
   const Value* found = path_->peek(root->peek());
-  if (found == nullptr) return false;
-  value = found->peek();
-  return true;
+  return found == nullptr ? RawValue::nothing() : found->peek();
 }
 
 RawValue KorTemplateVariableExpression::evaluate(KorTemplateEnvironment& environment) {
-  RawValue lent = RawValue::null();
-  if (peek(environment, lent)) return Value::retaining(lent).leak();
+  const RawValue lent = peek(environment);
+  if (!lent.isNothing()) return Value::retaining(lent).leak();
   return valueAtPath(*path_, *environment.findVariable(rootName_)).leak();
 }
 

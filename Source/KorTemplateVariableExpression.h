@@ -43,17 +43,16 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   void describe(Description& out) const override;
 
   bool hasKeyPath() const noexcept { return path_ != nullptr; }
-  // The value where it lives, lent until a variable changes or other code runs. False where a key path leads through
+  // The value where it lives, lent until a variable changes or other code runs. Nothing where a key path leads through
   // more than dictionaries, and evaluate() must be asked.
-  bool peek(const KorTemplateEnvironment& environment, RawValue& value) const noexcept {
-    if (path_ != nullptr) return peekPath(environment, value);
+  RawValue peek(const KorTemplateEnvironment& environment) const noexcept {
+    if (path_ != nullptr) return peekPath(environment);
     const Value* found = environment.findVariable(variable_);
-    value = found == nullptr ? RawValue::null() : found->peek();
-    return true;
+    return found == nullptr ? RawValue::null() : found->peek();
   }
 
  private:
-  bool peekPath(const KorTemplateEnvironment& environment, RawValue& value) const noexcept;
+  RawValue peekPath(const KorTemplateEnvironment& environment) const noexcept;
   static Value valueAtPath(const NSKeyPath& path, const Value& root);
 
   Name variable_;

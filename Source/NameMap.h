@@ -29,7 +29,7 @@ class NameMap {
 
   // The value, or null where there is none; good until the map changes.
   const T* find(const Name& name) const noexcept {
-    if (slots_.empty()) [[likely]] {
+    if (!isHashed_) [[likely]] {
       const Entry* entry = entries_.data();
       for (const Entry* last = entry + size_; entry != last; ++entry) {
         if (entry->name == name) return &entry->value;
@@ -58,7 +58,7 @@ class NameMap {
       entries_.push_back({name, std::move(value)});
     }
     ++size_;
-    if (!slots_.empty() || size_ > kSmall) addSlot();
+    if (size_ > kSmall) [[unlikely]] addSlot();
   }
 
   bool remove(const Name& name) {
@@ -71,6 +71,7 @@ class NameMap {
     entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(index));
     --size_;
     slots_.clear();
+    isHashed_ = false;
     if (size_ > kSmall) rebuildSlots();
     return true;
   }
@@ -78,8 +79,7 @@ class NameMap {
   // Lets go of all values from the `kept`-th on.
   void truncate(std::size_t kept) noexcept {
     while (size_ > kept) entries_[--size_].value = T();
-    if (!slots_.empty()) slots_.clear();
-    if (entries_.size() > kMostKept) entries_.resize(kept);
+    if (isHashed_) [[unlikely]] shrink();
   }
   void clear() noexcept { truncate(0); }
 
@@ -89,7 +89,6 @@ class NameMap {
 
  private:
   static constexpr std::size_t kSmall = 8;
-  static constexpr std::size_t kMostKept = 64;
   static constexpr std::uint32_t kNowhere = UINT32_MAX;
 
   std::uint32_t hashedIndex(const Name& name) const noexcept {
@@ -101,7 +100,7 @@ class NameMap {
   }
 
   void addSlot() {
-    if (size_ * 2 > slots_.size()) return rebuildSlots();
+    if (!isHashed_ || size_ * 2 > slots_.size()) return rebuildSlots();
     putSlot(static_cast<std::uint32_t>(size_ - 1));
   }
 
@@ -109,7 +108,15 @@ class NameMap {
     std::size_t count = kSmall * 4;
     while (count < size_ * 4) count *= 2;
     slots_.assign(count, kNowhere);
+    isHashed_ = true;
     for (std::uint32_t index = 0; index < size_; ++index) putSlot(index);
+  }
+
+  // What was hashed leaves no more behind than what never was.
+  void shrink() noexcept {
+    slots_.clear();
+    isHashed_ = false;
+    while (entries_.size() > kSmall && entries_.size() > size_) entries_.pop_back();
   }
 
   void putSlot(std::uint32_t index) noexcept {
@@ -121,6 +128,7 @@ class NameMap {
 
   std::vector<Entry> entries_;        // the first size_ of them count
   std::size_t size_ = 0;
+  bool isHashed_ = false;
   std::vector<std::uint32_t> slots_;  // open addressing over entries_, a power of two; empty while there are few
 };
 

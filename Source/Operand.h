@@ -8,15 +8,14 @@
 namespace tavlo {
 
 // Lends the value of an expression where it lives, if it lives somewhere: literals, variables, key paths through
-// dictionaries. Runs nobody's code. False where the expression must be evaluated.
-inline bool peekExpression(const KorTemplateExpression& expression, const KorTemplateEnvironment& environment,
-                           RawValue& value) noexcept {
+// dictionaries. Runs nobody's code. Nothing where the expression must be evaluated.
+inline RawValue peekExpression(const KorTemplateExpression& expression,
+                               const KorTemplateEnvironment& environment) noexcept {
   if (expression.kind() == kVariableKind) {
-    return static_cast<const KorTemplateVariableExpression&>(expression).peek(environment, value);
+    return static_cast<const KorTemplateVariableExpression&>(expression).peek(environment);
   }
-  if (expression.kind() != kLiteralKind) return false;
-  value = static_cast<const KorTemplateLiteralExpression&>(expression).literal().peek();
-  return true;
+  if (expression.kind() != kLiteralKind) return RawValue::nothing();
+  return static_cast<const KorTemplateLiteralExpression&>(expression).literal().peek();
 }
 
 // Whether evaluating the expression can neither change a variable nor run a host's code, so that what was lent before
@@ -30,9 +29,8 @@ inline bool isQuiet(const KorTemplateExpression& expression) noexcept {
 
 // The value of an expression: lent where it lives, or owned.
 inline Value operandOf(KorTemplateExpression& expression, KorTemplateEnvironment& environment) {
-  RawValue value = RawValue::absent();
-  if (peekExpression(expression, environment, value)) return Value::adopt(value);
-  return Value::adopt(expression.evaluate(environment));
+  const RawValue lent = peekExpression(expression, environment);
+  return Value::adopt(lent.isNothing() ? expression.evaluate(environment) : lent);
 }
 
 }  // namespace tavlo

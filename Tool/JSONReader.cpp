@@ -1,24 +1,22 @@
 #include "Tool/JSONReader.h"
 
-#include <algorithm>
-#include <array>
-#include <charconv>
 #include <cstdint>
-#include <limits>
-#include <optional>
+#include <cstring>
+#include <string_view>
 #include <utility>
-#include <vector>
 
-#include "Foundation/NSArray.h"
-#include "Foundation/NSNumber.h"
-#include "Foundation/NSString.h"
 #include "Foundation/Utf8.h"
+#include "Tool/JSONValueBuilder.h"
 
-// The reader refuses some numbers by a guess at their size (0e400 among them); the handler knows better, so that error is
-// not reported where the reader would.
-#define RAPIDJSON_PARSE_ERROR_NORETURN(code, offset) /* NOLINT(cppcoreguidelines-macro-usage): the library's own hook */ \
-  do {                                                                                                                  \
-    if ((code) != kParseErrorNumberTooBig) SetParseError(code, offset);                                                 \
+// The reader refuses some numbers by a guess at their size (0e400 among them); the builder knows better, so that error
+// is not reported. The reader then counts exponents past the end of an int, which it does not use: this file is
+// compiled with -fwrapv. A namespace of its own keeps this reader apart from everybody else's.
+#define RAPIDJSON_NAMESPACE tavlo_rapidjson                    // NOLINT(cppcoreguidelines-macro-usage)
+#define RAPIDJSON_NAMESPACE_BEGIN namespace tavlo_rapidjson {  // NOLINT(cppcoreguidelines-macro-usage)
+#define RAPIDJSON_NAMESPACE_END }                              // NOLINT(cppcoreguidelines-macro-usage)
+#define RAPIDJSON_PARSE_ERROR_NORETURN(code, offset)           /* NOLINT(cppcoreguidelines-macro-usage) */ \
+  do {                                                                                                     \
+    if ((code) != kParseErrorNumberTooBig) SetParseError(code, offset);                                    \
   } while (false)
 
 #include <rapidjson/error/en.h>
@@ -30,10 +28,154 @@ namespace {
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
-// Builds values from the reader's events: finished values lie on a stack until what holds them ends.
-class ValueBuilder {
+// The text that is read, the string in it that is being read, and what is refused beyond the reader's own refusals.
+class Source {
  public:
-  static constexpr std::size_t kDeepest = 1000;
+  explicit Source(const std::string& text) noexcept : begin_(text.data()), end_(begin_ + text.size()) {}
+
+  const char* begin() const noexcept { return begin_; }
+  // A zero byte stands here.
+  const char* end() const noexcept { return end_; }
+
+  void beginString() noexcept { string_ = {}; }
+  // Adds a stretch of the text. A string of one stretch stays a view of it.
+  void addStretch(const char* from, const char* to) {
+    const std::string_view stretch(from, static_cast<std::size_t>(to - from));
+    if (string_.empty()) {
+      string_ = stretch;
+    } else {
+      append([&](std::string& joined) { joined += stretch; });
+    }
+  }
+  void addCharacter(char32_t character) {
+    append([&](std::string& joined) { appendCodePoint(joined, character); });
+  }
+  std::string_view string() const noexcept { return string_; }
+
+  // Always false, so that an event can return it.
+  bool refuse(const char* at, const char* reason) noexcept {
+    if (refusal_ == nullptr) {
+      refusal_ = reason;
+      refusedAt_ = at;
+    }
+    return false;
+  }
+  // Why and where the text was refused; null when it was not.
+  const char* refusal() const noexcept { return refusal_; }
+  std::size_t refusedAt() const noexcept { return static_cast<std::size_t>(refusedAt_ - begin_); }
+
+ private:
+  template <class Append>
+  void append(const Append& append) {
+    if (string_.data() != joined_.data()) joined_ = string_;
+    append(joined_);
+    string_ = joined_;
+  }
+
+  const char* begin_;
+  const char* end_;
+  std::string_view string_;
+  std::string joined_;
+  const char* refusal_ = nullptr;
+  const char* refusedAt_ = nullptr;
+};
+
+// The reader's view of the source. It works on copies while it is inside a token, which share the source.
+struct SourceStream {
+  using Ch = char;
+
+  char Peek() const noexcept { return *position; }
+  char Take() noexcept { return *position++; }
+  std::size_t Tell() const noexcept { return static_cast<std::size_t>(position - source->begin()); }
+  // Strings are built in the source, so that these have nothing to hand on but single characters.
+  char* PutBegin() noexcept {
+    source->beginString();
+    return nullptr;
+  }
+  void Put(char character) {
+    if (character != '\0') source->addCharacter(static_cast<unsigned char>(character));  // the zero ends the string
+  }
+  std::size_t PutEnd(char* /*begin*/) const noexcept { return source->string().size() + 1; }
+
+  const char* position;
+  Source* source;
+};
+
+bool isASCII(char byte) noexcept {
+  return static_cast<unsigned char>(byte) < 0x80;
+}
+
+// The first quote, backslash, control character or byte beyond ASCII at or after `at`; the zero byte behind a text is
+// one.
+const char* endOfPlain(const char* at, const char* end) noexcept {
+  constexpr std::uint64_t kOnes = 0x0101010101010101U;
+  constexpr std::uint64_t kHighBits = kOnes << 7;
+  for (; end - at >= 8; at += 8) {
+    std::uint64_t chunk = 0;
+    std::memcpy(&chunk, at, sizeof chunk);
+    const std::uint64_t quotes = chunk ^ (kOnes * '"');
+    const std::uint64_t backslashes = chunk ^ (kOnes * '\\');
+    // Subtracting borrows out of a byte that is below what is taken from it.
+    const std::uint64_t hits = (quotes - kOnes) | (backslashes - kOnes) | (chunk - kOnes * ' ') | chunk;
+    if ((hits & kHighBits) != 0) break;
+  }
+  while (isASCII(*at) && *at >= ' ' && *at != '"' && *at != '\\') ++at;
+  return at;
+}
+
+// The length of the well-formed UTF-8 sequence of several bytes that starts at `at`; 0 when none does. The zero byte
+// behind a text ends what is cut short.
+std::size_t sequenceLength(const char* at) noexcept {
+  const auto byteAt = [at](std::size_t index) { return static_cast<unsigned char>(at[index]); };
+  const auto isWithin = [](unsigned char byte, unsigned low, unsigned high) { return byte >= low && byte <= high; };
+  const unsigned char lead = byteAt(0);
+  if (!isWithin(lead, 0xC2, 0xF4)) return 0;
+  const unsigned low = lead == 0xE0 ? 0xA0 : lead == 0xF0 ? 0x90 : 0x80;   // below: written longer than need be
+  const unsigned high = lead == 0xED ? 0x9F : lead == 0xF4 ? 0x8F : 0xBF;  // above: surrogates, beyond Unicode
+  if (!isWithin(byteAt(1), low, high)) return 0;
+  const std::size_t length = lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+  for (std::size_t index = 2; index < length; ++index) {
+    if (!isWithin(byteAt(index), 0x80, 0xBF)) return 0;
+  }
+  return length;
+}
+
+// UTF-8 that is taken by the stretch instead of by the character.
+struct StretchedUTF8 : tavlo_rapidjson::UTF8<> {
+  // The character of an escape. The reader has joined pairs of surrogates and refused a first one without its second; a
+  // second one alone comes to here.
+  static void Encode(SourceStream& out, unsigned character) {
+    constexpr std::ptrdiff_t kEscapeLength = 6;
+    if (character >= 0xD800 && character <= 0xDFFF) {
+      out.source->refuse(out.position - kEscapeLength, "A surrogate stands alone in a string");
+    } else {
+      out.source->addCharacter(character);
+    }
+  }
+  // For the reader's other mode, which does not run.
+  template <class Out>
+  static void Encode(Out& /*out*/, unsigned /*character*/) {}
+  template <class Out>
+  static bool Validate(SourceStream& in, Out& /*out*/) {
+    const char* at = in.position;
+    for (at = endOfPlain(at, in.source->end()); !isASCII(*at); at = endOfPlain(at, in.source->end())) {
+      do {
+        const std::size_t length = sequenceLength(at);
+        if (length == 0) return in.source->refuse(at, "The text is not valid UTF-8 here");
+        at += length;
+      } while (!isASCII(*at));
+    }
+    in.source->addStretch(in.position, at);
+    in.position = at;
+    return true;
+  }
+};
+
+// Hands the reader's events to the builder. At each of them the stream stands at the start of a token with a text, and
+// behind every other token.
+class Events {
+ public:
+  Events(const SourceStream& stream, Source& source) noexcept : stream_(stream), source_(source) {}
 
   bool Null() { return add(Value::null()); }
   bool Bool(bool truth) { return add(truth); }
@@ -42,154 +184,101 @@ class ValueBuilder {
   bool Int64(std::int64_t) { return false; }
   bool Uint64(std::uint64_t) { return false; }
   bool Double(double) { return false; }
-  bool RawNumber(const char* text, rapidjson::SizeType length, bool /*copy*/) { return addNumber({text, length}); }
-  bool String(const char* text, rapidjson::SizeType length, bool /*copy*/) {
-    if (!isValid({text, length})) return false;
-    return add(NSString::stringWithValidUTF8({text, length}));
+  bool RawNumber(const char* /*text*/, std::size_t length, bool /*copy*/) {
+    return builder_.addNumber({stream_.position, length}) ||
+           source_.refuse(stream_.position, "A number is beyond the range of doubles");
+  }
+  bool String(const char* /*text*/, std::size_t /*length*/, bool /*copy*/) {
+    builder_.addString(source_.string());
+    return source_.refusal() == nullptr;
+  }
+  bool Key(const char* /*text*/, std::size_t /*length*/, bool /*copy*/) {
+    builder_.addName(source_.string());
+    return source_.refusal() == nullptr;
   }
   bool StartObject() { return begin(); }
-  bool Key(const char* text, rapidjson::SizeType length, bool /*copy*/) {
-    if (!isValid({text, length})) return false;
-    return add(knownKey({text, length}));
-  }
-  bool EndObject(rapidjson::SizeType count);
   bool StartArray() { return begin(); }
-  bool EndArray(rapidjson::SizeType count);
+  bool EndObject(std::size_t count) {
+    builder_.endObject(count);
+    return true;
+  }
+  bool EndArray(std::size_t count) {
+    builder_.endArray(count);
+    return true;
+  }
 
-  Value takeResult() { return std::move(values_.back()); }
-  // Why an event was refused; absent when none was.
-  const char* refusal() const noexcept { return refusal_; }
+  Value takeResult() { return builder_.takeResult(); }
 
  private:
   bool add(Value value) {
-    values_.push_back(std::move(value));
+    builder_.add(std::move(value));
     return true;
-  }
-  bool refuse(const char* reason) {
-    refusal_ = reason;
-    return false;
   }
   bool begin() {
-    if (depth_ == kDeepest) return refuse("It is nested deeper than 1000 levels.");
-    ++depth_;
-    return true;
+    return builder_.begin() || source_.refuse(stream_.position - 1, "Arrays and objects are nested deeper than 1000");
   }
-  bool addNumber(std::string_view text);
-  bool isValid(std::string_view text);
-  Ref<NSString> knownKey(std::string_view text);
 
-  std::vector<Value> values_;
-  std::size_t depth_ = 0;
-  const char* refusal_ = nullptr;
-  std::array<Ref<NSString>, 256> knownKeys_;  // the latest of each hash: files repeat their keys
+  const SourceStream& stream_;
+  Source& source_;
+  JSONValueBuilder builder_;
 };
 
-// The text itself is valid UTF-8, so a surrogate can only come from an escape that stands alone; the reader refuses a
-// high one itself.
-bool ValueBuilder::isValid(std::string_view text) {
-  constexpr char kLead = '\xED';
-  for (std::size_t at = text.find(kLead); at != std::string_view::npos; at = text.find(kLead, at + 1)) {
-    if (static_cast<unsigned char>(text[at + 1]) >= 0xA0) return refuse("A surrogate stands alone in a string.");
+std::size_t startOf(const std::string& text) {
+  return text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
+}
+
+[[noreturn]] void refuseAt(const std::string& text, std::size_t offset, const std::string& reason) {
+  const std::size_t start = startOf(text);
+  TextPlace place = TextPlace::inText(std::string_view(text).substr(start), offset - start);
+  place.offset += start;
+  throw JSONError(reason, place);
+}
+
+// Why the reader refused what stands at `offset`, in words that fit what is there.
+std::string reasonFor(const std::string& text, std::size_t offset, tavlo_rapidjson::ParseErrorCode code) {
+  if (offset == text.size())
+    return code == tavlo_rapidjson::kParseErrorDocumentEmpty ? "There is no value"
+                                                             : "The text ends here, inside a value";
+  if (text[offset] == '\0') return "A zero byte cannot stand here";
+  if (code == tavlo_rapidjson::kParseErrorStringEscapeInvalid && text[offset] != '\\') {
+    return "A control character in a string must be written as an escape";
   }
-  return true;
-}
-
-bool ValueBuilder::addNumber(std::string_view text) {
-  const char* const end = text.data() + text.size();
-  if (text.find_first_of(".eE") == std::string_view::npos) {
-    std::int64_t number = 0;
-    if (std::from_chars(text.data(), end, number).ec == std::errc()) return add(number);
-    std::uint64_t large = 0;
-    const std::from_chars_result result = std::from_chars(text.data(), end, large);
-    if (result.ec == std::errc() && result.ptr == end) return add(large);
-  }
-  const double number = textAsDouble(text);
-  if (std::abs(number) > std::numeric_limits<double>::max()) return refuse("A number is beyond the range of doubles.");
-  return add(number);
-}
-
-Ref<NSString> ValueBuilder::knownKey(std::string_view text) {
-  Ref<NSString>& known = knownKeys_[NSString::hashOf(text) % knownKeys_.size()];
-  if (known == nullptr || known->view() != text) known = NSString::stringWithValidUTF8(text);
-  return known;
-}
-
-bool ValueBuilder::EndObject(rapidjson::SizeType count) {
-  Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
-  const std::size_t first = values_.size() - std::size_t{count} * 2;
-  dictionary->reserve(count);
-  for (std::size_t at = first; at < values_.size(); at += 2) {
-    dictionary->setObjectForKey(std::move(values_[at + 1]), values_[at].ref<NSString>());
-  }
-  values_.resize(first);
-  --depth_;
-  return add(std::move(dictionary));
-}
-
-bool ValueBuilder::EndArray(rapidjson::SizeType count) {
-  const auto first = values_.end() - static_cast<std::ptrdiff_t>(count);
-  std::vector<Value> elements(std::make_move_iterator(first), std::make_move_iterator(values_.end()));
-  values_.erase(first, values_.end());
-  --depth_;
-  return add(makeRef<NSMutableArray>(std::move(elements)));
-}
-
-[[noreturn]] void refuseAt(std::string_view text, std::size_t offset, const std::string& reason) {
-  throw JSONError(reason, placeInText(text, offset));
+  std::string reason = tavlo_rapidjson::GetParseError_En(code);
+  if (reason.ends_with('.')) reason.pop_back();
+  return reason;
 }
 
 }  // namespace
 
-TextPlace placeInText(std::string_view text, std::size_t offset) {
-  offset = std::min(offset, text.size());
-  TextPlace place{1, 1, offset};
-  for (std::size_t at = 0; at < offset; ++at) {
-    const auto byte = static_cast<unsigned char>(text[at]);
-    const bool isBreak = byte == '\r' || byte == '\n';
-    if (byte == '\r' && at + 1 < text.size() && text[at + 1] == '\n') continue;  // the "\n" is the break
-    if (isBreak) {
-      ++place.line;
-      place.column = 1;
-    } else if ((byte & 0xC0) != 0x80) {
-      ++place.column;
-    }
-  }
-  return place;
+}  // namespace tavlo
+
+// The reader may copy the stream into registers while it is inside a token.
+template <>
+struct tavlo_rapidjson::StreamTraits<tavlo::SourceStream> {
+  enum { copyOptimization = 1 };
+};
+
+namespace tavlo {
+
+Value readJSON(const std::string& text) {
+  constexpr unsigned kFlags = tavlo_rapidjson::kParseInsituFlag | tavlo_rapidjson::kParseValidateEncodingFlag |
+                              tavlo_rapidjson::kParseNumbersAsStringsFlag;
+  Source source(text);
+  SourceStream stream{source.begin() + startOf(text), &source};
+  Events events(stream, source);
+  tavlo_rapidjson::GenericReader<StretchedUTF8, StretchedUTF8> reader;
+  const tavlo_rapidjson::ParseResult result = reader.Parse<kFlags>(stream, events);
+  if (source.refusal() != nullptr) refuseAt(text, source.refusedAt(), source.refusal());
+  if (result.IsError()) refuseAt(text, result.Offset(), reasonFor(text, result.Offset(), result.Code()));
+  if (stream.position != source.end()) refuseAt(text, stream.Tell(), "A zero byte cannot stand here");
+  return events.takeResult();
 }
 
-Value readJSON(std::string_view text) {
-  if (text.starts_with(kByteOrderMark)) {
-    // Its place counts, but it is no character of the first line.
-    try {
-      return readJSON(text.substr(kByteOrderMark.size()));
-    } catch (const JSONError& error) {
-      TextPlace place = error.place();
-      place.offset += kByteOrderMark.size();
-      throw JSONError(error.what(), place);
-    }
-  }
-  if (const std::optional<std::size_t> invalid = firstInvalidByte(text)) refuseAt(text, *invalid, "It is not UTF-8.");
-  if (const std::size_t zero = text.find('\0'); zero != std::string_view::npos) {
-    refuseAt(text, zero, "A zero byte cannot stand here.");
-  }
-  std::string working(text);  // strings are decoded in place, and places are told from the text as it was
-  rapidjson::InsituStringStream stream(working.data());
-  rapidjson::Reader reader;
-  ValueBuilder builder;
-  const rapidjson::ParseResult result =
-      reader.Parse<rapidjson::kParseInsituFlag | rapidjson::kParseNumbersAsStringsFlag>(stream, builder);
-  if (builder.refusal() != nullptr) refuseAt(text, result.Offset(), builder.refusal());
-  if (result.IsError()) refuseAt(text, result.Offset(), rapidjson::GetParseError_En(result.Code()));
-  return builder.takeResult();
-}
-
-Ref<NSDictionary> readJSONObject(std::string_view text) {
+Ref<NSDictionary> readJSONObject(const std::string& text) {
   const Value value = readJSON(text);
   Ref<NSDictionary> object = value.ref<NSDictionary>();
-  if (object == nullptr) {
-    const std::size_t start = text.starts_with(kByteOrderMark) ? kByteOrderMark.size() : 0;
-    refuseAt(text, text.find_first_not_of(" \t\r\n", start), "The top level is not an object.");
-  }
+  if (object == nullptr)
+    refuseAt(text, text.find_first_not_of(" \t\r\n", startOf(text)), "The top level is not an object");
   return object;
 }
 

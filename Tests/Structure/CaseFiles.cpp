@@ -21,8 +21,8 @@ std::string faultOfCase(const std::string& text) {
   std::map<std::string, std::string> sections;
   std::string* section = nullptr;
   for (const std::string& line : linesOf(text)) {
-    if (line.starts_with("---")) {
-      if (!line.starts_with("--- ") || !kSections.contains(line.substr(4))) return "no section is named: " + line;
+    if (line.starts_with("--- ")) {
+      if (!kSections.contains(line.substr(4))) return "no section is named: " + line;
       const auto [place, isNew] = sections.emplace(line.substr(4), "");
       if (!isNew) return "two sections are named: " + line;
       section = &place->second;

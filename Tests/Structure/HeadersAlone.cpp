@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <future>
 #include <string>
 #include <vector>
@@ -23,10 +24,18 @@ std::string complaintsAbout(const std::vector<SourceFile>& headers, std::size_t 
   return complaints;
 }
 
+// A source file that includes its own header before all others shows by compiling that the header stands alone.
+bool isFirstInItsSource(const SourceFile& header) {
+  const std::string source = header.path.substr(0, header.path.size() - 2) + ".cpp";
+  if (!std::filesystem::exists(std::filesystem::path(TAVLO_SOURCE_DIR) / source)) return false;
+  return readFile(std::filesystem::path(TAVLO_SOURCE_DIR) / source).starts_with("#include \"" + header.path + "\"\n");
+}
+
 TEST(Headers, CompileAlone) {
-  const std::vector<SourceFile> headers =
+  std::vector<SourceFile> headers =
       sourceFiles({"Tool", "Functions", "Source", "Lexwright", "Matchery", "Foundation"}, {".h"});
   ASSERT_GT(headers.size(), 60U);
+  std::erase_if(headers, isFirstInItsSource);
   std::future<std::string> odd = std::async(std::launch::async, complaintsAbout, headers, 1, 2);
   EXPECT_EQ(complaintsAbout(headers, 0, 2), "");
   EXPECT_EQ(odd.get(), "");

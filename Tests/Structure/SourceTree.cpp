@@ -20,7 +20,9 @@ std::vector<SourceFile> sourceFiles(const std::vector<std::string>& folders,
   const std::filesystem::path root = TAVLO_SOURCE_DIR;
   std::vector<SourceFile> files;
   const auto add = [&](const std::filesystem::directory_entry& entry) {
-    if (!entry.is_regular_file() || std::ranges::find(extensions, entry.path().extension()) == extensions.end()) return;
+    if (!entry.is_regular_file() ||
+        std::ranges::find(extensions, entry.path().extension().string()) == extensions.end())
+      return;
     files.push_back({entry.path().lexically_relative(root).generic_string(), readFile(entry.path())});
   };
   for (const std::string& folder : folders) {

@@ -9,6 +9,7 @@
 #include "Source/KorTemplateSyntaxErrorException.h"
 #include "Tests/Templates/CaseFile.h"
 #include "Tool/JSONReader.h"
+#include "Tool/TextPlace.h"
 
 namespace tavlo::test {
 
@@ -34,7 +35,7 @@ struct Outcome {
 };
 
 std::string lineAndColumn(const std::string& text, SourceRange range) {
-  const TextPlace place = placeInText(text, range.offset);
+  const TextPlace place = TextPlace::inText(text, range.offset);
   return std::to_string(place.line) + ":" + std::to_string(place.column);
 }
 

@@ -1,0 +1,145 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "Foundation/KorTemplateLimits.h"
+#include "Foundation/NSArray.h"
+#include "Foundation/NSDictionary.h"
+#include "Foundation/NSKeyValueCoding.h"
+#include "Foundation/NSSet.h"
+#include "Foundation/Value.h"
+#include "Tests/Foundation/HostObjects.h"
+#include "Tests/Foundation/Raised.h"
+#include "Tests/Foundation/SmallStack.h"
+
+namespace tavlo::test {
+
+namespace {
+
+constexpr int kDeepest = 1000;
+constexpr int kFarDeeper = 1'000'000;
+
+using Wrap = Value (*)(const Value&);
+
+Value inList(const Value& value) {
+  return NSArray::arrayWithObjects({value});
+}
+Value inDictionary(const Value& value) {
+  return NSDictionary::dictionaryWithEntries({{"a", value}});
+}
+Value inSet(const Value& value) {
+  return NSSet::setWithObjects({value});
+}
+Value inSetInList(const Value& value) {
+  return inList(inSet(value));
+}
+
+Value nested(Wrap wrap, const Value& innermost, int depth) {
+  Value value = innermost;
+  for (int level = 0; level < depth; ++level) value = wrap(value);
+  return value;
+}
+
+struct WrapRow {
+  const char* what;
+  Wrap wrap;
+  int collections;  // that one wrapping adds
+};
+
+const WrapRow kWraps[] = {
+    {"lists", inList, 1},
+    {"dictionaries", inDictionary, 1},
+    {"sets", inSet, 1},
+    {"lists and sets by turns", inSetInList, 2},
+};
+
+TEST(DeepValues, AreDescribedDownToTheBound) {
+  for (const WrapRow& row : kWraps) {
+    const Value deepest = nested(row.wrap, 1, kDeepest / row.collections);
+    EXPECT_FALSE(deepest.description().empty()) << row.what;
+    const Value deeper = inList(deepest);
+    EXPECT_EQ(limitReached([&] { (void)deeper.description(); }), KorTemplateLimit::ValueDepth) << row.what;
+  }
+}
+
+TEST(DeepValues, AreComparedDownToTheBound) {
+  for (const WrapRow& row : kWraps) {
+    const Value left = nested(row.wrap, 1, kDeepest / row.collections);
+    const Value right = nested(row.wrap, 1, kDeepest / row.collections);
+    EXPECT_TRUE(left.isEqual(right)) << row.what;
+    EXPECT_FALSE(left.isEqual(nested(row.wrap, 2, kDeepest / row.collections))) << row.what;
+    const Value leftDeeper = inList(left);
+    const Value rightDeeper = inList(right);
+    EXPECT_EQ(limitReached([&] { (void)leftDeeper.isEqual(rightDeeper); }), KorTemplateLimit::ValueDepth) << row.what;
+  }
+}
+
+TEST(DeepValues, AreFreedDescribedAndComparedWithoutRecursion) {
+  struct Outcome {
+    std::optional<KorTemplateLimit> described;
+    std::optional<KorTemplateLimit> compared;
+    std::uint64_t bound = 0;
+    int alive = 0;
+  };
+  for (const Wrap wrap : {inList, inDictionary}) {
+    Outcome outcome;
+    runOnStackOf(kSmallStack, [&outcome, wrap] {
+      const Value left = nested(wrap, makeRef<Tracked>(outcome.alive), kFarDeeper);
+      const Value right = nested(wrap, makeRef<Tracked>(outcome.alive), kFarDeeper);
+      outcome.described = limitReached([&] { (void)left.description(); });
+      outcome.compared = limitReached([&] { (void)left.isEqual(right); });
+      try {
+        (void)left.isEqual(right);
+      } catch (const KorTemplateLimitException& exception) {
+        outcome.bound = exception.value();
+      }
+    });
+    EXPECT_EQ(outcome.described, KorTemplateLimit::ValueDepth);
+    EXPECT_EQ(outcome.compared, KorTemplateLimit::ValueDepth);
+    EXPECT_EQ(outcome.bound, 1000U);
+    EXPECT_EQ(outcome.alive, 0);
+  }
+}
+
+TEST(DeepValues, OfSetsAreFreedWithoutRecursion) {
+  int alive = 0;
+  runOnStackOf(kSmallStack, [&alive] { (void)nested(inSet, makeRef<Tracked>(alive), kFarDeeper); });
+  EXPECT_EQ(alive, 0);
+}
+
+TEST(DeepValues, WithManyBranchesAreFreedToTheLast) {
+  int alive = 0;
+  runOnStackOf(kSmallStack, [&alive] {
+    Value value = makeRef<Tracked>(alive);
+    for (int level = 0; level < 100'000; ++level) {
+      value = NSArray::arrayWithObjects({makeRef<Tracked>(alive), value, makeRef<Tracked>(alive)});
+    }
+  });
+  EXPECT_EQ(alive, 0);
+}
+
+TEST(DeepValues, EndWithALimitWhereTheirKeysAreAskedFor) {
+  std::optional<KorTemplateLimit> asked;
+  std::optional<KorTemplateLimit> summed;
+  runOnStackOf(kSmallStack, [&] {
+    const Value value = nested(inList, "abc", kFarDeeper);
+    asked = limitReached([&] { (void)valueForKeyPath(value, "length"); });
+    std::string path = "@sum";
+    for (int level = 1; level < kFarDeeper / 10; ++level) path += ".@sum";
+    summed = limitReached([&] { (void)valueForKeyPath(value, path); });
+  });
+  EXPECT_EQ(asked, KorTemplateLimit::Stack);
+  EXPECT_EQ(summed, KorTemplateLimit::Stack);
+}
+
+TEST(DeepValues, HashWithoutLookingInside) {
+  std::size_t hash = 0;
+  runOnStackOf(kSmallStack, [&hash] { hash = nested(inList, 1, kFarDeeper).hash(); });
+  EXPECT_EQ(hash, inList(2).hash());
+}
+
+}  // namespace
+
+}  // namespace tavlo::test

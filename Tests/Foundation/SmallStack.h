@@ -1,0 +1,30 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <cstddef>
+#include <functional>
+#include <stdexcept>
+
+namespace tavlo::test {
+
+// Room for what the code under test needs with instrumentation, and far too little for a recursion as deep as its data.
+inline constexpr std::size_t kSmallStack = 1024 * 1024;
+
+// Runs the body, which may not throw, on a thread with a stack of that many bytes.
+inline void runOnStackOf(std::size_t bytes, std::function<void()> body) {
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, bytes);
+  pthread_t thread{};
+  const auto start = [](void* argument) -> void* {
+    (*static_cast<std::function<void()>*>(argument))();
+    return nullptr;
+  };
+  const int failure = pthread_create(&thread, &attributes, start, &body);
+  pthread_attr_destroy(&attributes);
+  if (failure != 0) throw std::runtime_error("no thread could be made");
+  pthread_join(thread, nullptr);
+}
+
+}  // namespace tavlo::test

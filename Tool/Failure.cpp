@@ -1,0 +1,32 @@
+#include "Tool/Failure.h"
+
+#include <system_error>
+
+#include "Tool/SourceExcerpt.h"
+
+namespace tavlo {
+
+Failure Failure::ofUsage(const std::string& reason) {
+  return {ExitStatus::Unusable, "usage", reason, "tavlo", {}, {}, {}};
+}
+
+Failure Failure::ofInput(const std::string& file, const std::string& reason) {
+  return {ExitStatus::Unusable, "input", reason, file, {}, {}, {}};
+}
+
+Failure Failure::ofOutput(const std::string& file, const std::string& reason) {
+  return {ExitStatus::Unusable, "output", reason, file, {}, {}, {}};
+}
+
+Failure Failure::at(std::string_view text, const TextPlace& where) const {
+  Failure placed = *this;
+  placed.place = where;
+  placed.excerpt = excerptAround(text, where.offset);
+  return placed;
+}
+
+std::string textOfSystemError(int number) {
+  return std::generic_category().message(number);
+}
+
+}  // namespace tavlo

@@ -1,0 +1,47 @@
+#include "Tool/InputFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+
+#include "Tool/Failure.h"
+#include "Tool/FileDescriptor.h"
+
+namespace tavlo {
+
+namespace {
+
+[[noreturn]] void raiseUnreadable(const std::string& path, int error) {
+  const char* const what = path == kStandardStream ? "Standard input cannot be read: " : "The file cannot be read: ";
+  throw Failure::ofInput(path, what + textOfSystemError(error));
+}
+
+// How much there is to read, where the system knows.
+std::size_t sizeOf(int descriptor) {
+  struct stat status = {};
+  return ::fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode) ? static_cast<std::size_t>(status.st_size) : 0;
+}
+
+}  // namespace
+
+std::string readFile(const std::string& path) {
+  constexpr std::size_t kStep = 64 * 1024;
+  const FileDescriptor file(path == kStandardStream ? ::dup(STDIN_FILENO) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file.isOpen()) raiseUnreadable(path, errno);
+  std::string content(sizeOf(file.number()) + 1, '\0');  // one more, so that the end is seen without growing
+  std::size_t size = 0;
+  while (true) {
+    if (size == content.size()) content.resize(size + std::max(kStep, size / 2));
+    const ssize_t count = ::read(file.number(), content.data() + size, content.size() - size);
+    if (count == 0) break;
+    if (count < 0 && errno != EINTR) raiseUnreadable(path, errno);
+    if (count > 0) size += static_cast<std::size_t>(count);
+  }
+  content.resize(size);
+  return content;
+}
+
+}  // namespace tavlo

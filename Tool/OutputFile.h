@@ -1,0 +1,32 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "Tool/FileDescriptor.h"
+#include "Tool/TemporaryFile.h"
+
+namespace tavlo {
+
+// Where the rendered text goes: standard output, or a file. A regular file is replaced as a whole and only by keep(),
+// through links and with its mode; anything else (a device, a pipe) is written to directly.
+class OutputFile {
+ public:
+  // Absent or "-" is standard output. Throws `Failure` when the file cannot be written to.
+  explicit OutputFile(const std::optional<std::string>& path);
+
+  int descriptor() const noexcept;
+  // What failures call the file.
+  const std::string& name() const noexcept { return name_; }
+
+  // The text is complete. Throws `Failure` when it cannot be kept.
+  void keep();
+
+ private:
+  std::string name_;
+  std::string path_;  // of the regular file, behind all links
+  std::optional<FileDescriptor> direct_;
+  std::optional<TemporaryFile> replacement_;
+};
+
+}  // namespace tavlo

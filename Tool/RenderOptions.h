@@ -1,0 +1,28 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "Foundation/KorTemplateLimits.h"
+
+namespace tavlo {
+
+// What the command `render` is asked to do.
+struct RenderOptions {
+  // A global that the command line itself defines.
+  struct Definition {
+    std::string name;
+    std::string text;
+    bool isJSON = false;  // the text is the value as JSON, otherwise it is the value
+  };
+
+  std::string templateFile;
+  std::vector<std::string> dataFiles;
+  std::vector<Definition> definitions;
+  std::optional<std::string> outputFile;  // absent: standard output
+  bool hasLibrary = true;                 // whether the standard functions are registered
+  KorTemplateLimits limits;
+};
+
+}  // namespace tavlo

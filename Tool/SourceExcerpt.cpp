@@ -1,0 +1,71 @@
+#include "Tool/SourceExcerpt.h"
+
+#include <utf8proc.h>
+
+#include <algorithm>
+
+#include "Foundation/Utf8.h"
+#include "Tool/TextPlace.h"
+
+namespace tavlo {
+
+namespace {
+
+constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+constexpr std::string_view kCut = "...";
+// How much of a line is shown before and after the caret, in bytes.
+constexpr std::size_t kShown = 400;
+
+bool isContinuation(char byte) {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
+// The part of the line that is shown around `offset`, whole characters each.
+struct Window {
+  std::size_t from;
+  std::size_t to;
+};
+
+Window windowAround(std::string_view line, std::size_t offset) {
+  Window window{offset > kShown ? offset - kShown : 0, std::min(line.size(), offset + kShown)};
+  while (window.from > 0 && isContinuation(line[window.from])) --window.from;
+  while (window.to < line.size() && isContinuation(line[window.to])) ++window.to;
+  return window;
+}
+
+// Writes the text as it can be shown at `shown`, and what takes the same room but is blank at `blank`.
+void show(std::string_view text, std::string& shown, std::string& blank) {
+  while (!text.empty()) {
+    utf8proc_int32_t character = 0;
+    const utf8proc_ssize_t read = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
+                                                   static_cast<utf8proc_ssize_t>(text.size()), &character);
+    const std::size_t length = read > 0 ? static_cast<std::size_t>(read) : 1;
+    const bool isTab = read > 0 && character == '\t';
+    if (isTab || (read > 0 && utf8proc_category(character) != UTF8PROC_CATEGORY_CC)) {
+      shown += text.substr(0, length);
+      blank.append(isTab ? 1 : static_cast<std::size_t>(utf8proc_charwidth(character)), isTab ? '\t' : ' ');
+    } else {
+      shown += kReplacement;
+      blank += ' ';
+    }
+    text.remove_prefix(length);
+  }
+}
+
+}  // namespace
+
+std::string excerptAround(std::string_view text, std::size_t offset) {
+  const std::string_view line = lineAround(text, offset);
+  const std::size_t before =
+      std::min(line.size(), std::min(offset, text.size()) - static_cast<std::size_t>(line.data() - text.data()));
+  const Window window = windowAround(line, before);
+  std::string shown(window.from == 0 ? "" : kCut);
+  std::string blank(shown.size(), ' ');
+  show(line.substr(window.from, before - window.from), shown, blank);
+  std::string unused;
+  show(line.substr(before, window.to - before), shown, unused);
+  if (window.to < line.size()) shown += kCut;
+  return shown + '\n' + blank + "^\n";
+}
+
+}  // namespace tavlo

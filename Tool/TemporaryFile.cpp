@@ -1,0 +1,91 @@
+#include "Tool/TemporaryFile.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+namespace tavlo {
+
+namespace {
+
+constexpr std::array kEndingSignals = {SIGHUP, SIGINT, SIGTERM};
+
+// The file that exists, for the signal handler; null when there is none.
+std::atomic<const char*> existing = nullptr;
+static_assert(std::atomic<const char*>::is_always_lock_free);
+
+extern "C" void removeAndEnd(int signal) {
+  if (const char* path = existing.load()) ::unlink(path);
+  ::raise(signal);  // its own effect is back by now, and follows when this handler returns
+}
+
+void handleEndingSignals() {
+  struct sigaction handling = {};
+  handling.sa_handler = removeAndEnd;
+  handling.sa_flags = static_cast<int>(SA_RESETHAND);
+  for (const int signal : kEndingSignals) {
+    struct sigaction before = {};
+    ::sigaction(signal, nullptr, &before);
+    if (before.sa_handler == SIG_DFL) ::sigaction(signal, &handling, nullptr);  // ignored signals stay ignored
+  }
+}
+
+// While it lives, the signals wait.
+class SignalsHeld {
+ public:
+  SignalsHeld() {
+    sigset_t set;
+    ::sigemptyset(&set);
+    for (const int signal : kEndingSignals) ::sigaddset(&set, signal);
+    ::sigprocmask(SIG_BLOCK, &set, &before_);
+  }
+  ~SignalsHeld() { ::sigprocmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsHeld(const SignalsHeld&) = delete;
+  SignalsHeld& operator=(const SignalsHeld&) = delete;
+
+ private:
+  sigset_t before_ = {};
+};
+
+[[noreturn]] void raiseSystemError() {
+  throw std::system_error(errno, std::generic_category());
+}
+
+}  // namespace
+
+TemporaryFile::TemporaryFile(const std::string& path) : file_(-1) {
+  handleEndingSignals();
+  create(std::filesystem::path(path).parent_path());
+}
+
+void TemporaryFile::create(const std::string& folder) {
+  const std::string start = (folder.empty() ? "" : folder + '/') + ".tavlo-" + std::to_string(::getpid()) + '-';
+  const SignalsHeld held;
+  for (int attempt = 0; !file_.isOpen(); ++attempt) {
+    path_ = start + std::to_string(attempt);
+    file_ = FileDescriptor(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    if (!file_.isOpen() && errno != EEXIST) raiseSystemError();
+  }
+  existing = path_.c_str();
+}
+
+TemporaryFile::~TemporaryFile() {
+  const SignalsHeld held;
+  if (existing.exchange(nullptr) != nullptr) ::unlink(path_.c_str());
+}
+
+void TemporaryFile::replace(const std::string& path) {
+  if (!file_.close()) raiseSystemError();
+  const SignalsHeld held;
+  if (std::rename(path_.c_str(), path.c_str()) != 0) raiseSystemError();
+  existing = nullptr;
+}
+
+}  // namespace tavlo
