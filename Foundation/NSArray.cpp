@@ -60,6 +60,13 @@ bool NSArray::isEqual(const NSObject& other, std::int32_t depth) const {
                     [depth](const Value& left, const Value& right) { return left.isEqual(right, depth + 1); });
 }
 
+std::size_t NSArray::hash() const {
+  constexpr std::size_t kFactor = 31;
+  std::size_t hash = elements_.size();
+  for (const Value& element : elements_) hash = hash * kFactor + element.shallowHash();
+  return hash;
+}
+
 bool NSArray::findValueForKey(const NSString& key, Value& value) const {
   return findValuesForKey(elements_, key, value);
 }

@@ -29,7 +29,7 @@ class NSArray : public NSObject {
   const char* className() const override { return "NSArray"; }
   void describe(Description& out) const override;
   bool isEqual(const NSObject& other, std::int32_t depth = 0) const override;
-  std::size_t hash() const override { return elements_.size(); }
+  std::size_t hash() const override;
   bool findValueForKey(const NSString& key, Value& value) const override;
   // Walks the list as it is at each step.
   Ref<NSEnumerator> objectEnumerator() const override;

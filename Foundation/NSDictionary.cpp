@@ -101,6 +101,13 @@ bool NSDictionary::isEqual(const NSObject& other, std::int32_t depth) const {
   return true;
 }
 
+// The order of the entries does not count.
+std::size_t NSDictionary::hash() const {
+  std::size_t hash = entries_.size();
+  for (const Entry& entry : entries_) hash += entry.key->hash() * (entry.value.shallowHash() | 1);
+  return hash;
+}
+
 bool NSDictionary::findValueForKey(const NSString& key, Value& value) const {
   if (const Value* found = find(key)) {
     value = *found;

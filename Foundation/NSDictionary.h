@@ -41,7 +41,7 @@ class NSDictionary : public NSObject {
   const char* className() const override { return "NSDictionary"; }
   void describe(Description& out) const override;
   bool isEqual(const NSObject& other, std::int32_t depth = 0) const override;
-  std::size_t hash() const override { return entries_.size(); }
+  std::size_t hash() const override;
   // An entry, or the number of entries for "@count" where no entry has that key; never raises.
   bool findValueForKey(const NSString& key, Value& value) const override;
   // The values, in insertion order.

@@ -47,6 +47,13 @@ bool NSSet::isEqual(const NSObject& other, std::int32_t depth) const {
                      [&otherSet](const Value& member) { return otherSet.containsObject(member); });
 }
 
+// The order of the members does not count.
+std::size_t NSSet::hash() const {
+  std::size_t hash = members_.size();
+  for (const Value& member : members_) hash += member.shallowHash();
+  return hash;
+}
+
 bool NSSet::findValueForKey(const NSString& key, Value& value) const { return findValuesForKey(members_, key, value); }
 
 Ref<NSEnumerator> NSSet::objectEnumerator() const {

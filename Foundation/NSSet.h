@@ -43,7 +43,7 @@ class NSSet final : public NSObject {
   const char* className() const override { return "NSSet"; }
   void describe(Description& out) const override;
   bool isEqual(const NSObject& other, std::int32_t depth = 0) const override;
-  std::size_t hash() const override { return members_.size(); }
+  std::size_t hash() const override;
   bool findValueForKey(const NSString& key, Value& value) const override;
   Ref<NSEnumerator> objectEnumerator() const override;
 

@@ -29,6 +29,21 @@ std::size_t Value::hash() const {
   return isObject() ? object()->hash() : static_cast<std::size_t>(kind());
 }
 
+std::size_t Value::shallowHash() const {
+  const NSObject* held = object();
+  if (held == nullptr) return hash();
+  switch (held->kind()) {
+    case ObjectKind::Array:
+      return static_cast<const NSArray*>(held)->count();
+    case ObjectKind::Dictionary:
+      return static_cast<const NSDictionary*>(held)->count();
+    case ObjectKind::Set:
+      return static_cast<const NSSet*>(held)->count();
+    default:
+      return held->hash();
+  }
+}
+
 std::optional<bool> Value::isLessThan(const Value& other) const {
   if (isObject()) return object()->isLessThan(other);
   if (!isNumber() || !other.isNumber()) return {};

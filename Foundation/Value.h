@@ -114,6 +114,8 @@ class Value {
   // null object and absence only with themselves. `depth` counts the collections around the two.
   bool isEqual(const Value& other, std::int32_t depth = 0) const;
   std::size_t hash() const;
+  // The same without looking into collections, for the hash of a collection that holds the value.
+  std::size_t shallowHash() const;
 
   // Whether this value comes before (after) the other; absent when the pair has no order.
   std::optional<bool> isLessThan(const Value& other) const;

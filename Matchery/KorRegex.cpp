@@ -3,6 +3,7 @@
 #include <oniguruma.h>
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -87,6 +88,18 @@ class NestingCounter {
   std::int32_t deepest_ = 0;
 };
 
+// Subjects up to this length, in bytes, are searched at one go.
+constexpr std::size_t kShortSubject = 4096;
+constexpr std::size_t kFirstSlice = 64;
+constexpr std::chrono::milliseconds kShortestSlice{5};
+constexpr std::chrono::milliseconds kLongestSearch{500};
+
+// The first place at or after `at` where a character begins, or the end.
+std::size_t endOfSlice(std::string_view text, std::size_t at) {
+  while (at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80) ++at;
+  return std::min(at, text.size());
+}
+
 // The bounds of one search; made once, since the engine only reads it.
 struct FreeMatchParameters {
   void operator()(OnigMatchParam* parameters) const { onig_free_match_param(parameters); }
@@ -123,7 +136,10 @@ std::optional<std::size_t> position(int answer, std::uint64_t retries) {
 
 }  // namespace
 
-KorRegex::KorRegex(Ref<NSString> pattern) : NSObject(kRegexKind, Counting::Atomic), pattern_(std::move(pattern)) {
+KorRegex::KorRegex(Ref<NSString> pattern)
+    : NSObject(kRegexKind, Counting::Atomic),
+      pattern_(std::move(pattern)),
+      dependsOnStart_(pattern_->view().find("\\G") != std::string_view::npos) {
   const std::string_view text = pattern_->view();
   OnigErrorInfo information;
   const int answer = onig_new(&compiled_, bytes(text), bytes(text) + text.size(), ONIG_OPTION_NONE, ONIG_ENCODING_UTF8,
@@ -155,10 +171,27 @@ Ref<KorRegex> KorRegex::compileExpression(const Text& pattern) {
 
 bool KorRegex::matchesString(const NSString& subject, std::uint64_t retries) const {
   const std::string_view text = subject.view();
+  if (text.size() <= kShortSubject || dependsOnStart_) return search(text, 0, text.size(), retries);
+  // From every place of a long text the engine may look as far as its end, which no count of retries notices: the places
+  // are searched in slices, with a look at the clock between them.
+  const auto deadline = std::chrono::steady_clock::now() + kLongestSearch;
+  std::size_t slice = kFirstSlice;
+  for (std::size_t from = 0, to = 0; from < text.size(); from = to) {
+    to = endOfSlice(text, from + slice);
+    const auto began = std::chrono::steady_clock::now();
+    if (search(text, from, to, retries)) return true;
+    const auto now = std::chrono::steady_clock::now();
+    if (now > deadline) raiseLimit(KorTemplateLimit::RegexRetries, retries);
+    if (now - began < kShortestSlice) slice *= 2;
+  }
+  return search(text, text.size(), text.size(), retries);  // nothing at all may match at the end
+}
+
+// Whether a match begins at one of the places from `from` up to `to`.
+bool KorRegex::search(std::string_view text, std::size_t from, std::size_t to, std::uint64_t retries) const {
   const OnigUChar* start = bytes(text);
-  const OnigUChar* end = start + text.size();
-  const int answer = onig_search_with_param(compiled_, start, end, start, end, nullptr, ONIG_OPTION_NONE,
-                                            parametersFor(retries));
+  const int answer = onig_search_with_param(compiled_, start, start + text.size(), start + from, start + to, nullptr,
+                                            ONIG_OPTION_NONE, parametersFor(retries));
   return position(answer, retries).has_value();
 }
 

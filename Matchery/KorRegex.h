@@ -33,7 +33,7 @@ class KorRegex final : public NSObject {
   const NSString& pattern() const noexcept { return *pattern_; }
 
   // Whether the pattern matches anywhere in the text. Raises `KorTemplateLimitException` when the search takes more
-  // retries than `retries`.
+  // retries than `retries`, or longer than about half a second.
   bool matchesString(const NSString& subject) const { return matchesString(subject, KorTemplateLimits{}.regexRetries); }
   bool matchesString(const NSString& subject, std::uint64_t retries) const;
 
@@ -50,7 +50,10 @@ class KorRegex final : public NSObject {
  private:
   explicit KorRegex(Ref<NSString> pattern);
 
+  bool search(std::string_view text, std::size_t from, std::size_t to, std::uint64_t retries) const;
+
   Ref<NSString> pattern_;
+  bool dependsOnStart_;  // the pattern asks where the search began
   re_pattern_buffer* compiled_ = nullptr;  // freed with this object
 };
 
