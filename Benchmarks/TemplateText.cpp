@@ -12,7 +12,7 @@ constexpr std::size_t kKilobyte = 1024;
 
 // The blocks of one kilobyte, in order; "#" stands for its number.
 constexpr std::string_view kBlocks[] = {
-    "<? if ($user#.mail =~ /@example\\.org$/) ?>",
+    "<? if ($user#.kind == \"company\") ?>",
     "<?= $user#.name + \", \" + $user#.city ?>",
     "<? elseif ($user#.age < 18) ?>",
     "<?= $user#.school ?>",

@@ -88,6 +88,7 @@ std::string Description::of(const Value& value, std::uint64_t limit) {
 }
 
 void Description::part(std::string_view text) {
+  if (text.empty()) return;
   if (queued_.empty()) {
     append(text);
   } else {
@@ -107,9 +108,13 @@ void Description::part(Base base) {
   part("<" + std::string(base.object.className()) + ": 0x" + std::string(address, end) + ">");
 }
 
-void Description::part(const Value& value) { queued_.push_back({{}, value, {}}); }
+void Description::part(const Value& value) {
+  queued_.push_back({{}, value, {}});
+}
 
-Value Description::arrayOf(std::vector<Value> items) { return makeRef<NSArray>(std::move(items)); }
+Value Description::arrayOf(std::vector<Value> items) {
+  return makeRef<NSArray>(std::move(items));
+}
 
 std::string_view Description::upToPlaceholder(std::string_view& format) {
   const std::size_t at = std::min(format.find("%@"), format.size());

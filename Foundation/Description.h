@@ -16,8 +16,8 @@ class NSArray;
 class NSDictionary;
 class NSSet;
 
-// The text of a value under construction. An object's `describe` hands it pieces and children in order; the children are
-// described afterwards from a stack of its own, so that no chain of objects is too deep for it.
+// The text of a value under construction. An object's `describe` hands it pieces and children in order; the children
+// are described afterwards from a stack of its own, so that no chain of objects is too deep for it.
 class Description {
  public:
   // Raises `KorTemplateLimitException` once the text is longer than `limit` bytes.

@@ -28,10 +28,14 @@ const char* textOf(KorTemplateLimit limit) {
 }  // namespace
 
 KorTemplateLimitException::KorTemplateLimitException(KorTemplateLimit limit, std::uint64_t value)
-    : limit_(limit), value_(value), text_(std::make_shared<const std::string>(stringWithFormat(textOf(limit), value))) {}
+    : limit_(limit),
+      value_(value),
+      text_(std::make_shared<const std::string>(stringWithFormat(textOf(limit), value))) {}
 
 KorTemplateLimitException::~KorTemplateLimitException() = default;
 
-void raiseLimit(KorTemplateLimit limit, std::uint64_t value) { throw KorTemplateLimitException(limit, value); }
+void raiseLimit(KorTemplateLimit limit, std::uint64_t value) {
+  throw KorTemplateLimitException(limit, value);
+}
 
 }  // namespace tavlo

@@ -24,11 +24,11 @@ struct KorTemplateLimits {
   // Running functions inside one another, the template's and the host's.
   std::int32_t functionDepth = 1000;
   // What must be left of the running thread's stack, in bytes.
-  std::uint64_t stackLeft = 64 * 1024;
+  std::uint64_t stackLeft = std::uint64_t{64} * 1024;
   // Retries of one regular expression search.
   std::uint64_t regexRetries = 1'000'000;
   // One string made by the template, in bytes.
-  std::uint64_t stringLength = 256 * 1024 * 1024;
+  std::uint64_t stringLength = std::uint64_t{256} * 1024 * 1024;
 
   // Collections inside one another in a value that is described or compared.
   static constexpr std::int32_t kValueDepth = 1000;
@@ -42,10 +42,16 @@ class [[gnu::visibility("default")]] KorTemplateLimitException : public std::exc
   KorTemplateLimitException& operator=(const KorTemplateLimitException&) noexcept = default;
   ~KorTemplateLimitException() override;
 
-  KorTemplateLimit limit() const noexcept { return limit_; }
+  KorTemplateLimit limit() const noexcept {
+    return limit_;
+  }
   // The bound's value.
-  std::uint64_t value() const noexcept { return value_; }
-  const char* what() const noexcept override { return text_->c_str(); }
+  std::uint64_t value() const noexcept {
+    return value_;
+  }
+  const char* what() const noexcept override {
+    return text_->c_str();
+  }
 
  private:
   KorTemplateLimit limit_;

@@ -12,8 +12,10 @@ template <class T>
 class ListArgument {
  public:
   ListArgument(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor)
-  ListArgument(std::span<const T> items) noexcept : items_(items), present_(true) {}  // NOLINT(google-explicit-constructor)
-  ListArgument(const std::vector<T>& items) noexcept : items_(items), present_(true) {}  // NOLINT(google-explicit-constructor)
+  ListArgument(std::span<const T> items) noexcept
+      : items_(items), present_(true) {}  // NOLINT(google-explicit-constructor)
+  ListArgument(const std::vector<T>& items) noexcept
+      : items_(items), present_(true) {}                 // NOLINT(google-explicit-constructor)
   ListArgument(std::initializer_list<T> items) noexcept  // NOLINT(google-explicit-constructor)
       : items_(items.begin(), items.size()), present_(true) {}
 

@@ -1,6 +1,5 @@
 #include "Foundation/NSArray.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "Foundation/Description.h"
@@ -50,21 +49,26 @@ const Value& NSArray::objectAtIndex(std::size_t index) const {
   return elements_[index];
 }
 
-void NSArray::describe(Description& out) const { out.array(*this); }
+void NSArray::describe(Description& out) const {
+  out.array(*this);
+}
 
 bool NSArray::isEqual(const NSObject& other, std::int32_t depth) const {
   if (other.kind() != ObjectKind::Array) return false;
   requireValueDepth(depth + 1);
+  // By index, holding both: comparing may run a host's code, which may change the lists.
   const auto& otherElements = static_cast<const NSArray&>(other).elements_;
-  return std::equal(elements_.begin(), elements_.end(), otherElements.begin(), otherElements.end(),
-                    [depth](const Value& left, const Value& right) { return left.isEqual(right, depth + 1); });
+  if (elements_.size() != otherElements.size()) return false;
+  for (std::size_t index = 0; index < elements_.size() && index < otherElements.size(); ++index) {
+    const Value left = elements_[index];
+    const Value right = otherElements[index];
+    if (!left.isEqual(right, depth + 1)) return false;
+  }
+  return elements_.size() == otherElements.size();
 }
 
 std::size_t NSArray::hash() const {
-  constexpr std::size_t kFactor = 31;
-  std::size_t hash = elements_.size();
-  for (const Value& element : elements_) hash = hash * kFactor + element.shallowHash();
-  return hash;
+  return Value(Ref<NSArray>::retaining(const_cast<NSArray*>(this))).hash();  // NOLINT(*-const-cast): counted
 }
 
 bool NSArray::findValueForKey(const NSString& key, Value& value) const {
@@ -72,7 +76,8 @@ bool NSArray::findValueForKey(const NSString& key, Value& value) const {
 }
 
 Ref<NSEnumerator> NSArray::objectEnumerator() const {
-  return makeRef<ArrayEnumerator>(Ref<NSArray>::retaining(const_cast<NSArray*>(this)));  // NOLINT(*-const-cast): counted
+  return makeRef<ArrayEnumerator>(
+      Ref<NSArray>::retaining(const_cast<NSArray*>(this)));  // NOLINT(*-const-cast): counted
 }
 
 void NSMutableArray::addObject(Value element) {
@@ -98,6 +103,7 @@ void NSMutableArray::replaceObjectAtIndex(std::size_t index, Value element) {
 void NSMutableArray::removeObjectAtIndex(std::size_t index) {
   requireUnshared(*this);
   requireIndex(index < elements_.size(), index, elements_.size());
+  const Value removed = std::move(elements_[index]);  // let go of last
   elements_.erase(elements_.begin() + static_cast<std::ptrdiff_t>(index));
 }
 

@@ -52,18 +52,19 @@ void NSDate::describe(Description& out) const {
   const auto secondOfDay = static_cast<int>(seconds - days * kSecondsPerDay);
   const CivilDate date = civilFromDays(days);
   char text[64];
-  const int length = std::snprintf(text, sizeof text, "%04lld-%02d-%02d %02d:%02d:%02d +0000",
-                                   static_cast<long long>(date.year), date.month, date.day, secondOfDay / 3600,
-                                   secondOfDay / 60 % 60, secondOfDay % 60);
+  const int length =
+      std::snprintf(text, sizeof text, "%04lld-%02d-%02d %02d:%02d:%02d +0000", static_cast<long long>(date.year),
+                    date.month, date.day, secondOfDay / 3600, secondOfDay / 60 % 60, secondOfDay % 60);
   out.part(std::string_view(text, static_cast<std::size_t>(length)));
 }
 
 bool NSDate::isEqual(const NSObject& other, std::int32_t /*depth*/) const {
-  return other.kind() == ObjectKind::Date &&
-         static_cast<const NSDate&>(other).secondsSince1970_ == secondsSince1970_;
+  return other.kind() == ObjectKind::Date && static_cast<const NSDate&>(other).secondsSince1970_ == secondsSince1970_;
 }
 
-std::size_t NSDate::hash() const { return hashOfNumber(RawValue::real(secondsSince1970_)); }
+std::size_t NSDate::hash() const {
+  return hashOfNumber(RawValue::real(secondsSince1970_));
+}
 
 std::optional<bool> NSDate::isLessThan(const Value& other) const {
   const NSDate* date = dateIn(other);

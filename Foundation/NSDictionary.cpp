@@ -17,9 +17,7 @@ class ValueEnumerator final : public NSEnumerator {
  public:
   explicit ValueEnumerator(Ref<NSDictionary> dictionary) : dictionary_(std::move(dictionary)) {}
 
-  Value nextObject() override {
-    return next_ < dictionary_->count() ? dictionary_->entries()[next_++].value : Value();
-  }
+  Value nextObject() override { return next_ < dictionary_->count() ? dictionary_->entries()[next_++].value : Value(); }
 
  private:
   Ref<NSDictionary> dictionary_;
@@ -87,25 +85,28 @@ Value NSDictionary::objectForKey(std::string_view key) const {
   return value == nullptr ? Value() : *value;
 }
 
-void NSDictionary::describe(Description& out) const { out.dictionary(*this); }
+void NSDictionary::describe(Description& out) const {
+  out.dictionary(*this);
+}
 
 bool NSDictionary::isEqual(const NSObject& other, std::int32_t depth) const {
   if (other.kind() != ObjectKind::Dictionary) return false;
   requireValueDepth(depth + 1);
   const auto& otherDictionary = static_cast<const NSDictionary&>(other);
   if (count() != otherDictionary.count()) return false;
-  for (const Entry& entry : entries_) {
-    const Value* otherValue = otherDictionary.find(*entry.key);
-    if (otherValue == nullptr || !entry.value.isEqual(*otherValue, depth + 1)) return false;
+  // By index, holding both: comparing may run a host's code, which may change the dictionaries.
+  for (std::size_t index = 0; index < entries_.size(); ++index) {
+    const Value* found = otherDictionary.find(*entries_[index].key);
+    if (found == nullptr) return false;
+    const Value left = entries_[index].value;
+    const Value right = *found;
+    if (!left.isEqual(right, depth + 1)) return false;
   }
   return true;
 }
 
-// The order of the entries does not count.
 std::size_t NSDictionary::hash() const {
-  std::size_t hash = entries_.size();
-  for (const Entry& entry : entries_) hash += entry.key->hash() * (entry.value.shallowHash() | 1);
-  return hash;
+  return Value(Ref<NSDictionary>::retaining(const_cast<NSDictionary*>(this))).hash();  // NOLINT(*-const-cast): counted
 }
 
 bool NSDictionary::findValueForKey(const NSString& key, Value& value) const {
@@ -118,7 +119,8 @@ bool NSDictionary::findValueForKey(const NSString& key, Value& value) const {
 }
 
 Ref<NSEnumerator> NSDictionary::objectEnumerator() const {
-  return makeRef<ValueEnumerator>(Ref<NSDictionary>::retaining(const_cast<NSDictionary*>(this)));  // NOLINT(*-const-cast): counted
+  return makeRef<ValueEnumerator>(
+      Ref<NSDictionary>::retaining(const_cast<NSDictionary*>(this)));  // NOLINT(*-const-cast): counted
 }
 
 void NSDictionary::store(Ref<NSString> key, Value value) {

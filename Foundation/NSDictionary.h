@@ -55,7 +55,8 @@ class NSDictionary : public NSObject {
   void rebuildSlots();
 
   std::vector<Entry> entries_;
-  std::vector<std::uint32_t> slots_;  // open addressing over entries_, a power of two; empty while the dictionary is small
+  std::vector<std::uint32_t>
+      slots_;  // open addressing over entries_, a power of two; empty while the dictionary is small
 };
 
 // A dictionary that can change, as long as it is not shared between threads: then its mutators raise

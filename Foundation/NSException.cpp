@@ -10,7 +10,9 @@ NSException::NSException(std::string_view name)
 
 NSException::~NSException() = default;
 
-void failAssertion(std::string_view description) { throw NSException(NSInternalInconsistencyException, description); }
+void failAssertion(std::string_view description) {
+  throw NSException(NSInternalInconsistencyException, description);
+}
 
 void failParameter(const char* condition) {
   NSException::raise(NSInternalInconsistencyException, "Invalid parameter not satisfying: %s", condition);

@@ -16,8 +16,8 @@ inline constexpr const char* NSInvalidArgumentException = "NSInvalidArgumentExce
 inline constexpr const char* NSRangeException = "NSRangeException";
 inline constexpr const char* NSUndefinedKeyException = "NSUndefinedKeyException";
 
-// The family of exceptions that the engine and its hosts raise. Thrown by value, caught by const reference; a copy shares
-// its texts and cannot throw.
+// The family of exceptions that the engine and its hosts raise. Thrown by value, caught by const reference; a copy
+// shares its texts and cannot throw.
 class [[gnu::visibility("default")]] NSException : public std::exception {
  public:
   NSException(std::string_view name, std::string_view reason);
@@ -27,13 +27,23 @@ class [[gnu::visibility("default")]] NSException : public std::exception {
   NSException& operator=(const NSException&) noexcept = default;
   ~NSException() override;
 
-  const std::string& name() const noexcept { return texts_->name; }
+  const std::string& name() const noexcept {
+    return texts_->name;
+  }
   // Empty when there is none.
-  const std::string& reason() const noexcept { return texts_->reason; }
-  bool hasReason() const noexcept { return texts_->hasReason; }
+  const std::string& reason() const noexcept {
+    return texts_->reason;
+  }
+  bool hasReason() const noexcept {
+    return texts_->hasReason;
+  }
   // The reason, or the name when there is no reason.
-  const std::string& description() const noexcept { return texts_->hasReason ? texts_->reason : texts_->name; }
-  const char* what() const noexcept override { return description().c_str(); }
+  const std::string& description() const noexcept {
+    return texts_->hasReason ? texts_->reason : texts_->name;
+  }
+  const char* what() const noexcept override {
+    return description().c_str();
+  }
 
   // Raises an exception of that name; the reason is formatted by `stringWithFormat`.
   template <class... Arguments>
@@ -57,7 +67,8 @@ class [[gnu::visibility("default")]] NSException : public std::exception {
 
 // What a caller can get wrong: raises with the text of the condition unless it holds.
 inline void requireParameter(bool condition, const char* text) {
-  if (!condition) [[unlikely]] failParameter(text);
+  if (!condition) [[unlikely]]
+    failParameter(text);
 }
 
 }  // namespace tavlo

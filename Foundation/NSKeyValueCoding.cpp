@@ -151,14 +151,20 @@ constexpr CollectionOperator kCollectionOperators[] = {
 
 }  // namespace
 
-NSKeyPath::NSKeyPath(std::string_view path)
-    : keys_(std::make_unique<Key[]>(static_cast<std::size_t>(std::ranges::count(path, '.')) + 1)) {
-  for (bool more = true; more; ++count_) {
-    const std::size_t dot = path.find('.');
-    more = dot != std::string_view::npos;
-    keys_[count_].text = NSString::stringWithValidUTF8(path.substr(0, dot), Counting::Atomic);
-    path.remove_prefix(more ? dot + 1 : path.size());
+NSKeyPath::NSKeyPath(std::string_view path) : text_(NSString::stringWithValidUTF8(path, Counting::Atomic)) {
+  const auto dots = static_cast<std::size_t>(std::ranges::count(path, '.'));
+  if (dots == 0) {
+    firstKey_.text = text_;
+    return;
   }
+  moreKeys_ = std::make_unique<Key[]>(dots);
+  const auto next = [&path] {
+    const std::string_view key = path.substr(0, path.find('.'));
+    path.remove_prefix(std::min(key.size() + 1, path.size()));
+    return NSString::stringWithValidUTF8(key, Counting::Atomic);
+  };
+  firstKey_.text = next();
+  for (; count_ <= dots; ++count_) moreKeys_[count_ - 1].text = next();
 }
 
 const Value* NSKeyPath::peek(RawValue root) const noexcept {
@@ -166,7 +172,7 @@ const Value* NSKeyPath::peek(RawValue root) const noexcept {
   for (std::size_t index = 0; index < count_; ++index) {
     const RawValue holder = value == nullptr ? root : value->peek();
     if (holder.kind() != ValueKind::Object || holder.payload.object->kind() != ObjectKind::Dictionary) return nullptr;
-    const Key& key = keys_[index];
+    const Key& key = keyAt(index);
     const std::uint32_t known = key.lastSlot.load(std::memory_order_relaxed);
     std::uint32_t slot = known;
     value = static_cast<const NSDictionary*>(holder.payload.object)->find(*key.text, slot);
@@ -176,12 +182,14 @@ const Value* NSKeyPath::peek(RawValue root) const noexcept {
   return value;
 }
 
-bool NSKeyPath::find(const Value& root, Value& result) const { return findFrom(0, root, result); }
+bool NSKeyPath::find(const Value& root, Value& result) const {
+  return findFrom(0, root, result);
+}
 
 bool NSKeyPath::findFrom(std::size_t index, const Value& start, Value& result) const {
   result = start;
   for (; index < count_ && !result.isAbsent(); ++index) {
-    const NSString& key = *keys_[index].text;
+    const NSString& key = *keyAt(index).text;
     const Value holder = std::move(result);
     result = Value();
     const std::vector<Value>* elements = elementsOf(holder);
@@ -194,7 +202,7 @@ bool NSKeyPath::findFrom(std::size_t index, const Value& start, Value& result) c
 NSKeyPath::Contribution NSKeyPath::contributionFrom(std::size_t index, const Value& element, Value& result) const {
   result = element;
   for (; index < count_ && !result.isAbsent() && !result.isNull(); ++index) {
-    const NSString& key = *keys_[index].text;
+    const NSString& key = *keyAt(index).text;
     const Value holder = std::move(result);
     result = Value();
     const std::vector<Value>* elements = elementsOf(holder);
@@ -209,7 +217,7 @@ NSKeyPath::Contribution NSKeyPath::contributionFrom(std::size_t index, const Val
 
 bool NSKeyPath::applyOperator(std::size_t index, const std::vector<Value>& elements, Value& result) const {
   checkStack();
-  const std::string_view name = keys_[index].text->view();
+  const std::string_view name = keyAt(index).text->view();
   if (name == "@count") {
     result = elements.size();
     return true;

@@ -18,6 +18,9 @@ class NSKeyPath {
   // The path must be valid UTF-8. Its keys are what stands between the dots; each may be empty.
   explicit NSKeyPath(std::string_view path);
 
+  // The whole path.
+  std::string_view text() const noexcept { return text_->view(); }
+
   // What the path leads to from `root`. False when a value on the way does not know its key; an exception of a host's
   // property passes through. An absent value ends the path: the result is absent too.
   bool find(const Value& root, Value& result) const;
@@ -39,8 +42,12 @@ class NSKeyPath {
   Contribution contributionFrom(std::size_t index, const Value& element, Value& result) const;
   bool applyOperator(std::size_t index, const std::vector<Value>& elements, Value& result) const;
 
-  std::unique_ptr<Key[]> keys_;
-  std::size_t count_ = 0;
+  const Key& keyAt(std::size_t index) const noexcept { return index == 0 ? firstKey_ : moreKeys_[index - 1]; }
+
+  Ref<NSString> text_;
+  Key firstKey_;
+  std::unique_ptr<Key[]> moreKeys_;
+  std::size_t count_ = 1;
 };
 
 // The value for one key, whatever the kind of the value that is asked; absent for an absent value. False for a key that
@@ -50,8 +57,8 @@ bool findValueForKey(const Value& object, const NSString& key, Value& value);
 // What the dotted path leads to. Raises `NSUndefinedKeyException` where a value on the way does not know its key.
 Value valueForKeyPath(const Value& root, std::string_view path);
 
-// The list of the values that the elements have for the key, null for a null element and for an absent value. False when
-// an element does not know the key.
+// The list of the values that the elements have for the key, null for a null element and for an absent value. False
+// when an element does not know the key.
 bool findValuesForKey(const std::vector<Value>& elements, const NSString& key, Value& values);
 
 // Raises `NSUndefinedKeyException`.

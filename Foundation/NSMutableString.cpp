@@ -10,6 +10,8 @@ void NSMutableString::appendString(const Text& text) {
   text_.append(text.view());
 }
 
-void NSMutableString::describe(Description& out) const { out.part(std::string_view(text_)); }
+void NSMutableString::describe(Description& out) const {
+  out.part(std::string_view(text_));
+}
 
 }  // namespace tavlo

@@ -58,7 +58,8 @@ char* writeReal(char* out, Real number) noexcept {
     }
   }
   char scientific[kNumberTextSize];
-  const char* end = std::to_chars(scientific, scientific + sizeof scientific, number, std::chars_format::scientific).ptr;
+  const char* end =
+      std::to_chars(scientific, scientific + sizeof scientific, number, std::chars_format::scientific).ptr;
   const char* mark = std::find(static_cast<const char*>(scientific), end, 'e');
   int exponent = 0;
   std::from_chars(mark[1] == '+' ? mark + 2 : mark + 1, end, exponent);
@@ -72,9 +73,13 @@ char* writeReal(char* out, Real number) noexcept {
 
 }  // namespace
 
-char* writeDouble(char* out, double number) noexcept { return writeReal(out, number); }
+char* writeDouble(char* out, double number) noexcept {
+  return writeReal(out, number);
+}
 
-char* writeFloat(char* out, float number) noexcept { return writeReal(out, number); }
+char* writeFloat(char* out, float number) noexcept {
+  return writeReal(out, number);
+}
 
 char* writeNumber(char* out, RawValue number) noexcept {
   switch (number.kind()) {
@@ -216,7 +221,9 @@ std::size_t hashOfNumber(RawValue number) noexcept {
 
 namespace {
 
-constexpr bool isDigit(char letter) noexcept { return letter >= '0' && letter <= '9'; }
+constexpr bool isDigit(char letter) noexcept {
+  return letter >= '0' && letter <= '9';
+}
 
 // A text's number: where its sign and its digits are.
 struct NumberText {
@@ -235,29 +242,40 @@ NumberText signedText(std::string_view text) noexcept {
   return result;
 }
 
+std::size_t digitsEnd(std::string_view text, std::size_t at) noexcept {
+  while (at < text.size() && isDigit(text[at])) ++at;
+  return at;
+}
+
+std::size_t zerosEnd(std::string_view text, std::size_t at) noexcept {
+  while (at < text.size() && text[at] == '0') ++at;
+  return at;
+}
+
+// The power of ten that an exponent's text begins with, as far as it matters.
+std::int64_t exponentOf(std::string_view text) noexcept {
+  constexpr std::int64_t kEnough = 1'000'000'000'000;
+  const bool negative = text.starts_with('-');
+  if (negative || text.starts_with('+')) text.remove_prefix(1);
+  std::int64_t power = 0;
+  for (std::size_t at = 0; at < text.size() && isDigit(text[at]) && power < kEnough; ++at) {
+    power = power * 10 + (text[at] - '0');
+  }
+  return negative ? -power : power;
+}
+
 // Whether decimal digits that are out of a double's range are too large rather than too small.
 bool isTooLarge(std::string_view digits) noexcept {
-  std::int64_t magnitude = 0;  // decimal places before the point, or minus the zeros behind it
-  std::size_t at = 0;
-  while (at < digits.size() && digits[at] == '0') ++at;
-  const std::size_t firstDigit = at;
-  while (at < digits.size() && isDigit(digits[at])) ++at;
-  magnitude = static_cast<std::int64_t>(at - firstDigit);
+  const std::size_t firstDigit = zerosEnd(digits, 0);
+  std::size_t at = digitsEnd(digits, firstDigit);
+  // Decimal places before the point, or minus the zeros behind it.
+  auto magnitude = static_cast<std::int64_t>(at - firstDigit);
   if (at < digits.size() && digits[at] == '.') {
-    ++at;
-    for (; magnitude <= 0 && at < digits.size() && digits[at] == '0'; ++at) --magnitude;
-    while (at < digits.size() && isDigit(digits[at])) ++at;
+    const std::size_t zeros = zerosEnd(digits, at + 1) - (at + 1);
+    if (magnitude == 0) magnitude = -static_cast<std::int64_t>(zeros);
+    at = digitsEnd(digits, at + 1);
   }
-  if (at < digits.size() && (digits[at] == 'e' || digits[at] == 'E')) {
-    const NumberText exponent = signedText(digits.substr(at + 1));
-    std::int64_t power = 0;
-    constexpr std::int64_t kEnough = 1'000'000'000'000;
-    for (const char digit : exponent.digits) {
-      if (!isDigit(digit) || power > kEnough) break;
-      power = power * 10 + (digit - '0');
-    }
-    magnitude += exponent.negative ? -power : power;
-  }
+  if (at < digits.size() && (digits[at] == 'e' || digits[at] == 'E')) magnitude += exponentOf(digits.substr(at + 1));
   return magnitude > 0;
 }
 
@@ -282,7 +300,8 @@ Integer textAsClampedInteger(std::string_view text) noexcept {
 double textAsDouble(std::string_view text) noexcept {
   const NumberText parts = signedText(text);
   const std::string_view digits = parts.digits;
-  const bool starts = !digits.empty() && (isDigit(digits[0]) || (digits[0] == '.' && digits.size() > 1 && isDigit(digits[1])));
+  const bool starts =
+      !digits.empty() && (isDigit(digits[0]) || (digits[0] == '.' && digits.size() > 1 && isDigit(digits[1])));
   if (!starts) return 0;
   double number = 0;
   const auto result = std::from_chars(digits.data(), digits.data() + digits.size(), number);
@@ -292,9 +311,13 @@ double textAsDouble(std::string_view text) noexcept {
   return parts.negative ? -number : number;
 }
 
-std::int64_t textAsInteger(std::string_view text) noexcept { return textAsClampedInteger<std::int64_t>(text); }
+std::int64_t textAsInteger(std::string_view text) noexcept {
+  return textAsClampedInteger<std::int64_t>(text);
+}
 
-std::int32_t textAsInt(std::string_view text) noexcept { return textAsClampedInteger<std::int32_t>(text); }
+std::int32_t textAsInt(std::string_view text) noexcept {
+  return textAsClampedInteger<std::int32_t>(text);
+}
 
 bool textAsBool(std::string_view text) noexcept {
   std::string_view rest = signedText(text).digits;

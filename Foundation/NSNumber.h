@@ -40,8 +40,8 @@ NumberOrder compareNumbers(RawValue left, RawValue right) noexcept;
 std::size_t hashOfNumber(RawValue number) noexcept;
 
 // The number at the start of a text, after white space: the longest prefix that is a decimal number with optional sign
-// (of a double with optional point and exponent); 0 where there is none. An integer clamps to its type's range, a double
-// becomes infinite or zero beyond its own. No reading depends on the locale.
+// (of a double with optional point and exponent); 0 where there is none. An integer clamps to its type's range, a
+// double becomes infinite or zero beyond its own. No reading depends on the locale.
 double textAsDouble(std::string_view text) noexcept;
 std::int64_t textAsInteger(std::string_view text) noexcept;
 std::int32_t textAsInt(std::string_view text) noexcept;

@@ -9,8 +9,8 @@
 
 namespace tavlo {
 
-// Ends objects in place down to a fixed depth and lines up the deeper ones, linked through the fields that counted their
-// references, until the outermost end has returned.
+// Ends objects in place down to a fixed depth and lines up the deeper ones, linked through the fields that counted
+// their references, until the outermost end has returned.
 class PendingReleases {
  public:
   void end(const NSObject* object) noexcept {
@@ -37,8 +37,8 @@ class PendingReleases {
   const NSObject* pop() noexcept {
     const NSObject* object = first_;
     if (object == nullptr) return nullptr;
-    const std::uintptr_t next = (static_cast<std::uintptr_t>(object->linkHigh_) << kLowBits) |
-                                object->count_.load(std::memory_order_relaxed);
+    const std::uintptr_t next =
+        (static_cast<std::uintptr_t>(object->linkHigh_) << kLowBits) | object->count_.load(std::memory_order_relaxed);
     first_ = reinterpret_cast<const NSObject*>(next);
     return object;
   }
@@ -48,9 +48,10 @@ class PendingReleases {
 };
 
 namespace {
-// In the block of every thread that is found without a call: two words, which libraries opened at run time find room for.
+// In the block of every thread that is found without a call: two words, which libraries opened at run time find room
+// for.
 [[gnu::tls_model("initial-exec")]] thread_local PendingReleases pendingReleases;
-}
+}  // namespace
 
 void NSObject::end() const noexcept {
   if (kind_ == ObjectKind::String) {
@@ -60,22 +61,34 @@ void NSObject::end() const noexcept {
   }
 }
 
-const char* NSObject::className() const { return "NSObject"; }
+const char* NSObject::className() const {
+  return "NSObject";
+}
 
-void NSObject::describe(Description& out) const { out.part(Description::base(*this)); }
+void NSObject::describe(Description& out) const {
+  out.part(Description::base(*this));
+}
 
 std::string NSObject::description() const {
   return Description::of(Value(Ref<NSObject>::retaining(const_cast<NSObject*>(this))),  // NOLINT(*-const-cast): counted
                          KorTemplateLimits{}.stringLength);
 }
 
-bool NSObject::isEqual(const NSObject& other, std::int32_t /*depth*/) const { return this == &other; }
+bool NSObject::isEqual(const NSObject& other, std::int32_t /*depth*/) const {
+  return this == &other;
+}
 
-std::size_t NSObject::hash() const { return reinterpret_cast<std::uintptr_t>(this) >> 4; }
+std::size_t NSObject::hash() const {
+  return reinterpret_cast<std::uintptr_t>(this) >> 4;
+}
 
-std::optional<bool> NSObject::isLessThan(const Value& /*other*/) const { return {}; }
+std::optional<bool> NSObject::isLessThan(const Value& /*other*/) const {
+  return {};
+}
 
-std::optional<bool> NSObject::isGreaterThan(const Value& /*other*/) const { return {}; }
+std::optional<bool> NSObject::isGreaterThan(const Value& /*other*/) const {
+  return {};
+}
 
 Value NSObject::valueForKey(const NSString& key) const {
   raiseUndefinedKey(Value(Ref<NSObject>::retaining(const_cast<NSObject*>(this))),  // NOLINT(*-const-cast): counted
@@ -87,6 +100,8 @@ bool NSObject::findValueForKey(const NSString& key, Value& value) const {
   return true;
 }
 
-Ref<NSEnumerator> NSObject::objectEnumerator() const { return {}; }
+Ref<NSEnumerator> NSObject::objectEnumerator() const {
+  return {};
+}
 
 }  // namespace tavlo

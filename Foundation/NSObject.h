@@ -56,8 +56,8 @@ class NSObject {
   // does not know.
   virtual Value valueForKey(const NSString& key) const;
 
-  // The same without an exception: false for a key that the class does not know. The default asks `valueForKey`; a class
-  // with cheap lookups overrides this one and leaves `valueForKey` alone.
+  // The same without an exception: false for a key that the class does not know. The default asks `valueForKey`; a
+  // class with cheap lookups overrides this one and leaves `valueForKey` alone.
   virtual bool findValueForKey(const NSString& key, Value& value) const;
 
   // A walk over what the object holds; absent when it cannot be enumerated.

@@ -10,6 +10,8 @@
 
 namespace tavlo {
 
+thread_local std::int32_t ValueSet::depth = 0;
+
 namespace {
 
 class SetEnumerator final : public NSEnumerator {
@@ -36,25 +38,27 @@ Ref<NSSet> NSSet::setWithObjects(ListArgument<Value> members) {
   return makeRef<NSSet>(std::vector<Value>(members.begin(), members.end()));
 }
 
-void NSSet::describe(Description& out) const { out.set(*this); }
+void NSSet::describe(Description& out) const {
+  out.set(*this);
+}
 
 bool NSSet::isEqual(const NSObject& other, std::int32_t depth) const {
   if (other.kind() != ObjectKind::Set) return false;
   requireValueDepth(depth + 1);
   const auto& otherSet = static_cast<const NSSet&>(other);
-  return count() == otherSet.count() &&
-         std::all_of(members_.begin(), members_.end(),
-                     [&otherSet](const Value& member) { return otherSet.containsObject(member); });
+  const ValueSet::AtDepth inside(depth + 1);
+  return count() == otherSet.count() && std::all_of(members_.begin(), members_.end(), [&otherSet](const Value& member) {
+           return otherSet.containsObject(member);
+         });
 }
 
-// The order of the members does not count.
 std::size_t NSSet::hash() const {
-  std::size_t hash = members_.size();
-  for (const Value& member : members_) hash += member.shallowHash();
-  return hash;
+  return Value(Ref<NSSet>::retaining(const_cast<NSSet*>(this))).hash();  // NOLINT(*-const-cast): counted
 }
 
-bool NSSet::findValueForKey(const NSString& key, Value& value) const { return findValuesForKey(members_, key, value); }
+bool NSSet::findValueForKey(const NSString& key, Value& value) const {
+  return findValuesForKey(members_, key, value);
+}
 
 Ref<NSEnumerator> NSSet::objectEnumerator() const {
   return makeRef<SetEnumerator>(Ref<NSSet>::retaining(const_cast<NSSet*>(this)));  // NOLINT(*-const-cast): counted

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "Foundation/ListArgument.h"
@@ -18,13 +20,27 @@ class ValueSet {
   bool insert(const Value& value) { return values_.insert(value).second; }
   bool contains(const Value& value) const { return values_.contains(value); }
 
+  // While it stands, values are compared as those of collections that lie that deep.
+  class AtDepth {
+   public:
+    explicit AtDepth(std::int32_t inner) : outer_(std::exchange(depth, inner)) {}
+    ~AtDepth() { depth = outer_; }
+    AtDepth(const AtDepth&) = delete;
+    AtDepth& operator=(const AtDepth&) = delete;
+
+   private:
+    std::int32_t outer_;
+  };
+
  private:
   struct Hash {
     std::size_t operator()(const Value& value) const { return value.hash(); }
   };
   struct Equal {
-    bool operator()(const Value& left, const Value& right) const { return left.isEqual(right); }
+    bool operator()(const Value& left, const Value& right) const { return left.isEqual(right, depth); }
   };
+  static thread_local std::int32_t depth;
+
   std::unordered_set<Value, Hash, Equal> values_;
 };
 

@@ -43,7 +43,7 @@ Ref<NSString> NSString::stringWithValidUTF8(std::string_view text) {
 
 Ref<NSString> NSString::stringWithValidUTF8(std::string_view text, Counting counting) {
   Ref<NSString> string = uninitialized(text.size(), utf16Length(text), text.size(), counting);
-  std::memcpy(string->mutableCharacters(), text.data(), text.size());
+  text.copy(string->mutableCharacters(), text.size());
   return string;
 }
 
@@ -60,8 +60,8 @@ Ref<NSString> NSString::stringWithUTF16(std::u16string_view text) {
   for (std::size_t index = 0; index < text.size(); ++index) {
     char32_t character = text[index];
     if (character >= 0xD800 && character < 0xE000) {
-      const bool paired = character < 0xDC00 && index + 1 < text.size() && text[index + 1] >= 0xDC00 &&
-                          text[index + 1] < 0xE000;
+      const bool paired =
+          character < 0xDC00 && index + 1 < text.size() && text[index + 1] >= 0xDC00 && text[index + 1] < 0xE000;
       if (!paired) NSException::raise(NSInvalidArgumentException, "Text has a lone surrogate at unit %d", index);
       character = 0x10000 + ((character - 0xD800) << 10) + (text[++index] - char32_t{0xDC00});
     }
@@ -73,8 +73,8 @@ Ref<NSString> NSString::stringWithUTF16(std::u16string_view text) {
 Ref<NSString> NSString::stringByJoining(std::string_view left, std::string_view right) {
   const std::size_t size = left.size() + right.size();
   Ref<NSString> string = uninitialized(size, utf16Length(left) + utf16Length(right), size + size / 2);
-  std::memcpy(string->mutableCharacters(), left.data(), left.size());
-  std::memcpy(string->mutableCharacters() + left.size(), right.data(), right.size());
+  left.copy(string->mutableCharacters(), left.size());
+  right.copy(string->mutableCharacters() + left.size(), right.size());
   return string;
 }
 
@@ -82,7 +82,7 @@ Ref<NSString> NSString::appended(Ref<NSString> string, std::string_view text) {
   const std::size_t size = std::size_t{string->byteLength_} + text.size();
   if (size > string->capacity_) return stringByJoining(string->view(), text);
   char* end = string->mutableCharacters() + string->byteLength_;
-  std::memcpy(end, text.data(), text.size());
+  text.copy(end, text.size());
   end[text.size()] = '\0';
   string->byteLength_ = static_cast<std::uint32_t>(size);
   string->length_ += static_cast<std::uint32_t>(utf16Length(text));
@@ -98,7 +98,9 @@ Ref<NSString> NSString::trimmed(Ref<NSString> string) {
   return copy;
 }
 
-void NSString::describe(Description& out) const { out.part(view()); }
+void NSString::describe(Description& out) const {
+  out.part(view());
+}
 
 bool NSString::isEqual(const NSObject& other, std::int32_t /*depth*/) const {
   return other.kind() == ObjectKind::String && static_cast<const NSString&>(other).view() == view();

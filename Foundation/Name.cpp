@@ -14,12 +14,14 @@ namespace tavlo {
 struct Name::Entry {
   std::atomic<std::uint32_t> references{1};
   std::uint32_t byteLength;
+  std::size_t hash;  // of the text
 
   char* characters() noexcept { return reinterpret_cast<char*>(this + 1); }
   std::string_view view() noexcept { return {characters(), byteLength}; }
 
-  static Entry* make(std::string_view text) {
-    auto* entry = new (::operator new(sizeof(Entry) + text.size() + 1)) Entry{{1}, static_cast<std::uint32_t>(text.size())};
+  static Entry* make(std::string_view text, std::size_t hash) {
+    auto* entry =
+        new (::operator new(sizeof(Entry) + text.size() + 1)) Entry{{1}, static_cast<std::uint32_t>(text.size()), hash};
     std::memcpy(entry->characters(), text.data(), text.size());
     entry->characters()[text.size()] = '\0';
     return entry;
@@ -35,13 +37,14 @@ struct Name::Entry {
 class NameTable {
  public:
   static Name::Entry* intern(std::string_view text) {
-    Part& part = partOf(text);
+    const Key key{text, std::hash<std::string_view>{}(text)};
+    Part& part = partOf(key.hash);
     const std::lock_guard lock(part.mutex);
-    if (const auto found = part.entries.find(text); found != part.entries.end()) {
+    if (const auto found = part.entries.find(key); found != part.entries.end()) {
       (*found)->references.fetch_add(1, std::memory_order_relaxed);
       return *found;
     }
-    Name::Entry* entry = Name::Entry::make(text);
+    Name::Entry* entry = Name::Entry::make(text, key.hash);
     try {
       part.entries.insert(entry);
     } catch (...) {
@@ -52,7 +55,7 @@ class NameTable {
   }
 
   static void releaseLast(Name::Entry* entry) noexcept {
-    Part& part = partOf(entry->view());
+    Part& part = partOf(entry->hash);
     const std::lock_guard lock(part.mutex);
     if (entry->references.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
     part.entries.erase(entry);
@@ -60,26 +63,31 @@ class NameTable {
   }
 
  private:
+  // A text that is looked for, hashed once.
+  struct Key {
+    std::string_view text;
+    std::size_t hash;
+  };
   struct Hash {
     using is_transparent = void;
-    std::size_t operator()(std::string_view text) const noexcept { return std::hash<std::string_view>{}(text); }
-    std::size_t operator()(Name::Entry* entry) const noexcept { return (*this)(entry->view()); }
+    std::size_t operator()(const Key& key) const noexcept { return key.hash; }
+    std::size_t operator()(Name::Entry* entry) const noexcept { return entry->hash; }
   };
   struct Equal {
     using is_transparent = void;
-    static std::string_view text(std::string_view text) noexcept { return text; }
-    static std::string_view text(Name::Entry* entry) noexcept { return entry->view(); }
-    bool operator()(const auto& left, const auto& right) const noexcept { return text(left) == text(right); }
+    bool operator()(Name::Entry* left, Name::Entry* right) const noexcept { return left == right; }
+    bool operator()(const Key& key, Name::Entry* entry) const noexcept { return key.text == entry->view(); }
+    bool operator()(Name::Entry* entry, const Key& key) const noexcept { return key.text == entry->view(); }
   };
   struct Part {
     std::mutex mutex;
     std::unordered_set<Name::Entry*, Hash, Equal> entries;
   };
 
-  static Part& partOf(std::string_view text) noexcept {
+  static Part& partOf(std::size_t hash) noexcept {
     static constexpr std::size_t kParts = 16;
     static auto& parts = *new std::array<Part, kParts>;  // names may outlive every static object
-    return parts[(std::hash<std::string_view>{}(text) >> 7) % kParts];
+    return parts[(hash >> 7) % kParts];
   }
 };
 
@@ -88,7 +96,9 @@ Name::Name(std::string_view text) {
   entry_ = NameTable::intern(text);
 }
 
-std::string_view Name::view() const noexcept { return entry_ == nullptr ? std::string_view("") : entry_->view(); }
+std::string_view Name::view() const noexcept {
+  return entry_ == nullptr ? std::string_view("") : entry_->view();
+}
 
 void Name::retain() const noexcept {
   if (entry_ != nullptr) entry_->references.fetch_add(1, std::memory_order_relaxed);

@@ -18,9 +18,9 @@ class Name {
   constexpr Name() noexcept = default;
   constexpr Name(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor)
 
-  // Implicit on purpose: a name is asked for by its text. Raises `NSInvalidArgumentException` that names the byte offset
-  // when the text is not valid UTF-8.
-  Name(std::string_view text);                            // NOLINT(google-explicit-constructor)
+  // Implicit on purpose: a name is asked for by its text. Raises `NSInvalidArgumentException` that names the byte
+  // offset when the text is not valid UTF-8.
+  Name(std::string_view text);  // NOLINT(google-explicit-constructor)
   template <TextLike T>
   Name(const T& text) : Name(std::string_view(text)) {}  // NOLINT(google-explicit-constructor)
 

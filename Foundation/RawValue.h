@@ -10,8 +10,9 @@ class NSObject;
 
 enum class ValueKind : std::uint8_t { Absent, Null, Boolean, Signed, Unsigned, Double, Float, Object };
 
-// The bare pair behind a `Value`: trivially copyable, so that it is returned in two registers. Whoever receives an owned
-// one adopts it into a `Value` at once; only code that knows it holds numbers, or something lent, works on it as it is.
+// The bare pair behind a `Value`: trivially copyable, so that it is returned in two registers. Whoever receives an
+// owned one adopts it into a `Value` at once; only code that knows it holds numbers, or something lent, works on it as
+// it is.
 //
 // A lent pair is one whose `owned` bit is off although it holds a counted object: dropping it releases nothing, and it
 // is good until the next call of anybody else's code.
@@ -57,7 +58,9 @@ struct [[nodiscard]] RawValue {
     return of(ValueKind::Unsigned, {.unsignedInteger = number});
   }
   static constexpr RawValue real(double number) noexcept { return of(ValueKind::Double, {.real = number}); }
-  static constexpr RawValue ofSingle(float number) noexcept { return of(ValueKind::Float, {.unsignedInteger = std::bit_cast<std::uint32_t>(number)}); }
+  static constexpr RawValue ofSingle(float number) noexcept {
+    return of(ValueKind::Float, {.unsignedInteger = std::bit_cast<std::uint32_t>(number)});
+  }
 };
 
 static_assert(sizeof(RawValue) == 16 && std::is_trivially_copyable_v<RawValue>);

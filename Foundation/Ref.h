@@ -17,13 +17,13 @@ class Ref {
   Ref(Ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
 
   template <class U>
-    requires std::convertible_to<U*, T*>
-  Ref(const Ref<U>& other) noexcept : object_(other.get()) {  // NOLINT(google-explicit-constructor): a base of it
+  requires std::convertible_to<U*, T*> Ref(const Ref<U>& other)
+  noexcept : object_(other.get()) {  // NOLINT(google-explicit-constructor): a base of it
     retain();
   }
   template <class U>
-    requires std::convertible_to<U*, T*>
-  Ref(Ref<U>&& other) noexcept : object_(other.leak()) {}  // NOLINT(google-explicit-constructor): a base of it
+  requires std::convertible_to<U*, T*> Ref(Ref<U>&& other)
+  noexcept : object_(other.leak()) {}  // NOLINT(google-explicit-constructor): a base of it
 
   ~Ref() {
     if (object_ != nullptr) object_->release();

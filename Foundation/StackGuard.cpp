@@ -40,8 +40,12 @@ StackGuard StackGuard::forThisThread(std::uint64_t bytesLeft) {
   return {bounds.low + bytesLeft, bytesLeft};
 }
 
-void StackGuard::fail() const { raiseLimit(KorTemplateLimit::Stack, bytesLeft_); }
+void StackGuard::fail() const {
+  raiseLimit(KorTemplateLimit::Stack, bytesLeft_);
+}
 
-void checkStack() { StackGuard::forThisThread(KorTemplateLimits{}.stackLeft).check(); }
+void checkStack() {
+  StackGuard::forThisThread(KorTemplateLimits{}.stackLeft).check();
+}
 
 }  // namespace tavlo

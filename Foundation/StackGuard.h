@@ -19,7 +19,8 @@ class StackGuard {
 
   // Raises `KorTemplateLimitException` when less is left.
   [[gnu::always_inline]] void check() const {
-    if (reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)) < floor_) [[unlikely]] fail();
+    if (reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)) < floor_) [[unlikely]]
+      fail();
   }
 
   StackGuard() = default;

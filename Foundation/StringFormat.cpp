@@ -4,7 +4,9 @@ namespace tavlo {
 
 namespace {
 
-bool isPlaceholder(char letter) { return letter == '@' || letter == 's' || letter == 'd'; }
+bool isPlaceholder(char letter) {
+  return letter == '@' || letter == 's' || letter == 'd';
+}
 
 }  // namespace
 

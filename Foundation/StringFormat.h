@@ -18,16 +18,17 @@ namespace tavlo {
 class FormatArgument {
  public:
   template <IntegerLike T>
-  FormatArgument(T number) : value_(number) {}                    // NOLINT(google-explicit-constructor)
-  FormatArgument(const Value& value) : value_(value) {}           // NOLINT(google-explicit-constructor)
+  FormatArgument(T number) : value_(number) {}           // NOLINT(google-explicit-constructor)
+  FormatArgument(const Value& value) : value_(value) {}  // NOLINT(google-explicit-constructor)
   template <class T>
-    requires std::derived_from<T, NSObject>
-  FormatArgument(const Ref<T>& object) : value_(object) {}        // NOLINT(google-explicit-constructor)
-  FormatArgument(const Name& name) : text_(name.isAbsent() ? Text() : Text(name.view())) {}  // NOLINT(google-explicit-constructor)
-  FormatArgument(const Text& text) : text_(text) {}               // NOLINT(google-explicit-constructor)
+  requires std::derived_from<T, NSObject> FormatArgument(const Ref<T>& object)
+      : value_(object) {}  // NOLINT(google-explicit-constructor)
+  FormatArgument(const Name& name)
+      : text_(name.isAbsent() ? Text() : Text(name.view())) {}  // NOLINT(google-explicit-constructor)
+  FormatArgument(const Text& text) : text_(text) {}             // NOLINT(google-explicit-constructor)
   template <TextLike T>
-  FormatArgument(const T& text) : text_(text) {}                  // NOLINT(google-explicit-constructor)
-  FormatArgument(std::nullptr_t) {}                               // NOLINT(google-explicit-constructor)
+  FormatArgument(const T& text) : text_(text) {}  // NOLINT(google-explicit-constructor)
+  FormatArgument(std::nullptr_t) {}               // NOLINT(google-explicit-constructor)
 
   bool isText() const noexcept { return !text_.isAbsent(); }
   std::string_view text() const noexcept { return text_.view(); }
@@ -38,9 +39,9 @@ class FormatArgument {
   Value value_;
 };
 
-// The format with each "%@", "%s" and "%d" replaced by the next argument's text, and "%%" by "%". Arguments are formatted
-// by their type, whichever placeholder stands for them; an absent one reads "(null)". A placeholder without an argument
-// stays as it is.
+// The format with each "%@", "%s" and "%d" replaced by the next argument's text, and "%%" by "%". Arguments are
+// formatted by their type, whichever placeholder stands for them; an absent one reads "(null)". A placeholder without
+// an argument stays as it is.
 std::string formattedString(std::string_view format, std::span<const FormatArgument> arguments);
 
 template <class... Arguments>

@@ -8,16 +8,16 @@
 
 namespace tavlo {
 
-// A view of UTF-8 text that may be absent, for parameters: made from whatever holds text, absent from `nullptr`. It owns
-// nothing and is good for the call.
+// A view of UTF-8 text that may be absent, for parameters: made from whatever holds text, absent from `nullptr`. It
+// owns nothing and is good for the call.
 class Text {
  public:
   constexpr Text() noexcept = default;
-  constexpr Text(std::nullptr_t) noexcept {}                               // NOLINT(google-explicit-constructor)
-  constexpr Text(std::string_view text) noexcept                           // NOLINT(google-explicit-constructor)
+  constexpr Text(std::nullptr_t) noexcept {}      // NOLINT(google-explicit-constructor)
+  constexpr Text(std::string_view text) noexcept  // NOLINT(google-explicit-constructor)
       : data_(text.data() == nullptr ? "" : text.data()), size_(text.size()) {}
   Text(const std::string& text) noexcept : Text(std::string_view(text)) {}  // NOLINT(google-explicit-constructor)
-  constexpr Text(const char* text) noexcept                                // NOLINT(google-explicit-constructor)
+  constexpr Text(const char* text) noexcept                                 // NOLINT(google-explicit-constructor)
       : data_(text), size_(text == nullptr ? 0 : std::string_view(text).size()) {}
   Text(const NSString* text) noexcept {  // NOLINT(google-explicit-constructor)
     if (text != nullptr) *this = Text(text->view());

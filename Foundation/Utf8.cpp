@@ -2,7 +2,9 @@
 
 #include <utf8proc.h>
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
 
 #include "Foundation/NSException.h"
 
@@ -24,7 +26,9 @@ std::size_t skipASCII(std::string_view text, std::size_t offset) noexcept {
   return offset;
 }
 
-constexpr bool isContinuation(char byte) noexcept { return (static_cast<unsigned char>(byte) & 0xC0) == 0x80; }
+constexpr bool isContinuation(char byte) noexcept {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
 
 }  // namespace
 
@@ -32,9 +36,8 @@ std::optional<std::size_t> firstInvalidByte(std::string_view text) noexcept {
   std::size_t offset = skipASCII(text, 0);
   while (offset < text.size()) {
     utf8proc_int32_t character = 0;
-    const utf8proc_ssize_t length =
-        utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()) + offset,
-                         static_cast<utf8proc_ssize_t>(text.size() - offset), &character);
+    const utf8proc_ssize_t length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()) + offset,
+                                                     static_cast<utf8proc_ssize_t>(text.size() - offset), &character);
     if (length <= 0) return offset;
     offset = skipASCII(text, offset + static_cast<std::size_t>(length));
   }
@@ -48,19 +51,18 @@ void requireValidUTF8(std::string_view text) {
 }
 
 std::size_t utf16Length(std::string_view text) noexcept {
-  std::size_t units = 0;
-  for (const char byte : text) {
+  const std::size_t ascii = skipASCII(text, 0);
+  std::size_t units = ascii;
+  for (const char byte : text.substr(ascii)) {
     units += isContinuation(byte) ? 0U : 1U;
     units += static_cast<unsigned char>(byte) >= 0xF0 ? 1U : 0U;
   }
   return units;
 }
 
-CodePoint codePointAt(std::string_view text, std::size_t offset) noexcept {
-  if (offset >= text.size()) return {0, 0};
+CodePoint longCodePointAt(std::string_view text, std::size_t offset) noexcept {
   const auto byteAt = [&](std::size_t index) -> char32_t { return static_cast<unsigned char>(text[offset + index]); };
   const char32_t lead = byteAt(0);
-  if (lead < 0x80) return {lead, 1};
   if (lead < 0xE0) return {((lead & 0x1F) << 6) | (byteAt(1) & 0x3F), 2};
   if (lead < 0xF0) return {((lead & 0x0F) << 12) | ((byteAt(1) & 0x3F) << 6) | (byteAt(2) & 0x3F), 3};
   return {((lead & 0x07) << 18) | ((byteAt(1) & 0x3F) << 12) | ((byteAt(2) & 0x3F) << 6) | (byteAt(3) & 0x3F), 4};
@@ -79,11 +81,8 @@ void appendCodePoint(std::string& out, char32_t character) {
   out.append(reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length));
 }
 
-bool isWhiteSpace(char32_t character) noexcept {
-  if (character < 0x80) return character == ' ' || (character >= '\t' && character <= '\r');
-  if (character < 0x2000) return character == 0x85 || character == 0xA0 || character == 0x1680;
-  return character <= 0x200A || character == 0x2028 || character == 0x2029 || character == 0x202F ||
-         character == 0x205F || character == 0x3000;
+bool isLongWhiteSpace(char32_t character) noexcept {
+  return std::ranges::find(kWhiteSpaceBeyondASCII, character) != std::end(kWhiteSpaceBeyondASCII);
 }
 
 std::string_view withoutLeadingWhiteSpace(std::string_view text) noexcept {

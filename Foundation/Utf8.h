@@ -23,15 +23,29 @@ struct CodePoint {
   std::uint32_t byteLength;
 };
 
+// The character of two bytes or more that starts at `offset` of valid text.
+CodePoint longCodePointAt(std::string_view text, std::size_t offset) noexcept;
 // The character that starts at `offset` of valid text.
-CodePoint codePointAt(std::string_view text, std::size_t offset) noexcept;
+inline CodePoint codePointAt(std::string_view text, std::size_t offset) noexcept {
+  if (offset >= text.size()) return {0, 0};
+  const auto lead = static_cast<unsigned char>(text[offset]);
+  return lead < 0x80 ? CodePoint{lead, 1} : longCodePointAt(text, offset);
+}
 // The character that ends before `offset` of valid text.
 CodePoint codePointBefore(std::string_view text, std::size_t offset) noexcept;
 
 void appendCodePoint(std::string& out, char32_t character);
 
-// Unicode's White_Space property.
-bool isWhiteSpace(char32_t character) noexcept;
+// Unicode's White_Space property: what has it beyond ASCII, and the question.
+inline constexpr char32_t kWhiteSpaceBeyondASCII[] = {
+    0x85,   0xA0,   0x1680, 0x2000, 0x2001, 0x2002, 0x2003, 0x2004, 0x2005, 0x2006,
+    0x2007, 0x2008, 0x2009, 0x200A, 0x2028, 0x2029, 0x202F, 0x205F, 0x3000,
+};
+bool isLongWhiteSpace(char32_t character) noexcept;
+inline bool isWhiteSpace(char32_t character) noexcept {
+  if (character >= 0x80) return isLongWhiteSpace(character);
+  return character == ' ' || (character >= '\t' && character <= '\r');
+}
 
 // The text without the white space before it.
 std::string_view withoutLeadingWhiteSpace(std::string_view text) noexcept;

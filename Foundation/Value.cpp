@@ -15,6 +15,13 @@
 
 namespace tavlo {
 
+namespace {
+
+constexpr std::int32_t kHashedLevels = 8;
+constexpr std::size_t kHashFactor = 31;
+
+}  // namespace
+
 Value::Value(std::string_view text) : raw_(ofObject(NSString::stringWithUTF8(text).leak())) {}
 
 bool Value::isEqual(const Value& other, std::int32_t depth) const {
@@ -25,20 +32,36 @@ bool Value::isEqual(const Value& other, std::int32_t depth) const {
 }
 
 std::size_t Value::hash() const {
-  if (isNumber()) return hashOfNumber(raw_);
-  return isObject() ? object()->hash() : static_cast<std::size_t>(kind());
+  return hash(kHashedLevels);
 }
 
-std::size_t Value::shallowHash() const {
+// What collections hold is looked at for some levels; deeper ones count by their sizes. The order of a dictionary's
+// entries and of a set's members does not count.
+std::size_t Value::hash(std::int32_t levels) const {
+  if (isNumber()) return hashOfNumber(raw_);
   const NSObject* held = object();
-  if (held == nullptr) return hash();
+  if (held == nullptr) return static_cast<std::size_t>(kind());
+  std::size_t hash = 0;
   switch (held->kind()) {
     case ObjectKind::Array:
-      return static_cast<const NSArray*>(held)->count();
+      hash = static_cast<const NSArray*>(held)->count();
+      if (levels == 0) return hash;
+      for (const Value& element : static_cast<const NSArray*>(held)->elements()) {
+        hash = hash * kHashFactor + element.hash(levels - 1);
+      }
+      return hash;
     case ObjectKind::Dictionary:
-      return static_cast<const NSDictionary*>(held)->count();
+      hash = static_cast<const NSDictionary*>(held)->count();
+      if (levels == 0) return hash;
+      for (const NSDictionary::Entry& entry : static_cast<const NSDictionary*>(held)->entries()) {
+        hash += entry.key->hash() * (entry.value.hash(levels - 1) | 1);
+      }
+      return hash;
     case ObjectKind::Set:
-      return static_cast<const NSSet*>(held)->count();
+      hash = static_cast<const NSSet*>(held)->count();
+      if (levels == 0) return hash;
+      for (const Value& member : static_cast<const NSSet*>(held)->members()) hash += member.hash(levels - 1);
+      return hash;
     default:
       return held->hash();
   }
@@ -76,7 +99,9 @@ bool Value::boolValue() const {
   return isString() && textAsBool(string()->view());
 }
 
-std::string Value::description() const { return Description::of(*this, KorTemplateLimits{}.stringLength); }
+std::string Value::description() const {
+  return Description::of(*this, KorTemplateLimits{}.stringLength);
+}
 
 const char* Value::className() const {
   if (isAbsent()) return "(null)";

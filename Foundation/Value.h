@@ -35,7 +35,7 @@ class Value {
   constexpr Value(T number) noexcept  // NOLINT(google-explicit-constructor)
       : raw_(std::is_signed_v<T> ? RawValue::integer(static_cast<std::int64_t>(number))
                                  : RawValue::unsignedInteger(static_cast<std::uint64_t>(number))) {}
-  constexpr Value(double number) noexcept : raw_(RawValue::real(number)) {}  // NOLINT(google-explicit-constructor)
+  constexpr Value(double number) noexcept : raw_(RawValue::real(number)) {}     // NOLINT(google-explicit-constructor)
   constexpr Value(float number) noexcept : raw_(RawValue::ofSingle(number)) {}  // NOLINT(google-explicit-constructor)
 
   // A string. Raises `NSInvalidArgumentException` that names the byte offset when the text is not valid UTF-8.
@@ -45,13 +45,13 @@ class Value {
 
   // An object; absent for an absent reference.
   template <class T>
-    requires std::derived_from<T, NSObject>
-  Value(const Ref<T>& object) noexcept : raw_(ofObject(object.get())) {  // NOLINT(google-explicit-constructor)
+  requires std::derived_from<T, NSObject> Value(const Ref<T>& object)
+  noexcept : raw_(ofObject(object.get())) {  // NOLINT(google-explicit-constructor)
     retain();
   }
   template <class T>
-    requires std::derived_from<std::remove_const_t<T>, NSObject>
-  Value(Ref<T>&& object) noexcept : raw_(ofObject(object.leak())) {}  // NOLINT(google-explicit-constructor)
+  requires std::derived_from<std::remove_const_t<T>, NSObject> Value(Ref<T>&& object)
+  noexcept : raw_(ofObject(object.leak())) {}  // NOLINT(google-explicit-constructor)
 
   Value(const Value& other) noexcept : raw_(other.raw_) { retain(); }
   Value(Value&& other) noexcept : raw_(std::exchange(other.raw_, RawValue::absent())) {}
@@ -114,8 +114,6 @@ class Value {
   // null object and absence only with themselves. `depth` counts the collections around the two.
   bool isEqual(const Value& other, std::int32_t depth = 0) const;
   std::size_t hash() const;
-  // The same without looking into collections, for the hash of a collection that holds the value.
-  std::size_t shallowHash() const;
 
   // Whether this value comes before (after) the other; absent when the pair has no order.
   std::optional<bool> isLessThan(const Value& other) const;
@@ -138,6 +136,8 @@ class Value {
   void share() const;
 
  private:
+  std::size_t hash(std::int32_t levels) const;
+
   struct Adopt {};
   constexpr Value(RawValue raw, Adopt) noexcept : raw_(raw) {}
 

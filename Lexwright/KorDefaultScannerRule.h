@@ -18,7 +18,7 @@ class KorDefaultScannerRule final : public KorScannerRule {
     match = {end, at, end};
     return true;
   }
-  bool skipsCharacters() const override { return tokenClass() == nullptr; }
+  FirstBytes skippedBytes() const override { return tokenClass() == nullptr ? FirstBytes().set() : FirstBytes(); }
 };
 
 }  // namespace tavlo

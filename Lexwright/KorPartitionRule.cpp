@@ -6,9 +6,9 @@ namespace tavlo {
 
 namespace {
 
-// Puts a token behind the others of a compound token, its place counted from there.
-void addSubtoken(ScanContext& context, const KorTokenClass* tokenClass, const RuleMatch& match, ScanCursor from,
-                 KorCompoundToken& compound) {
+// Puts a token behind the others of a compound token, its place counted from there, and answers with the token's end.
+ScanCursor addSubtoken(ScanContext& context, const KorTokenClass* tokenClass, const RuleMatch& match, ScanCursor from,
+                       KorCompoundToken& compound) {
   const ScanCursor start = context.advance(from, match.tokenStart);
   const ScanCursor end = context.advance(start, match.tokenEnd);
   KorToken& token = compound.subtokens.emplace_back();
@@ -18,6 +18,7 @@ void addSubtoken(ScanContext& context, const KorTokenClass* tokenClass, const Ru
   token.length = end.position - start.position;
   token.byteOffset = match.tokenStart;
   token.byteLength = match.tokenEnd - match.tokenStart;
+  return end;
 }
 
 }  // namespace
@@ -28,7 +29,8 @@ KorPartitionRule::KorPartitionRule(const Ref<KorScannerRule>& boundary) : KorSca
 
 void KorPartitionRule::addRule(const Ref<KorScannerRule>& rule) {
   requireParameter(rule != nullptr, "rule != nil");
-  if (rule->makesCompoundTokens()) NSException::raise(NSInvalidArgumentException, "A partition cannot hold a partition");
+  if (rule->makesCompoundTokens())
+    NSException::raise(NSInvalidArgumentException, "A partition cannot hold a partition");
   rules_.add(rule);
 }
 
@@ -43,21 +45,23 @@ ScanCursor KorPartitionRule::scan(ScanContext& context, ScanCursor start, const 
   token.position = start.position;
   token.byteOffset = start.byte;
   token.subtokens.clear();
-  if (!skipBoundary_) addSubtoken(context, boundary_->tokenClass(), boundary, start, token);
+  if (!skipBoundary_) (void)addSubtoken(context, boundary_->tokenClass(), boundary, start, token);
   ScanCursor at = context.advance(start, boundary.end);
-  for (bool closed = false; !closed && at.byte < stream.byteLength();) {
+  std::uint32_t byte = at.byte;
+  for (bool closed = false; !closed && (byte = rules_.skip(stream.text(), byte)) < stream.byteLength();) {
     RuleMatch match;
-    const KorScannerRule* rule = rules_.firstMatch(context, at.byte, match);
+    const KorScannerRule* rule = rules_.firstMatch(context, byte, match);
     if (rule == nullptr) {
-      at = stream.next(at);  // no rule wants the character
+      byte += stream.characterAt(byte).byteLength;  // no rule wants the character
       continue;
     }
     if (rule->tokenClass() != nullptr) {
-      addSubtoken(context, rule->tokenClass(), match, at, token);
+      at = addSubtoken(context, rule->tokenClass(), match, at, token);
       closed = rule->tokenClass() == closingClass_;
     }
-    at = context.advance(at, match.end);
+    byte = match.end;
   }
+  at = context.advance(at, byte);
   token.length = at.position - start.position;
   token.byteLength = at.byte - start.byte;
   return at;

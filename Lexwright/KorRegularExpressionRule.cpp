@@ -11,8 +11,7 @@ std::atomic<bool> recognisersEnabled{true};
 }
 
 KorRegularExpressionRule::KorRegularExpressionRule(const Text& pattern, const KorTokenClass* tokenClass,
-                                                   Recogniser recogniser, const FirstBytes& firstBytes,
-                                                   bool remembers)
+                                                   Recogniser recogniser, const FirstBytes& firstBytes, bool remembers)
     : KorScannerRule(tokenClass),
       pattern_(pattern.view()),
       recogniser_(recogniser),

@@ -35,10 +35,10 @@ class KorScannerRule : public NSObject {
   // counts as none.
   virtual bool match(ScanContext& context, std::uint32_t at, RuleMatch& match) const = 0;
 
-  // Whether what the rule takes is skipped, and skipping it one character after another comes to the same.
-  virtual bool skipsCharacters() const { return false; }
+  // The bytes at which the rule surely matches text that is skipped, where skipping byte after byte comes to the same.
+  virtual FirstBytes skippedBytes() const { return {}; }
 
-  // Whether a match becomes a token with tokens inside; scanPartition then finds them.
+  // Whether a match becomes a token with tokens inside; the rule is a partition then.
   virtual bool makesCompoundTokens() const { return false; }
 
  protected:

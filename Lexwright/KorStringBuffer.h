@@ -16,7 +16,7 @@ class KorStringBuffer final : public NSObject {
   // The longest text that positions can count, in UTF-16 units.
   static constexpr std::size_t kMaximumLength = 0x7FFFFFFF;
 
-  // Raises `NSInvalidArgumentException` for text that is absent or too long.
+  // The string may not be absent. Raises `NSInvalidArgumentException` for one that is too long.
   static Ref<KorStringBuffer> bufferFromString(const Ref<NSString>& string);
 
   std::string_view text() const noexcept { return string_->view(); }

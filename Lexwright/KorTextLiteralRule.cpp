@@ -31,8 +31,8 @@ bool KorTextLiteralRule::match(ScanContext& context, std::uint32_t at, RuleMatch
   return true;
 }
 
-// Where the first close sequence at or after `from` stands that closes. Every place up to it has the same answer, and so
-// has every place of a line on which none closes.
+// Where the first close sequence at or after `from` stands that closes. Every place up to it has the same answer, and
+// so has every place of a line on which none closes.
 std::uint32_t KorTextLiteralRule::findClose(std::string_view text, std::uint32_t from, SearchMemo& memo) const {
   if (memo.covers(from)) return memo.answer;
   std::uint32_t at = from;

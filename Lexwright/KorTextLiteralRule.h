@@ -7,9 +7,9 @@
 
 namespace tavlo {
 
-// Makes a token of what stands between an open and a close sequence. A close sequence with the escape character directly
-// before it does not close. What meets the end of the text, or of the line where the literal may not cross it, before it
-// closes is no literal.
+// Makes a token of what stands between an open and a close sequence. A close sequence with the escape character
+// directly before it does not close. What meets the end of the text, or of the line where the literal may not cross it,
+// before it closes is no literal.
 class KorTextLiteralRule final : public KorScannerRule {
  public:
   // `escapeChar` 0 means none. With `quotedTokens` the token covers the two sequences too.

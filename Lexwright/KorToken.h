@@ -23,7 +23,8 @@ class KorToken {
   // In UTF-16 units.
   std::int32_t length = 0;
   bool isCompound = false;
-  // In bytes from the start of the text, of a sub-token too.
+  // In bytes from the start of the text, of a sub-token too. A token made by hand may leave them 0: its text is then
+  // looked for by its position.
   std::uint32_t byteOffset = 0;
   std::uint32_t byteLength = 0;
 };

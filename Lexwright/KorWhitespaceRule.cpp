@@ -4,11 +4,15 @@
 
 namespace tavlo {
 
-FirstBytes KorWhitespaceRule::firstBytes() const {
-  constexpr char32_t kLastWhiteSpace = 0x3000;
+FirstBytes KorWhitespaceRule::skippedBytes() const {
   FirstBytes bytes;
-  for (char32_t character = 0; character <= kLastWhiteSpace; ++character) {
-    if (!isWhiteSpace(character)) continue;
+  for (unsigned ascii = 0; ascii < 0x80; ++ascii) bytes.set(ascii, isWhiteSpace(ascii));
+  return bytes;
+}
+
+FirstBytes KorWhitespaceRule::firstBytes() const {
+  FirstBytes bytes = skippedBytes();
+  for (const char32_t character : kWhiteSpaceBeyondASCII) {
     std::string encoded;
     appendCodePoint(encoded, character);
     bytes.set(static_cast<unsigned char>(encoded.front()));
@@ -17,10 +21,10 @@ FirstBytes KorWhitespaceRule::firstBytes() const {
 }
 
 bool KorWhitespaceRule::match(ScanContext& context, std::uint32_t at, RuleMatch& match) const {
-  const KorUnicharStream& stream = context.stream();
+  const std::string_view text = context.text();
   std::uint32_t end = at;
-  for (CodePoint next = stream.characterAt(end); next.byteLength != 0 && isWhiteSpace(next.value);
-       next = stream.characterAt(end)) {
+  for (CodePoint next = codePointAt(text, end); next.byteLength != 0 && isWhiteSpace(next.value);
+       next = codePointAt(text, end)) {
     end += next.byteLength;
   }
   match = {end, at, end};

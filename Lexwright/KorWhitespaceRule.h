@@ -13,7 +13,7 @@ class KorWhitespaceRule final : public KorScannerRule {
 
   FirstBytes firstBytes() const override;
   bool match(ScanContext& context, std::uint32_t at, RuleMatch& match) const override;
-  bool skipsCharacters() const override { return true; }
+  FirstBytes skippedBytes() const override;
 };
 
 }  // namespace tavlo

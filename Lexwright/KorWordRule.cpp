@@ -29,7 +29,8 @@ KorWordRule::KorWordRule(const std::vector<std::string>& dictionary, bool caseIn
     entries_[folded(word.front())].push_back({text, isMadeOfWordCharacters(word)});
   }
   for (std::vector<Entry>& list : entries_) {
-    std::ranges::stable_sort(list, [](const Entry& left, const Entry& right) { return left.text.size() > right.text.size(); });
+    std::ranges::stable_sort(
+        list, [](const Entry& left, const Entry& right) { return left.text.size() > right.text.size(); });
   }
 }
 
@@ -58,9 +59,8 @@ bool KorWordRule::match(ScanContext& context, std::uint32_t at, RuleMatch& match
 
 bool KorWordRule::matches(const Entry& entry, const KorUnicharStream& stream, std::uint32_t at) const {
   const std::string_view text = stream.text().substr(at, entry.text.size());
-  const bool sameText = std::ranges::equal(text, entry.text, [this](char left, char right) {
-    return folded(left) == static_cast<unsigned char>(right);
-  });
+  const bool sameText = std::ranges::equal(
+      text, entry.text, [this](char left, char right) { return folded(left) == static_cast<unsigned char>(right); });
   if (!sameText) return false;
   if (!entry.isWord) return true;
   const CodePoint before = stream.characterBefore(at);

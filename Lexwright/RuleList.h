@@ -22,18 +22,18 @@ class RuleList {
   // The first rule that matches at `at`, which is before the end; null where none does.
   const KorScannerRule* firstMatch(ScanContext& context, std::uint32_t at, RuleMatch& match) const;
 
-  // The first place at or after `at` where a rule may match that makes tokens; the end of the text where there is none.
+  // The first place at or after `at` whose text is not surely skipped; the end of the text where there is none.
   std::uint32_t skip(std::string_view text, std::uint32_t at) const noexcept;
 
  private:
   void rebuild();
-  bool isSkipped(unsigned byte) const;
+  void findStops();
 
   std::vector<Ref<KorScannerRule>> rules_;
-  std::vector<const KorScannerRule*> candidates_;       // of every byte, one after another
-  std::array<std::uint32_t, 257> firstCandidate_{};     // where a byte's candidates begin
-  std::array<bool, 256> stops_{};                       // bytes that skip() does not pass
-  int onlyStop_ = -1;                                   // the byte that stops, where there is but one
+  std::vector<const KorScannerRule*> candidates_;    // of every byte, one after another
+  std::array<std::uint32_t, 257> firstCandidate_{};  // where a byte's candidates begin
+  std::array<bool, 256> stops_{};                    // bytes that skip() does not pass
+  int onlyStop_ = -1;                                // the byte that stops, where there is but one
 };
 
 }  // namespace tavlo

@@ -3,6 +3,7 @@
 #include <oniguruma.h>
 
 #include <algorithm>
+#include <bitset>
 #include <chrono>
 #include <memory>
 #include <mutex>
@@ -18,7 +19,9 @@ namespace tavlo {
 
 namespace {
 
-const OnigUChar* bytes(std::string_view text) { return reinterpret_cast<const OnigUChar*>(text.data()); }
+const OnigUChar* bytes(std::string_view text) {
+  return reinterpret_cast<const OnigUChar*>(text.data());
+}
 
 void initializeEngine() {
   static std::once_flag once;
@@ -33,8 +36,8 @@ void initializeEngine() {
 }
 
 // How deep the pattern's groups and classes lie inside one another, counted before the engine sees it, whose parser
-// recurses. It never counts too little: where extended mode is in play, what a "#" hides until the end of its line closes
-// nothing.
+// recurses. It never counts too little: where extended mode is in play, what a "#" hides until the end of its line
+// closes nothing.
 class NestingCounter {
  public:
   explicit NestingCounter(std::string_view pattern) : pattern_(pattern), isExtended_(hasExtendedMode(pattern)) {}
@@ -47,7 +50,7 @@ class NestingCounter {
  private:
   static bool hasExtendedMode(std::string_view pattern) {
     for (std::size_t at = pattern.find("(?"); at != std::string_view::npos; at = pattern.find("(?", at + 1)) {
-      const std::string_view options = pattern.substr(at + 2, pattern.find_first_of(":)", at) - at - 2);
+      const std::string_view options = pattern.substr(at + 2, pattern.find_first_of(":)(", at + 2) - at - 2);
       if (options.find('x') != std::string_view::npos) return true;
     }
     return false;
@@ -76,7 +79,7 @@ class NestingCounter {
 
   void open(std::int32_t& depth) {
     ++depth;
-    deepest_ = std::max(deepest_, groups_ + classes_);
+    deepest_ = std::max({deepest_, groups_, classes_});
   }
 
   std::string_view pattern_;
@@ -89,16 +92,8 @@ class NestingCounter {
 };
 
 // Subjects up to this length, in bytes, are searched at one go.
-constexpr std::size_t kShortSubject = 4096;
-constexpr std::size_t kFirstSlice = 64;
-constexpr std::chrono::milliseconds kShortestSlice{5};
+constexpr std::size_t kShortSubject = 16 * std::size_t{1024};
 constexpr std::chrono::milliseconds kLongestSearch{500};
-
-// The first place at or after `at` where a character begins, or the end.
-std::size_t endOfSlice(std::string_view text, std::size_t at) {
-  while (at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80) ++at;
-  return std::min(at, text.size());
-}
 
 // The bounds of one search; made once, since the engine only reads it.
 struct FreeMatchParameters {
@@ -158,45 +153,49 @@ KorRegex::~KorRegex() {
 
 Ref<KorRegex> KorRegex::compileExpression(const Text& pattern) {
   if (pattern.isAbsent()) return {};
+  requireValidUTF8(pattern.view());
   if (pattern.view().size() > kMaximumPatternLength) {
-    raiseDoesNotCompile(pattern.view().substr(0, 64), "it is longer than 65536 bytes");
+    raiseDoesNotCompile(pattern.view(), "it is longer than 65536 bytes");
   }
   if (NestingCounter(pattern.view()).deepest() > kMaximumGroupDepth) {
     raiseDoesNotCompile(pattern.view(), "its groups are nested deeper than 100");
   }
   initializeEngine();
-  requireValidUTF8(pattern.view());
   return Ref<KorRegex>::adopt(new KorRegex(NSString::stringWithValidUTF8(pattern.view(), Counting::Atomic)));
 }
 
 bool KorRegex::matchesString(const NSString& subject, std::uint64_t retries) const {
   const std::string_view text = subject.view();
-  if (text.size() <= kShortSubject || dependsOnStart_) return search(text, 0, text.size(), retries);
-  // From every place of a long text the engine may look as far as its end, which no count of retries notices: the places
-  // are searched in slices, with a look at the clock between them.
-  const auto deadline = std::chrono::steady_clock::now() + kLongestSearch;
-  std::size_t slice = kFirstSlice;
-  for (std::size_t from = 0, to = 0; from < text.size(); from = to) {
-    to = endOfSlice(text, from + slice);
-    const auto began = std::chrono::steady_clock::now();
-    if (search(text, from, to, retries)) return true;
-    const auto now = std::chrono::steady_clock::now();
-    if (now > deadline) raiseLimit(KorTemplateLimit::RegexRetries, retries);
-    if (now - began < kShortestSlice) slice *= 2;
-  }
-  return search(text, text.size(), text.size(), retries);  // nothing at all may match at the end
-}
-
-// Whether a match begins at one of the places from `from` up to `to`.
-bool KorRegex::search(std::string_view text, std::size_t from, std::size_t to, std::uint64_t retries) const {
+  if (text.size() > kShortSubject && !dependsOnStart_) return matchesSomewhere(text, retries);
   const OnigUChar* start = bytes(text);
-  const int answer = onig_search_with_param(compiled_, start, start + text.size(), start + from, start + to, nullptr,
-                                            ONIG_OPTION_NONE, parametersFor(retries));
+  const OnigUChar* end = start + text.size();
+  const int answer =
+      onig_search_with_param(compiled_, start, end, start, end, nullptr, ONIG_OPTION_NONE, parametersFor(retries));
   return position(answer, retries).has_value();
 }
 
+// From every place of a long text the engine may look as far as its end, which no count of retries notices: the places
+// are tried one after another, with a look at the clock now and then. (A search through a part of the places would not
+// do: it lets no match reach beyond that part.)
+bool KorRegex::matchesSomewhere(std::string_view text, std::uint64_t retries) const {
+  constexpr std::size_t kPlacesBetweenLooks = 32;
+  const auto deadline = std::chrono::steady_clock::now() + kLongestSearch;
+  std::size_t places = 0;
+  for (std::size_t at = 0; at <= text.size(); ++at) {
+    if (at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80) continue;  // inside a character
+    if (matchEnd(text, at, retries).has_value()) return true;
+    if (++places % kPlacesBetweenLooks == 0 && std::chrono::steady_clock::now() > deadline) {
+      raiseLimit(KorTemplateLimit::RegexRetries, retries);
+    }
+  }
+  return false;
+}
+
 std::optional<std::size_t> KorRegex::matchEnd(std::string_view text, std::size_t offset) const {
-  const std::uint64_t retries = KorTemplateLimits{}.regexRetries;
+  return matchEnd(text, offset, KorTemplateLimits{}.regexRetries);
+}
+
+std::optional<std::size_t> KorRegex::matchEnd(std::string_view text, std::size_t offset, std::uint64_t retries) const {
   const int answer = onig_match_with_param(compiled_, bytes(text), bytes(text) + text.size(), bytes(text) + offset,
                                            nullptr, ONIG_OPTION_NONE, parametersFor(retries));
   const std::optional<std::size_t> length = position(answer, retries);
@@ -227,10 +226,33 @@ bool hasType(char32_t character, unsigned type) {
 
 }  // namespace
 
-bool isWordCharacter(char32_t character) noexcept { return hasType(character, ONIGENC_CTYPE_WORD); }
+bool isWordCharacter(char32_t character) noexcept {
+  return hasType(character, ONIGENC_CTYPE_WORD);
+}
 
-bool isDigitCharacter(char32_t character) noexcept { return hasType(character, ONIGENC_CTYPE_DIGIT); }
+bool isWordCharacterInClass(char32_t character) noexcept {
+  // Where the engine's classes differ from its "\w" they do so among the characters of one byte in Latin-1.
+  constexpr char32_t kFirst = 0x80;
+  constexpr char32_t kEnd = 0x100;
+  static const std::bitset<kEnd> words = [] {
+    std::bitset<kEnd> answers;
+    const Ref<KorRegex> wordClass = KorRegex::compileExpression("[\\w]");
+    for (char32_t one = kFirst; one < kEnd; ++one) {
+      std::string text;
+      appendCodePoint(text, one);
+      answers.set(one, wordClass->matchEnd(text, 0).has_value());
+    }
+    return answers;
+  }();
+  return character >= kFirst && character < kEnd ? words.test(character) : isWordCharacter(character);
+}
 
-bool isSpaceCharacter(char32_t character) noexcept { return hasType(character, ONIGENC_CTYPE_SPACE); }
+bool isDigitCharacter(char32_t character) noexcept {
+  return hasType(character, ONIGENC_CTYPE_DIGIT);
+}
+
+bool isSpaceCharacter(char32_t character) noexcept {
+  return hasType(character, ONIGENC_CTYPE_SPACE);
+}
 
 }  // namespace tavlo

@@ -17,15 +17,17 @@ namespace tavlo {
 // The kind of a compiled pattern among the objects of the system.
 inline constexpr ObjectKind kRegexKind = ObjectKind::FirstEngineKind;
 
-// A compiled regular expression in Oniguruma's own syntax, over UTF-8: "." does not match a line feed, "^" and "$" stand
-// at the starts and ends of lines that line feeds end. It never changes, and several threads may search with it at once.
+// A compiled regular expression in Oniguruma's own syntax, over UTF-8: "." does not match a line feed, "^" and "$"
+// stand at the starts and ends of lines that line feeds end. It never changes, and several threads may search with it
+// at once.
 class KorRegex final : public NSObject {
  public:
   // The longest pattern, in bytes, and the deepest nesting of groups in it; what is beyond does not compile.
-  static constexpr std::size_t kMaximumPatternLength = 64 * 1024;
+  static constexpr std::size_t kMaximumPatternLength = std::size_t{64} * 1024;
   static constexpr std::int32_t kMaximumGroupDepth = 100;
 
-  // The pattern compiled. Raises `NSInvalidArgumentException`, with the pattern and the reason, when it does not compile.
+  // The pattern compiled. Raises `NSInvalidArgumentException`, with the pattern and the reason, when it does not
+  // compile.
   static Ref<KorRegex> compileExpression(const Text& pattern);
 
   ~KorRegex() override;
@@ -50,10 +52,11 @@ class KorRegex final : public NSObject {
  private:
   explicit KorRegex(Ref<NSString> pattern);
 
-  bool search(std::string_view text, std::size_t from, std::size_t to, std::uint64_t retries) const;
+  bool matchesSomewhere(std::string_view text, std::uint64_t retries) const;
+  std::optional<std::size_t> matchEnd(std::string_view text, std::size_t offset, std::uint64_t retries) const;
 
   Ref<NSString> pattern_;
-  bool dependsOnStart_;  // the pattern asks where the search began
+  bool dependsOnStart_;                    // the pattern asks where the search began
   re_pattern_buffer* compiled_ = nullptr;  // freed with this object
 };
 
@@ -62,6 +65,8 @@ const KorRegex* regexIn(const Value& value) noexcept;
 
 // What the engine's "\w", "\d" and "\s" match.
 bool isWordCharacter(char32_t character) noexcept;
+// The same for "[\w]", which the engine answers otherwise for a few characters ("²", "¼").
+bool isWordCharacterInClass(char32_t character) noexcept;
 bool isDigitCharacter(char32_t character) noexcept;
 bool isSpaceCharacter(char32_t character) noexcept;
 

@@ -37,15 +37,18 @@ class ArgumentStorage {
 
   void nextSegment(std::size_t count) {
     constexpr std::size_t kSegmentSize = 256;
-    if (segment_ < segments_.size() && segments_[segment_].used > 0) ++segment_;
-    if (segment_ < segments_.size() && segments_[segment_].size >= count) return;
-    const std::size_t size = count > kSegmentSize ? count : kSegmentSize;
-    Segment segment{std::make_unique<Value[]>(size), size, 0};
-    if (segment_ < segments_.size()) {
-      segments_[segment_] = std::move(segment);  // unused, and too small
-    } else {
-      segments_.push_back(std::move(segment));
+    const bool isUsed = segment_ < segments_.size() && segments_[segment_].used > 0;
+    const std::size_t next = isUsed ? segment_ + 1 : segment_;
+    if (next == segments_.size() || segments_[next].size < count) {
+      const std::size_t size = count > kSegmentSize ? count : kSegmentSize;
+      Segment segment{std::make_unique<Value[]>(size), size, 0};
+      if (next == segments_.size()) {
+        segments_.push_back(std::move(segment));
+      } else {
+        segments_[next] = std::move(segment);  // unused, and too small
+      }
     }
+    segment_ = next;
   }
 
   std::vector<Segment> segments_;

@@ -17,7 +17,8 @@ class FrameGuard {
   FrameGuard& operator=(const FrameGuard&) = delete;
 
   ~FrameGuard() {
-    if (depth_ > 0) [[unlikely]] popQuietly();
+    if (depth_ > 0) [[unlikely]]
+      popQuietly();
   }
 
   // Opens a scope and lends its frame until that is popped; null where the environment has no stack.

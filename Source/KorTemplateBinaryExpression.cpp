@@ -42,7 +42,9 @@ const char* nameOf(KorTemplateOperator op) {
                                                                          : "Unknown";
 }
 
-[[noreturn]] void raiseDivideByZero() { NSException::raise(NSGenericException, "Divide by zero"); }
+[[noreturn]] void raiseDivideByZero() {
+  NSException::raise(NSGenericException, "Divide by zero");
+}
 
 RawValue remainderOf(RawValue left, RawValue right) {
   const auto dividend = numberAsInteger<std::int32_t>(left);
@@ -128,9 +130,9 @@ class ValueText {
 
 // The two values' texts joined; in place where `left` is a string that nobody else holds.
 Value concatenation(Value left, const Value& right, std::uint64_t limit) {
-  const ValueText rightText(right, limit);
   const NSString* leftString = left.string();
   const ValueText leftText(leftString != nullptr ? Value::null() : left, limit);
+  const ValueText rightText(right, limit);
   const std::size_t leftSize = leftString != nullptr ? leftString->byteLength() : leftText.view().size();
   if (leftSize + rightText.view().size() > limit) raiseLimit(KorTemplateLimit::StringLength, limit);
   if (leftString == nullptr) return NSString::stringByJoining(leftText.view(), rightText.view());
@@ -139,8 +141,9 @@ Value concatenation(Value left, const Value& right, std::uint64_t limit) {
     const Value held = Value::adopt(raw);
     return NSString::stringByJoining(leftString->view(), rightText.view());
   }
-  return NSString::appended(Ref<NSString>::adopt(const_cast<NSString*>(leftString)),  // NOLINT(*-const-cast): its only holder
-                            rightText.view());
+  return NSString::appended(
+      Ref<NSString>::adopt(const_cast<NSString*>(leftString)),  // NOLINT(*-const-cast): its only holder
+      rightText.view());
 }
 
 const NSDate* dateIn(const Value& value) {
@@ -168,7 +171,8 @@ Value forStorage(Value value) {
   const NSString* string = value.string();
   if (string == nullptr || !string->isUniquelyReferenced()) return value;
   (void)value.leak();
-  return NSString::trimmed(Ref<NSString>::adopt(const_cast<NSString*>(string)));  // NOLINT(*-const-cast): its only holder
+  return NSString::trimmed(
+      Ref<NSString>::adopt(const_cast<NSString*>(string)));  // NOLINT(*-const-cast): its only holder
 }
 
 }  // namespace
@@ -300,7 +304,8 @@ const KorTemplateBinaryExpression* KorTemplateBinaryExpression::leftChain() cons
                                              : nullptr;
 }
 
-// Most operators stand between two values that live somewhere and are numbers: they need no scope, no count and no call.
+// Most operators stand between two values that live somewhere and are numbers: they need no scope, no count and no
+// call.
 RawValue KorTemplateBinaryExpression::evaluate(KorTemplateEnvironment& environment) {
   const RawValue left = peekExpression(*leftOperand_, environment);
   const RawValue right = peekExpression(*rightOperand_, environment);
@@ -312,7 +317,7 @@ RawValue KorTemplateBinaryExpression::evaluate(KorTemplateEnvironment& environme
 RawValue KorTemplateBinaryExpression::evaluateAny(KorTemplateEnvironment& environment) {
   environment.checkStack();
   if (leftChain() != nullptr) return evaluateChain(environment);
-  if (op_ == KorTemplateOperatorAssignment) return combine(leftValue(environment), environment);
+  if (op_ == KorTemplateOperatorAssignment) return assign(leftValue(environment), environment).leak();
   // Numbers are worked on as they are: they hold no reference.
   RawValue left = peekExpression(*leftOperand_, environment);
   const bool isLent = !left.isNothing();
@@ -328,13 +333,14 @@ RawValue KorTemplateBinaryExpression::combineNumber(RawValue left, KorTemplateEn
     const RawValue result = left.isDouble() && right.isDouble()
                                 ? applyToDoubles(op_, left.payload.real, right.payload.real)
                                 : applyToNumbers(op_, left, right);
-    if (result.kind() != ValueKind::Absent) [[likely]] return result;
+    if (result.kind() != ValueKind::Absent) [[likely]]
+      return result;
   }
   return applyToValues(Value::adopt(left), Value::adopt(right), environment).leak();
 }
 
-// Left operands that are operators themselves make a chain, which is walked down first and evaluated on the way back, so
-// that its length costs no stack.
+// Left operands that are operators themselves make a chain, which is walked down first and evaluated on the way back,
+// so that its length costs no stack.
 RawValue KorTemplateBinaryExpression::evaluateChain(KorTemplateEnvironment& environment) const {
   constexpr std::size_t kShort = 16;
   std::array<const KorTemplateBinaryExpression*, kShort> shortChain{};
@@ -367,27 +373,39 @@ Value KorTemplateBinaryExpression::leftValue(KorTemplateEnvironment& environment
 }
 
 RawValue KorTemplateBinaryExpression::combine(Value left, KorTemplateEnvironment& environment) const {
-  if (op_ != KorTemplateOperatorAssignment && left.isNumber()) return combineNumber(left.peek(), environment);
+  if (op_ == KorTemplateOperatorAssignment) return assign(std::move(left), environment).leak();
+  if (left.isNumber()) return combineNumber(left.peek(), environment);
   const Value right = operandOf(*rightOperand_, environment);
   return applyToValues(std::move(left), right, environment).leak();
 }
 
+// The value is taken, not lent: the variable keeps it.
+Value KorTemplateBinaryExpression::assign(Value left, KorTemplateEnvironment& environment) const {
+  Value right = Value::adopt(rightOperand_->evaluate(environment));
+  requireOperands(left, right);
+  return operatorAssignment(left, forStorage(std::move(right)), &environment);
+}
+
+void KorTemplateBinaryExpression::requireOperands(const Value& left, const Value& right) {
+  if (left.isAbsent()) [[unlikely]]
+    failAssertion("Binary expression: left expression returned nil");
+  if (right.isAbsent()) [[unlikely]]
+    failAssertion("Binary expression: right expression returned nil");
+}
+
 Value KorTemplateBinaryExpression::applyToValues(Value left, const Value& right,
                                                  KorTemplateEnvironment& environment) const {
-  if (left.isAbsent()) [[unlikely]] failAssertion("Binary expression: left expression returned nil");
-  if (right.isAbsent()) [[unlikely]] failAssertion("Binary expression: right expression returned nil");
+  requireOperands(left, right);
   // Comparing and describing may run a host's code, which must not free what it is given.
   const RawValue raw = left.leak();
   const Value heldRight = Value::retaining(right.peek());
   Value heldLeft = raw.isOwned() ? Value::adopt(raw) : Value::retaining(raw);
   switch (op_) {
-    case KorTemplateOperatorAssignment:
-      return operatorAssignment(heldLeft, forStorage(heldRight), &environment);
     case KorTemplateOperatorMatches:
-      return matches(heldLeft, heldRight, environment.limits().regexRetries);
+      return matches(heldLeft, heldRight, environment.limitsInForce().regexRetries);
     case KorTemplateOperatorAdd:
       if (dateIn(heldLeft) != nullptr && heldRight.isNumber()) return operatorAdd(heldLeft, heldRight);
-      return concatenation(std::move(heldLeft), heldRight, environment.limits().stringLength);
+      return concatenation(std::move(heldLeft), heldRight, environment.limitsInForce().stringLength);
     default:
       break;
   }

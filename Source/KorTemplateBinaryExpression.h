@@ -27,8 +27,8 @@ class KorTemplateBinaryExpression final : public KorTemplateExpression {
   const Ref<KorTemplateExpression>& rightOperand() const noexcept { return rightOperand_; }
   void setRightOperand(const Ref<KorTemplateExpression>& value);
 
-  // The operators, on values that are evaluated already. Each raises `NSGenericException` for values that it cannot use.
-  // The assignment stores in the environment's current frame.
+  // The operators, on values that are evaluated already. Each raises `NSGenericException` for values that it cannot
+  // use. The assignment stores in the environment's current frame.
   Value operatorAssignment(const Value& left, const Value& right, KorTemplateEnvironment* environment) const;
   Value operatorEquals(const Value& left, const Value& right) const;
   Value operatorNotEquals(const Value& left, const Value& right) const;
@@ -58,6 +58,8 @@ class KorTemplateBinaryExpression final : public KorTemplateExpression {
   RawValue evaluateAny(KorTemplateEnvironment& environment);
   RawValue evaluateChain(KorTemplateEnvironment& environment) const;
   Value leftValue(KorTemplateEnvironment& environment) const;
+  Value assign(Value left, KorTemplateEnvironment& environment) const;
+  static void requireOperands(const Value& left, const Value& right);
   RawValue combine(Value left, KorTemplateEnvironment& environment) const;
   RawValue combineNumber(RawValue left, KorTemplateEnvironment& environment) const;
   Value applyToValues(Value left, const Value& right, KorTemplateEnvironment& environment) const;

@@ -8,8 +8,8 @@
 
 namespace tavlo {
 
-// Stands for a keyword that closes or divides a control structure while that is read. One that is left over in a template
-// fails when it is reached.
+// Stands for a keyword that closes or divides a control structure while that is read. One that is left over in a
+// template fails when it is reached.
 class KorTemplateBlockStatement final : public KorTemplateStatement {
  public:
   // The keyword as it is written; may be absent.

@@ -18,12 +18,16 @@ template <class T>
 bool isAbsentItem(const Ref<T>& item) {
   return item == nullptr;
 }
-inline bool isAbsentItem(const Name& item) { return item.isAbsent(); }
+inline bool isAbsentItem(const Name& item) {
+  return item.isAbsent();
+}
 template <class T>
 bool areEqualItems(const Ref<T>& left, const Ref<T>& right) {
   return left == right || left->isEqual(*right);
 }
-inline bool areEqualItems(const Name& left, const Name& right) { return left == right; }
+inline bool areEqualItems(const Name& left, const Name& right) {
+  return left == right;
+}
 
 // The ordered children of a node: nodes by reference, or names. Every mutator checks before it changes anything.
 template <class Item>
@@ -75,7 +79,10 @@ class KorTemplateChildList {
   void remove(const Item& item) {
     requireItem(item);
     std::int32_t index = 0;
-    while (index < count() && !areEqualItems((*this)[index], item)) ++index;
+    for (; index < count(); ++index) {
+      const Item candidate = (*this)[index];  // comparing may run a host's code, which may change the list
+      if (areEqualItems(candidate, item)) break;
+    }
     removeAt(index < count() ? index : -1);
   }
   // One at a time from the front, as far as anybody can see.
@@ -108,10 +115,12 @@ class KorTemplateChildList {
 
  private:
   void requireItem(const Item& item) const {
-    if (isAbsentItem(item)) [[unlikely]] failParameter((std::string(itemName_) + " != nil").c_str());
+    if (isAbsentItem(item)) [[unlikely]]
+      failParameter((std::string(itemName_) + " != nil").c_str());
   }
   void requireIndex(std::int32_t index, bool belowBound, const char* relation) const {
-    if (index >= 0 && belowBound) [[likely]] return;
+    if (index >= 0 && belowBound) [[likely]]
+      return;
     failParameter(("index >= 0 && index " + std::string(relation) + " [" + listName_ + " count]").c_str());
   }
 

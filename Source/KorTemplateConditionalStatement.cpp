@@ -19,8 +19,7 @@ const KorTemplateConditionalStatement* conditionalIn(const Ref<KorTemplateStatem
 // Runs statements in order. Where the last one is a conditional itself it is handed back in `last`, to be run by the
 // caller's loop: a chain of "elseif" is as deep as it is long.
 Completion executeAllButConditional(const KorTemplateChildList<Ref<KorTemplateStatement>>& statements,
-                                    KorTemplateEnvironment& environment,
-                                    const KorTemplateConditionalStatement*& last) {
+                                    KorTemplateEnvironment& environment, const KorTemplateConditionalStatement*& last) {
   for (std::int32_t index = 0; index < statements.count(); ++index) {
     KorTemplateStatement& statement = *statements[index];
     environment.step();

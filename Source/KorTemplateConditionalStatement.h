@@ -28,10 +28,12 @@ inline bool convertToBool(RawValue value) noexcept {
       return numberAsBool(value);
   }
 }
-inline bool convertToBool(const Value& value) noexcept { return convertToBool(value.peek()); }
+inline bool convertToBool(const Value& value) noexcept {
+  return convertToBool(value.peek());
+}
 
-// Runs one list of statements or the other, in a scope of its own; an empty list opens no scope. What follows an "elseif"
-// is a conditional of its own among the false statements, so it runs two scopes deep.
+// Runs one list of statements or the other, in a scope of its own; an empty list opens no scope. What follows an
+// "elseif" is a conditional of its own among the false statements, so it runs two scopes deep.
 class KorTemplateConditionalStatement final : public KorTemplateStatement {
  public:
   // Over a literal of false.

@@ -78,8 +78,8 @@ Completion KorTemplateEnumerationStatement::execute(KorTemplateEnvironment& envi
   });
 }
 
-// `mayKeepFrame`: the next element is found without anybody else's code, so that the frame of one iteration can stay for
-// the next one, as long as nobody else holds it.
+// `mayKeepFrame`: the next element is found without anybody else's code, so that the frame of one iteration can stay
+// for the next one, as long as nobody else holds it.
 template <class Next>
 Completion KorTemplateEnumerationStatement::executeLoop(KorTemplateEnvironment& environment, bool mayKeepFrame,
                                                         const Next& takeNext) {
@@ -90,6 +90,7 @@ Completion KorTemplateEnumerationStatement::executeLoop(KorTemplateEnvironment& 
     requireParameter(!loopVariable_.isAbsent(), "name != nil");
     FrameGuard guard(environment);
     KorTemplateStackFrame* const frame = guard.push();
+    const std::uint64_t scope = frame == nullptr ? 0 : frame->scope();
     if (frame != nullptr) {
       frame->bindLoop(loopVariable_, std::move(element), indexName(), static_cast<std::int32_t>(index));
     }
@@ -99,7 +100,8 @@ Completion KorTemplateEnumerationStatement::executeLoop(KorTemplateEnvironment& 
       if (completion.isReturn()) return guard.pop(completion);
       ++index;
       const KorTemplateStack* const stack = environment.stack().get();
-      if (!mayKeepFrame || stack == nullptr || stack->current() != frame || !frame->hasOneReference()) break;
+      const bool isStillThere = frame != nullptr && stack != nullptr && stack->current() == frame;
+      if (!mayKeepFrame || !isStillThere || frame->scope() != scope || !frame->hasOneReference()) break;
       environment.leaveTo(this);
       if (!next(element)) {
         guard.pop();

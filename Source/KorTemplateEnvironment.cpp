@@ -111,9 +111,13 @@ void KorTemplateEnvironment::writeOutput(RawValue value) {
     }
   }
   if (value.kind() == ValueKind::Absent) return writeToStream(Text());
+  if (value.isNumber()) {
+    char text[kNumberTextSize];
+    return writeToStream(std::string_view(text, static_cast<std::size_t>(writeNumber(text, value) - text)));
+  }
   const Value held = Value::retaining(value);  // what follows may be a host's code
   if (isString) return writeToStream(Text(held.string()));
-  writeToStream(Text(Description::of(held, limits_.stringLength)));
+  writeToStream(Text(Description::of(held, limitsInForce_.stringLength)));
 }
 
 // The stream is the one that is current once the text is known; it may replace itself.
@@ -141,11 +145,12 @@ void KorTemplateEnvironment::refuel() {
 }
 
 void KorTemplateEnvironment::raiseFunctionDepth() {
-  raiseLimit(KorTemplateLimit::FunctionDepth, static_cast<std::uint64_t>(limits_.functionDepth));
+  raiseLimit(KorTemplateLimit::FunctionDepth, static_cast<std::uint64_t>(limitsInForce_.functionDepth));
 }
 
 void KorTemplateEnvironment::beginExecution() {
   if (executionDepth_ == 0) {
+    limitsInForce_ = limits_;
     stackGuard_ = StackGuard::forThisThread(limits_.stackLeft);
     fuel_ = 0;  // refilled, or refused, at the first step
     failedStatement_ = {};
@@ -154,10 +159,10 @@ void KorTemplateEnvironment::beginExecution() {
   ++executionDepth_;
 }
 
-void KorTemplateEnvironment::endExecution() noexcept {
+void KorTemplateEnvironment::endExecution(const KorTemplateStatement* outer) noexcept {
+  statement_ = outer;  // what ran on this level may be gone with its template
   if (--executionDepth_ > 0) return;
   reachedLimit_.reset();
-  statement_ = nullptr;
   const std::vector<Ref<NSObject>> parked = std::exchange(parked_, {});  // their ends may run a host's code
 }
 

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "Foundation/KorTemplateLimits.h"
-#include "Foundation/Name.h"
 #include "Foundation/NSObject.h"
+#include "Foundation/Name.h"
 #include "Foundation/Ref.h"
 #include "Foundation/StackGuard.h"
 #include "Foundation/Value.h"
@@ -65,6 +65,8 @@ class KorTemplateEnvironment final : public NSObject {
   const KorTemplateLimits& limits() const noexcept { return limits_; }
   // Takes effect when the next outermost execution begins.
   void setLimits(const KorTemplateLimits& limits) { limits_ = limits; }
+  // Those of the execution that runs.
+  const KorTemplateLimits& limitsInForce() const noexcept { return limitsInForce_; }
 
   // Where the statement stands at which the last outermost execution failed; nowhere when it did not.
   SourceRange failedStatement() const noexcept { return failedStatement_; }
@@ -97,7 +99,8 @@ class KorTemplateEnvironment final : public NSObject {
 
   // Counts a statement, an iteration or a call. Raises a limit that was reached before in this execution.
   void step() {
-    if (--fuel_ < 0) [[unlikely]] refuel();
+    if (--fuel_ < 0) [[unlikely]]
+      refuel();
   }
   // Raises when recursion comes too near the end of the thread's stack.
   [[gnu::always_inline]] void checkStack() const { stackGuard_.check(); }
@@ -110,7 +113,8 @@ class KorTemplateEnvironment final : public NSObject {
 
   // Raises when one more running function would be too deep.
   void enterFunction() {
-    if (functionDepth_ >= limits_.functionDepth) [[unlikely]] raiseFunctionDepth();
+    if (functionDepth_ >= limitsInForce_.functionDepth) [[unlikely]]
+      raiseFunctionDepth();
     ++functionDepth_;
   }
   void leaveFunction() noexcept { --functionDepth_; }
@@ -148,13 +152,17 @@ class KorTemplateEnvironment final : public NSObject {
   // One level of executions inside one another.
   class Entry {
    public:
-    explicit Entry(KorTemplateEnvironment& environment) : environment_(environment) { environment_.beginExecution(); }
-    ~Entry() { environment_.endExecution(); }
+    explicit Entry(KorTemplateEnvironment& environment)
+        : environment_(environment), statement_(environment.statement_) {
+      environment_.beginExecution();
+    }
+    ~Entry() { environment_.endExecution(statement_); }
     Entry(const Entry&) = delete;
     Entry& operator=(const Entry&) = delete;
 
    private:
     KorTemplateEnvironment& environment_;
+    const KorTemplateStatement* statement_;  // that goes on when this level has ended
   };
 
   template <class T>
@@ -168,7 +176,7 @@ class KorTemplateEnvironment final : public NSObject {
   }
 
   void beginExecution();
-  void endExecution() noexcept;
+  void endExecution(const KorTemplateStatement* outer) noexcept;
   void leave();
   // Whether a scope could not be popped on the way.
   bool leaveFailed() noexcept;
@@ -183,6 +191,7 @@ class KorTemplateEnvironment final : public NSObject {
   NameMap<Ref<KorTemplateFunction>> functions_;
 
   KorTemplateLimits limits_;
+  KorTemplateLimits limitsInForce_;
   std::int64_t fuel_ = 0;
   StackGuard stackGuard_;
   std::int32_t functionDepth_ = 0;

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cstddef>
+
 #include "Foundation/NSObject.h"
 #include "Foundation/Ref.h"
 #include "Foundation/Value.h"
+#include "Source/NodeArena.h"
 #include "Source/NodeKind.h"
 
 namespace tavlo {
@@ -23,6 +26,9 @@ class KorTemplateExpression : public NSObject {
   virtual RawValue evaluate(KorTemplateEnvironment& environment);
 
   const char* className() const override { return "KorTemplateExpression"; }
+
+  static void* operator new(std::size_t size) { return NodeArena::allocate(size); }
+  static void operator delete(void* memory) noexcept { NodeArena::free(memory); }
 
  protected:
   explicit KorTemplateExpression(ObjectKind kind = ObjectKind::Other) : NSObject(kind, Counting::Atomic) {}

@@ -1,11 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <span>
 
 #include "Foundation/ListArgument.h"
 #include "Foundation/NSObject.h"
 #include "Foundation/Ref.h"
 #include "Foundation/Value.h"
+#include "Source/NodeArena.h"
 #include "Source/NodeKind.h"
 
 namespace tavlo {
@@ -26,6 +28,9 @@ class KorTemplateFunction : public NSObject {
   virtual Ref<KorTemplateFunction> copyWithZone(NSZone* zone = nullptr) const;
 
   const char* className() const override { return "KorTemplateFunction"; }
+
+  static void* operator new(std::size_t size) { return NodeArena::allocate(size); }
+  static void operator delete(void* memory) noexcept { NodeArena::free(memory); }
 
  protected:
   explicit KorTemplateFunction(ObjectKind kind = ObjectKind::Other) : NSObject(kind, Counting::Atomic) {}

@@ -95,7 +95,10 @@ RawValue call(KorTemplateFunction& function, std::span<const Value> arguments, K
 
 RawValue KorTemplateFunctionCallExpression::evaluate(KorTemplateEnvironment& environment) {
   KorTemplateFunction* function = environment.findFunction(functionName_);
-  if (function == nullptr) return RawValue::null();
+  if (function == nullptr) [[unlikely]] {
+    requireParameter(!functionName_.isAbsent(), "name != nil");
+    return RawValue::null();
+  }
   environment.checkStack();
   environment.step();
   ArgumentValues arguments(environment, static_cast<std::size_t>(argumentExpressions_.count()));
@@ -109,6 +112,7 @@ Value KorTemplateFunctionCallExpression::evaluateWithEnvironment(KorTemplateEnvi
 }
 
 Ref<KorTemplateExpression> KorTemplateFunctionCallExpression::copyWithZone(NSZone* /*zone*/) const {
+  for (const Ref<KorTemplateExpression>& expression : argumentExpressions_) (void)copyOf(expression);
   return makeRef<KorTemplateFunctionCallExpression>(functionName_);
 }
 

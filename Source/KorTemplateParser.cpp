@@ -53,8 +53,8 @@ namespace {
 
 // The tables that all parsers share.
 struct Tables {
-  std::vector<std::string> binaryOperators = {"%",  "*", "/", "+",  "-",  "==", "!=",
-                                              "=~", "<", ">", "<=", ">=", "&&", "||"};
+  std::vector<std::string> binaryOperators = {
+      "%", "*", "/", "+", "-", "==", "!=", "=~", "<", ">", "<=", ">=", "&&", "||"};
   std::vector<std::string> controlKeywords = {"if",         "elseif",   "else",        "endif", "foreach",
                                               "endforeach", "function", "endfunction", "return"};
   Ref<KorTemplateClosure> parenthesisClosure = KorTemplateClosure::closureStartingWithTokensOfClassEndingWith(
@@ -156,6 +156,32 @@ constexpr OperatorText kOperatorTexts[] = {
     {"||", KorTemplateOperatorOr},
 };
 
+// A bit of its own for each operator, none for a text that is no operator.
+std::uint32_t bitOfOperator(std::string_view text) {
+  for (const OperatorText& row : kOperatorTexts) {
+    if (row.text == text) return 1U << static_cast<std::uint32_t>(row.op);
+  }
+  return 0;
+}
+
+// The text behind the first character, which stands for the kind of token.
+std::string_view withoutFirst(std::string_view text) {
+  if (text.empty()) raiseRange(1, 0);
+  return text.substr(1);
+}
+
+// Takes out of a list, in the end, what has been moved together: the items from `end` up to `index`.
+struct GapCloser {
+  KorWorkingList& items;
+  const std::size_t& end;
+  const std::size_t& index;
+
+  ~GapCloser() {
+    const std::size_t last = std::min(index, items.size());
+    items.erase(items.begin() + static_cast<std::ptrdiff_t>(end), items.begin() + static_cast<std::ptrdiff_t>(last));
+  }
+};
+
 // The pattern between the slashes, with each "\/" turned into "/".
 std::string patternOf(std::string_view literalText) {
   if (literalText.size() < 2) return {};
@@ -201,17 +227,29 @@ class KorTemplateParser::ParsingFunction {
   KorTemplateParser& parser_;
 };
 
-void KorTemplateParser::initialize() { setupScannerRules(); }
+void KorTemplateParser::initialize() {
+  setupScannerRules();
+}
 
-void KorTemplateParser::setupScannerRules() { (void)tables(); }
+void KorTemplateParser::setupScannerRules() {
+  (void)tables();
+}
 
-const std::vector<std::string>& KorTemplateParser::binaryOperators() { return tables().binaryOperators; }
+const std::vector<std::string>& KorTemplateParser::binaryOperators() {
+  return tables().binaryOperators;
+}
 
-const std::vector<std::string>& KorTemplateParser::controlKeywords() { return tables().controlKeywords; }
+const std::vector<std::string>& KorTemplateParser::controlKeywords() {
+  return tables().controlKeywords;
+}
 
-const KorTemplateClosure& KorTemplateParser::parenthesisClosure() { return *tables().parenthesisClosure; }
+const KorTemplateClosure& KorTemplateParser::parenthesisClosure() {
+  return *tables().parenthesisClosure;
+}
 
-const RuleList& KorTemplateParser::scannerRules() { return tables().scannerRules; }
+const RuleList& KorTemplateParser::scannerRules() {
+  return tables().scannerRules;
+}
 
 Ref<KorTemplateParser> KorTemplateParser::parserForString(const Text& string, const KorTemplateLimits& limits) {
   requireParameter(!string.isAbsent(), "string != nil");
@@ -255,7 +293,9 @@ std::string_view KorTemplateParser::textOf(const KorToken& token) const {
     const auto& subtokens = static_cast<const KorCompoundToken*>(currentBlockToken_)->subtokens;
     const KorToken* const first = subtokens.data();
     const std::less<> before;
-    if (!before(&token, first) && before(&token, first + subtokens.size())) {
+    const bool knowsItsBytes = token.byteLength != 0 || token.length == 0;
+    if (knowsItsBytes && !before(&token, first) && before(&token, first + subtokens.size())) {
+      if (token.byteOffset > inputString_->byteLength()) raiseRange(token.byteOffset, inputString_->byteLength());
       return inputString_->view().substr(token.byteOffset, token.byteLength);
     }
   }
@@ -338,10 +378,10 @@ Ref<KorTemplateExpression> KorTemplateParser::parseExpression(const ExpressionTo
   for (std::size_t index = 0; index < tokens.size();) {
     index = parseOperandOrOperator(tokens, index, base);
     const KorToken* operatorToken = working_.back().operatorToken;
-    if (operatorToken != nullptr) operators |= 1U << operatorForString(textOf(*operatorToken));
+    if (operatorToken != nullptr) operators |= bitOfOperator(textOf(*operatorToken));
   }
   for (const OperatorText& row : kOperatorTexts) {
-    if ((operators & (1U << row.op)) != 0) fold(working_, base, row.text);
+    if ((operators & bitOfOperator(row.text)) != 0) fold(working_, base, row.text);
   }
   if (working_.size() != base + 1) {
     raiseSyntaxError(tokens.size() == 0 ? nullptr : &tokens.tokens.back(), "Invalid expression");
@@ -384,7 +424,7 @@ Ref<KorTemplateExpression> KorTemplateParser::parseLiteral(const KorToken& token
   const auto literalOf = [](const Value& value) { return KorTemplateLiteralExpression::expressionWithLiteral(value); };
   const std::string_view text = textOf(token);
   const KorTokenClass* const tokenClass = token.tokenClass;
-  if (tokenClass == &Variable) return KorTemplateVariableExpression::expressionWithVariable(text.substr(1));
+  if (tokenClass == &Variable) return KorTemplateVariableExpression::expressionWithVariable(withoutFirst(text));
   if (tokenClass == &NonIntegralNumericLiteral) return literalOf(textAsDouble(text));
   if (tokenClass == &StringLiteral) return literalOf(NSString::stringWithValidUTF8(text, Counting::Atomic));
   if (tokenClass == &IntegralNumericLiteral) return literalOf(textAsInt(text));
@@ -412,7 +452,7 @@ Ref<KorTemplateFunctionCallExpression> KorTemplateParser::parseFunctionCallExpre
   working_.clear();
   std::size_t close = 0;
   Ref<KorTemplateFunctionCallExpression> call = parseCall(withClosers(tokens), 0, close);
-  *eaten = static_cast<std::int32_t>(close);
+  *eaten = static_cast<std::int32_t>(close);  // known before the arguments are read, but of no use without the call
   return call;
 }
 
@@ -427,8 +467,8 @@ Ref<KorTemplateFunctionCallExpression> KorTemplateParser::parseCall(const Expres
   }
   close = tokens.closer(open);
   if (close == 0) raiseSyntaxError(openToken, "Function call missing closing parenthesis for argument list");
-  if (close == open + 1) return call;
   const Nesting nesting(*this, *openToken);
+  if (close == open + 1) return call;
   parseArguments(tokens.sub(open + 1, close), *call);
   return call;
 }
@@ -462,10 +502,12 @@ void KorTemplateParser::promoteExpressionsWithOperatorInArray(const Text& op, Ko
   }
 }
 
-// The items from `base` on, none of which stands there twice, folded in one walk. Answers with the new size.
-std::size_t KorTemplateParser::fold(KorWorkingList& items, std::size_t base, std::string_view op) {
+// The items from `base` on, none of which stands there twice, folded in one walk.
+void KorTemplateParser::fold(KorWorkingList& items, std::size_t base, std::string_view op) {
   std::size_t end = base;  // of what has been walked over, moved together
-  for (std::size_t index = base; index < items.size(); ++index) {
+  std::size_t index = base;
+  const GapCloser closer{items, end, index};  // also where an operator has no operand
+  for (; index < items.size(); ++index) {
     const KorToken* token = items[index].operatorToken;
     if (token == nullptr || textOf(*token) != op) {
       if (end != index) items[end] = std::move(items[index]);
@@ -477,8 +519,6 @@ std::size_t KorTemplateParser::fold(KorWorkingList& items, std::size_t base, std
     items[end - 1] = {std::move(node), nullptr};
     ++index;
   }
-  items.resize(end);
-  return end;
 }
 
 Ref<KorTemplateExpression> KorTemplateParser::foldedNode(std::string_view op, const KorToken* token,
@@ -558,8 +598,8 @@ Ref<KorTemplateStatement> KorTemplateParser::parseIfStatementForToken(const KorC
   const KorTokenList condition = headExpression(*token, 2, "if statement: ')' missing");
   const SourceRange opening = {token->byteOffset, token->byteLength};
   const Nesting nesting(*this, *token);
-  const Ref<KorTemplateConditionalStatement> outermost = placed(
-      KorTemplateConditionalStatement::statementWithExpression(parseExpressionFromTokens(condition)), *token);
+  const Ref<KorTemplateConditionalStatement> outermost =
+      placed(KorTemplateConditionalStatement::statementWithExpression(parseExpressionFromTokens(condition)), *token);
   Ref<KorTemplateConditionalStatement> current = outermost;
   bool readsTrue = true;
   for (;;) {
@@ -627,10 +667,10 @@ Ref<KorTemplateStatement> KorTemplateParser::parseForEachStatementForToken(const
   const KorTokenList collection = headExpression(*token, 4, "foreach statement: ')' expected");
   const KorToken first = token->subtokens[4];  // a copy: the body's blocks take the place of this one
   const Nesting nesting(*this, *token);
-  const Name loopVariable = textOf(variable).substr(1);
+  const Name loopVariable = withoutFirst(textOf(variable));
   const Ref<KorTemplateEnumerationStatement> enumeration =
-      placed(KorTemplateEnumerationStatement::statementWithExpressionLoopVariable(
-                 parseExpressionFromTokens(collection), loopVariable),
+      placed(KorTemplateEnumerationStatement::statementWithExpressionLoopVariable(parseExpressionFromTokens(collection),
+                                                                                  loopVariable),
              *token);
   for (;;) {
     const Ref<KorTemplateStatement> statement = nextStatement();
@@ -684,7 +724,7 @@ std::size_t KorTemplateParser::parseParameters(const KorCompoundToken& token, Ko
       raiseSyntaxError(argument, "function statement: %@\". variable name expected in argument list",
                        argument == nullptr ? std::string_view() : textOf(*argument));
     }
-    function.addArgument(textOf(*argument).substr(1));
+    function.addArgument(withoutFirst(textOf(*argument)));
     const KorToken* separator = subtokenAt(token, index + 1);
     index += separator != nullptr && separator->tokenClass == &ArgumentSeparator ? 2 : 1;
   }
@@ -740,6 +780,13 @@ Ref<KorTemplateStatement> KorTemplateParser::parseStatementForToken(const KorCom
   raiseSyntaxError(token, "'%@'. Unexpected control keyword", text);
 }
 
+// Where a token of the scanner lies in bytes; counted where a scanner tells positions alone.
+SourceRange KorTemplateParser::bytesOf(const KorToken& token) const {
+  if (token.byteLength != 0 || token.length == 0) return {token.byteOffset, token.byteLength};
+  return {static_cast<std::uint32_t>(textAtPosition(0, token.position).size()),
+          static_cast<std::uint32_t>(textAtPosition(token.position, token.length).size())};
+}
+
 // One output statement for the text between two bytes.
 Ref<KorTemplateStatement> KorTemplateParser::literalStatement(std::uint32_t from, std::uint32_t to) {
   Ref<KorTemplateOutputStatement> statement = KorTemplateOutputStatement::statementWithExpression(
@@ -751,7 +798,7 @@ Ref<KorTemplateStatement> KorTemplateParser::literalStatement(std::uint32_t from
 Ref<KorTemplateStatement> KorTemplateParser::nextStatement() {
   const KorToken* block = currentBlockToken_;
   if (block == nullptr || currentPosition_ == block->position + block->length) {
-    block = scanner_->nextToken();
+    block = scanner_ == nullptr ? nullptr : scanner_->nextToken();
     currentBlockToken_ = block;
   }
   const auto length = static_cast<std::int32_t>(inputString_->length());
@@ -759,14 +806,15 @@ Ref<KorTemplateStatement> KorTemplateParser::nextStatement() {
   const std::int32_t position = block == nullptr ? length : block->position;
   if (currentPosition_ < position) {
     const std::uint32_t from = currentByte_;
-    currentByte_ = block == nullptr ? inputString_->byteLength() : block->byteOffset;
+    currentByte_ = block == nullptr ? inputString_->byteLength() : bytesOf(*block).offset;
     currentPosition_ = position;
     return literalStatement(from, std::max(from, currentByte_));
   }
   if (currentPosition_ != position) failAssertion("Position is not located at start of current token");
   if (!block->isCompound) failAssertion("Expected compound token");
   currentPosition_ = block->position + block->length;
-  currentByte_ = block->byteOffset + block->byteLength;
+  const SourceRange bytes = bytesOf(*block);
+  currentByte_ = bytes.offset + bytes.length;
   return parseStatementForToken(static_cast<const KorCompoundToken*>(block));
 }
 

@@ -23,7 +23,8 @@ namespace tavlo {
 class KorTemplateConditionalStatement;
 class KorTemplateInternalFunction;
 
-// What stands in the working list of an expression: an operand, or the token of an operator that still wants its operands.
+// What stands in the working list of an expression: an operand, or the token of an operator that still wants its
+// operands.
 struct KorWorkingItem {
   Ref<KorTemplateExpression> expression;    // absent for an operator
   const KorToken* operatorToken = nullptr;  // not owned
@@ -35,15 +36,16 @@ using KorWorkingList = std::vector<KorWorkingItem>;
 // Turns template text into statements, front to back, once: runs of literal text and code blocks by turns. A control
 // structure reads its body by asking for the next statements itself, up to its closing keyword.
 //
-// Errors in the text raise `KorTemplateSyntaxErrorException`, whose line is the named token's line within its block plus
-// the line of the block that is being read then. Where the token that a message would name is missing, the failed check
-// "token != nil" is raised instead.
+// Errors in the text raise `KorTemplateSyntaxErrorException`, whose line is the named token's line within its block
+// plus the line of the block that is being read then. Where the token that a message would name is missing, the failed
+// check "token != nil" is raised instead.
 class KorTemplateParser : public NSObject {
  public:
   // The token classes of the language, in the order of their rules.
-  static const KorTokenClass BlockStartTag, BlockEndTag, AssignmentOperator, Variable, IntrinsicVariable, BinaryOperator,
-      ParenthesisStart, ParenthesisEnd, ArgumentSeparator, StringLiteral, RegexStringLiteral, CharLiteral,
-      NonIntegralNumericLiteral, IntegralNumericLiteral, BooleanKeyword, NullKeyword, ControlKeyword, Symbol, Token;
+  static const KorTokenClass BlockStartTag, BlockEndTag, AssignmentOperator, Variable, IntrinsicVariable,
+      BinaryOperator, ParenthesisStart, ParenthesisEnd, ArgumentSeparator, StringLiteral, RegexStringLiteral,
+      CharLiteral, NonIntegralNumericLiteral, IntegralNumericLiteral, BooleanKeyword, NullKeyword, ControlKeyword,
+      Symbol, Token;
 
   // The tables that all parsers share, built once.
   static void initialize();
@@ -84,8 +86,8 @@ class KorTemplateParser : public NSObject {
 
   // The expression that the tokens make; the list may not be absent.
   Ref<KorTemplateExpression> parseExpressionFromTokens(const KorTokenList& tokens);
-  // The call at the start of the tokens; `eaten` receives how many tokens behind the name belong to it. Neither argument
-  // may be absent.
+  // The call at the start of the tokens; `eaten` receives how many tokens behind the name belong to it. Neither
+  // argument may be absent.
   Ref<KorTemplateFunctionCallExpression> parseFunctionCallExpressionFromTokensTokensEaten(const KorTokenList& tokens,
                                                                                           std::int32_t* eaten);
   // Folds every occurrence of the operator, and the operands beside it, into one node, from the left. Neither argument
@@ -134,6 +136,7 @@ class KorTemplateParser : public NSObject {
   [[noreturn]] void raiseSyntaxError(const KorToken* token, const char* format, const Arguments&... arguments);
   template <class Node>
   Ref<Node> placed(Ref<Node> statement, const KorToken& block) const;
+  SourceRange bytesOf(const KorToken& token) const;
   Ref<KorTemplateStatement> literalStatement(std::uint32_t from, std::uint32_t to);
 
   ExpressionTokens withClosers(const KorTokenList& tokens);
@@ -145,7 +148,7 @@ class KorTemplateParser : public NSObject {
                                                    std::size_t& close);
   void parseArguments(const ExpressionTokens& tokens, KorTemplateFunctionCallExpression& call);
   void raiseUnexpectedToken(const KorToken& token, std::size_t items);
-  std::size_t fold(KorWorkingList& items, std::size_t base, std::string_view op);
+  void fold(KorWorkingList& items, std::size_t base, std::string_view op);
   Ref<KorTemplateExpression> foldedNode(std::string_view op, const KorToken* token, const KorWorkingItem* left,
                                         const KorWorkingItem* right);
   void foldEverywhere(KorWorkingList& items, std::string_view op);
@@ -172,9 +175,9 @@ class KorTemplateParser : public NSObject {
   StackGuard stackGuard_;
   std::int32_t nesting_ = 0;  // control structures and parentheses around what is being read
   SourceRange place_;
-  KorWorkingList working_;                // of the expressions being read, the innermost last
-  std::vector<std::uint32_t> closers_;    // of the expression being read
-  std::vector<std::size_t> openings_;     // while closers_ are found
+  KorWorkingList working_;              // of the expressions being read, the innermost last
+  std::vector<std::uint32_t> closers_;  // of the expression being read
+  std::vector<std::size_t> openings_;   // while closers_ are found
 };
 
 }  // namespace tavlo

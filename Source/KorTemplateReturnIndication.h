@@ -18,8 +18,12 @@ class [[gnu::visibility("default")]] KorTemplateReturnIndication : public NSExce
   // The value may not be absent.
   static KorTemplateReturnIndication indicationWithReturnValue(const Value& returnValue);
 
-  const Value& returnValue() const noexcept { return returnValue_; }
-  void setReturnValue(const Value& value) { returnValue_ = value; }
+  const Value& returnValue() const noexcept {
+    return returnValue_;
+  }
+  void setReturnValue(const Value& value) {
+    returnValue_ = value;
+  }
 
  private:
   Value returnValue_;

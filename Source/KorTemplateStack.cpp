@@ -2,6 +2,16 @@
 
 namespace tavlo {
 
+KorTemplateStack::~KorTemplateStack() {
+  for (const Ref<KorTemplateStackFrame>& frame : frames_) frame->unlink();
+}
+
+void KorTemplateStack::resetApart(Ref<KorTemplateStackFrame> frame) noexcept {
+  frame->reset();
+  Ref<KorTemplateStackFrame>* const spare = frames_.spare();
+  if (spare != nullptr && *spare == nullptr && frame->hasOneReference()) *spare = std::move(frame);
+}
+
 void KorTemplateStack::push(const Ref<KorTemplateStackFrame>& frame) {
   requireParameter(frame != nullptr, "frame != nil");
   KorTemplateStackFrame* const parent = current();

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include "Foundation/NSObject.h"
 #include "Foundation/Ref.h"
 #include "Source/KorTemplateChildList.h"
@@ -12,6 +14,8 @@ class KorTemplateStack final : public NSObject {
  public:
   // A stack without frames.
   KorTemplateStack() = default;
+  // Frames that somebody keeps lose their links.
+  ~KorTemplateStack() override;
   static Ref<KorTemplateStack> stack() { return makeRef<KorTemplateStack>(); }
 
   // Absent while there are no frames.
@@ -28,8 +32,8 @@ class KorTemplateStack final : public NSObject {
   // Takes the current frame off; without one fails with "Stack frame is empty".
   void pop();
 
-  // An empty stack. A copy of each frame is pushed onto this stack itself, from the first frame on: nothing in the engine
-  // copies a stack, and whoever does gets exactly this.
+  // An empty stack. A copy of each frame is pushed onto this stack itself, from the first frame on: nothing in the
+  // engine copies a stack, and whoever does gets exactly this.
   Ref<KorTemplateStack> copyWithZone(NSZone* zone = nullptr);
 
   const char* className() const override { return "KorTemplateStack"; }
@@ -37,11 +41,9 @@ class KorTemplateStack final : public NSObject {
   // What the engine uses in place of the above.
 
   // The current frame, lent; null while there is none.
-  KorTemplateStackFrame* current() const noexcept {
-    return isListLent_ ? last() : current_;
-  }
-  // Opens a scope with an empty frame, one that was popped and that nobody kept where there is one. It is lent until it is
-  // popped.
+  KorTemplateStackFrame* current() const noexcept { return isListLent_ ? last() : current_; }
+  // Opens a scope with an empty frame, one that was popped and that nobody kept where there is one. It is lent until it
+  // is popped.
   KorTemplateStackFrame* pushNew() {
     KorTemplateStackFrame* const parent = current();
     Ref<KorTemplateStackFrame>* const spare = frames_.spare();
@@ -61,15 +63,20 @@ class KorTemplateStack final : public NSObject {
     Ref<KorTemplateStackFrame>& frame = frames_.leaveLast();
     current_ = last();
     frame->unlink();
-    if (frame->hasOneReference()) [[likely]] {
-      frame->reset();
-    } else {
+    if (!frame->hasOneReference()) {
       frame = nullptr;  // somebody kept it
+    } else if (frame->holdsForeignObjects()) {
+      resetApart(std::exchange(frame, nullptr));
+    } else {
+      frame->reset();
     }
     return true;
   }
 
  private:
+  // Empties a frame whose variables' ends may run a host's code, which may use this stack meanwhile.
+  void resetApart(Ref<KorTemplateStackFrame> frame) noexcept;
+
   KorTemplateStackFrame* last() const noexcept {
     return frames_.empty() ? nullptr : frames_[frames_.count() - 1].get();
   }

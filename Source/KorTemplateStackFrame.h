@@ -70,8 +70,8 @@ class KorTemplateStackFrame final : public NSObject {
     localVariables_.append(name, std::move(value));
   }
 
-  // A loop's element and its index, in a frame that holds nothing yet; a loop variable of the index's own name reads the
-  // index.
+  // A loop's element and its index, in a frame that holds nothing yet; a loop variable of the index's own name reads
+  // the index.
   void bindLoop(const Name& variable, Value element, const Name& indexName, std::int32_t index) {
     append(variable, std::move(element));
     set(indexName, index);
@@ -91,8 +91,20 @@ class KorTemplateStackFrame final : public NSObject {
   // The same for the first variable of a frame that nobody has pushed upon yet.
   void setFirst(const Name& name, const Value& value) { localVariables_.append(name, value); }
 
+  // Whether letting go of the variables may run a host's code.
+  bool holdsForeignObjects() const noexcept {
+    for (const auto& entry : localVariables_) {
+      if (entry.value.isObject() && !entry.value.isString()) return true;
+    }
+    return false;
+  }
+
+  // Differs between the scopes that one frame serves, and between frames.
+  std::uint64_t scope() const noexcept { return scope_; }
+
   // Links the frame to the one below when it is pushed, and unlinks it when it is popped.
   void link(KorTemplateStackFrame* parent) noexcept {
+    ++scope_;
     parentFrame_ = parent;
     if (parent == nullptr) return;
     parent->isParent_ = true;
@@ -100,6 +112,7 @@ class KorTemplateStackFrame final : public NSObject {
     cachedAt_ = linkChanges();
   }
   void unlink() noexcept {
+    if (parentFrame_ != nullptr) parentFrame_->isParent_ = false;
     parentFrame_ = nullptr;
     cachedNext_ = nullptr;
   }
@@ -107,6 +120,7 @@ class KorTemplateStackFrame final : public NSObject {
   void reset() noexcept {
     localVariables_.clear();
     isParent_ = false;
+    isParentByHand_ = false;
   }
 
  private:
@@ -121,16 +135,24 @@ class KorTemplateStackFrame final : public NSObject {
   }
   KorTemplateStackFrame* findNextWithVariables() const noexcept;
   void gainFirstVariable() noexcept {
-    if (isParent_) noteLinkChange();
+    if (isParent_ || isParentByHand_) noteLinkChange();
+  }
+
+  static std::uint64_t firstScopeOfFrame() noexcept {
+    constexpr std::uint64_t kScopesOfAFrame = std::uint64_t{1} << 32;
+    static std::atomic<std::uint64_t> frames{0};
+    return frames.fetch_add(kScopesOfAFrame, std::memory_order_relaxed);
   }
 
   static inline std::atomic<std::uint64_t> linkChanges_{0};
 
-  NameMap<Value> localVariables_;                  // by name, without the "$"; never an absent value
-  KorTemplateStackFrame* parentFrame_ = nullptr;   // owned by the stack, which links in push() and unlinks in pop()
+  NameMap<Value> localVariables_;                 // by name, without the "$"; never an absent value
+  KorTemplateStackFrame* parentFrame_ = nullptr;  // owned by the stack, which links in push() and unlinks in pop()
   mutable KorTemplateStackFrame* cachedNext_ = nullptr;  // not owned, like the parent
-  mutable std::uint64_t cachedAt_ = 0;             // the number of changes for which cachedNext_ holds
-  bool isParent_ = false;                          // some frame's parent is, or was, this one
+  mutable std::uint64_t cachedAt_ = 0;                   // the number of changes for which cachedNext_ holds
+  std::uint64_t scope_ = firstScopeOfFrame();
+  bool isParentByHand_ = false;  // some frame's link was set to this one by hand
+  bool isParent_ = false;        // some frame's parent is, or was, this one
 };
 
 }  // namespace tavlo

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cstddef>
+
 #include "Foundation/NSObject.h"
 #include "Foundation/Ref.h"
 #include "Source/Completion.h"
+#include "Source/NodeArena.h"
 #include "Source/NodeKind.h"
 #include "Source/SourceRange.h"
 
@@ -30,6 +33,9 @@ class KorTemplateStatement : public NSObject {
   void setSourceRange(SourceRange range) noexcept { sourceRange_ = range; }
 
   const char* className() const override { return "KorTemplateStatement"; }
+
+  static void* operator new(std::size_t size) { return NodeArena::allocate(size); }
+  static void operator delete(void* memory) noexcept { NodeArena::free(memory); }
 
  protected:
   explicit KorTemplateStatement(ObjectKind kind = ObjectKind::Other) : NSObject(kind, Counting::Atomic) {}

@@ -28,11 +28,17 @@ class [[gnu::visibility("default")]] KorTemplateSyntaxErrorException : public NS
 
   // The number in the reason. It is counted from where the named token stands in its block, and from the block that is
   // being read then: see place() for where the error truly is.
-  std::int32_t line() const noexcept { return line_; }
+  std::int32_t line() const noexcept {
+    return line_;
+  }
 
   // Where the named token stands in the template's text.
-  SourceRange place() const noexcept { return place_; }
-  void setPlace(SourceRange place) noexcept { place_ = place; }
+  SourceRange place() const noexcept {
+    return place_;
+  }
+  void setPlace(SourceRange place) noexcept {
+    place_ = place;
+  }
 
  private:
   KorTemplateSyntaxErrorException(std::int32_t line, const std::string& message);

@@ -14,9 +14,9 @@ KorTemplateVariableExpression::KorTemplateVariableExpression() {
 
 KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& variable, const Name& rootName,
                                                              const Name& keyPath)
-    : KorTemplateExpression(kVariableKind), variable_(variable), rootName_(rootName), keyPath_(keyPath) {
+    : KorTemplateExpression(kVariableKind), variable_(variable), rootName_(rootName) {
   requireParameter(!variable.isAbsent(), "theVariable != nil");
-  if (!rootName_.isAbsent() && !keyPath_.isAbsent()) path_ = std::make_unique<NSKeyPath>(keyPath_.view());
+  if (!keyPath.isAbsent()) path_ = std::make_unique<NSKeyPath>(keyPath.view());
 }
 
 KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& variable)
@@ -29,14 +29,12 @@ void KorTemplateVariableExpression::setVariable(const Name& value) {
   requireParameter(!value.isAbsent(), "value != nil");
   variable_ = value;
   rootName_ = nullptr;
-  keyPath_ = nullptr;
   path_ = nullptr;
   const std::string_view text = variable_.view();
   const std::size_t dot = text.find('.');
   if (dot == std::string_view::npos) return;
   rootName_ = text.substr(0, dot);
-  keyPath_ = text.substr(dot + 1);
-  path_ = std::make_unique<NSKeyPath>(keyPath_.view());
+  path_ = std::make_unique<NSKeyPath>(text.substr(dot + 1));
 }
 
 RawValue KorTemplateVariableExpression::peekPath(const KorTemplateEnvironment& environment) const noexcept {
@@ -87,7 +85,7 @@ Value KorTemplateVariableExpression::evaluateWithEnvironment(KorTemplateEnvironm
 }
 
 Ref<KorTemplateExpression> KorTemplateVariableExpression::copyWithZone(NSZone* /*zone*/) const {
-  return makeRef<KorTemplateVariableExpression>(variable_, rootName_, keyPath_);
+  return makeRef<KorTemplateVariableExpression>(variable_, rootName_, keyPath());
 }
 
 void KorTemplateVariableExpression::describe(Description& out) const {

@@ -26,7 +26,7 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   void setVariable(const Name& value);
   // Both are absent where the variable has no ".".
   const Name& rootName() const noexcept { return rootName_; }
-  const Name& keyPath() const noexcept { return keyPath_; }
+  Name keyPath() const { return path_ == nullptr ? Name() : Name(path_->text()); }
 
   // The value of that name, or the null object.
   Value variableWithName(const Name& name, KorTemplateEnvironment* environment) const;
@@ -42,11 +42,11 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   const char* className() const override { return "KorTemplateVariableExpression"; }
   void describe(Description& out) const override;
 
-  bool hasKeyPath() const noexcept { return path_ != nullptr; }
+  bool hasKeyPath() const noexcept { return path_ != nullptr && !rootName_.isAbsent(); }
   // The value where it lives, lent until a variable changes or other code runs. Nothing where a key path leads through
   // more than dictionaries, and evaluate() must be asked.
   RawValue peek(const KorTemplateEnvironment& environment) const noexcept {
-    if (path_ != nullptr) return peekPath(environment);
+    if (hasKeyPath()) return peekPath(environment);
     const Value* found = environment.findVariable(variable_);
     return found == nullptr ? RawValue::null() : found->peek();
   }
@@ -57,8 +57,7 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
 
   Name variable_;
   Name rootName_;
-  Name keyPath_;
-  std::unique_ptr<NSKeyPath> path_;  // of keyPath_; absent like it
+  std::unique_ptr<NSKeyPath> path_;  // absent without a key path
 };
 
 }  // namespace tavlo

@@ -9,8 +9,8 @@
 
 namespace tavlo {
 
-// Values by name, in the order in which the names were first set: compared one after another while there are few, hashed
-// once there are many.
+// Values by name, in the order in which the names were first set: compared one after another while there are few,
+// hashed once there are many.
 //
 // Clearing keeps the names that stood in the entries, so that filling the map again with the same ones, as the scope of
 // a loop or a function does, counts no reference to a name that other threads use too.
@@ -39,7 +39,9 @@ class NameMap {
     const std::uint32_t index = hashedIndex(name);
     return index == kNowhere ? nullptr : &entries_[index].value;
   }
-  T* find(const Name& name) noexcept { return const_cast<T*>(std::as_const(*this).find(name)); }  // NOLINT(*-const-cast)
+  T* find(const Name& name) noexcept {
+    return const_cast<T*>(std::as_const(*this).find(name));
+  }  // NOLINT(*-const-cast)
 
   // Stores the value in place of an old one of that name, which it returns.
   T set(const Name& name, T value) {
@@ -58,15 +60,16 @@ class NameMap {
       entries_.push_back({name, std::move(value)});
     }
     ++size_;
-    if (size_ > kSmall) [[unlikely]] addSlot();
+    if (size_ > kSmall) [[unlikely]]
+      addSlot();
   }
 
   bool remove(const Name& name) {
     const T* known = find(name);
     if (known == nullptr) return false;
-    const auto index = static_cast<std::size_t>(reinterpret_cast<const Entry*>(reinterpret_cast<const char*>(known) -
-                                                                               offsetof(Entry, value)) -
-                                                entries_.data());
+    const auto index = static_cast<std::size_t>(
+        reinterpret_cast<const Entry*>(reinterpret_cast<const char*>(known) - offsetof(Entry, value)) -
+        entries_.data());
     const Entry removed = std::move(entries_[index]);  // let go of last
     entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(index));
     --size_;
@@ -79,7 +82,8 @@ class NameMap {
   // Lets go of all values from the `kept`-th on.
   void truncate(std::size_t kept) noexcept {
     while (size_ > kept) entries_[--size_].value = T();
-    if (isHashed_) [[unlikely]] shrink();
+    if (isHashed_) [[unlikely]]
+      shrink();
   }
   void clear() noexcept { truncate(0); }
 
@@ -126,7 +130,7 @@ class NameMap {
     slots_[slot] = index;
   }
 
-  std::vector<Entry> entries_;        // the first size_ of them count
+  std::vector<Entry> entries_;  // the first size_ of them count
   std::size_t size_ = 0;
   bool isHashed_ = false;
   std::vector<std::uint32_t> slots_;  // open addressing over entries_, a power of two; empty while there are few

@@ -9,7 +9,9 @@ namespace tavlo::recognisers {
 
 namespace {
 
-constexpr bool isASCIIDigit(char byte) noexcept { return byte >= '0' && byte <= '9'; }
+constexpr bool isASCIIDigit(char byte) noexcept {
+  return byte >= '0' && byte <= '9';
+}
 
 constexpr std::array<bool, 128> kASCIIWords = [] {
   std::array<bool, 128> words{};
@@ -20,9 +22,13 @@ constexpr std::array<bool, 128> kASCIIWords = [] {
   return words;
 }();
 
-constexpr bool isASCII(char byte) noexcept { return static_cast<unsigned char>(byte) < 0x80; }
+constexpr bool isASCII(char byte) noexcept {
+  return static_cast<unsigned char>(byte) < 0x80;
+}
 
-char byteAt(std::string_view text, std::uint32_t at) noexcept { return at < text.size() ? text[at] : '\0'; }
+char byteAt(std::string_view text, std::uint32_t at) noexcept {
+  return at < text.size() ? text[at] : '\0';
+}
 
 // The bytes of the word character at a place; 0 where none stands.
 std::uint32_t wordLength(std::string_view text, std::uint32_t at) noexcept {
@@ -32,11 +38,25 @@ std::uint32_t wordLength(std::string_view text, std::uint32_t at) noexcept {
   return isWordCharacter(next.value) ? next.byteLength : 0;
 }
 
+// The same for "[\w]".
+std::uint32_t classWordLength(std::string_view text, std::uint32_t at) noexcept {
+  if (at >= text.size() || isASCII(text[at])) return wordLength(text, at);
+  const CodePoint next = codePointAt(text, at);
+  return isWordCharacterInClass(next.value) ? next.byteLength : 0;
+}
+
 std::uint32_t digitLength(std::string_view text, std::uint32_t at) noexcept {
   if (at >= text.size()) return 0;
   if (isASCII(text[at])) return isASCIIDigit(text[at]) ? 1 : 0;
   const CodePoint next = codePointAt(text, at);
   return isDigitCharacter(next.value) ? next.byteLength : 0;
+}
+
+// "[\da-fA-F]"
+std::uint32_t hexadecimalLength(std::string_view text, std::uint32_t at) noexcept {
+  const char byte = byteAt(text, at);
+  const bool isLetter = (byte >= 'a' && byte <= 'f') || (byte >= 'A' && byte <= 'F');
+  return isLetter ? 1 : digitLength(text, at);
 }
 
 // A run of characters: where it ends, and how many there are.
@@ -54,7 +74,9 @@ Run digits(std::string_view text, std::uint32_t at) noexcept {
   return run;
 }
 
-bool isWordAt(std::string_view text, std::uint32_t at) noexcept { return wordLength(text, at) != 0; }
+bool isWordAt(std::string_view text, std::uint32_t at) noexcept {
+  return wordLength(text, at) != 0;
+}
 
 // "([eE]\d+)?"
 std::uint32_t exponent(std::string_view text, std::uint32_t at) noexcept {
@@ -73,8 +95,8 @@ bool startsWith(std::string_view text, std::uint32_t at, std::string_view prefix
   return text.substr(at).starts_with(prefix);
 }
 
-// The look-ahead of a regex literal: "\s*(&&|\|\||==|!=|>|>=|<|<=|\)|,|$|\z|\?>)". White space that holds a line feed is
-// followed, somewhere in it, by the end of a line.
+// The look-ahead of a regex literal: "\s*(&&|\|\||==|!=|>|>=|<|<=|\)|,|$|\z|\?>)". White space that holds a line feed
+// is followed, somewhere in it, by the end of a line.
 bool endsRegexLiteral(std::string_view text, std::uint32_t at) noexcept {
   for (CodePoint next = codePointAt(text, at); next.byteLength != 0 && isWhiteSpace(next.value);
        next = codePointAt(text, at)) {
@@ -155,13 +177,7 @@ std::uint32_t nonIntegralNumber(std::string_view text, std::uint32_t at, SearchM
 std::uint32_t integralNumber(std::string_view text, std::uint32_t at, SearchMemo& /*memo*/) {
   if (startsWith(text, at, "0x")) {
     std::uint32_t end = at + 2;
-    for (;;) {
-      const char byte = byteAt(text, end);
-      const bool isLetter = (byte >= 'a' && byte <= 'f') || (byte >= 'A' && byte <= 'F');
-      const std::uint32_t length = isLetter ? 1 : digitLength(text, end);
-      if (length == 0) break;
-      end += length;
-    }
+    while (const std::uint32_t length = hexadecimalLength(text, end)) end += length;
     if (end > at + 2 && !isWordAt(text, end)) return end;
   }
   const Run run = digits(text, sign(text, at));
@@ -173,16 +189,17 @@ std::uint32_t variable(std::string_view text, std::uint32_t at, SearchMemo& /*me
   std::uint32_t end = at + 1;
   for (;;) {
     const char byte = byteAt(text, end);
-    const std::uint32_t length = byte == '.' || byte == '@' ? 1 : wordLength(text, end);
+    const std::uint32_t length = byte == '.' || byte == '@' ? 1 : classWordLength(text, end);
     if (length == 0) break;
     end += length;
   }
   return end == at + 1 ? at : end;
 }
 
-std::uint32_t intrinsicVariable(std::string_view text, std::uint32_t at, SearchMemo& memo) {
+std::uint32_t intrinsicVariable(std::string_view text, std::uint32_t at, SearchMemo& /*memo*/) {
   if (!startsWith(text, at, "@@")) return at;
-  const std::uint32_t end = word(text, at + 2, memo);
+  std::uint32_t end = at + 2;
+  while (const std::uint32_t length = classWordLength(text, end)) end += length;
   return end == at + 2 ? at : end;
 }
 
@@ -192,7 +209,9 @@ std::uint32_t word(std::string_view text, std::uint32_t at, SearchMemo& /*memo*/
   return end;
 }
 
-std::uint32_t oneCharacter(std::string_view /*text*/, std::uint32_t at, SearchMemo& /*memo*/) { return at + 1; }
+std::uint32_t oneCharacter(std::string_view /*text*/, std::uint32_t at, SearchMemo& /*memo*/) {
+  return at + 1;
+}
 
 FirstBytes startingWith(std::string_view ascii, bool orBeyondASCII) {
   FirstBytes bytes;

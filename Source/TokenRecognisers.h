@@ -7,8 +7,8 @@
 
 namespace tavlo {
 
-// The fast paths of the scanner's patterns: each answers with the end of the match that begins at `at`, in bytes, or with
-// `at` where there is none, exactly as its pattern does. All take time in proportion to what they look at.
+// The fast paths of the scanner's patterns: each answers with the end of the match that begins at `at`, in bytes, or
+// with `at` where there is none, exactly as its pattern does. All take time in proportion to what they look at.
 namespace recognisers {
 
 // "<\?"

@@ -110,7 +110,7 @@ class Parser {
   }
 
   std::string helpText() {
-    if (helpedCommand_.empty()) return app_.help();
+    if (helpedCommand_.empty()) return app_.get_formatter()->make_help(&app_, "tavlo", CLI::AppFormatMode::Normal);
     for (const CLI::App* command : {render_, help_}) {
       if (command->get_name() == helpedCommand_) return command->help("tavlo");
     }

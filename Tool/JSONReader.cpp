@@ -1,5 +1,6 @@
 #include "Tool/JSONReader.h"
 
+#include <bit>
 #include <cstdint>
 #include <cstring>
 #include <string_view>
@@ -26,6 +27,7 @@ namespace tavlo {
 
 namespace {
 
+constexpr const char* kNotUTF8 = "The text is not valid UTF-8 here";
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 
 // The text that is read, the string in it that is being read, and what is refused beyond the reader's own refusals.
@@ -117,7 +119,9 @@ const char* endOfPlain(const char* at, const char* end) noexcept {
     const std::uint64_t backslashes = chunk ^ (kOnes * '\\');
     // Subtracting borrows out of a byte that is below what is taken from it.
     const std::uint64_t hits = (quotes - kOnes) | (backslashes - kOnes) | (chunk - kOnes * ' ') | chunk;
-    if ((hits & kHighBits) != 0) break;
+    if ((hits & kHighBits) == 0) continue;
+    if constexpr (std::endian::native != std::endian::little) break;
+    return at + std::countr_zero(hits & kHighBits) / 8;  // the first hit is exact, those behind it need not be
   }
   while (isASCII(*at) && *at >= ' ' && *at != '"' && *at != '\\') ++at;
   return at;
@@ -161,7 +165,7 @@ struct StretchedUTF8 : tavlo_rapidjson::UTF8<> {
     for (at = endOfPlain(at, in.source->end()); !isASCII(*at); at = endOfPlain(at, in.source->end())) {
       do {
         const std::size_t length = sequenceLength(at);
-        if (length == 0) return in.source->refuse(at, "The text is not valid UTF-8 here");
+        if (length == 0) return in.source->refuse(at, kNotUTF8);
         at += length;
       } while (!isASCII(*at));
     }
@@ -240,6 +244,7 @@ std::string reasonFor(const std::string& text, std::size_t offset, tavlo_rapidjs
     return code == tavlo_rapidjson::kParseErrorDocumentEmpty ? "There is no value"
                                                              : "The text ends here, inside a value";
   if (text[offset] == '\0') return "A zero byte cannot stand here";
+  if (!isASCII(text[offset]) && sequenceLength(text.data() + offset) == 0) return kNotUTF8;
   if (code == tavlo_rapidjson::kParseErrorStringEscapeInvalid && text[offset] != '\\') {
     return "A control character in a string must be written as an escape";
   }

@@ -36,7 +36,7 @@ class JSONValueBuilder {
   std::vector<Value> values_;
   std::vector<Ref<NSString>> names_;
   std::size_t depth_ = 0;
-  std::array<Ref<NSString>, 256> knownNames_;  // the latest of each hash: texts repeat their names
+  std::array<Ref<NSString>, 256> knownNames_;  // the latest of each kind: texts repeat their names
 };
 
 }  // namespace tavlo

@@ -56,7 +56,9 @@ bool isWordBefore(std::string_view text, std::size_t at) {
   return isWordAt(text, at);
 }
 
-char lower(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter; }
+char lower(char letter) {
+  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter + 32) : letter;
+}
 
 bool standsAt(std::string_view text, std::size_t at, std::string_view entry, bool caseInsensitive) {
   if (text.size() - at < entry.size()) return false;
@@ -103,9 +105,8 @@ const std::vector<RuleRow>& blockRules() {
       {&Parser::IntrinsicVariable, pattern(R"(@@[\w]+)")},
       {&Parser::BinaryOperator,
        words({"%", "*", "/", "+", "-", "==", "!=", "=~", "<", ">", "<=", ">=", "&&", "||"}, false)},
-      {&Parser::ControlKeyword, words({"if", "elseif", "else", "endif", "foreach", "endforeach", "function",
-                                       "endfunction", "return"},
-                                      true)},
+      {&Parser::ControlKeyword,
+       words({"if", "elseif", "else", "endif", "foreach", "endforeach", "function", "endfunction", "return"}, true)},
       {&Parser::AssignmentOperator, pattern("=")},
       {&Parser::ParenthesisStart, pattern(R"(\()")},
       {&Parser::ParenthesisEnd, pattern(R"(\))")},

@@ -35,8 +35,8 @@ std::string joined(const std::vector<std::string>& pieces);
 // So many pieces, chosen at random.
 std::string randomText(Chooser& chooser, const std::vector<std::string>& pieces, std::size_t count);
 
-// The text after a few random changes, each to whole characters: one taken out, put twice, put elsewhere or replaced by a
-// piece.
+// The text after a few random changes, each to whole characters: one taken out, put twice, put elsewhere or replaced by
+// a piece.
 std::string mutated(Chooser& chooser, std::string_view text, const std::vector<std::string>& pieces);
 
 // What scanners stumble over.

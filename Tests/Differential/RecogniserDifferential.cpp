@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "Foundation/Utf8.h"
 #include "Lexwright/KorRegularExpressionRule.h"
 #include "Matchery/KorRegex.h"
 #include "Source/TokenRecognisers.h"
@@ -92,8 +93,8 @@ TEST(RecogniserDifferential, RegexLiteralsAtEverySlashOfALine) {
 }
 
 TEST(RecogniserDifferential, WhatMayFollowARegexLiteral) {
-  const std::vector<std::string> letters = {"&", "|", "=", "!", "<", ">", "?", ",", " ", "\n", "\r", "\xC2\x85",
-                                            "\xE2\x80\xA8", "\xC2\xA0", "a"};
+  const std::vector<std::string> letters = {
+      "&", "|", "=", "!", "<", ">", "?", ",", " ", "\n", "\r", "\xC2\x85", "\xE2\x80\xA8", "\xC2\xA0", "a"};
   const Ref<KorRegex> regex = KorRegex::compileExpression(kRegexLiteral);
   forEveryText(letters, 4, [&](const std::string& behind) {
     SearchMemo memo;
@@ -102,6 +103,37 @@ TEST(RecogniserDifferential, WhatMayFollowARegexLiteral) {
     const std::uint32_t expected = matchEnd(*regex, text, 0);
     if (found != expected) ADD_FAILURE() << readable(text) << ": " << found << " in place of " << expected;
   });
+}
+
+// Every character there is, behind what lets it go on or end each kind of token.
+TEST(RecogniserDifferential, EveryCharacter) {
+  struct Row {
+    const char* before;
+    const char* pattern;
+    KorRegularExpressionRule::Recogniser recogniser;
+  };
+  const Row rows[] = {
+      {"", R"(\w+)", recognisers::word},
+      {"$", R"(\$[\w\.@]+)", recognisers::variable},
+      {"@@", R"(@@[\w]+)", recognisers::intrinsicVariable},
+      {"1", kNonIntegral, recognisers::nonIntegralNumber},
+      {"1.", kNonIntegral, recognisers::nonIntegralNumber},
+      {"0x", kIntegral, recognisers::integralNumber},
+      {"/a/", kRegexLiteral, recognisers::regexLiteral},
+  };
+  for (const Row& row : rows) {
+    const Ref<KorRegex> regex = KorRegex::compileExpression(row.pattern);
+    std::string different;
+    for (char32_t character = 0; character < 0xE0200; ++character) {
+      if (character == 0xD800) character = 0xE000;    // behind the surrogates
+      if (character == 0x33000) character = 0xE0000;  // behind the planes that hold no characters
+      std::string text = row.before;
+      appendCodePoint(text, character);
+      SearchMemo memo;
+      if (row.recogniser(text, 0, memo) != matchEnd(*regex, text, 0)) different += " " + std::to_string(character);
+    }
+    EXPECT_EQ(different, "") << row.pattern << " behind \"" << row.before << "\"";
+  }
 }
 
 }  // namespace

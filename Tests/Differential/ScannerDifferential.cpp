@@ -60,8 +60,8 @@ TEST(ScannerDifferential, RealTemplates) {
 }
 
 TEST(ScannerDifferential, DenseNumbers) {
-  const std::vector<std::string> pieces = {"0", "1", "9", ".", ".", "e", "E", "+", "-", "0x", "x", "a", "F",
-                                           "_", " ", "\xD9\xA3", "\xC3\xA9", "\xCC\x81", "(", "$", "?"};
+  const std::vector<std::string> pieces = {"0", "1", "9", ".", ".",        "e",        "E",        "+", "-", "0x", "x",
+                                           "a", "F", "_", " ", "\xD9\xA3", "\xC3\xA9", "\xCC\x81", "(", "$", "?"};
   Chooser chooser(3);
   for (int time = 0; time < 20'000 && !testing::Test::HasFailure(); ++time) {
     expectSameTokens("<?" + randomText(chooser, pieces, 1 + chooser.below(12)));
@@ -69,8 +69,25 @@ TEST(ScannerDifferential, DenseNumbers) {
 }
 
 TEST(ScannerDifferential, DenseLiterals) {
-  const std::vector<std::string> pieces = {"/", "/", "\"", "'", "\\", "\\", " ", "\n", "\r", "?>", "<?",
-                                           ")", "a", "=", "==", "&&", "\xE2\x80\xA8", "\xC2\x85", "\xF0\x9F\x98\x80"};
+  const std::vector<std::string> pieces = {"/",
+                                           "/",
+                                           "\"",
+                                           "'",
+                                           "\\",
+                                           "\\",
+                                           " ",
+                                           "\n",
+                                           "\r",
+                                           "?>",
+                                           "<?",
+                                           ")",
+                                           "a",
+                                           "=",
+                                           "==",
+                                           "&&",
+                                           "\xE2\x80\xA8",
+                                           "\xC2\x85",
+                                           "\xF0\x9F\x98\x80"};
   Chooser chooser(4);
   for (int time = 0; time < 20'000 && !testing::Test::HasFailure(); ++time) {
     expectSameTokens("<?" + randomText(chooser, pieces, 1 + chooser.below(20)));
@@ -78,10 +95,12 @@ TEST(ScannerDifferential, DenseLiterals) {
 }
 
 TEST(ScannerDifferential, DenseWords) {
-  const std::vector<std::string> pieces = {"if",   "else", "elseif", "end", "foreach", "ENDIF", "Return", "function",
-                                           "true", "null", "_",      "1",   ".",       " ",     "$",      "@@",
-                                           "=",    "<",    ">",      "!",   "&",       "|",     "~",      "\xC3\xA9",
-                                           "\xCC\x81", "\xC5\xBF", "\xC2\xB2", "\xE2\x80\x8B", "\xE2\x81\xBF"};
+  const std::vector<std::string> pieces = {
+      "if",          "else", "elseif",   "end",      "foreach",  "ENDIF",    "Return",
+      "function",    "true", "null",     "_",        "1",        ".",        " ",
+      "$",           "@@",   "=",        "<",        ">",        "!",        "&",
+      "|",           "~",    "\xC3\xA9", "\xCC\x81", "\xC5\xBF", "\xC2\xB2", "\xE2\x80\x8B",
+      "\xE2\x81\xBF"};
   Chooser chooser(5);
   for (int time = 0; time < 20'000 && !testing::Test::HasFailure(); ++time) {
     expectSameTokens("<?" + randomText(chooser, pieces, 1 + chooser.below(10)) + "?>");

@@ -118,7 +118,6 @@ TEST(KeyPath, RaisesWhereAKeyIsUnknown) {
       {"a text", "abc", "name"},
       {"a number", 5, "length"},
       {"true", true, "length"},
-      {"a pattern", KorRegex::compileExpression("a"), "pattern"},
       {"a host's object", makeRef<WithoutKeys>(), "name"},
       {"a property's text", named("x"), "name.size"},
       {"an element", list({"a", 5}), "length"},
@@ -129,6 +128,7 @@ TEST(KeyPath, RaisesWhereAKeyIsUnknown) {
   expectUndefinedKeys(rows);
   EXPECT_EQ(raisedName([] { (void)valueForKeyPath(named("x"), "unknown"); }), kUndefinedKey);
   EXPECT_EQ(raisedName([] { (void)valueForKeyPath(list({named("x")}), "unknown"); }), kUndefinedKey);
+  EXPECT_EQ(raisedName([] { (void)valueForKeyPath(KorRegex::compileExpression("a"), "pattern"); }), kUndefinedKey);
 }
 
 TEST(KeyPath, NamesTheClassAndTheKeyThatItDoesNotKnow) {
@@ -268,6 +268,10 @@ TEST(CollectionOperators, RaiseForWhatTheyCannotUse) {
       {"a list with null from an inner path", list({list({dictionary({})})}), "@sum.name"},
   };
   expectUndefinedKeys(rows);
+}
+
+TEST(NSKeyPath, KnowsItsText) {
+  for (const char* path : {"", ".", "a", "a.b", "a..b.", "\u00e9.@count"}) EXPECT_EQ(NSKeyPath(path).text(), path);
 }
 
 TEST(NSKeyPath, PeeksThroughDictionariesAlone) {

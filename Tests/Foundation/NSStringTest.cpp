@@ -157,6 +157,16 @@ TEST(NSString, GivesSpareRoomBack) {
   EXPECT_EQ(NSString::trimmed(tight).get(), tight.get());
 }
 
+TEST(NSString, GivesAPartOfItself) {
+  const Ref<NSString> string = NSString::stringWithUTF8("a\u00e9\U0001f600b");
+  const Ref<NSString> part = string->substring(1, 6);
+  EXPECT_EQ(part->view(), "\u00e9\U0001f600");
+  EXPECT_EQ(part->length(), 3U);
+  EXPECT_EQ(string->substring(0, 1)->length(), 1U);
+  EXPECT_EQ(string->substring(8, 0)->view(), "");
+  EXPECT_EQ(NSString::stringWithUTF8("abc")->substring(1, 2)->view(), "bc");
+}
+
 TEST(NSString, HashesAlikeWhereTheTextIsAlike) {
   const Ref<NSString> one = NSString::stringWithUTF8("key");
   const Ref<NSString> other = NSString::stringByJoining("k", "ey");

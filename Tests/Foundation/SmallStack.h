@@ -8,8 +8,8 @@
 
 namespace tavlo::test {
 
-// Room for what the code under test needs with instrumentation, and far too little for a recursion as deep as its data.
-inline constexpr std::size_t kSmallStack = 1024 * 1024;
+// Room for a thousand levels even in an instrumented build, and far too little for a million in any.
+inline constexpr std::size_t kSmallStack = 4 * 1024 * 1024;
 
 // Runs the body, which may not throw, on a thread with a stack of that many bytes.
 inline void runOnStackOf(std::size_t bytes, std::function<void()> body) {

@@ -133,7 +133,7 @@ TEST(KorTemplateConditionalStatement, RunsAnElseifBodyTwoScopesDeep) {
   stage.run(
       "<? if (depth()) ?><? elseif (false) ?><? elseif (true) ?><? depth() ?><? endif ?>"
       "<? if (false) ?><? elseif (true) ?><? depth() ?><? endif ?><? depth() ?>");
-  EXPECT_THAT(depths, ElementsAre(1, 3, 2, 1));
+  EXPECT_THAT(depths, ElementsAre(1, 4, 3, 1));
 }
 
 TEST(KorTemplateConditionalStatement, RestoresTheDepthOnEveryExit) {

@@ -51,7 +51,7 @@ TEST(KorTemplateClosure, FindsTheEndOfABracketThatIsOpenAlready) {
 
 TEST(KorTemplateClosure, FindsTheNextTokenOfAClassOutsideAllBrackets) {
   const SearchRow rows[] = {
-      {"the first comma", "1, f(2, 3)", 0, 1, 5},
+      {"the first comma", "1, f(2, 3)", 0, 1, 6},
       {"no comma inside parentheses", "f(2, 3)", 0, -1, 0},
       {"no comma behind a stray closing parenthesis", "), 1", 0, -1, 0},
       {"the comma behind a closed pair", "(1), 2", 0, 3, 1},

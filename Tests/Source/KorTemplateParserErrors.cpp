@@ -36,7 +36,7 @@ TEST(KorTemplateParserErrors, OfOutputBlocks) {
       {"a\n<?\n^= ", 3, "Expression expected"},
       {"<?^= $x", 1, "Closing tag missing from template block"},
       {"\n\n<?^= $x + \"?>\"", 3, "Closing tag missing from template block"},
-      {"<?^= '?>", 1, "Closing tag missing from template block"},
+      {"<?^= '?>'", 1, "Closing tag missing from template block"},
       {"\xC3\xA9\xF0\x9F\x98\x80<?^=", 1, "Expression expected"},
   });
 }
@@ -59,7 +59,7 @@ TEST(KorTemplateParserErrors, OfExpressions) {
       {"<?= f ^1 ?>", 1, "Function call missing opening parenthesis for argument list"},
       {"<?= f^(1 ?>", 1, "Function call missing closing parenthesis for argument list"},
       {"<? $x ^= ?>", 1, "Expression required to right of = operator"},
-      {"<? if (f^(1) ?>", 1, "Function call missing closing parenthesis for argument list"},
+      {"<? if (^f(1) ?>", 1, "if statement: ')' missing"},
   });
 }
 

@@ -41,7 +41,7 @@ TEST(KorTemplateParserReader, TurnsTextAndBlocksIntoStatements) {
 }
 
 TEST(KorTemplateParserReader, RefusesABlockThatIsNotClosed) {
-  for (const char* text : {"<? $x = 1", "a<? 1", "<? f()", "<? \"?>", "<? #"}) {
+  for (const char* text : {"<? $x = 1", "a<? 1", "<? f()", "<? \"?>\"", "<? #"}) {
     EXPECT_EQ(raisedBy([&] { (void)KorTemplate::compile(text); }).name, "NSRangeException") << text;
   }
 }
@@ -142,7 +142,9 @@ TEST(KorTemplateParserReader, LooksAtThePlaceOfATokenBeforeItsKind) {
 }
 
 TEST(KorTemplateParserReader, RefusesAControlKeywordThatItDoesNotKnow) {
-  const KorCompoundToken block = makeBlock(1, 4, 3, {makeToken(Parser::ControlKeyword, 0, 4)});
+  KorToken then = makeToken(Parser::ControlKeyword, 0, 4);
+  then.byteOffset = 1;
+  const KorCompoundToken block = makeBlock(1, 4, 3, {then});
   const Ref<KorTemplateParser> parser = parserOver("/then", {&block});
   EXPECT_EQ(shapeOf(parser->nextStatement()), "out \"/\"");
   const Raised raised = raisedBy([&] { (void)parser->nextStatement(); });

@@ -108,7 +108,8 @@ TEST(KorTemplateStack, LeavesNoLinkToItsFramesWhenItEnds) {
   TwoFrames two;
   two.below->setValueForVariableWithName(1, "x");
   two.stack = nullptr;
-  EXPECT_EQ(two.above->parentFrame(), nullptr);
+  two.below = nullptr;
+  ASSERT_EQ(two.above->parentFrame(), nullptr);
   EXPECT_TRUE(two.above->valueForVariableWithName("x").isAbsent());
 }
 

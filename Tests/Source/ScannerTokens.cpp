@@ -94,7 +94,7 @@ TEST(ScannerTokens, RegularExpressionsAndDivisions) {
       {"/a/ 1 /b/", "RegexStringLiteral:/a/ 1 /b/"},
       {"$a / 2 / $b", "Variable:$a BinaryOperator:/ NonIntegralNumericLiteral:2 BinaryOperator:/ Variable:$b"},
       {"1 /a/ 1", "NonIntegralNumericLiteral:1 BinaryOperator:/ Symbol:a BinaryOperator:/ NonIntegralNumericLiteral:1"},
-      {"/a\n/", "BinaryOperator:/ Symbol:a RegexStringLiteral:/?>/"},
+      {"/a\n/", "BinaryOperator:/ Symbol:a BinaryOperator:/"},
       {"10 / (4 / 2)",
        "NonIntegralNumericLiteral:10 BinaryOperator:/ ParenthesisStart:( NonIntegralNumericLiteral:4 "
        "BinaryOperator:/ NonIntegralNumericLiteral:2 ParenthesisEnd:)"},

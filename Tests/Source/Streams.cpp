@@ -13,6 +13,40 @@ namespace {
 
 using testing::ElementsAre;
 
+// Notes every write and every delivery in one list.
+class NotingStream final : public KorTemplateStream {
+ public:
+  explicit NotingStream(std::vector<std::string>& notes) : notes_(notes) {}
+  void write(const Text& text) override { notes_.emplace_back(text.view()); }
+  void flush() override { notes_.emplace_back("flush"); }
+
+ private:
+  std::vector<std::string>& notes_;
+};
+
+TEST(KorTemplateStream, DeliversBeforeADiagnosticAndWhenTheOutermostExecutionEnds) {
+  const Stage stage;
+  std::vector<std::string> notes;
+  stage.environment->setOutputStream(makeRef<NotingStream>(notes));
+  stage.errors->onWrite = [&](const Text& text) { notes.emplace_back(text.view()); };
+  stage.define("boom", [](auto&&...) -> Value { throw NSException("Boom", "bang"); });
+  const Ref<KorTemplate> inner = KorTemplate::compile("b");
+  stage.define("inner", [&](KorTemplateEnvironment* environment, ListArgument<Value>) -> Value {
+    inner->executeWithEnvironment(environment);
+    return NSNull::null();
+  });
+  stage.run("a<? inner() ?><? boom() ?>c");
+  EXPECT_THAT(notes, ElementsAre("a", "b", "flush", "bang", "c", "flush"));
+}
+
+TEST(KorTemplateStream, DeliversAlsoWhenAnExceptionEndsTheExecution) {
+  const Stage stage;
+  std::vector<std::string> notes;
+  stage.environment->setOutputStream(makeRef<NotingStream>(notes));
+  EXPECT_EQ(raisedBy([&] { stage.run("a<? 1 / 0 ?>b"); }), "NSGenericException: Divide by zero");
+  EXPECT_THAT(notes, ElementsAre("a", "flush"));
+}
+
 TEST(KorTemplateStringStream, AppendsToABufferOfItsOwn) {
   for (const Ref<KorTemplateStringStream>& stream :
        {KorTemplateStringStream::stringStream(), makeRef<KorTemplateStringStream>()}) {
@@ -139,7 +173,10 @@ TEST(KorTemplateOutputStatement, WritesAnAbsentValueAsAnAbsentText) {
   const Ref<KorTemplateOutputStatement> empty = makeRef<KorTemplateOutputStatement>();
   empty->setExpression(nullptr);
   empty->executeWithEnvironment(stage.get());
-  EXPECT_THAT(stage.output->writes, ElementsAre(std::nullopt, std::nullopt));
+  const Ref<KorTemplateExpression> emptied = literal(1);
+  as<KorTemplateLiteralExpression>(emptied).setLiteral({});
+  output(emptied)->executeWithEnvironment(stage.get());
+  EXPECT_THAT(stage.output->writes, ElementsAre(std::nullopt, std::nullopt, std::nullopt));
 }
 
 TEST(KorTemplateOutputStatement, MakesOneWriteAStatement) {

@@ -39,7 +39,9 @@ std::string lineAndColumn(const std::string& text, SourceRange range) {
   return std::to_string(place.line) + ":" + std::to_string(place.column);
 }
 
-std::string describe(const NSException& exception) { return exception.name() + ": " + exception.description(); }
+std::string describe(const NSException& exception) {
+  return exception.name() + ": " + exception.description();
+}
 
 Outcome run(const std::string& text, const std::optional<std::string>& data) {
   Outcome outcome;
@@ -97,8 +99,8 @@ std::string nameOf(const testing::TestParamInfo<std::pair<std::filesystem::path,
   return name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Templates, TemplateCase,
-                         testing::ValuesIn(findCaseFiles(TAVLO_SOURCE_DIR "/Tests/Templates")), nameOf);
+INSTANTIATE_TEST_SUITE_P(Templates, TemplateCase, testing::ValuesIn(findCaseFiles(TAVLO_SOURCE_DIR "/Tests/Templates")),
+                         nameOf);
 
 }  // namespace
 

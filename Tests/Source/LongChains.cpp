@@ -1,0 +1,113 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "Source/KorTemplateConditionalStatement.h"
+#include "Tests/Source/HostClasses.h"
+#include "Tests/Source/SmallThread.h"
+
+namespace tavlo::test {
+
+namespace {
+
+constexpr int kLinks = 100'000;
+
+// Counts its end.
+class EndingObject final : public NSObject {
+ public:
+  explicit EndingObject(int& ended) : ended_(ended) {}
+  ~EndingObject() override { ++ended_; }
+
+ private:
+  int& ended_;
+};
+
+std::string repeated(const std::string& text, int times) {
+  std::string result;
+  for (int time = 0; time < times; ++time) result += text;
+  return result;
+}
+
+// Compiles, runs, copies, describes and frees the template's only statement on a small stack.
+void expectFromChain(const std::string& text, const std::string& written, const std::string& piece) {
+  runOnSmallThread([&] {
+    const Stage stage;
+    stage.set("x", "found");
+    Ref<KorTemplate> compiled = KorTemplate::compile(text);
+    ASSERT_EQ(compiled->statements().count(), 1);
+    compiled->executeWithEnvironment(stage.get());
+    EXPECT_EQ(stage.text(), written);
+    EXPECT_EQ(stage.depth(), 1);
+    const std::string description = compiled->statements()[0]->description();
+    std::size_t pieces = 0;
+    for (std::size_t at = description.find(piece); at != std::string::npos; at = description.find(piece, at + 1)) {
+      ++pieces;
+    }
+    EXPECT_EQ(pieces, static_cast<std::size_t>(kLinks));
+    Ref<KorTemplateStatement> copy = compiled->copyWithZone();
+    compiled = nullptr;
+    stage.output->writes.clear();
+    copy->executeWithEnvironment(stage.get());
+    EXPECT_EQ(stage.text(), written);
+    copy = nullptr;
+  });
+}
+
+TEST(LongChains, OfOperatorsFitASmallStack) {
+  expectFromChain("<?= 0" + repeated(" + 1", kLinks) + " ?>", std::to_string(kLinks), "operator: ");
+}
+
+TEST(LongChains, OfElseifsFitASmallStack) {
+  expectFromChain(
+      "<? if (false) ?>a" + repeated("<? elseif (false) ?>b", kLinks - 1) + "<? else ?><?= $x ?><? endif ?>", "found",
+      "trueStatements: ");
+}
+
+TEST(LongChains, OfElseifsPopAllTheirScopesWhenTheyFail) {
+  runOnSmallThread([] {
+    const Stage stage;
+    const std::string text = "<? if (false) ?>a" + repeated("<? elseif (false) ?>b", 1000) + "<? else ?>";
+    EXPECT_EQ(raisedBy([&] { stage.run(text + "<? 1 / 0 ?><? endif ?>"); }), "NSGenericException: Divide by zero");
+    EXPECT_EQ(stage.depth(), 1);
+    stage.run("<? function f() ?>" + text + "<? return 7 ?><? endif ?>never<? endfunction ?><?= f() ?>");
+    EXPECT_EQ(stage.text(), "7");
+    EXPECT_EQ(stage.depth(), 1);
+  });
+}
+
+TEST(LongChains, MadeByHandAreFreedOnASmallStack) {
+  runOnSmallThread([] {
+    int freed = 0;
+    Ref<KorTemplateExpression> left = literal(makeRef<EndingObject>(freed));
+    Ref<KorTemplateExpression> right = literal(makeRef<EndingObject>(freed));
+    Ref<KorTemplateStatement> nested = output(literal(makeRef<EndingObject>(freed)));
+    for (int link = 0; link < kLinks; ++link) {
+      left = binary(KorTemplateOperatorAdd, left, literal(1));
+      right = binary(KorTemplateOperatorAdd, literal(1), right);
+      const Ref<KorTemplateConditionalStatement> outer = makeRef<KorTemplateConditionalStatement>();
+      outer->addTrueStatement(nested);
+      nested = outer;
+    }
+    EXPECT_EQ(freed, 0);
+    left = nullptr;
+    right = nullptr;
+    nested = nullptr;
+    EXPECT_EQ(freed, 3);
+  });
+}
+
+TEST(LongChains, ToTheRightEndByALimitNotByTheStack) {
+  runOnSmallThread([] {
+    const Stage stage;
+    Ref<KorTemplateExpression> right = literal(1);
+    for (int link = 0; link < kLinks; ++link) right = binary(KorTemplateOperatorAdd, literal(1), right);
+    EXPECT_THROW((void)right->evaluateWithEnvironment(stage.get()), KorTemplateLimitException);
+    EXPECT_THROW((void)right->copyWithZone(), KorTemplateLimitException);
+    stage.run("a");
+    EXPECT_EQ(stage.text(), "a");
+  });
+}
+
+}  // namespace
+
+}  // namespace tavlo::test

@@ -1,0 +1,93 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Foundation/NSArray.h"
+#include "Foundation/NSDictionary.h"
+#include "Source/KorTemplateStringStream.h"
+#include "Tests/Source/HostClasses.h"
+
+namespace tavlo::test {
+
+namespace {
+
+constexpr int kThreads = 8;
+constexpr int kRounds = 20;
+
+constexpr const char* kText =
+    "<? function twice($v) ?><? if ((\"\" + $v) =~ /^a+$/) ?><? return $v + $v ?><? endif ?><? return 2 * $v ?><? "
+    "endfunction ?>"
+    "<? foreach ($e in $list) ?><?= @@index ?>:<?= twice($e.v) ?>,<? $last = $e ?>"
+    "<? if ($e.v == \"aa\") ?>[<?= $last.v.length ?>]<? elseif ($e.v == 3) ?>three<? else ?>-<? endif ?><? endforeach "
+    "?>"
+    "<? function define() ?><? function inner() ?>in<? endfunction ?><? inner() ?><? endfunction ?><? define() ?>"
+    "<?= missing($list) ?><?= twice() ?><?= $list.v.@count ?> \"lit\" <?= \"lit\" + 1 ?>";
+
+Value sharedList() {
+  return NSArray::arrayWithObjects({NSDictionary::dictionaryWithEntries({{"v", "aa"}}),
+                                    NSDictionary::dictionaryWithEntries({{"v", 3}}),
+                                    NSDictionary::dictionaryWithEntries({{"v", 4.5}})});
+}
+
+std::string rendered(KorTemplateStatement& compiled, const Value& list) {
+  const Stage stage;
+  const Ref<KorTemplateStringStream> stream = KorTemplateStringStream::stringStream();
+  stage.environment->setOutputStream(stream);
+  stage.set("list", list);
+  for (int round = 0; round < kRounds; ++round) compiled.executeWithEnvironment(stage.get());
+  return stream->buffer()->string() + "|" + stage.diagnostics();
+}
+
+TEST(Threads, RunOneTemplateAtOnceEachWithAnEnvironmentOfItsOwn) {
+  const Ref<KorTemplate> compiled = KorTemplate::compile(kText);
+  const Value list = sharedList();
+  const std::string expected = rendered(*compiled, list);
+  ASSERT_EQ(expected.substr(0, 30), "0:aaaa,[2]1:6,three2:9,-in3 \"l");
+  const Ref<KorTemplate> fresh = KorTemplate::compile(kText);  // nothing in it has run yet
+  list.share();
+  std::vector<std::string> results(kThreads);
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    threads.emplace_back([&, thread] {
+      results[static_cast<std::size_t>(thread)] = rendered(*fresh, thread % 2 == 0 ? list : sharedList());
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const std::string& result : results) EXPECT_EQ(result, expected);
+}
+
+TEST(Threads, CopyAndDescribeOneTemplateAtOnce) {
+  const Ref<KorTemplate> compiled = KorTemplate::compile(kText);
+  const Value list = sharedList();
+  const std::string expected = rendered(*compiled->copyWithZone(), list);
+  std::vector<std::string> results(kThreads);
+  std::vector<std::size_t> lengths(kThreads);
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    threads.emplace_back([&, index = static_cast<std::size_t>(thread)] {
+      const Ref<KorTemplateStatement> copy = compiled->copyWithZone();
+      lengths[index] = compiled->statements()[1]->description().size();
+      results[index] = rendered(*copy, sharedList());
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const std::string& result : results) EXPECT_EQ(result, expected);
+  for (const std::size_t length : lengths) EXPECT_EQ(length, lengths[0]);
+}
+
+TEST(Threads, TakeAnEnvironmentOverFromOneAnother) {
+  const Stage stage;
+  const Ref<KorTemplate> compiled = KorTemplate::compile("<? $n = ($n + 1) ?><? if (true) ?><?= $n ?>,<? endif ?>");
+  stage.set("n", 0);
+  for (int thread = 0; thread < 3; ++thread) {
+    std::thread([&] { compiled->executeWithEnvironment(stage.get()); }).join();
+  }
+  compiled->executeWithEnvironment(stage.get());
+  EXPECT_EQ(stage.text(), "1,2,3,4,");
+}
+
+}  // namespace
+
+}  // namespace tavlo::test
