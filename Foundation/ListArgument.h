@@ -11,13 +11,12 @@ namespace tavlo {
 template <class T>
 class ListArgument {
  public:
-  ListArgument(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor)
-  ListArgument(std::span<const T> items) noexcept
-      : items_(items), present_(true) {}  // NOLINT(google-explicit-constructor)
-  ListArgument(const std::vector<T>& items) noexcept
-      : items_(items), present_(true) {}                 // NOLINT(google-explicit-constructor)
-  ListArgument(std::initializer_list<T> items) noexcept  // NOLINT(google-explicit-constructor)
-      : items_(items.begin(), items.size()), present_(true) {}
+  // NOLINTBEGIN(google-explicit-constructor): implicit on purpose
+  ListArgument(std::nullptr_t) noexcept {}
+  ListArgument(std::span<const T> items) noexcept : items_(items), present_(true) {}
+  ListArgument(const std::vector<T>& items) noexcept : items_(items), present_(true) {}
+  ListArgument(std::initializer_list<T> items) noexcept : items_(items.begin(), items.size()), present_(true) {}
+  // NOLINTEND(google-explicit-constructor)
 
   bool isAbsent() const noexcept { return !present_; }
   std::size_t size() const noexcept { return items_.size(); }

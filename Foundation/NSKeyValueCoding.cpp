@@ -250,7 +250,8 @@ bool findValuesForKey(const std::vector<Value>& elements, const NSString& key, V
     const Value element = elements[at];
     Value value;
     if (!element.isNull() && !findValueForKey(element, key, value)) return false;
-    results.push_back(value.isAbsent() ? Value::null() : std::move(value));
+    if (value.isAbsent()) value = Value::null();
+    results.push_back(std::move(value));
   }
   values = makeRef<NSArray>(std::move(results));
   return true;

@@ -39,7 +39,7 @@ class PendingReleases {
     if (object == nullptr) return nullptr;
     const std::uintptr_t next =
         (static_cast<std::uintptr_t>(object->linkHigh_) << kLowBits) | object->count_.load(std::memory_order_relaxed);
-    first_ = reinterpret_cast<const NSObject*>(next);
+    first_ = reinterpret_cast<const NSObject*>(next);  // NOLINT(performance-no-int-to-ptr): kept in two halves
     return object;
   }
 

@@ -10,7 +10,7 @@
 
 namespace tavlo {
 
-thread_local std::int32_t ValueSet::depth = 0;
+thread_local std::int32_t ValueSet::depth_ = 0;
 
 namespace {
 

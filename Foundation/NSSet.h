@@ -23,8 +23,8 @@ class ValueSet {
   // While it stands, values are compared as those of collections that lie that deep.
   class AtDepth {
    public:
-    explicit AtDepth(std::int32_t inner) : outer_(std::exchange(depth, inner)) {}
-    ~AtDepth() { depth = outer_; }
+    explicit AtDepth(std::int32_t inner) : outer_(std::exchange(depth_, inner)) {}
+    ~AtDepth() { depth_ = outer_; }
     AtDepth(const AtDepth&) = delete;
     AtDepth& operator=(const AtDepth&) = delete;
 
@@ -37,9 +37,9 @@ class ValueSet {
     std::size_t operator()(const Value& value) const { return value.hash(); }
   };
   struct Equal {
-    bool operator()(const Value& left, const Value& right) const { return left.isEqual(right, depth); }
+    bool operator()(const Value& left, const Value& right) const { return left.isEqual(right, depth_); }
   };
-  static thread_local std::int32_t depth;
+  static thread_local std::int32_t depth_;
 
   std::unordered_set<Value, Hash, Equal> values_;
 };

@@ -84,7 +84,7 @@ class NameTable {
     std::unordered_set<Name::Entry*, Hash, Equal> entries;
   };
 
-  static Part& partOf(std::size_t hash) noexcept {
+  static Part& partOf(std::size_t hash) {
     static constexpr std::size_t kParts = 16;
     static auto& parts = *new std::array<Part, kParts>;  // names may outlive every static object
     return parts[(hash >> 7) % kParts];

@@ -16,13 +16,15 @@ class Name {
  public:
   // The absent name.
   constexpr Name() noexcept = default;
-  constexpr Name(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor)
+  // NOLINTBEGIN(google-explicit-constructor): implicit on purpose
+  constexpr Name(std::nullptr_t) noexcept {}
 
   // Implicit on purpose: a name is asked for by its text. Raises `NSInvalidArgumentException` that names the byte
   // offset when the text is not valid UTF-8.
-  Name(std::string_view text);  // NOLINT(google-explicit-constructor)
+  Name(std::string_view text);
   template <TextLike T>
-  Name(const T& text) : Name(std::string_view(text)) {}  // NOLINT(google-explicit-constructor)
+  Name(const T& text) : Name(std::string_view(text)) {}
+  // NOLINTEND(google-explicit-constructor)
 
   Name(const Name& other) noexcept : entry_(other.entry_) { retain(); }
   Name(Name&& other) noexcept : entry_(std::exchange(other.entry_, nullptr)) {}

@@ -12,18 +12,18 @@ template <class T>
 class Ref {
  public:
   Ref() noexcept = default;
-  Ref(std::nullptr_t) noexcept {}  // NOLINT(google-explicit-constructor): absence reads as nullptr
+  // NOLINTBEGIN(google-explicit-constructor): implicit on purpose
+  Ref(std::nullptr_t) noexcept {}
   Ref(const Ref& other) noexcept : object_(other.object_) { retain(); }
   Ref(Ref&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
 
   template <class U>
   requires std::convertible_to<U*, T*> Ref(const Ref<U>& other)
-  noexcept : object_(other.get()) {  // NOLINT(google-explicit-constructor): a base of it
-    retain();
-  }
+  noexcept : object_(other.get()) { retain(); }
   template <class U>
   requires std::convertible_to<U*, T*> Ref(Ref<U>&& other)
-  noexcept : object_(other.leak()) {}  // NOLINT(google-explicit-constructor): a base of it
+  noexcept : object_(other.leak()) {}
+  // NOLINTEND(google-explicit-constructor)
 
   ~Ref() {
     if (object_ != nullptr) object_->release();

@@ -17,18 +17,18 @@ namespace tavlo {
 // One argument of a format, of whatever type the caller has: a text, a number or a value.
 class FormatArgument {
  public:
+  // NOLINTBEGIN(google-explicit-constructor): implicit on purpose
   template <IntegerLike T>
-  FormatArgument(T number) : value_(number) {}           // NOLINT(google-explicit-constructor)
-  FormatArgument(const Value& value) : value_(value) {}  // NOLINT(google-explicit-constructor)
+  FormatArgument(T number) : value_(number) {}
+  FormatArgument(const Value& value) : value_(value) {}
   template <class T>
-  requires std::derived_from<T, NSObject> FormatArgument(const Ref<T>& object)
-      : value_(object) {}  // NOLINT(google-explicit-constructor)
-  FormatArgument(const Name& name)
-      : text_(name.isAbsent() ? Text() : Text(name.view())) {}  // NOLINT(google-explicit-constructor)
-  FormatArgument(const Text& text) : text_(text) {}             // NOLINT(google-explicit-constructor)
+  requires std::derived_from<T, NSObject> FormatArgument(const Ref<T>& object) : value_(object) {}
+  FormatArgument(const Name& name) : text_(name.isAbsent() ? Text() : Text(name.view())) {}
+  FormatArgument(const Text& text) : text_(text) {}
   template <TextLike T>
-  FormatArgument(const T& text) : text_(text) {}  // NOLINT(google-explicit-constructor)
-  FormatArgument(std::nullptr_t) {}               // NOLINT(google-explicit-constructor)
+  FormatArgument(const T& text) : text_(text) {}
+  FormatArgument(std::nullptr_t) {}
+  // NOLINTEND(google-explicit-constructor)
 
   bool isText() const noexcept { return !text_.isAbsent(); }
   std::string_view text() const noexcept { return text_.view(); }

@@ -13,16 +13,17 @@ namespace tavlo {
 class Text {
  public:
   constexpr Text() noexcept = default;
-  constexpr Text(std::nullptr_t) noexcept {}      // NOLINT(google-explicit-constructor)
-  constexpr Text(std::string_view text) noexcept  // NOLINT(google-explicit-constructor)
+  // NOLINTBEGIN(google-explicit-constructor): implicit on purpose
+  constexpr Text(std::nullptr_t) noexcept {}
+  constexpr Text(std::string_view text) noexcept
       : data_(text.data() == nullptr ? "" : text.data()), size_(text.size()) {}
-  Text(const std::string& text) noexcept : Text(std::string_view(text)) {}  // NOLINT(google-explicit-constructor)
-  constexpr Text(const char* text) noexcept                                 // NOLINT(google-explicit-constructor)
-      : data_(text), size_(text == nullptr ? 0 : std::string_view(text).size()) {}
-  Text(const NSString* text) noexcept {  // NOLINT(google-explicit-constructor)
+  Text(const std::string& text) noexcept : Text(std::string_view(text)) {}
+  constexpr Text(const char* text) noexcept : data_(text), size_(text == nullptr ? 0 : std::string_view(text).size()) {}
+  Text(const NSString* text) noexcept {
     if (text != nullptr) *this = Text(text->view());
   }
-  Text(const Ref<NSString>& text) noexcept : Text(text.get()) {}  // NOLINT(google-explicit-constructor)
+  Text(const Ref<NSString>& text) noexcept : Text(text.get()) {}
+  // NOLINTEND(google-explicit-constructor)
 
   constexpr bool isAbsent() const noexcept { return data_ == nullptr; }
   // The text; empty for an absent one.

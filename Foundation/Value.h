@@ -28,30 +28,30 @@ class Value {
   // The absent value. It is not the null object.
   constexpr Value() noexcept : raw_(RawValue::absent()) {}
 
+  // NOLINTBEGIN(google-explicit-constructor): implicit on purpose
   // Implicit on purpose: whatever a program has becomes a value where one is asked for.
   template <std::same_as<bool> T>
-  constexpr Value(T truth) noexcept : raw_(RawValue::boolean(truth)) {}  // NOLINT(google-explicit-constructor)
+  constexpr Value(T truth) noexcept : raw_(RawValue::boolean(truth)) {}
   template <IntegerLike T>
-  constexpr Value(T number) noexcept  // NOLINT(google-explicit-constructor)
+  constexpr Value(T number) noexcept
       : raw_(std::is_signed_v<T> ? RawValue::integer(static_cast<std::int64_t>(number))
                                  : RawValue::unsignedInteger(static_cast<std::uint64_t>(number))) {}
-  constexpr Value(double number) noexcept : raw_(RawValue::real(number)) {}     // NOLINT(google-explicit-constructor)
-  constexpr Value(float number) noexcept : raw_(RawValue::ofSingle(number)) {}  // NOLINT(google-explicit-constructor)
+  constexpr Value(double number) noexcept : raw_(RawValue::real(number)) {}
+  constexpr Value(float number) noexcept : raw_(RawValue::ofSingle(number)) {}
 
   // A string. Raises `NSInvalidArgumentException` that names the byte offset when the text is not valid UTF-8.
   template <TextLike T>
-  Value(const T& text) : Value(std::string_view(text)) {}  // NOLINT(google-explicit-constructor)
-  Value(std::string_view text);                            // NOLINT(google-explicit-constructor)
+  Value(const T& text) : Value(std::string_view(text)) {}
+  Value(std::string_view text);
 
   // An object; absent for an absent reference.
   template <class T>
   requires std::derived_from<T, NSObject> Value(const Ref<T>& object)
-  noexcept : raw_(ofObject(object.get())) {  // NOLINT(google-explicit-constructor)
-    retain();
-  }
+  noexcept : raw_(ofObject(object.get())) { retain(); }
   template <class T>
   requires std::derived_from<std::remove_const_t<T>, NSObject> Value(Ref<T>&& object)
-  noexcept : raw_(ofObject(object.leak())) {}  // NOLINT(google-explicit-constructor)
+  noexcept : raw_(ofObject(object.leak())) {}
+  // NOLINTEND(google-explicit-constructor)
 
   Value(const Value& other) noexcept : raw_(other.raw_) { retain(); }
   Value(Value&& other) noexcept : raw_(std::exchange(other.raw_, RawValue::absent())) {}

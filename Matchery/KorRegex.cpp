@@ -61,13 +61,17 @@ class NestingCounter {
     if (letter == '\\') {
       ++at_;
     } else if (letter == '[') {
-      open(classes_);
-      if (at_ + 1 < pattern_.size() && pattern_[at_ + 1] == '^') ++at_;
-      if (at_ + 1 < pattern_.size() && pattern_[at_ + 1] == ']') ++at_;  // stands for itself there
+      openClass();
     } else if (classes_ > 0) {
       if (letter == ']') --classes_;
-    } else if (pattern_.substr(at_).starts_with("(?#")) {
-      while (at_ + 1 < pattern_.size() && pattern_[at_] != ')') at_ += pattern_[at_] == '\\' ? 2 : 1;
+    } else {
+      stepOutsideClasses(letter);
+    }
+  }
+
+  void stepOutsideClasses(char letter) {
+    if (pattern_.substr(at_).starts_with("(?#")) {
+      skipComment();
     } else if (letter == '(') {
       open(groups_);
     } else if (letter == '#' || letter == '\n') {
@@ -75,6 +79,16 @@ class NestingCounter {
     } else if (letter == ')' && groups_ > 0 && !isHidden_) {
       --groups_;
     }
+  }
+
+  void openClass() {
+    open(classes_);
+    if (at_ + 1 < pattern_.size() && pattern_[at_ + 1] == '^') ++at_;
+    if (at_ + 1 < pattern_.size() && pattern_[at_ + 1] == ']') ++at_;  // stands for itself there
+  }
+
+  void skipComment() {
+    while (at_ + 1 < pattern_.size() && pattern_[at_] != ')') at_ += pattern_[at_] == '\\' ? 2 : 1;
   }
 
   void open(std::int32_t& depth) {
@@ -230,7 +244,7 @@ bool isWordCharacter(char32_t character) noexcept {
   return hasType(character, ONIGENC_CTYPE_WORD);
 }
 
-bool isWordCharacterInClass(char32_t character) noexcept {
+bool isWordCharacterInClass(char32_t character) {
   // Where the engine's classes differ from its "\w" they do so among the characters of one byte in Latin-1.
   constexpr char32_t kFirst = 0x80;
   constexpr char32_t kEnd = 0x100;

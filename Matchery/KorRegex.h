@@ -66,7 +66,7 @@ const KorRegex* regexIn(const Value& value) noexcept;
 // What the engine's "\w", "\d" and "\s" match.
 bool isWordCharacter(char32_t character) noexcept;
 // The same for "[\w]", which the engine answers otherwise for a few characters ("²", "¼").
-bool isWordCharacterInClass(char32_t character) noexcept;
+bool isWordCharacterInClass(char32_t character);
 bool isDigitCharacter(char32_t character) noexcept;
 bool isSpaceCharacter(char32_t character) noexcept;
 

@@ -20,13 +20,11 @@ const Name& indexName() {
   return name;
 }
 
-// Takes the next element of a list that may change while it is walked.
+// Takes the next element of a list that may change while it is walked; absent at the end.
 template <class List, class ElementOf>
 auto walkerOver(const List& list, const ElementOf& elementOf) {
-  return [&list, elementOf, index = std::size_t{0}](Value& element) mutable {
-    if (index >= list.size()) return false;
-    element = elementOf(list[index++]);
-    return true;
+  return [&list, elementOf, index = std::size_t{0}]() mutable {
+    return index < list.size() ? Value(elementOf(list[index++])) : Value();
   };
 }
 
@@ -72,10 +70,7 @@ Completion KorTemplateEnumerationStatement::execute(KorTemplateEnvironment& envi
     NSException::raise(NSGenericException, "%@ cannot be enumerated because it does not respond to objectEnumerator",
                        collection.className());
   }
-  return executeLoop(environment, false, [&enumerator](Value& element) {
-    element = enumerator->nextObject();
-    return !element.isAbsent();
-  });
+  return executeLoop(environment, false, [&enumerator] { return enumerator->nextObject(); });
 }
 
 // `mayKeepFrame`: the next element is found without anybody else's code, so that the frame of one iteration can stay
@@ -84,9 +79,8 @@ template <class Next>
 Completion KorTemplateEnumerationStatement::executeLoop(KorTemplateEnvironment& environment, bool mayKeepFrame,
                                                         const Next& takeNext) {
   Next next = takeNext;
-  Value element;
   std::uint32_t index = 0;
-  while (next(element)) {
+  for (Value element = next(); !element.isAbsent(); element = next()) {
     requireParameter(!loopVariable_.isAbsent(), "name != nil");
     FrameGuard guard(environment);
     KorTemplateStackFrame* const frame = guard.push();
@@ -103,7 +97,8 @@ Completion KorTemplateEnumerationStatement::executeLoop(KorTemplateEnvironment& 
       const bool isStillThere = frame != nullptr && stack != nullptr && stack->current() == frame;
       if (!mayKeepFrame || !isStillThere || frame->scope() != scope || !frame->hasOneReference()) break;
       environment.leaveTo(this);
-      if (!next(element)) {
+      element = next();
+      if (element.isAbsent()) {
         guard.pop();
         return Completion::wentOn();
       }

@@ -6,12 +6,6 @@
 
 #include "Foundation/NSNumber.h"
 #include "Foundation/Utf8.h"
-#include "Lexwright/KorDefaultScannerRule.h"
-#include "Lexwright/KorPartitionRule.h"
-#include "Lexwright/KorRegularExpressionRule.h"
-#include "Lexwright/KorTextLiteralRule.h"
-#include "Lexwright/KorWhitespaceRule.h"
-#include "Lexwright/KorWordRule.h"
 #include "Source/KorTemplateBinaryExpression.h"
 #include "Source/KorTemplateBlockStatement.h"
 #include "Source/KorTemplateConditionalStatement.h"
@@ -25,107 +19,10 @@
 #include "Source/KorTemplateReturnStatement.h"
 #include "Source/KorTemplateSyntaxErrorException.h"
 #include "Source/KorTemplateVariableExpression.h"
-#include "Source/TokenRecognisers.h"
 
 namespace tavlo {
 
-const KorTokenClass KorTemplateParser::BlockStartTag;
-const KorTokenClass KorTemplateParser::BlockEndTag;
-const KorTokenClass KorTemplateParser::AssignmentOperator;
-const KorTokenClass KorTemplateParser::Variable;
-const KorTokenClass KorTemplateParser::IntrinsicVariable;
-const KorTokenClass KorTemplateParser::BinaryOperator;
-const KorTokenClass KorTemplateParser::ParenthesisStart;
-const KorTokenClass KorTemplateParser::ParenthesisEnd;
-const KorTokenClass KorTemplateParser::ArgumentSeparator;
-const KorTokenClass KorTemplateParser::StringLiteral;
-const KorTokenClass KorTemplateParser::RegexStringLiteral;
-const KorTokenClass KorTemplateParser::CharLiteral;
-const KorTokenClass KorTemplateParser::NonIntegralNumericLiteral;
-const KorTokenClass KorTemplateParser::IntegralNumericLiteral;
-const KorTokenClass KorTemplateParser::BooleanKeyword;
-const KorTokenClass KorTemplateParser::NullKeyword;
-const KorTokenClass KorTemplateParser::ControlKeyword;
-const KorTokenClass KorTemplateParser::Symbol;
-const KorTokenClass KorTemplateParser::Token;
-
 namespace {
-
-// The tables that all parsers share.
-struct Tables {
-  std::vector<std::string> binaryOperators = {
-      "%", "*", "/", "+", "-", "==", "!=", "=~", "<", ">", "<=", ">=", "&&", "||"};
-  std::vector<std::string> controlKeywords = {"if",         "elseif",   "else",        "endif", "foreach",
-                                              "endforeach", "function", "endfunction", "return"};
-  Ref<KorTemplateClosure> parenthesisClosure = KorTemplateClosure::closureStartingWithTokensOfClassEndingWith(
-      &KorTemplateParser::ParenthesisStart, &KorTemplateParser::ParenthesisEnd);
-  RuleList scannerRules;
-
-  Tables();
-
- private:
-  void addBlockRules(KorPartitionRule& block) const;
-};
-
-Ref<KorScannerRule> pattern(const char* text, const KorTokenClass& tokenClass,
-                            KorRegularExpressionRule::Recogniser recogniser, const FirstBytes& firstBytes,
-                            bool remembers = false) {
-  return KorRegularExpressionRule::ruleWithPattern(text, &tokenClass, recogniser, firstBytes, remembers);
-}
-
-Ref<KorScannerRule> literal(const char* quote, const KorTokenClass& tokenClass) {
-  return KorTextLiteralRule::ruleWithOpenSequence(quote, quote, '\\', false, false, &tokenClass);
-}
-
-Ref<KorScannerRule> words(const std::vector<std::string>& dictionary, bool caseInsensitive,
-                          const KorTokenClass& tokenClass) {
-  return KorWordRule::ruleForDictionary(dictionary, caseInsensitive, &tokenClass);
-}
-
-Tables::Tables() {
-  using Parser = KorTemplateParser;
-  const Ref<KorPartitionRule> block = KorPartitionRule::ruleWithBoundary(
-      pattern(R"(<\?)", Parser::BlockStartTag, recognisers::blockStart, recognisers::startingWith("<")));
-  block->setSkipBoundary(true);
-  block->setClosingClass(&Parser::BlockEndTag);
-  addBlockRules(*block);
-  scannerRules = RuleList({KorWhitespaceRule::rule(), block, KorDefaultScannerRule::ruleWithTokenClass(nullptr)});
-}
-
-// In the order in which they are tried: each rule takes what the ones before it have left.
-void Tables::addBlockRules(KorPartitionRule& block) const {
-  using Parser = KorTemplateParser;
-  using recognisers::startingWith;
-  const char* const kRegexLiteral = R"(/.*?(?<!\\)/(?=\s*(&&|\|\||==|!=|>|>=|<|<=|\)|,|$|\z|\?>)))";
-  const char* const kNonIntegral = R"((([+-]?(\d+)?\.(\d+)([eE]\d+)?)|([+-]?\d+\.?(\d+([eE]\d+)?)?))(?=\b))";
-  const char* const kIntegral = R"(((0x[\da-fA-F]+)|([+-]?\d+))(?=\b))";
-  block.addRule(KorWhitespaceRule::rule());
-  block.addRule(pattern(R"(\?>)", Parser::BlockEndTag, recognisers::blockEnd, startingWith("?")));
-  block.addRule(literal("\"", Parser::StringLiteral));
-  block.addRule(pattern(kRegexLiteral, Parser::RegexStringLiteral, recognisers::regexLiteral, startingWith("/"), true));
-  block.addRule(literal("'", Parser::CharLiteral));
-  block.addRule(pattern(kNonIntegral, Parser::NonIntegralNumericLiteral, recognisers::nonIntegralNumber,
-                        startingWith("+-.0123456789", true)));
-  block.addRule(pattern(kIntegral, Parser::IntegralNumericLiteral, recognisers::integralNumber,
-                        startingWith("+-0123456789", true)));
-  block.addRule(words({"true", "false"}, true, Parser::BooleanKeyword));
-  block.addRule(words({"null"}, true, Parser::NullKeyword));
-  block.addRule(pattern(R"(\$[\w\.@]+)", Parser::Variable, recognisers::variable, startingWith("$")));
-  block.addRule(pattern(R"(@@[\w]+)", Parser::IntrinsicVariable, recognisers::intrinsicVariable, startingWith("@")));
-  block.addRule(words(binaryOperators, false, Parser::BinaryOperator));
-  block.addRule(words(controlKeywords, true, Parser::ControlKeyword));
-  block.addRule(pattern("=", Parser::AssignmentOperator, recognisers::oneCharacter, startingWith("=")));
-  block.addRule(pattern(R"(\()", Parser::ParenthesisStart, recognisers::oneCharacter, startingWith("(")));
-  block.addRule(pattern(R"(\))", Parser::ParenthesisEnd, recognisers::oneCharacter, startingWith(")")));
-  block.addRule(pattern(R"(\w+)", Parser::Symbol, recognisers::word, recognisers::startingWithWord()));
-  block.addRule(pattern(",", Parser::ArgumentSeparator, recognisers::oneCharacter, startingWith(",")));
-  block.addRule(KorDefaultScannerRule::ruleWithTokenClass(&Parser::Token));
-}
-
-const Tables& tables() {
-  static const auto& shared = *new Tables;  // for the life of the process
-  return shared;
-}
 
 bool equalsIgnoringCase(std::string_view left, std::string_view right) {
   const auto folded = [](char byte) { return byte >= 'A' && byte <= 'Z' ? static_cast<char>(byte - 'A' + 'a') : byte; };
@@ -227,30 +124,6 @@ class KorTemplateParser::ParsingFunction {
   KorTemplateParser& parser_;
 };
 
-void KorTemplateParser::initialize() {
-  setupScannerRules();
-}
-
-void KorTemplateParser::setupScannerRules() {
-  (void)tables();
-}
-
-const std::vector<std::string>& KorTemplateParser::binaryOperators() {
-  return tables().binaryOperators;
-}
-
-const std::vector<std::string>& KorTemplateParser::controlKeywords() {
-  return tables().controlKeywords;
-}
-
-const KorTemplateClosure& KorTemplateParser::parenthesisClosure() {
-  return *tables().parenthesisClosure;
-}
-
-const RuleList& KorTemplateParser::scannerRules() {
-  return tables().scannerRules;
-}
-
 Ref<KorTemplateParser> KorTemplateParser::parserForString(const Text& string, const KorTemplateLimits& limits) {
   requireParameter(!string.isAbsent(), "string != nil");
   return makeRef<KorTemplateParser>(NSString::stringWithUTF8(string.view()), limits);
@@ -272,12 +145,12 @@ KorTemplateParser::KorTemplateParser(const Ref<NSString>& string, const Ref<KorR
 }
 
 std::int32_t KorTemplateParser::lineFromToken(const KorToken* token) const {
-  requireParameter(token != nullptr, "token != nil");
+  if (token == nullptr) failParameter("token != nil");
   return token->line + (currentBlockToken_ == nullptr ? 0 : currentBlockToken_->line);
 }
 
 std::int32_t KorTemplateParser::positionFromToken(const KorToken* token) const {
-  requireParameter(token != nullptr, "token != nil");
+  if (token == nullptr) failParameter("token != nil");
   return token->position + (currentBlockToken_ == nullptr ? 0 : currentBlockToken_->position);
 }
 
@@ -337,6 +210,7 @@ const KorToken* KorTemplateParser::nextTokenWithClassInTokens(const KorTokenClas
 
 template <class... Arguments>
 void KorTemplateParser::raiseSyntaxError(const KorToken* token, const char* format, const Arguments&... arguments) {
+  if (token == nullptr) failParameter("token != nil");
   auto exception = KorTemplateSyntaxErrorException::exceptionOnLine(lineFromToken(token), format, arguments...);
   place_ = {token->byteOffset, std::max(token->byteLength, 1U)};
   exception.setPlace(place_);
@@ -491,11 +365,14 @@ void KorTemplateParser::promoteExpressionsWithOperatorInArray(const Text& op, Ko
   requireParameter(!op.isAbsent(), "op != nil");
   requireParameter(expressions != nullptr, "expressions != nil");
   std::vector<const KorTemplateExpression*> operands;
+  bool areTheEngines = true;  // whose nodes equal only themselves
   for (const KorWorkingItem& item : *expressions) {
-    if (item.expression != nullptr) operands.push_back(item.expression.get());
+    if (item.expression == nullptr) continue;
+    operands.push_back(item.expression.get());
+    areTheEngines &= item.expression->kind() != ObjectKind::Other;
   }
   std::ranges::sort(operands);
-  if (std::ranges::adjacent_find(operands) == operands.end()) {
+  if (areTheEngines && std::ranges::adjacent_find(operands) == operands.end()) {
     fold(*expressions, 0, op.view());
   } else {
     foldEverywhere(*expressions, op.view());
@@ -540,9 +417,13 @@ void KorTemplateParser::foldEverywhere(KorWorkingList& items, std::string_view o
     const KorWorkingItem* left = index > 0 ? &items[index - 1] : nullptr;
     const KorWorkingItem* right = index + 1 < items.size() ? &items[index + 1] : nullptr;
     const Ref<KorTemplateExpression> node = foldedNode(op, token, left, right);
-    const KorWorkingItem removed[] = {*left, *right};
+    const Ref<KorTemplateExpression> removed[] = {left->expression, right->expression};
     items[index] = {node, nullptr};
-    for (const KorWorkingItem& item : removed) std::erase(items, item);
+    for (const Ref<KorTemplateExpression>& operand : removed) {
+      std::erase_if(items, [&operand](const KorWorkingItem& item) {
+        return item.expression != nullptr && areEqualItems(item.expression, operand);
+      });
+    }
     --index;  // the node stands one place before
   }
 }

@@ -42,7 +42,7 @@ class NodeArena {
     Chunk* chunk;  // null for a node from the heap
   };
 
-  static constexpr std::size_t kChunkSize = 16 * 1024;
+  static constexpr std::size_t kChunkSize = std::size_t{16} * 1024;
   static constexpr std::size_t kLargest = 1024;
 
   void* allocateHere(std::size_t size);

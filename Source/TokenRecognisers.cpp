@@ -39,7 +39,7 @@ std::uint32_t wordLength(std::string_view text, std::uint32_t at) noexcept {
 }
 
 // The same for "[\w]".
-std::uint32_t classWordLength(std::string_view text, std::uint32_t at) noexcept {
+std::uint32_t classWordLength(std::string_view text, std::uint32_t at) {
   if (at >= text.size() || isASCII(text[at])) return wordLength(text, at);
   const CodePoint next = codePointAt(text, at);
   return isWordCharacterInClass(next.value) ? next.byteLength : 0;

@@ -177,7 +177,7 @@ TEST(KorUnicharStream, ReadsCharactersAtAndBeforeAPlace) {
 }
 
 TEST(KorStringBuffer, RefusesAnAbsentText) {
-  EXPECT_EQ(raisedName([] { (void)KorStringBuffer::bufferFromString(nullptr); }), "NSInvalidArgumentException");
+  EXPECT_EQ(raisedName([] { (void)KorStringBuffer::bufferFromString(nullptr); }), "NSInternalInconsistencyException");
 }
 
 TEST(Scanner, RefusesWhatIsAbsent) {

@@ -113,12 +113,6 @@ TEST(KorTemplateStack, LeavesNoLinkToItsFramesWhenItEnds) {
   EXPECT_TRUE(two.above->valueForVariableWithName("x").isAbsent());
 }
 
-TEST(KorTemplateStack, LeavesNoLinkToAFrameTakenOutOfItsList) {
-  const TwoFrames two;
-  two.stack->frames().removeAt(0);
-  EXPECT_EQ(two.above->parentFrame(), nullptr);
-}
-
 TEST(KorTemplateStackFrame, StartsWithoutVariablesAndParent) {
   for (const Ref<KorTemplateStackFrame>& frame : {newFrame(), makeRef<KorTemplateStackFrame>()}) {
     EXPECT_THAT(frame->localVariableNames(), IsEmpty());
