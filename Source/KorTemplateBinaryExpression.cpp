@@ -373,14 +373,14 @@ Value KorTemplateBinaryExpression::leftValue(KorTemplateEnvironment& environment
 }
 
 RawValue KorTemplateBinaryExpression::combine(Value left, KorTemplateEnvironment& environment) const {
-  if (op_ == KorTemplateOperatorAssignment) return assign(std::move(left), environment).leak();
+  if (op_ == KorTemplateOperatorAssignment) return assign(left, environment).leak();
   if (left.isNumber()) return combineNumber(left.peek(), environment);
   const Value right = operandOf(*rightOperand_, environment);
   return applyToValues(std::move(left), right, environment).leak();
 }
 
 // The value is taken, not lent: the variable keeps it.
-Value KorTemplateBinaryExpression::assign(Value left, KorTemplateEnvironment& environment) const {
+Value KorTemplateBinaryExpression::assign(const Value& left, KorTemplateEnvironment& environment) const {
   Value right = Value::adopt(rightOperand_->evaluate(environment));
   requireOperands(left, right);
   return operatorAssignment(left, forStorage(std::move(right)), &environment);

@@ -58,7 +58,7 @@ class KorTemplateBinaryExpression final : public KorTemplateExpression {
   RawValue evaluateAny(KorTemplateEnvironment& environment);
   RawValue evaluateChain(KorTemplateEnvironment& environment) const;
   Value leftValue(KorTemplateEnvironment& environment) const;
-  Value assign(Value left, KorTemplateEnvironment& environment) const;
+  Value assign(const Value& left, KorTemplateEnvironment& environment) const;
   static void requireOperands(const Value& left, const Value& right);
   RawValue combine(Value left, KorTemplateEnvironment& environment) const;
   RawValue combineNumber(RawValue left, KorTemplateEnvironment& environment) const;

@@ -20,6 +20,14 @@ const Name& indexName() {
   return name;
 }
 
+// Whether the frame is the current one still, in the scope it was pushed for, and nobody else holds it.
+bool isStillCurrent(const KorTemplateEnvironment& environment, const KorTemplateStackFrame* frame,
+                    std::uint64_t scope) {
+  const KorTemplateStack* stack = environment.stack().get();
+  if (frame == nullptr || stack == nullptr || stack->current() != frame) return false;
+  return frame->scope() == scope && frame->hasOneReference();
+}
+
 // Takes the next element of a list that may change while it is walked; absent at the end.
 template <class List, class ElementOf>
 auto walkerOver(const List& list, const ElementOf& elementOf) {
@@ -93,9 +101,7 @@ Completion KorTemplateEnumerationStatement::executeLoop(KorTemplateEnvironment& 
       const Completion completion = executeStatements(loopStatements_, environment);
       if (completion.isReturn()) return guard.pop(completion);
       ++index;
-      const KorTemplateStack* const stack = environment.stack().get();
-      const bool isStillThere = frame != nullptr && stack != nullptr && stack->current() == frame;
-      if (!mayKeepFrame || !isStillThere || frame->scope() != scope || !frame->hasOneReference()) break;
+      if (!mayKeepFrame || !isStillCurrent(environment, frame, scope)) break;
       environment.leaveTo(this);
       element = next();
       if (element.isAbsent()) {

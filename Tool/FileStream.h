@@ -27,7 +27,7 @@ class FileStream final : public KorTemplateStream {
   const char* className() const override { return "FileStream"; }
 
  private:
-  static constexpr std::size_t kCapacity = 64 * 1024;
+  static constexpr std::size_t kCapacity = std::size_t{64} * 1024;
 
   void deliver(std::string_view text);
 

@@ -29,7 +29,7 @@ std::size_t sizeOf(int descriptor) {
 }  // namespace
 
 std::string readFile(const std::string& path) {
-  constexpr std::size_t kStep = 64 * 1024;
+  constexpr std::size_t kStep = std::size_t{64} * 1024;
   const FileDescriptor file(path == kStandardStream ? ::dup(STDIN_FILENO) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!file.isOpen()) raiseUnreadable(path, errno);
   std::string content(sizeOf(file.number()) + 1, '\0');  // one more, so that the end is seen without growing

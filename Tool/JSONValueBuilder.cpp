@@ -25,9 +25,10 @@ bool reads(std::string_view text, Integer& number) {
 }  // namespace
 
 void JSONValueBuilder::addName(std::string_view text) {
-  const std::size_t mixed = text.empty() ? 0
-                                         : text.size() * 5 + static_cast<unsigned char>(text.front()) * 31 +
-                                               static_cast<unsigned char>(text.back());
+  const std::size_t mixed = text.empty()
+                                ? 0
+                                : text.size() * 5 + std::size_t{static_cast<unsigned char>(text.front())} * 31 +
+                                      static_cast<unsigned char>(text.back());
   Ref<NSString>& known = knownNames_[mixed % knownNames_.size()];
   if (known == nullptr || known->view() != text) known = NSString::stringWithValidUTF8(text);
   names_.push_back(known);
