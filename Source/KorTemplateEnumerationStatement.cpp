@@ -84,6 +84,7 @@ Completion KorTemplateEnumerationStatement::execute(KorTemplateEnvironment& envi
 // `mayKeepFrame`: the next element is found without anybody else's code, so that the frame of one iteration can stay
 // for the next one, as long as nobody else holds it.
 template <class Next>
+// NOLINTNEXTLINE(readability-function-cognitive-complexity): one loop, and its shortcut inside
 Completion KorTemplateEnumerationStatement::executeLoop(KorTemplateEnvironment& environment, bool mayKeepFrame,
                                                         const Next& takeNext) {
   Next next = takeNext;
