@@ -1,5 +1,6 @@
 #include "Foundation/KorTemplateLimits.h"
 
+#include "Foundation/StackGuard.h"
 #include "Foundation/StringFormat.h"
 
 namespace tavlo {
@@ -36,6 +37,11 @@ KorTemplateLimitException::~KorTemplateLimitException() = default;
 
 void raiseLimit(KorTemplateLimit limit, std::uint64_t value) {
   throw KorTemplateLimitException(limit, value);
+}
+
+void checkValueDepth(std::int32_t depth) {
+  checkStack();
+  if (depth > KorTemplateLimits::kValueDepth) raiseLimit(KorTemplateLimit::ValueDepth, KorTemplateLimits::kValueDepth);
 }
 
 }  // namespace tavlo

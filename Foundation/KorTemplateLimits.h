@@ -61,11 +61,13 @@ class [[gnu::visibility("default")]] KorTemplateLimitException : public std::exc
 
 [[noreturn]] void raiseLimit(KorTemplateLimit limit, std::uint64_t value);
 
-// Raises when collections nest deeper than the bound for described and compared values.
+// Raises when collections nest deeper than the bound for described and compared values, or than the running thread's
+// stack allows, which is looked at every few levels.
+void checkValueDepth(std::int32_t depth);
 inline void requireValueDepth(std::int32_t depth) {
-  if (depth > KorTemplateLimits::kValueDepth) [[unlikely]] {
-    raiseLimit(KorTemplateLimit::ValueDepth, KorTemplateLimits::kValueDepth);
-  }
+  constexpr std::int32_t kLevelsBetweenChecks = 16;
+  if (depth > KorTemplateLimits::kValueDepth || depth % kLevelsBetweenChecks == 0) [[unlikely]]
+    checkValueDepth(depth);
 }
 
 }  // namespace tavlo

@@ -67,17 +67,11 @@ const Value* NSDictionary::find(const NSString& key) const noexcept {
   return index == kNowhere ? nullptr : &entries_[index].value;
 }
 
-const Value* NSDictionary::find(const NSString& key, std::uint32_t& hint) const noexcept {
-  if (hint < entries_.size()) {
-    const Entry& entry = entries_[hint];
-    if (entry.key.get() == &key || (entry.key->hash32() == key.hash32() && entry.key->view() == key.view())) {
-      return &entry.value;
-    }
-  }
-  const std::uint32_t index = indexOf(key.view(), key.hash32());
-  if (index == kNowhere) return nullptr;
-  hint = index;
-  return &entries_[index].value;
+const Value* NSDictionary::find(const NSString& key, std::uint32_t& index) const noexcept {
+  const std::uint32_t found = indexOf(key.view(), key.hash32());
+  if (found == kNowhere) return nullptr;
+  index = found;
+  return &entries_[found].value;
 }
 
 Value NSDictionary::objectForKey(std::string_view key) const {

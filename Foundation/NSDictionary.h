@@ -34,8 +34,13 @@ class NSDictionary : public NSObject {
   // The value, or null where there is none; good until the dictionary changes.
   const Value* find(std::string_view key) const noexcept;
   const Value* find(const NSString& key) const noexcept;
-  // The same, trying the entry at `hint` first and leaving there where the key was found.
-  const Value* find(const NSString& key, std::uint32_t& hint) const noexcept;
+  // The same, leaving in `index` where the key was found.
+  const Value* find(const NSString& key, std::uint32_t& index) const noexcept;
+  // The value of the entry with that index, if there is one and it has that key; null otherwise.
+  const Value* findAt(std::uint32_t index, const NSString& key) const noexcept {
+    const bool isThere = index < entries_.size() && entries_[index].key->hasSameText(key);
+    return isThere ? &entries_[index].value : nullptr;
+  }
   Value objectForKey(std::string_view key) const;
 
   const char* className() const override { return "NSDictionary"; }

@@ -167,19 +167,27 @@ NSKeyPath::NSKeyPath(std::string_view path) : text_(NSString::stringWithValidUTF
   for (; count_ <= dots; ++count_) moreKeys_[count_ - 1].text = next();
 }
 
-const Value* NSKeyPath::peek(RawValue root) const noexcept {
-  const Value* value = nullptr;
-  for (std::size_t index = 0; index < count_; ++index) {
-    const RawValue holder = value == nullptr ? root : value->peek();
+const Value* NSKeyPath::peekFrom(std::size_t index, RawValue start) const noexcept {
+  RawValue holder = start;
+  for (const Key* key = &keyAt(index);; key = &keyAt(index)) {
     if (holder.kind() != ValueKind::Object || holder.payload.object->kind() != ObjectKind::Dictionary) return nullptr;
-    const Key& key = keyAt(index);
-    const std::uint32_t known = key.lastSlot.load(std::memory_order_relaxed);
-    std::uint32_t slot = known;
-    value = static_cast<const NSDictionary*>(holder.payload.object)->find(*key.text, slot);
-    if (value == nullptr) return nullptr;
-    if (slot != known) key.lastSlot.store(slot, std::memory_order_relaxed);
+    const auto& dictionary = static_cast<const NSDictionary&>(*holder.payload.object);
+    const Value* const value = dictionary.findAt(key->lastSlot.load(std::memory_order_relaxed), *key->text);
+    if (value == nullptr) [[unlikely]]
+      return peekAnew(index, dictionary);
+    if (++index == count_) return value;
+    holder = value->peek();
   }
-  return value;
+}
+
+// Goes on where a key is not in the place of its last hit.
+const Value* NSKeyPath::peekAnew(std::size_t index, const NSDictionary& dictionary) const noexcept {
+  const Key& key = keyAt(index);
+  std::uint32_t slot = 0;
+  const Value* const value = dictionary.find(*key.text, slot);
+  if (value == nullptr) return nullptr;
+  key.lastSlot.store(slot, std::memory_order_relaxed);
+  return index + 1 == count_ ? value : peekFrom(index + 1, value->peek());
 }
 
 bool NSKeyPath::find(const Value& root, Value& result) const {
@@ -200,7 +208,9 @@ bool NSKeyPath::findFrom(std::size_t index, const Value& start, Value& result) c
 }
 
 NSKeyPath::Contribution NSKeyPath::contributionFrom(std::size_t index, const Value& element, Value& result) const {
-  result = element;
+  const Value* const lent = index < count_ ? peekFrom(index, element.peek()) : nullptr;
+  result = lent == nullptr ? element : *lent;
+  if (lent != nullptr) index = count_;
   for (; index < count_ && !result.isAbsent() && !result.isNull(); ++index) {
     const NSString& key = *keyAt(index).text;
     const Value holder = std::move(result);

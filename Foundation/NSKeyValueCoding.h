@@ -12,6 +12,8 @@
 
 namespace tavlo {
 
+class NSDictionary;
+
 // A dotted path of keys, cut once and followed often. Several threads may follow one path at once.
 class NSKeyPath {
  public:
@@ -27,7 +29,7 @@ class NSKeyPath {
 
   // The same for a path through dictionaries alone: the value where it lives, good until something changes. Null where
   // the path leads elsewhere or to nothing, and `find` must decide.
-  const Value* peek(RawValue root) const noexcept;
+  const Value* peek(RawValue root) const noexcept { return peekFrom(0, root); }
 
  private:
   struct Key {
@@ -38,6 +40,8 @@ class NSKeyPath {
   // What an element of a collection contributes to an operator.
   enum class Contribution : std::uint8_t { Value, Nothing, UnknownKey };
 
+  const Value* peekFrom(std::size_t index, RawValue start) const noexcept;
+  const Value* peekAnew(std::size_t index, const NSDictionary& dictionary) const noexcept;
   bool findFrom(std::size_t index, const Value& start, Value& result) const;
   Contribution contributionFrom(std::size_t index, const Value& element, Value& result) const;
   bool applyOperator(std::size_t index, const std::vector<Value>& elements, Value& result) const;

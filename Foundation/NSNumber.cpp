@@ -94,19 +94,6 @@ char* writeNumber(char* out, RawValue number) noexcept {
   }
 }
 
-double numberAsDouble(RawValue number) noexcept {
-  switch (number.kind()) {
-    case ValueKind::Signed:
-      return static_cast<double>(number.payload.signedInteger);
-    case ValueKind::Double:
-      return number.payload.real;
-    case ValueKind::Float:
-      return static_cast<double>(number.single());
-    default:
-      return static_cast<double>(number.payload.unsignedInteger);
-  }
-}
-
 namespace {
 
 template <class Integer>

@@ -21,7 +21,18 @@ char* writeDouble(char* out, double number) noexcept;
 char* writeFloat(char* out, float number) noexcept;
 
 // A number as a double.
-double numberAsDouble(RawValue number) noexcept;
+inline double numberAsDouble(RawValue number) noexcept {
+  switch (number.kind()) {
+    case ValueKind::Signed:
+      return static_cast<double>(number.payload.signedInteger);
+    case ValueKind::Double:
+      return number.payload.real;
+    case ValueKind::Float:
+      return static_cast<double>(number.single());
+    default:
+      return static_cast<double>(number.payload.unsignedInteger);
+  }
+}
 
 // A number as an integer type: an integer keeps its low bits; a double is cut toward zero and clamped to the type's
 // range; not-a-number is 0. Instantiated for the integer types of 8 to 64 bits.

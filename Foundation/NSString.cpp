@@ -70,24 +70,25 @@ Ref<NSString> NSString::stringWithUTF16(std::u16string_view text) {
   return stringWithValidUTF8(utf8);
 }
 
-Ref<NSString> NSString::stringByJoining(std::string_view left, std::string_view right) {
-  const std::size_t size = left.size() + right.size();
-  Ref<NSString> string = uninitialized(size, utf16Length(left) + utf16Length(right), size + size / 2);
-  left.copy(string->mutableCharacters(), left.size());
-  right.copy(string->mutableCharacters() + left.size(), right.size());
+Ref<NSString> NSString::stringByJoining(CountedText left, CountedText right) {
+  constexpr std::size_t kLeastCapacity = 55;  // what is joined once is often joined again
+  const std::size_t size = left.text.size() + right.text.size();
+  Ref<NSString> string = uninitialized(size, left.length + right.length, std::max(size + size / 2, kLeastCapacity));
+  left.text.copy(string->mutableCharacters(), left.text.size());
+  right.text.copy(string->mutableCharacters() + left.text.size(), right.text.size());
   return string;
 }
 
-Ref<NSString> NSString::appended(Ref<NSString> string, std::string_view text) {
-  const std::size_t size = std::size_t{string->byteLength_} + text.size();
-  if (size > string->capacity_) return stringByJoining(string->view(), text);
-  char* end = string->mutableCharacters() + string->byteLength_;
-  text.copy(end, text.size());
-  end[text.size()] = '\0';
-  string->byteLength_ = static_cast<std::uint32_t>(size);
-  string->length_ += static_cast<std::uint32_t>(utf16Length(text));
-  string->hash_.store(0, std::memory_order_relaxed);
-  return string;
+Ref<NSString> NSString::appended(Ref<NSString> left, CountedText right) {
+  const std::size_t size = std::size_t{left->byteLength_} + right.text.size();
+  if (size > left->capacity_) return stringByJoining({left->view(), left->length_}, right);
+  char* end = left->mutableCharacters() + left->byteLength_;
+  right.text.copy(end, right.text.size());
+  end[right.text.size()] = '\0';
+  left->byteLength_ = static_cast<std::uint32_t>(size);
+  left->length_ += static_cast<std::uint32_t>(right.length);
+  left->hash_.store(0, std::memory_order_relaxed);
+  return left;
 }
 
 Ref<NSString> NSString::trimmed(Ref<NSString> string) {

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "Foundation/NSObject.h"
@@ -10,6 +11,33 @@
 #include "Foundation/Value.h"
 
 namespace tavlo {
+
+// Whether two texts of one size are the same; without a call for short ones, as names and keys are.
+inline bool areSameBytes(const char* left, const char* right, std::size_t size) noexcept {
+  const auto differ = [&](auto word, std::size_t offset) {
+    auto other = word;
+    std::memcpy(&word, left + offset, sizeof word);
+    std::memcpy(&other, right + offset, sizeof other);
+    return word != other;
+  };
+  // The first and the last word overlap where they must.
+  if (size >= sizeof(std::uint64_t)) {
+    for (std::size_t at = sizeof(std::uint64_t); at + sizeof(std::uint64_t) < size; at += sizeof(std::uint64_t)) {
+      if (differ(std::uint64_t{0}, at)) return false;
+    }
+    return !differ(std::uint64_t{0}, 0) && !differ(std::uint64_t{0}, size - sizeof(std::uint64_t));
+  }
+  if (size >= sizeof(std::uint32_t)) {
+    return !differ(std::uint32_t{0}, 0) && !differ(std::uint32_t{0}, size - sizeof(std::uint32_t));
+  }
+  return size == 0 || (left[0] == right[0] && left[size / 2] == right[size / 2] && left[size - 1] == right[size - 1]);
+}
+
+// A valid text whose length in UTF-16 units is known.
+struct CountedText {
+  std::string_view text;
+  std::size_t length = 0;
+};
 
 // An immutable text in one allocation: valid UTF-8, followed by a zero byte. Its length is counted in UTF-16 units, as
 // everywhere in the language; equal lengths in bytes and units mean that it is ASCII.
@@ -28,11 +56,11 @@ class NSString final : public NSObject {
   // A string of the UTF-16 text. Raises `NSInvalidArgumentException` that names the unit for a lone surrogate.
   static Ref<NSString> stringWithUTF16(std::u16string_view text);
   // The two texts joined, with room to grow.
-  static Ref<NSString> stringByJoining(std::string_view left, std::string_view right);
+  static Ref<NSString> stringByJoining(CountedText left, CountedText right);
 
-  // Puts `text` behind `string`, in place where it has the room. The caller must hold the only reference, which passes
+  // Puts `right` behind `left`, in place where it has the room. The caller must hold the only reference, which passes
   // into the result.
-  static Ref<NSString> appended(Ref<NSString> string, std::string_view text);
+  static Ref<NSString> appended(Ref<NSString> left, CountedText right);
   // Gives back the room that appending left behind, where that is worth a copy.
   static Ref<NSString> trimmed(Ref<NSString> string);
 
@@ -42,6 +70,11 @@ class NSString final : public NSObject {
   // In UTF-16 units.
   std::uint32_t length() const noexcept { return length_; }
   bool isASCII() const noexcept { return length_ == byteLength_; }
+
+  bool hasSameText(const NSString& other) const noexcept {
+    return this == &other ||
+           (byteLength_ == other.byteLength_ && areSameBytes(characters(), other.characters(), byteLength_));
+  }
 
   const char* className() const override { return "NSString"; }
   void describe(Description& out) const override;

@@ -81,6 +81,11 @@ class Value {
 
   // Gives the pair, and its reference, to the caller.
   RawValue leak() noexcept { return std::exchange(raw_, RawValue::absent()); }
+  // Lets go of what it holds: absent from here on.
+  void clear() noexcept {
+    const RawValue old = leak();
+    if (old.isOwned()) old.payload.object->release();
+  }
   // The pair as it is, still owned by this value.
   RawValue peek() const noexcept { return raw_.lent(); }
 

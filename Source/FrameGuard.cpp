@@ -2,10 +2,10 @@
 
 namespace tavlo {
 
-void FrameGuard::popQuietly() noexcept {
-  for (; depth_ > 0; --depth_) {
-    const Ref<KorTemplateStack>& stack = environment_.stack();
-    if (stack != nullptr && !stack->popIfAny()) environment_.notePopFailure();
+void FrameGuard::popQuietly(KorTemplateEnvironment& environment, std::int32_t depth) noexcept {
+  for (; depth > 0; --depth) {
+    const Ref<KorTemplateStack>& stack = environment.stack();
+    if (stack != nullptr && !stack->popIfAny()) environment.notePopFailure();
   }
 }
 

@@ -4,6 +4,8 @@
 
 #include "Source/KorTemplateChildList.h"
 #include "Source/KorTemplateEnvironment.h"
+#include "Source/KorTemplateOutputStatement.h"
+#include "Source/KorTemplateReturnStatement.h"
 #include "Source/KorTemplateStatement.h"
 
 namespace tavlo {
@@ -18,7 +20,13 @@ class FrameGuard {
 
   ~FrameGuard() {
     if (depth_ > 0) [[unlikely]]
-      popQuietly();
+      popQuietly(environment_, depth_);
+  }
+
+  // Opens a scope once settle() is called: until then nobody can see whether it is there.
+  void pushLater() noexcept { ++owed_; }
+  void settle() {
+    for (; owed_ > 0; --owed_) push();
   }
 
   // Opens a scope and lends its frame until that is popped; null where the environment has no stack.
@@ -50,23 +58,36 @@ class FrameGuard {
   }
 
  private:
-  void popQuietly() noexcept;
+  static void popQuietly(KorTemplateEnvironment& environment, std::int32_t depth) noexcept;
 
   KorTemplateEnvironment& environment_;
   std::int32_t depth_ = 0;
+  std::int32_t owed_ = 0;
 };
+
+// Runs the statement where that can neither look at the scopes nor change them, as most literal text, most output and
+// most early returns do; false, and nothing done, where it must be executed.
+inline bool executeQuietly(const KorTemplateStatement& statement, KorTemplateEnvironment& environment,
+                           Completion& completion) {
+  if (statement.kind() == kOutputKind) {
+    return static_cast<const KorTemplateOutputStatement&>(statement).executeQuietly(environment);
+  }
+  if (statement.kind() != kReturnKind) return false;
+  completion = static_cast<const KorTemplateReturnStatement&>(statement).executeQuietly(environment);
+  return completion.isReturn();
+}
 
 // Runs statements in order until one returns. The list may change while it is walked.
 inline Completion executeStatements(const KorTemplateChildList<Ref<KorTemplateStatement>>& statements,
                                     KorTemplateEnvironment& environment) {
-  for (std::int32_t index = 0; index < statements.count(); ++index) {
+  Completion completion = Completion::wentOn();
+  for (std::int32_t index = 0; index < statements.count() && !completion.isReturn(); ++index) {
     KorTemplateStatement& statement = *statements[index];
     environment.step();
     environment.enterStatement(statement);
-    const Completion completion = statement.execute(environment);
-    if (completion.isReturn()) return completion;
+    if (!executeQuietly(statement, environment, completion)) completion = statement.execute(environment);
   }
-  return Completion::wentOn();
+  return completion;
 }
 
 }  // namespace tavlo

@@ -27,7 +27,7 @@ Ref<KorTemplateStatement> KorTemplate::copyWithZone(NSZone* /*zone*/) const {
   checkStack();
   Ref<KorTemplate> copy = makeRef<KorTemplate>();
   copy->setSourceRange(sourceRange());
-  for (const Ref<KorTemplateStatement>& statement : statements_) copy->addStatement(copyOf(statement));
+  statements_.forEach([&](const Ref<KorTemplateStatement>& statement) { copy->addStatement(copyOf(statement)); });
   return copy;
 }
 

@@ -54,7 +54,7 @@ RawValue remainderOf(RawValue left, RawValue right) {
   return RawValue::integer(std::int64_t{dividend} % divisor);
 }
 
-// An operator on two doubles; absent for one that is none of arithmetic or order.
+// An operator on two doubles; absent for one that is none of arithmetic or order, and for the remainder.
 inline RawValue applyToDoubles(KorTemplateOperator op, double left, double right) {
   switch (op) {
     case KorTemplateOperatorEquals:
@@ -78,16 +78,35 @@ inline RawValue applyToDoubles(KorTemplateOperator op, double left, double right
     case KorTemplateOperatorDivide:
       if (right == 0) raiseDivideByZero();
       return RawValue::real(left / right);
-    case KorTemplateOperatorModulo:
-      return remainderOf(RawValue::real(left), RawValue::real(right));
     default:
       return RawValue::absent();
   }
 }
 
+// The number as a double where it is one, or an integer of 32 bits; false otherwise.
+inline bool findDouble(RawValue number, double& real) {
+  if (number.isDouble()) {
+    real = number.payload.real;
+    return true;
+  }
+  if (number.kind() != ValueKind::Signed) return false;
+  const std::int64_t integer = number.payload.signedInteger;
+  real = static_cast<double>(integer);
+  return integer == static_cast<std::int32_t>(integer);
+}
+
+RawValue applyToAnyNumbers(KorTemplateOperator op, RawValue left, RawValue right);
+
 // The same for two numbers of any kind: arithmetic works on doubles, comparisons are exact.
-RawValue applyToNumbers(KorTemplateOperator op, RawValue left, RawValue right) {
+inline RawValue applyToNumbers(KorTemplateOperator op, RawValue left, RawValue right) {
   if (op == KorTemplateOperatorModulo) return remainderOf(left, right);
+  double leftReal = 0;
+  double rightReal = 0;
+  if (findDouble(left, leftReal) && findDouble(right, rightReal)) return applyToDoubles(op, leftReal, rightReal);
+  return applyToAnyNumbers(op, left, right);
+}
+
+RawValue applyToAnyNumbers(KorTemplateOperator op, RawValue left, RawValue right) {
   const bool isComparison = op >= KorTemplateOperatorEquals && op <= KorTemplateOperatorGreaterThanOrEqualTo;
   if (!isComparison) return applyToDoubles(op, numberAsDouble(left), numberAsDouble(right));
   // Doubles that stand in the same order as the numbers do.
@@ -104,46 +123,64 @@ RawValue applyToNumbers(KorTemplateOperator op, RawValue left, RawValue right) {
   return applyToDoubles(op, numberAsDouble(left), numberAsDouble(right));
 }
 
-// The text of a value for as long as this stands.
-class ValueText {
+const NSString* stringIn(RawValue value) noexcept {
+  const bool isString = value.kind() == ValueKind::Object && value.payload.object->kind() == ObjectKind::String;
+  return isString ? static_cast<const NSString*>(value.payload.object) : nullptr;
+}
+
+// Whether the value has a text without running anybody's code.
+bool isTextual(RawValue value) noexcept {
+  return value.isNumber() || stringIn(value) != nullptr;
+}
+
+// The text of a string or a number for as long as this stands, and the string does.
+class Textual {
  public:
-  ValueText(const Value& value, std::uint64_t limit) {
-    if (const NSString* string = value.string()) {
-      view_ = string->view();
-    } else if (value.isNumber()) {
-      view_ = {number_, static_cast<std::size_t>(writeNumber(number_, value.peek()) - number_)};
+  explicit Textual(RawValue value) {
+    if (const NSString* string = stringIn(value)) {
+      counted_ = {string->view(), string->length()};
     } else {
-      description_ = Description::of(value, limit);
-      view_ = description_;
+      const auto size = static_cast<std::size_t>(writeNumber(number_, value) - number_);
+      counted_ = {{number_, size}, size};
     }
   }
-  ValueText(const ValueText&) = delete;
-  ValueText& operator=(const ValueText&) = delete;
+  Textual(const Textual&) = delete;
+  Textual& operator=(const Textual&) = delete;
 
-  std::string_view view() const noexcept { return view_; }
+  CountedText counted() const noexcept { return counted_; }
 
  private:
   char number_[kNumberTextSize];
-  std::string description_;
-  std::string_view view_;
+  CountedText counted_;
 };
 
-// The two values' texts joined; in place where `left` is a string that nobody else holds.
-Value concatenation(Value left, const Value& right, std::uint64_t limit) {
-  const NSString* leftString = left.string();
-  const ValueText leftText(leftString != nullptr ? Value::null() : left, limit);
-  const ValueText rightText(right, limit);
-  const std::size_t leftSize = leftString != nullptr ? leftString->byteLength() : leftText.view().size();
-  if (leftSize + rightText.view().size() > limit) raiseLimit(KorTemplateLimit::StringLength, limit);
-  if (leftString == nullptr) return NSString::stringByJoining(leftText.view(), rightText.view());
-  const RawValue raw = left.leak();
-  if (!raw.isOwned() || !leftString->isUniquelyReferenced()) {
-    const Value held = Value::adopt(raw);
-    return NSString::stringByJoining(leftString->view(), rightText.view());
+// The texts of strings and numbers joined; in place where `left` is a string that nobody else holds.
+RawValue joinTextual(Value left, RawValue right, std::uint64_t limit) {
+  const Textual leftText(left.peek());
+  const Textual rightText(right);
+  if (leftText.counted().text.size() + rightText.counted().text.size() > limit) {
+    raiseLimit(KorTemplateLimit::StringLength, limit);
   }
-  return NSString::appended(
-      Ref<NSString>::adopt(const_cast<NSString*>(leftString)),  // NOLINT(*-const-cast): its only holder
-      rightText.view());
+  const RawValue raw = left.leak();
+  const NSString* string = stringIn(raw);
+  if (string == nullptr || !raw.isOwned() || !string->isUniquelyReferenced()) {
+    const Value held = Value::adopt(raw);
+    return Value(NSString::stringByJoining(leftText.counted(), rightText.counted())).leak();
+  }
+  Ref<NSString> own = Ref<NSString>::adopt(const_cast<NSString*>(string));  // NOLINT(*-const-cast): its only holder
+  return Value(NSString::appended(std::move(own), rightText.counted())).leak();
+}
+
+// What stands for the value in a text: itself, or its description.
+Value textualOf(Value value, std::uint64_t limit) {
+  return isTextual(value.peek()) ? value : Value(NSString::stringWithValidUTF8(Description::of(value, limit)));
+}
+
+// The two values' texts joined, the left one's first.
+Value concatenation(Value left, const Value& right, std::uint64_t limit) {
+  left = textualOf(std::move(left), limit);
+  const Value rightText = textualOf(right, limit);
+  return Value::adopt(joinTextual(std::move(left), rightText.peek(), limit));
 }
 
 const NSDate* dateIn(const Value& value) {
@@ -213,7 +250,7 @@ Value KorTemplateBinaryExpression::operatorAssignment(const Value& left, const V
 }
 
 Value KorTemplateBinaryExpression::operatorEquals(const Value& left, const Value& right) const {
-  return left.isEqual(right);
+  return !left.isAbsent() && left.isEqual(right);
 }
 
 Value KorTemplateBinaryExpression::operatorNotEquals(const Value& left, const Value& right) const {
@@ -304,46 +341,83 @@ const KorTemplateBinaryExpression* KorTemplateBinaryExpression::leftChain() cons
                                              : nullptr;
 }
 
-// Most operators stand between two values that live somewhere and are numbers: they need no scope, no count and no
-// call.
+// Most operators stand between two doubles that are at hand: they need no scope, no count and no call.
 RawValue KorTemplateBinaryExpression::evaluate(KorTemplateEnvironment& environment) {
-  const RawValue left = peekExpression(*leftOperand_, environment);
-  const RawValue right = peekExpression(*rightOperand_, environment);
-  if (!left.isDouble() || !right.isDouble() || op_ == KorTemplateOperatorAssignment) return evaluateAny(environment);
-  const RawValue result = applyToDoubles(op_, left.payload.real, right.payload.real);
-  return result.kind() == ValueKind::Absent ? evaluateAny(environment) : result;
+  double left = 0;
+  double right = 0;
+  if (findPlainDouble(*leftOperand_, environment, left) && findPlainDouble(*rightOperand_, environment, right)) {
+    const RawValue result = applyToDoubles(op_, left, right);
+    if (result.kind() != ValueKind::Absent) [[likely]]
+      return result;
+  }
+  return evaluateAny(environment);
 }
 
 RawValue KorTemplateBinaryExpression::evaluateAny(KorTemplateEnvironment& environment) {
   environment.checkStack();
-  if (leftChain() != nullptr) return evaluateChain(environment);
-  if (op_ == KorTemplateOperatorAssignment) return assign(leftValue(environment), environment).leak();
-  // Numbers are worked on as they are: they hold no reference.
   RawValue left = peekExpression(*leftOperand_, environment);
   const bool isLent = !left.isNothing();
+  if (!isLent && leftChain() != nullptr) return evaluateChain(environment);
+  if (op_ == KorTemplateOperatorAssignment) return assign(leftValue(environment), environment).leak();
   if (!isLent) left = leftOperand_->evaluate(environment);
-  if (left.isNumber()) return combineNumber(left, environment);
-  return combine(isLent && !isQuiet(*rightOperand_) ? Value::retaining(left) : Value::adopt(left), environment);
-}
-
-RawValue KorTemplateBinaryExpression::combineNumber(RawValue left, KorTemplateEnvironment& environment) const {
+  if (!left.isNumber()) {
+    return combine(isLent && !isQuiet(*rightOperand_) ? Value::retaining(left) : Value::adopt(left), environment);
+  }
+  // Numbers are worked on as they are: they hold no reference.
   RawValue right = peekExpression(*rightOperand_, environment);
   if (right.isNothing()) right = rightOperand_->evaluate(environment);
-  if (right.isNumber()) {
-    const RawValue result = left.isDouble() && right.isDouble()
-                                ? applyToDoubles(op_, left.payload.real, right.payload.real)
-                                : applyToNumbers(op_, left, right);
+  if (left.isDouble() && right.isDouble()) {
+    const RawValue result = applyToDoubles(op_, left.payload.real, right.payload.real);
     if (result.kind() != ValueKind::Absent) [[likely]]
       return result;
   }
+  return combineNumber(left, right, environment);
+}
+
+// Combines a number with the right operand's value, which may be lent.
+RawValue KorTemplateBinaryExpression::combineNumber(RawValue left, RawValue right,
+                                                    KorTemplateEnvironment& environment) const {
+  if (right.isNumber()) {
+    const RawValue result = applyToNumbers(op_, left, right);
+    if (result.kind() != ValueKind::Absent) [[likely]]
+      return result;
+  }
+  if (op_ == KorTemplateOperatorAdd && stringIn(right) != nullptr) {
+    const Value held = Value::adopt(right);
+    return joinTextual(Value::adopt(left), right, environment.limitsInForce().stringLength);
+  }
   return applyToValues(Value::adopt(left), Value::adopt(right), environment).leak();
+}
+
+bool KorTemplateBinaryExpression::appendQuietly(const KorTemplateEnvironment& environment, std::string& text) const {
+  constexpr std::size_t kMostParts = 8;
+  std::array<RawValue, kMostParts> parts;  // NOLINT(*-member-init): filled below, from the last to the first
+  std::size_t count = 0;
+  std::size_t size = 0;
+  const auto add = [&](const KorTemplateExpression& operand) {
+    const RawValue part = peekExpression(operand, environment);
+    const NSString* string = stringIn(part);
+    parts[count++] = part;
+    size += string != nullptr ? string->byteLength() : kNumberTextSize;
+    return string != nullptr || part.isNumber();
+  };
+  const KorTemplateBinaryExpression* first = this;
+  for (const KorTemplateBinaryExpression* node = this; node != nullptr; node = node->leftChain()) {
+    if (node->op_ != KorTemplateOperatorAdd || count + 2 > kMostParts || !add(*node->rightOperand_)) return false;
+    first = node;
+  }
+  if (!add(*first->leftOperand_)) return false;
+  if (parts[count - 1].isNumber() && parts[count - 2].isNumber()) return false;  // that is a sum
+  if (size > environment.limitsInForce().stringLength || size > text.capacity() - text.size()) return false;
+  while (count > 0) KorTemplateEnvironment::appendOutput(parts[--count], text);
+  return true;
 }
 
 // Left operands that are operators themselves make a chain, which is walked down first and evaluated on the way back,
 // so that its length costs no stack.
 RawValue KorTemplateBinaryExpression::evaluateChain(KorTemplateEnvironment& environment) const {
   constexpr std::size_t kShort = 16;
-  std::array<const KorTemplateBinaryExpression*, kShort> shortChain{};
+  std::array<const KorTemplateBinaryExpression*, kShort> shortChain;  // NOLINT(*-member-init): filled below
   std::vector<const KorTemplateBinaryExpression*> longChain;
   std::size_t length = 0;
   for (const KorTemplateBinaryExpression* node = this; node != nullptr; node = node->leftChain()) {
@@ -374,8 +448,11 @@ Value KorTemplateBinaryExpression::leftValue(KorTemplateEnvironment& environment
 
 RawValue KorTemplateBinaryExpression::combine(Value left, KorTemplateEnvironment& environment) const {
   if (op_ == KorTemplateOperatorAssignment) return assign(left, environment).leak();
-  if (left.isNumber()) return combineNumber(left.peek(), environment);
-  const Value right = operandOf(*rightOperand_, environment);
+  Value right = operandOf(*rightOperand_, environment);
+  if (left.isNumber()) return combineNumber(left.peek(), right.leak(), environment);
+  if (op_ == KorTemplateOperatorAdd && isTextual(left.peek()) && isTextual(right.peek())) {
+    return joinTextual(std::move(left), right.peek(), environment.limitsInForce().stringLength);
+  }
   return applyToValues(std::move(left), right, environment).leak();
 }
 

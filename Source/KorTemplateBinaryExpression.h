@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "Source/KorTemplateExpression.h"
 #include "Source/KorTemplateOperator.h"
@@ -48,6 +49,9 @@ class KorTemplateBinaryExpression final : public KorTemplateExpression {
   // Never absent. The null object for an operator that is none of the list.
   Value evaluateWithEnvironment(KorTemplateEnvironment* environment) override;
   RawValue evaluate(KorTemplateEnvironment& environment) override;
+  // Appends the value where it is the text of strings and numbers that live somewhere, one behind the other, without
+  // making a string of it; false, and nothing done, for every other value. Runs nobody's code.
+  bool appendQuietly(const KorTemplateEnvironment& environment, std::string& text) const;
   Ref<KorTemplateExpression> copyWithZone(NSZone* zone = nullptr) const override;
 
   const char* className() const override { return "KorTemplateBinaryExpression"; }
@@ -55,13 +59,13 @@ class KorTemplateBinaryExpression final : public KorTemplateExpression {
 
  private:
   const KorTemplateBinaryExpression* leftChain() const noexcept;
-  RawValue evaluateAny(KorTemplateEnvironment& environment);
+  [[gnu::noinline]] RawValue evaluateAny(KorTemplateEnvironment& environment);
   RawValue evaluateChain(KorTemplateEnvironment& environment) const;
   Value leftValue(KorTemplateEnvironment& environment) const;
   Value assign(const Value& left, KorTemplateEnvironment& environment) const;
   static void requireOperands(const Value& left, const Value& right);
   RawValue combine(Value left, KorTemplateEnvironment& environment) const;
-  RawValue combineNumber(RawValue left, KorTemplateEnvironment& environment) const;
+  RawValue combineNumber(RawValue left, RawValue right, KorTemplateEnvironment& environment) const;
   Value applyToValues(Value left, const Value& right, KorTemplateEnvironment& environment) const;
 
   KorTemplateOperator op_;

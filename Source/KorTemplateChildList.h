@@ -52,6 +52,14 @@ class KorTemplateChildList {
   }
   auto begin() const noexcept { return items_.begin(); }
   auto end() const noexcept { return items_.begin() + static_cast<std::ptrdiff_t>(count_); }
+  // Hands each item to `body`, which may change the list.
+  template <class Body>
+  void forEach(const Body& body) const {
+    for (std::int32_t index = 0; index < count(); ++index) {
+      const Item item = (*this)[index];
+      body(item);
+    }
+  }
   std::vector<Item> items() const { return {begin(), end()}; }
 
   // A copy of the list; what is in it is shared.
@@ -76,8 +84,9 @@ class KorTemplateChildList {
     --count_;
   }
   // The first equal one; where there is none, the index check of removeAt() fails.
-  void remove(const Item& item) {
-    requireItem(item);
+  void remove(const Item& wanted) {
+    requireItem(wanted);
+    const Item item = wanted;  // it may lie in this very list
     std::int32_t index = 0;
     for (; index < count(); ++index) {
       const Item candidate = (*this)[index];  // comparing may run a host's code, which may change the list
@@ -105,12 +114,18 @@ class KorTemplateChildList {
     }
     ++count_;
   }
-  // Leaves the last item as the first spare one, and lets go of one beyond the most that are kept.
-  Item& leaveLast() noexcept {
+  // Whether one more item may be left as a spare one.
+  bool hasRoomForSpare() const noexcept {
     constexpr std::size_t kMostSpare = 1024;
-    --count_;
-    if (items_.size() - count_ > kMostSpare) items_.pop_back();
-    return items_[count_];
+    return items_.size() - count_ < kMostSpare;
+  }
+  // Leaves the last item as the first spare one.
+  void leaveLast() noexcept { --count_; }
+  // Takes the last item away, and the spare ones with it.
+  Item takeLast() noexcept {
+    Item last = std::move(items_[--count_]);
+    items_.resize(count_);
+    return last;
   }
 
  private:

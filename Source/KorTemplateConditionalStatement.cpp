@@ -16,22 +16,25 @@ const KorTemplateConditionalStatement* conditionalIn(const Ref<KorTemplateStatem
                                                : nullptr;
 }
 
-// Runs statements in order. Where the last one is a conditional itself it is handed back in `last`, to be run by the
-// caller's loop: a chain of "elseif" is as deep as it is long.
+// Runs statements in order, in the scope that the guard owes them. Where the last one is a conditional itself it is
+// handed back in `last`, to be run by the caller's loop: a chain of "elseif" is as deep as it is long.
 Completion executeAllButConditional(const KorTemplateChildList<Ref<KorTemplateStatement>>& statements,
-                                    KorTemplateEnvironment& environment, const KorTemplateConditionalStatement*& last) {
-  for (std::int32_t index = 0; index < statements.count(); ++index) {
+                                    KorTemplateEnvironment& environment, FrameGuard& frames,
+                                    const KorTemplateConditionalStatement*& last) {
+  Completion completion = Completion::wentOn();
+  for (std::int32_t index = 0; index < statements.count() && !completion.isReturn(); ++index) {
     KorTemplateStatement& statement = *statements[index];
     environment.step();
     environment.enterStatement(statement);
+    if (executeQuietly(statement, environment, completion)) continue;
+    frames.settle();
     if (index + 1 == statements.count()) {
       last = conditionalIn(statements[index]);
       if (last != nullptr) break;
     }
-    const Completion completion = statement.execute(environment);
-    if (completion.isReturn()) return completion;
+    completion = statement.execute(environment);
   }
-  return Completion::wentOn();
+  return completion;
 }
 
 }  // namespace
@@ -54,9 +57,10 @@ inline const KorTemplateChildList<Ref<KorTemplateStatement>>& KorTemplateConditi
     KorTemplateEnvironment& environment) const {
   RawValue condition = expression_ == nullptr ? RawValue::absent() : peekExpression(*expression_, environment);
   if (condition.isNothing()) condition = expression_->evaluate(environment);
-  const bool truth = convertToBool(condition);
-  (void)Value::adopt(condition);
-  return truth ? trueStatements_ : falseStatements_;
+  if (condition.kind() == ValueKind::Boolean) [[likely]]
+    return condition.payload.unsignedInteger != 0 ? trueStatements_ : falseStatements_;
+  const Value held = Value::adopt(condition);
+  return convertToBool(held) ? trueStatements_ : falseStatements_;
 }
 
 void KorTemplateConditionalStatement::executeWithEnvironment(KorTemplateEnvironment* environment) {
@@ -66,17 +70,23 @@ void KorTemplateConditionalStatement::executeWithEnvironment(KorTemplateEnvironm
 
 Completion KorTemplateConditionalStatement::execute(KorTemplateEnvironment& environment) {
   environment.checkStack();
+  const KorTemplateChildList<Ref<KorTemplateStatement>>& statements = chosenStatements(environment);
+  return statements.empty() ? Completion::wentOn() : executeBranch(statements, environment);
+}
+
+// Runs the branch that was chosen, and those of the conditionals that go on inside it.
+Completion KorTemplateConditionalStatement::executeBranch(const KorTemplateChildList<Ref<KorTemplateStatement>>& branch,
+                                                          KorTemplateEnvironment& environment) {
   FrameGuard frames(environment);
-  Completion completion = Completion::wentOn();
-  const KorTemplateConditionalStatement* conditional = this;
-  while (conditional != nullptr) {
-    const KorTemplateChildList<Ref<KorTemplateStatement>>& statements = conditional->chosenStatements(environment);
-    conditional = nullptr;
-    if (statements.empty()) break;
-    frames.push();
-    completion = executeAllButConditional(statements, environment, conditional);
+  const KorTemplateChildList<Ref<KorTemplateStatement>>* statements = &branch;
+  for (;;) {
+    frames.pushLater();
+    const KorTemplateConditionalStatement* conditional = nullptr;
+    const Completion completion = executeAllButConditional(*statements, environment, frames, conditional);
+    if (conditional == nullptr) return frames.pop(completion);
+    statements = &conditional->chosenStatements(environment);
+    if (statements->empty()) return frames.pop(completion);
   }
-  return frames.pop(completion);
 }
 
 // A copy, but for the last false statement where that is a conditional: it is handed back, for the caller's loop.
@@ -85,10 +95,14 @@ Ref<KorTemplateConditionalStatement> KorTemplateConditionalStatement::copyWithou
   Ref<KorTemplateConditionalStatement> copy = makeRef<KorTemplateConditionalStatement>();
   copy->setSourceRange(sourceRange());
   copy->setExpression(copyOf(expression_));
-  for (const Ref<KorTemplateStatement>& statement : trueStatements_) copy->addTrueStatement(copyOf(statement));
-  lastFalse = falseStatements_.empty() ? nullptr : conditionalIn(falseStatements_[falseStatements_.count() - 1]);
-  const std::int32_t count = falseStatements_.count() - (lastFalse == nullptr ? 0 : 1);
-  for (std::int32_t index = 0; index < count; ++index) copy->addFalseStatement(copyOf(falseStatements_[index]));
+  trueStatements_.forEach(
+      [&](const Ref<KorTemplateStatement>& statement) { copy->addTrueStatement(copyOf(statement)); });
+  lastFalse = nullptr;
+  for (std::int32_t index = 0; index < falseStatements_.count(); ++index) {
+    const Ref<KorTemplateStatement> statement = falseStatements_[index];  // a host's copy may change the list
+    lastFalse = index + 1 == falseStatements_.count() ? conditionalIn(statement) : nullptr;
+    if (lastFalse == nullptr) copy->addFalseStatement(copyOf(statement));
+  }
   return copy;
 }
 

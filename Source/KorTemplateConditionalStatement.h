@@ -75,6 +75,8 @@ class KorTemplateConditionalStatement final : public KorTemplateStatement {
 
  private:
   const KorTemplateChildList<Ref<KorTemplateStatement>>& chosenStatements(KorTemplateEnvironment& environment) const;
+  static Completion executeBranch(const KorTemplateChildList<Ref<KorTemplateStatement>>& branch,
+                                  KorTemplateEnvironment& environment);
   Ref<KorTemplateConditionalStatement> copyWithoutLastFalse(const KorTemplateConditionalStatement*& lastFalse) const;
 
   Ref<KorTemplateExpression> expression_;

@@ -20,12 +20,12 @@ const Name& indexName() {
   return name;
 }
 
-// Whether the frame is the current one still, in the scope it was pushed for, and nobody else holds it.
-bool isStillCurrent(const KorTemplateEnvironment& environment, const KorTemplateStackFrame* frame,
-                    std::uint64_t scope) {
+// Whether the frame may serve the next iteration: it is the current one still, in the scope it was pushed for, nobody
+// else holds it, and no host's code runs when it lets go of its variables.
+bool mayServeAgain(const KorTemplateEnvironment& environment, const KorTemplateStackFrame* frame, std::uint64_t scope) {
   const KorTemplateStack* stack = environment.stack().get();
   if (frame == nullptr || stack == nullptr || stack->current() != frame) return false;
-  return frame->scope() == scope && frame->hasOneReference();
+  return frame->scope() == scope && frame->hasOneReference() && frame->canResetQuietly();
 }
 
 // Takes the next element of a list that may change while it is walked; absent at the end.
@@ -102,7 +102,7 @@ Completion KorTemplateEnumerationStatement::executeLoop(KorTemplateEnvironment& 
       const Completion completion = executeStatements(loopStatements_, environment);
       if (completion.isReturn()) return guard.pop(completion);
       ++index;
-      if (!mayKeepFrame || !isStillCurrent(environment, frame, scope)) break;
+      if (!mayKeepFrame || !mayServeAgain(environment, frame, scope)) break;
       environment.leaveTo(this);
       element = next();
       if (element.isAbsent()) {
@@ -121,7 +121,8 @@ Ref<KorTemplateStatement> KorTemplateEnumerationStatement::copyWithZone(NSZone* 
   Ref<KorTemplateEnumerationStatement> copy =
       makeRef<KorTemplateEnumerationStatement>(copyOf(expression_), loopVariable_);
   copy->setSourceRange(sourceRange());
-  for (const Ref<KorTemplateStatement>& statement : loopStatements_) copy->addLoopStatement(copyOf(statement));
+  loopStatements_.forEach(
+      [&](const Ref<KorTemplateStatement>& statement) { copy->addLoopStatement(copyOf(statement)); });
   return copy;
 }
 

@@ -8,7 +8,6 @@
 #include "Source/KorTemplateConsoleStream.h"
 #include "Source/KorTemplateNullStream.h"
 #include "Source/KorTemplateStatement.h"
-#include "Source/KorTemplateStringStream.h"
 
 namespace tavlo {
 
@@ -94,30 +93,23 @@ bool KorTemplateEnvironment::isGlobalVariableDefinedWithName(const Name& name) c
 }
 
 void KorTemplateEnvironment::writeOutput(RawValue value) {
-  KorTemplateStream* stream = outputStream_.get();
-  const NSObject* object = value.kind() == ValueKind::Object ? value.payload.object : nullptr;
-  const bool isString = object != nullptr && object->kind() == ObjectKind::String;
-  if (stream != nullptr && stream->kind() == kStringStreamKind) {
-    // The commonest stream and the commonest values: the text goes where it belongs, and nobody else's code runs.
-    std::string* target = static_cast<KorTemplateStringStream*>(stream)->target();
-    if (isString && target != nullptr) {
-      target->append(static_cast<const NSString*>(object)->view());
-      return;
-    }
-    if (value.isNumber() && target != nullptr) {
-      char text[kNumberTextSize];
-      target->append(text, static_cast<std::size_t>(writeNumber(text, value) - text));
-      return;
-    }
-  }
+  // The commonest stream and the commonest values: the text goes where it belongs.
+  std::string* const text = outputText();
+  if (text != nullptr && appendOutput(value, *text)) return;
   if (value.kind() == ValueKind::Absent) return writeToStream(Text());
   if (value.isNumber()) {
-    char text[kNumberTextSize];
-    return writeToStream(std::string_view(text, static_cast<std::size_t>(writeNumber(text, value) - text)));
+    char digits[kNumberTextSize];
+    return writeToStream(std::string_view(digits, static_cast<std::size_t>(writeNumber(digits, value) - digits)));
   }
   const Value held = Value::retaining(value);  // what follows may be a host's code
-  if (isString) return writeToStream(Text(held.string()));
+  if (const NSString* string = held.string()) return writeToStream(Text(string));
   writeToStream(Text(Description::of(held, limitsInForce_.stringLength)));
+}
+
+bool KorTemplateEnvironment::appendNumber(RawValue value, std::string& text) {
+  char digits[kNumberTextSize];
+  text.append(digits, static_cast<std::size_t>(writeNumber(digits, value) - digits));
+  return true;
 }
 
 // The stream is the one that is current once the text is known; it may replace itself.
@@ -163,23 +155,41 @@ void KorTemplateEnvironment::endExecution(const KorTemplateStatement* outer) noe
   statement_ = outer;  // what ran on this level may be gone with its template
   if (--executionDepth_ > 0) return;
   reachedLimit_.reset();
-  const std::vector<Ref<NSObject>> parked = std::exchange(parked_, {});  // their ends may run a host's code
+  // Their ends may run a host's code.
+  const std::vector<Ref<NSObject>> parked = std::exchange(parked_, {});
+  const std::vector<Ref<KorTemplateStream>> streams = std::exchange(replacedStreams_, {});
+  deliveredStreams_ = 0;
 }
 
 void KorTemplateEnvironment::leave() {
-  if (executionDepth_ == 1) flushOutput();
+  if (executionDepth_ == 1) deliverOutput();
 }
 
 bool KorTemplateEnvironment::leaveFailed() noexcept {
   if (executionDepth_ == 1) {
     if (statement_ != nullptr) failedStatement_ = statement_->sourceRange();
     try {
-      flushOutput();
+      deliverOutput();
     } catch (...) {
       // The exception that is on its way says more than the one that follows from it.
     }
   }
   return takePopFailure();
+}
+
+void KorTemplateEnvironment::setOutputStream(const Ref<KorTemplateStream>& value) {
+  if (executionDepth_ > 0 && outputStream_ != nullptr && outputStream_ != value) {
+    replacedStreams_.push_back(outputStream_);
+  }
+  outputStream_ = value;
+}
+
+void KorTemplateEnvironment::deliverOutput() {
+  while (deliveredStreams_ < replacedStreams_.size()) {
+    const Ref<KorTemplateStream> stream = replacedStreams_[deliveredStreams_++];
+    stream->flush();
+  }
+  flushOutput();
 }
 
 void KorTemplateEnvironment::flushOutput() {

@@ -3,10 +3,12 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSObject.h"
+#include "Foundation/NSString.h"
 #include "Foundation/Name.h"
 #include "Foundation/Ref.h"
 #include "Foundation/StackGuard.h"
@@ -15,6 +17,7 @@
 #include "Source/KorTemplateFunction.h"
 #include "Source/KorTemplateStack.h"
 #include "Source/KorTemplateStream.h"
+#include "Source/KorTemplateStringStream.h"
 #include "Source/NameMap.h"
 #include "Source/SourceRange.h"
 
@@ -37,7 +40,7 @@ class KorTemplateEnvironment final : public NSObject {
   const Ref<KorTemplateStack>& stack() const noexcept { return stack_; }
   void setStack(const Ref<KorTemplateStack>& value) { replace(stack_, value); }
   const Ref<KorTemplateStream>& outputStream() const noexcept { return outputStream_; }
-  void setOutputStream(const Ref<KorTemplateStream>& value) { replace(outputStream_, value); }
+  void setOutputStream(const Ref<KorTemplateStream>& value);
   const Ref<KorTemplateStream>& errorStream() const noexcept { return errorStream_; }
   void setErrorStream(const Ref<KorTemplateStream>& value) { replace(errorStream_, value); }
 
@@ -80,6 +83,11 @@ class KorTemplateEnvironment final : public NSObject {
     const KorTemplateStackFrame* frame = stack_ == nullptr ? nullptr : stack_->current();
     return frame == nullptr ? nullptr : frame->find(name);
   }
+  // The same without any call; false where that does not suffice.
+  [[gnu::always_inline]] bool findVariableQuickly(const Name& name, const Value*& value) const noexcept {
+    const KorTemplateStackFrame* frame = stack_ == nullptr ? nullptr : stack_->current();
+    return frame != nullptr && frame->findQuickly(name, value);
+  }
   // Stores a variable in the current frame.
   void setVariable(const Name& name, Value value) {
     KorTemplateStackFrame* frame = stack_ == nullptr ? nullptr : stack_->current();
@@ -92,6 +100,19 @@ class KorTemplateEnvironment final : public NSObject {
   }
   ArgumentStorage& argumentStorage() noexcept { return argumentStorage_; }
 
+  // The text to which output is appended, where that runs nobody else's code; null otherwise.
+  std::string* outputText() const noexcept {
+    KorTemplateStream* stream = outputStream_.get();
+    const bool isText = stream != nullptr && stream->kind() == kStringStreamKind;
+    return isText ? static_cast<KorTemplateStringStream*>(stream)->target() : nullptr;
+  }
+  // Appends a string or a number to such a text; false for every other value.
+  static bool appendOutput(RawValue value, std::string& text) {
+    if (value.kind() != ValueKind::Object) return value.isNumber() && appendNumber(value, text);
+    if (value.payload.object->kind() != ObjectKind::String) return false;
+    text.append(static_cast<const NSString*>(value.payload.object)->view());
+    return true;
+  }
   // Writes the text of one output statement; the value may be lent, and is not the null object.
   void writeOutput(RawValue value);
   // Writes a diagnostic to the error stream, behind all output so far.
@@ -180,8 +201,11 @@ class KorTemplateEnvironment final : public NSObject {
   void leave();
   // Whether a scope could not be popped on the way.
   bool leaveFailed() noexcept;
+  static bool appendNumber(RawValue value, std::string& text);
   void writeToStream(const Text& text);
   void flushOutput();
+  // The same for all streams that were the output stream in this execution.
+  void deliverOutput();
   void refuel();
   [[noreturn]] void raiseFunctionDepth();
 
@@ -202,6 +226,8 @@ class KorTemplateEnvironment final : public NSObject {
   std::optional<KorTemplateLimitException> reachedLimit_;
   ArgumentStorage argumentStorage_;
   std::vector<Ref<NSObject>> parked_;
+  std::vector<Ref<KorTemplateStream>> replacedStreams_;  // in this execution
+  std::size_t deliveredStreams_ = 0;                     // of those, the first ones that have been flushed
 };
 
 }  // namespace tavlo

@@ -1,11 +1,15 @@
 #include "Source/KorTemplateFunctionCallExpression.h"
 
+#include <memory>
 #include <new>
 #include <stdexcept>
 
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
+#include "Foundation/StackGuard.h"
 #include "Source/KorTemplateEnvironment.h"
+#include "Source/KorTemplateInternalFunction.h"
+#include "Source/Operand.h"
 
 namespace tavlo {
 
@@ -14,34 +18,51 @@ namespace {
 // The values of one call's arguments, let go of with the call. A few lie here, more in the environment.
 class ArgumentValues {
  public:
-  ArgumentValues(KorTemplateEnvironment& environment, std::size_t count)
-      : environment_(environment),
-        count_(count),
-        values_(count <= kFew ? few_ : environment.argumentStorage().reserve(count)) {}
+  ArgumentValues(KorTemplateEnvironment& environment,
+                 const KorTemplateChildList<Ref<KorTemplateExpression>>& expressions)
+      : environment_(environment), expected_(static_cast<std::size_t>(expressions.count())) {
+    if (expected_ > kFew) values_ = environment.argumentStorage().reserve(expected_);
+  }
   ArgumentValues(const ArgumentValues&) = delete;
   ArgumentValues& operator=(const ArgumentValues&) = delete;
   ~ArgumentValues() {
-    if (values_ != few_) environment_.argumentStorage().release(values_, count_);
-  }
-
-  void evaluate(const KorTemplateChildList<Ref<KorTemplateExpression>>& expressions) {
-    for (std::size_t index = 0; index < count_; ++index) {
-      values_[index] = Value::adopt(expressions[static_cast<std::int32_t>(index)]->evaluate(environment_));
-      if (values_[index].isAbsent()) [[unlikely]] {
-        NSException::raise(NSInvalidArgumentException, "A function's argument cannot be absent");
-      }
+    if (expected_ > kFew) {
+      environment_.argumentStorage().release(values_, expected_);
+    } else {
+      for (std::size_t index = 0; index < count_; ++index) few_[index].~Value();
     }
   }
 
-  std::span<const Value> values() const noexcept { return {values_, count_}; }
+  // As many as there were when the call began; a list that has become shorter since raises `NSRangeException`.
+  void evaluate(const KorTemplateChildList<Ref<KorTemplateExpression>>& expressions) {
+    while (count_ < expected_) {
+      KorTemplateExpression& expression = *expressions.at(static_cast<std::int32_t>(count_));
+      const RawValue lent = peekExpression(expression, environment_);
+      const RawValue value = lent.isNothing() ? expression.evaluate(environment_) : Value::retaining(lent).leak();
+      if (value.kind() == ValueKind::Absent) [[unlikely]] {
+        NSException::raise(NSInvalidArgumentException, "A function's argument cannot be absent");
+      }
+      if (expected_ > kFew) {
+        values_[count_] = Value::adopt(value);
+      } else {
+        std::construct_at(few_ + count_, Value::adopt(value));
+      }
+      ++count_;
+    }
+  }
+
+  std::span<const Value> values() const noexcept { return {expected_ > kFew ? values_ : few_, count_}; }
 
  private:
   static constexpr std::size_t kFew = 3;
 
   KorTemplateEnvironment& environment_;
-  std::size_t count_;
-  Value few_[kFew];
-  Value* values_;  // few_, or in the environment's storage
+  std::size_t expected_;
+  std::size_t count_ = 0;  // of those that are there
+  union {
+    Value few_[kFew];  // the first count_ of them are alive
+    Value* values_;    // in the environment's storage
+  };
 };
 
 // One function that runs, and the statement that goes on when it has ended.
@@ -72,7 +93,9 @@ RawValue report(KorTemplateEnvironment& environment, const Text& description) {
 RawValue call(KorTemplateFunction& function, std::span<const Value> arguments, KorTemplateEnvironment& environment) {
   const RunningFunction running(environment);
   try {
-    const RawValue result = function.invoke(environment, arguments);
+    const RawValue result = function.kind() == kInternalFunctionKind
+                                ? static_cast<KorTemplateInternalFunction&>(function).run(environment, arguments)
+                                : function.invoke(environment, arguments);
     running.leave();
     return result;
   } catch (const KorTemplateLimitException& limit) {
@@ -101,7 +124,7 @@ RawValue KorTemplateFunctionCallExpression::evaluate(KorTemplateEnvironment& env
   }
   environment.checkStack();
   environment.step();
-  ArgumentValues arguments(environment, static_cast<std::size_t>(argumentExpressions_.count()));
+  ArgumentValues arguments(environment, argumentExpressions_);
   arguments.evaluate(argumentExpressions_);
   return call(*function, arguments.values(), environment);
 }
@@ -112,7 +135,8 @@ Value KorTemplateFunctionCallExpression::evaluateWithEnvironment(KorTemplateEnvi
 }
 
 Ref<KorTemplateExpression> KorTemplateFunctionCallExpression::copyWithZone(NSZone* /*zone*/) const {
-  for (const Ref<KorTemplateExpression>& expression : argumentExpressions_) (void)copyOf(expression);
+  checkStack();
+  argumentExpressions_.forEach([](const Ref<KorTemplateExpression>& expression) { (void)copyOf(expression); });
   return makeRef<KorTemplateFunctionCallExpression>(functionName_);
 }
 

@@ -2,9 +2,7 @@
 
 #include "Foundation/NSException.h"
 #include "Foundation/StackGuard.h"
-#include "Source/FrameGuard.h"
 #include "Source/KorTemplateExpression.h"
-#include "Source/KorTemplateReturnIndication.h"
 
 namespace tavlo {
 
@@ -18,40 +16,29 @@ Value KorTemplateInternalFunction::invokeWithEnvironment(KorTemplateEnvironment*
   });
 }
 
-RawValue KorTemplateInternalFunction::invoke(KorTemplateEnvironment& environment, std::span<const Value> arguments) {
-  if (arguments.size() != static_cast<std::size_t>(arguments_.count())) {
-    NSException::raise(NSInvalidArgumentException,
-                       "Incorrect number of arguments for function. %d supplied, %d expected", arguments.size(),
-                       arguments_.count());
-  }
-  try {
-    FrameGuard guard(environment);
-    bind(arguments, guard.push());
-    const Completion completion = executeStatements(statements_, environment);
-    if (completion.isReturn()) return guard.pop(completion).value();
-    guard.pop();
-    return RawValue::null();
-  } catch (const KorTemplateReturnIndication& indication) {  // from a host's statement
-    if (environment.takePopFailure()) failAssertion("Stack frame is empty");
-    return Value(indication.returnValue()).leak();
+void KorTemplateInternalFunction::bindMore(std::span<const Value> arguments, KorTemplateStackFrame* frame) const {
+  for (std::size_t index = 1; index < arguments.size(); ++index) {
+    requireParameter(!arguments[index].isAbsent(), "variable != nil");
+    if (frame != nullptr) frame->set(arguments_[static_cast<std::int32_t>(index)], arguments[index]);
   }
 }
 
-// Stores the values in the function's frame; of parameters of one name the last value stands.
-void KorTemplateInternalFunction::bind(std::span<const Value> arguments, KorTemplateStackFrame* frame) const {
-  for (std::size_t index = 0; index < arguments.size(); ++index) {
-    requireParameter(!arguments[index].isAbsent(), "variable != nil");
-    if (frame == nullptr) continue;
-    const Name& name = arguments_[static_cast<std::int32_t>(index)];
-    index == 0 ? frame->setFirst(name, arguments[index]) : frame->set(name, arguments[index]);
-  }
+void KorTemplateInternalFunction::raiseArgumentCount(std::size_t supplied) const {
+  NSException::raise(NSInvalidArgumentException, "Incorrect number of arguments for function. %d supplied, %d expected",
+                     supplied, arguments_.count());
+}
+
+RawValue KorTemplateInternalFunction::valueOf(const KorTemplateReturnIndication& indication,
+                                              KorTemplateEnvironment& environment) {
+  if (environment.takePopFailure()) failAssertion("Stack frame is empty");
+  return Value(indication.returnValue()).leak();
 }
 
 Ref<KorTemplateFunction> KorTemplateInternalFunction::copyWithZone(NSZone* /*zone*/) const {
   checkStack();
   Ref<KorTemplateInternalFunction> copy = function();
   copy->setArguments(arguments_.items());
-  for (const Ref<KorTemplateStatement>& statement : statements_) copy->addStatement(copyOf(statement));
+  statements_.forEach([&](const Ref<KorTemplateStatement>& statement) { copy->addStatement(copyOf(statement)); });
   return copy;
 }
 

@@ -3,20 +3,20 @@
 #include <cstdint>
 
 #include "Foundation/Name.h"
+#include "Source/FrameGuard.h"
 #include "Source/KorTemplateChildList.h"
 #include "Source/KorTemplateFunction.h"
+#include "Source/KorTemplateReturnIndication.h"
 #include "Source/KorTemplateStatement.h"
 
 namespace tavlo {
-
-class KorTemplateStackFrame;
 
 // A function that a template defines: parameter names and a body. Each call runs in a scope of its own above the
 // caller's, so the body reads what the caller can read.
 class KorTemplateInternalFunction final : public KorTemplateFunction {
  public:
   // Without parameters and statements.
-  KorTemplateInternalFunction() : KorTemplateFunction(kNodeKind) {}
+  KorTemplateInternalFunction() : KorTemplateFunction(kInternalFunctionKind) {}
   static Ref<KorTemplateInternalFunction> function() { return makeRef<KorTemplateInternalFunction>(); }
 
   // The parameter names, without their "$": the list itself.
@@ -42,13 +42,39 @@ class KorTemplateInternalFunction final : public KorTemplateFunction {
   // The value of the return that ended the call, or the null object. Raises `NSInvalidArgumentException` for a wrong
   // number of values; neither argument may be absent.
   Value invokeWithEnvironment(KorTemplateEnvironment* environment, ListArgument<Value> arguments) override;
-  RawValue invoke(KorTemplateEnvironment& environment, std::span<const Value> arguments) override;
+  RawValue invoke(KorTemplateEnvironment& environment, std::span<const Value> arguments) override {
+    return run(environment, arguments);
+  }
+  // The same, for the place where templates call.
+  RawValue run(KorTemplateEnvironment& environment, std::span<const Value> arguments) const {
+    if (arguments.size() != static_cast<std::size_t>(arguments_.count())) [[unlikely]]
+      raiseArgumentCount(arguments.size());
+    try {
+      FrameGuard guard(environment);
+      bind(arguments, guard.push());
+      const Completion completion = executeStatements(statements_, environment);
+      if (completion.isReturn()) return guard.pop(completion).value();
+      guard.pop();
+      return RawValue::null();
+    } catch (const KorTemplateReturnIndication& indication) {  // from a host's statement
+      return valueOf(indication, environment);
+    }
+  }
   Ref<KorTemplateFunction> copyWithZone(NSZone* zone = nullptr) const override;
 
   const char* className() const override { return "KorTemplateInternalFunction"; }
 
  private:
-  void bind(std::span<const Value> arguments, KorTemplateStackFrame* frame) const;
+  // Stores the values in the function's frame; of parameters of one name the last value stands.
+  void bind(std::span<const Value> arguments, KorTemplateStackFrame* frame) const {
+    if (arguments.empty()) return;
+    requireParameter(!arguments.front().isAbsent(), "variable != nil");
+    if (frame != nullptr) frame->setFirst(arguments_[0], arguments.front());
+    if (arguments.size() > 1) bindMore(arguments, frame);
+  }
+  void bindMore(std::span<const Value> arguments, KorTemplateStackFrame* frame) const;
+  [[noreturn]] void raiseArgumentCount(std::size_t supplied) const;
+  static RawValue valueOf(const KorTemplateReturnIndication& indication, KorTemplateEnvironment& environment);
 
   KorTemplateChildList<Name> arguments_{"arguments", "argument"};
   KorTemplateChildList<Ref<KorTemplateStatement>> statements_{"statements", "statement"};

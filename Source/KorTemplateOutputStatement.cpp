@@ -2,8 +2,6 @@
 
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
-#include "Source/KorTemplateEnvironment.h"
-#include "Source/Operand.h"
 
 namespace tavlo {
 
@@ -11,7 +9,7 @@ KorTemplateOutputStatement::KorTemplateOutputStatement()
     : KorTemplateOutputStatement(KorTemplateLiteralExpression::expressionWithLiteral(NSNull::null())) {}
 
 KorTemplateOutputStatement::KorTemplateOutputStatement(const Ref<KorTemplateExpression>& expression)
-    : KorTemplateStatement(kNodeKind), expression_(expression) {
+    : KorTemplateStatement(kOutputKind), expression_(expression) {
   requireParameter(expression != nullptr, "theExpression != nil");
 }
 

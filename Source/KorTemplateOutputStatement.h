@@ -1,7 +1,10 @@
 #pragma once
 
+#include "Source/KorTemplateBinaryExpression.h"
+#include "Source/KorTemplateEnvironment.h"
 #include "Source/KorTemplateExpression.h"
 #include "Source/KorTemplateStatement.h"
+#include "Source/Operand.h"
 
 namespace tavlo {
 
@@ -22,6 +25,17 @@ class KorTemplateOutputStatement final : public KorTemplateStatement {
 
   void executeWithEnvironment(KorTemplateEnvironment* environment) override;
   Completion execute(KorTemplateEnvironment& environment) override;
+  // The same where the value lives somewhere and writing it runs nobody else's code; false, and nothing done,
+  // otherwise.
+  bool executeQuietly(KorTemplateEnvironment& environment) const {
+    std::string* const text = environment.outputText();
+    if (text == nullptr || expression_ == nullptr) return false;
+    if (expression_->kind() == kBinaryKind) {
+      return static_cast<const KorTemplateBinaryExpression&>(*expression_).appendQuietly(environment, *text);
+    }
+    const RawValue value = peekExpression(*expression_, environment);
+    return value.kind() == ValueKind::Null || KorTemplateEnvironment::appendOutput(value, *text);
+  }
   Ref<KorTemplateStatement> copyWithZone(NSZone* zone = nullptr) const override;
 
   const char* className() const override { return "KorTemplateOutputStatement"; }

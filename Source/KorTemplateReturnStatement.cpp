@@ -2,8 +2,6 @@
 
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
-#include "Source/KorTemplateEnvironment.h"
-#include "Source/Operand.h"
 
 namespace tavlo {
 

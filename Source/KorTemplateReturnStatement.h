@@ -1,7 +1,9 @@
 #pragma once
 
+#include "Source/KorTemplateEnvironment.h"
 #include "Source/KorTemplateExpression.h"
 #include "Source/KorTemplateStatement.h"
+#include "Source/Operand.h"
 
 namespace tavlo {
 
@@ -11,7 +13,7 @@ class KorTemplateReturnStatement final : public KorTemplateStatement {
   KorTemplateReturnStatement() : KorTemplateReturnStatement(nullptr) {}
   // Without an expression the null object is returned.
   explicit KorTemplateReturnStatement(const Ref<KorTemplateExpression>& expression)
-      : KorTemplateStatement(kNodeKind), expression_(expression) {}
+      : KorTemplateStatement(kReturnKind), expression_(expression) {}
   static Ref<KorTemplateReturnStatement> statement() { return makeRef<KorTemplateReturnStatement>(); }
   static Ref<KorTemplateReturnStatement> statementWithExpression(const Ref<KorTemplateExpression>& expression) {
     return makeRef<KorTemplateReturnStatement>(expression);
@@ -23,6 +25,12 @@ class KorTemplateReturnStatement final : public KorTemplateStatement {
   // Raises a `KorTemplateReturnIndication`; for an absent value the failed check "returnValue != nil" instead.
   void executeWithEnvironment(KorTemplateEnvironment* environment) override;
   Completion execute(KorTemplateEnvironment& environment) override;
+  // The same where the value lives somewhere; otherwise the answer is that it went on, and nothing is done.
+  Completion executeQuietly(KorTemplateEnvironment& environment) const {
+    const RawValue value = expression_ == nullptr ? RawValue::nothing() : peekExpression(*expression_, environment);
+    if (value.isNothing() || value.kind() == ValueKind::Absent) return Completion::wentOn();
+    return Completion::returned(Value::retaining(value).leak());
+  }
   Ref<KorTemplateStatement> copyWithZone(NSZone* zone = nullptr) const override;
 
   const char* className() const override { return "KorTemplateReturnStatement"; }

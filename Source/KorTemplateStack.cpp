@@ -3,21 +3,67 @@
 namespace tavlo {
 
 KorTemplateStack::~KorTemplateStack() {
-  for (const Ref<KorTemplateStackFrame>& frame : frames_) frame->unlink();
+  while (popIfAny()) {
+  }
 }
 
-void KorTemplateStack::resetApart(Ref<KorTemplateStackFrame> frame) noexcept {
+KorTemplateChildList<Ref<KorTemplateStackFrame>>& KorTemplateStack::frames() noexcept {
+  if (!isListLent_) {
+    for (const Ref<KorTemplateStackFrame>& frame : frames_) frame->holdParent();
+  }
+  isListLent_ = true;
+  current_ = nullptr;
+  return frames_;
+}
+
+void KorTemplateStack::append(const Ref<KorTemplateStackFrame>& frame) {
+  KorTemplateStackFrame* const parent = current();
+  frames_.append(frame);
+  frame->link(parent);
+  if (isListLent_) {
+    frame->holdParent();
+  } else {
+    current_ = frame.get();
+  }
+}
+
+KorTemplateStackFrame* KorTemplateStack::pushMade() {
+  const Ref<KorTemplateStackFrame> frame = KorTemplateStackFrame::stackFrame();
+  append(frame);
+  return frame.get();
+}
+
+bool KorTemplateStack::popKept() noexcept {
+  if (frames_.empty()) return false;
+  // What is let go of here may run a host's code, which finds the stack popped.
+  const Ref<KorTemplateStackFrame> frame = frames_.takeLast();
+  if (!isListLent_) current_ = last();
+  frame->unlink(last());
+  const Ref<KorTemplateStackFrame> parent = frame->takeHeldParent();
+  return true;
+}
+
+bool KorTemplateStack::popIfAny() noexcept {
+  KorTemplateStackFrame* const frame = current_;
+  if (frame == nullptr || !frame->hasOneReference() || !frames_.hasRoomForSpare()) [[unlikely]]
+    return popKept();
+  frames_.leaveLast();
+  current_ = last();
+  frame->leaveParent(current_);
+  if (!frame->resetQuietly()) [[unlikely]]
+    resetPopped();
+  return true;
+}
+
+void KorTemplateStack::resetPopped() noexcept {
+  Ref<KorTemplateStackFrame> frame = std::exchange(*frames_.spare(), nullptr);
   frame->reset();
   Ref<KorTemplateStackFrame>* const spare = frames_.spare();
   if (spare != nullptr && *spare == nullptr && frame->hasOneReference()) *spare = std::move(frame);
 }
-
 void KorTemplateStack::push(const Ref<KorTemplateStackFrame>& frame) {
   requireParameter(frame != nullptr, "frame != nil");
-  KorTemplateStackFrame* const parent = current();
-  frames_.append(frame);
-  frame->link(parent);
-  current_ = frame.get();
+  append(frame);
 }
 
 void KorTemplateStack::pop() {

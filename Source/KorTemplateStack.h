@@ -22,10 +22,7 @@ class KorTemplateStack final : public NSObject {
   Ref<KorTemplateStackFrame> firstFrame() const { return frames_.empty() ? nullptr : frames_[0]; }
   Ref<KorTemplateStackFrame> currentFrame() const { return frames_.empty() ? nullptr : frames_[frames_.count() - 1]; }
   // The list itself, from the first frame to the current one.
-  KorTemplateChildList<Ref<KorTemplateStackFrame>>& frames() noexcept {
-    isListLent_ = true;
-    return frames_;
-  }
+  KorTemplateChildList<Ref<KorTemplateStackFrame>>& frames() noexcept;
 
   // Puts the frame, which may not be absent, on top of the current one.
   void push(const Ref<KorTemplateStackFrame>& frame);
@@ -41,48 +38,37 @@ class KorTemplateStack final : public NSObject {
   // What the engine uses in place of the above.
 
   // The current frame, lent; null while there is none.
-  KorTemplateStackFrame* current() const noexcept { return isListLent_ ? last() : current_; }
+  KorTemplateStackFrame* current() const noexcept { return current_ != nullptr ? current_ : last(); }
   // Opens a scope with an empty frame, one that was popped and that nobody kept where there is one. It is lent until it
   // is popped.
   KorTemplateStackFrame* pushNew() {
-    KorTemplateStackFrame* const parent = current();
     Ref<KorTemplateStackFrame>* const spare = frames_.spare();
-    if (spare != nullptr && *spare != nullptr) [[likely]] {
-      frames_.takeSpare();
-    } else {
-      frames_.append(KorTemplateStackFrame::stackFrame());
-    }
-    KorTemplateStackFrame* const frame = frames_[frames_.count() - 1].get();
-    frame->link(parent);
+    if (current_ == nullptr || spare == nullptr || *spare == nullptr) [[unlikely]]
+      return pushMade();
+    frames_.takeSpare();
+    KorTemplateStackFrame* const frame = spare->get();
+    frame->linkNew(*current_);
     current_ = frame;
     return frame;
   }
   // The same as pop(), but false instead of an exception.
-  bool popIfAny() noexcept {
-    if (frames_.empty()) return false;
-    Ref<KorTemplateStackFrame>& frame = frames_.leaveLast();
-    current_ = last();
-    frame->unlink();
-    if (!frame->hasOneReference()) {
-      frame = nullptr;  // somebody kept it
-    } else if (frame->holdsForeignObjects()) {
-      resetApart(std::exchange(frame, nullptr));
-    } else {
-      frame->reset();
-    }
-    return true;
-  }
+  bool popIfAny() noexcept;
 
  private:
-  // Empties a frame whose variables' ends may run a host's code, which may use this stack meanwhile.
-  void resetApart(Ref<KorTemplateStackFrame> frame) noexcept;
+  KorTemplateStackFrame* pushMade();
+  void append(const Ref<KorTemplateStackFrame>& frame);
+  // Pops a frame that somebody else holds, or may hold.
+  bool popKept() noexcept;
+  // Empties the frame that was popped last, whose variables' ends may run a host's code, which may use this stack
+  // meanwhile.
+  void resetPopped() noexcept;
 
   KorTemplateStackFrame* last() const noexcept {
     return frames_.empty() ? nullptr : frames_[frames_.count() - 1].get();
   }
 
   KorTemplateChildList<Ref<KorTemplateStackFrame>> frames_{"frames", "frame"};
-  KorTemplateStackFrame* current_ = nullptr;  // the last of frames_, for as long as nobody else can change the list
+  KorTemplateStackFrame* current_ = nullptr;  // the last of frames_; null once somebody else can change the list
   bool isListLent_ = false;
 };
 

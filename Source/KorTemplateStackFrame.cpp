@@ -16,7 +16,7 @@ Ref<KorTemplateStackFrame> KorTemplateStackFrame::stackFrameWithLocalVariables(c
 
 void KorTemplateStackFrame::setParentFrame(KorTemplateStackFrame* parentFrame) {
   parentFrame_ = parentFrame;
-  if (parentFrame != nullptr) parentFrame->isParentByHand_ = true;
+  if (parentFrame != nullptr) parentFrame->children_ |= kParentForGood;
   noteLinkChange();
 }
 

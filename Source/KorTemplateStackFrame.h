@@ -60,6 +60,16 @@ class KorTemplateStackFrame final : public NSObject {
     }
     return nullptr;
   }
+  // The same without any call; false where that does not suffice.
+  [[gnu::always_inline]] bool findQuickly(const Name& name, const Value*& value) const noexcept {
+    const std::uint64_t changes = linkChanges();
+    for (const KorTemplateStackFrame* frame = this; frame != nullptr; frame = frame->cachedNext_) {
+      if (!frame->localVariables_.findQuickly(name, value)) return false;
+      if (value != nullptr) return true;
+      if (frame->cachedAt_ != changes) return false;
+    }
+    return true;
+  }
   void set(const Name& name, Value value) {
     if (localVariables_.empty()) gainFirstVariable();
     (void)localVariables_.set(name, std::move(value));
@@ -91,36 +101,61 @@ class KorTemplateStackFrame final : public NSObject {
   // The same for the first variable of a frame that nobody has pushed upon yet.
   void setFirst(const Name& name, const Value& value) { localVariables_.append(name, value); }
 
-  // Whether letting go of the variables may run a host's code.
-  bool holdsForeignObjects() const noexcept {
+  // Makes the frame as good as new, but for variables whose end may run a host's code: false when it has such, and then
+  // reset() must follow.
+  bool resetQuietly() noexcept {
+    children_ = 0;
+    return localVariables_.truncateWhile(0, endsQuietly);
+  }
+  // Whether all variables can be let go of without running a host's code.
+  bool canResetQuietly() const noexcept {
     for (const auto& entry : localVariables_) {
-      if (entry.value.isObject() && !entry.value.isString()) return true;
+      if (!endsQuietly(entry.value)) return false;
     }
-    return false;
+    return true;
   }
 
   // Differs between the scopes that one frame serves, and between frames.
   std::uint64_t scope() const noexcept { return scope_; }
 
-  // Links the frame to the one below when it is pushed, and unlinks it when it is popped.
+  // Links the frame to the one below, or to none, when it is pushed.
   void link(KorTemplateStackFrame* parent) noexcept {
+    if (hasChildren()) noteLinkChange();
+    if (parent != nullptr) return linkNew(*parent);
     ++scope_;
-    parentFrame_ = parent;
-    if (parent == nullptr) return;
-    parent->isParent_ = true;
-    cachedNext_ = parent->localVariables_.empty() ? parent->nextWithVariables() : parent;
+    parentFrame_ = nullptr;
+    cachedNext_ = nullptr;
     cachedAt_ = linkChanges();
   }
-  void unlink() noexcept {
-    if (parentFrame_ != nullptr) parentFrame_->isParent_ = false;
+  // The same for a frame on which no other stands.
+  void linkNew(KorTemplateStackFrame& parent) noexcept {
+    ++scope_;
+    ++parent.children_;
+    parentFrame_ = &parent;
+    cachedNext_ = parent.localVariables_.empty() ? parent.nextWithVariables() : &parent;
+    cachedAt_ = linkChanges();
+  }
+  // Unlinks the frame when it is popped. Of the frames it only looks at `below`, on which the stack still stands: its
+  // parent may be gone, if a host has taken that out of the stack.
+  void unlink(KorTemplateStackFrame* below) noexcept {
+    leaveParent(below);
+    if (hasChildren()) [[unlikely]]
+      noteLinkChange();
     parentFrame_ = nullptr;
     cachedNext_ = nullptr;
   }
+  // The same for a frame that nobody else holds and that is linked anew before it is used again.
+  void leaveParent(KorTemplateStackFrame* below) noexcept {
+    if (below != nullptr && below == parentFrame_ && below->children_ > 0) --below->children_;
+  }
+  // Keeps the parent alive for as long as the frame is linked to it, where a host may take it out of the stack.
+  void holdParent() { heldParent_ = Ref<KorTemplateStackFrame>::retaining(parentFrame_); }
+  // The parent that was held, for the caller to let go of.
+  Ref<KorTemplateStackFrame> takeHeldParent() noexcept { return std::exchange(heldParent_, nullptr); }
   // Makes the frame as good as new.
   void reset() noexcept {
     localVariables_.clear();
-    isParent_ = false;
-    isParentByHand_ = false;
+    children_ = 0;
   }
 
  private:
@@ -134,8 +169,12 @@ class KorTemplateStackFrame final : public NSObject {
     return cachedAt_ == linkChanges() ? cachedNext_ : findNextWithVariables();
   }
   KorTemplateStackFrame* findNextWithVariables() const noexcept;
+  bool hasChildren() const noexcept { return children_ != 0; }
+  static bool endsQuietly(const Value& value) noexcept {
+    return !value.isObject() || value.object()->kind() == ObjectKind::String || !value.object()->hasOneReference();
+  }
   void gainFirstVariable() noexcept {
-    if (isParent_ || isParentByHand_) noteLinkChange();
+    if (hasChildren()) noteLinkChange();
   }
 
   static std::uint64_t firstScopeOfFrame() noexcept {
@@ -144,6 +183,7 @@ class KorTemplateStackFrame final : public NSObject {
     return frames.fetch_add(kScopesOfAFrame, std::memory_order_relaxed);
   }
 
+  static constexpr std::uint32_t kParentForGood = std::uint32_t{1} << 31;
   static inline std::atomic<std::uint64_t> linkChanges_{0};
 
   NameMap<Value> localVariables_;                 // by name, without the "$"; never an absent value
@@ -151,8 +191,8 @@ class KorTemplateStackFrame final : public NSObject {
   mutable KorTemplateStackFrame* cachedNext_ = nullptr;  // not owned, like the parent
   mutable std::uint64_t cachedAt_ = 0;                   // the number of changes for which cachedNext_ holds
   std::uint64_t scope_ = firstScopeOfFrame();
-  bool isParentByHand_ = false;  // some frame's link was set to this one by hand
-  bool isParent_ = false;        // some frame's parent is, or was, this one
+  Ref<KorTemplateStackFrame> heldParent_;  // while the list of frames is in a host's hands
+  std::uint32_t children_ = 0;  // the frames that are linked to this one, or more; for good once a link is set by hand
 };
 
 }  // namespace tavlo

@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "Foundation/Name.h"
+#include "Foundation/Ref.h"
+#include "Foundation/Value.h"
 
 namespace tavlo {
 
@@ -39,6 +41,20 @@ class NameMap {
     const std::uint32_t index = hashedIndex(name);
     return index == kNowhere ? nullptr : &entries_[index].value;
   }
+  // The same without a call; false where that does not suffice.
+  [[gnu::always_inline]] bool findQuickly(const Name& name, const T*& value) const noexcept {
+    value = nullptr;
+    if (isHashed_) [[unlikely]]
+      return false;
+    const Entry* entry = entries_.data();
+    for (const Entry* last = entry + size_; entry != last; ++entry) {
+      if (entry->name == name) {
+        value = &entry->value;
+        break;
+      }
+    }
+    return true;
+  }
   T* find(const Name& name) noexcept {
     return const_cast<T*>(std::as_const(*this).find(name));
   }  // NOLINT(*-const-cast)
@@ -51,14 +67,11 @@ class NameMap {
   }
 
   // The same for a name that is known not to be there.
-  void append(const Name& name, T value) {
-    if (size_ < entries_.size()) {
-      Entry& entry = entries_[size_];
-      if (!(entry.name == name)) entry.name = name;
-      entry.value = std::move(value);
-    } else {
-      entries_.push_back({name, std::move(value)});
-    }
+  [[gnu::always_inline]] void append(const Name& name, T value) {
+    Entry* const entry = entries_.data() + size_;
+    if (entry == entries_.data() + entries_.size() || !(entry->name == name)) [[unlikely]]
+      return appendNewName(name, std::move(value));
+    entry->value = std::move(value);
     ++size_;
     if (size_ > kSmall) [[unlikely]]
       addSlot();
@@ -81,9 +94,20 @@ class NameMap {
 
   // Lets go of all values from the `kept`-th on.
   void truncate(std::size_t kept) noexcept {
-    while (size_ > kept) entries_[--size_].value = T();
+    (void)truncateWhile(kept, [](const T&) { return true; });
+  }
+  // The same, from the end, up to the first value that `mayGo` refuses; whether it refused none.
+  template <class MayGo>
+  bool truncateWhile(std::size_t kept, const MayGo& mayGo) noexcept {
+    while (size_ > kept) {
+      T& last = entries_[size_ - 1].value;
+      if (!mayGo(std::as_const(last))) return false;
+      --size_;
+      letGo(last);
+    }
     if (isHashed_) [[unlikely]]
       shrink();
+    return true;
   }
   void clear() noexcept { truncate(0); }
 
@@ -94,6 +118,17 @@ class NameMap {
  private:
   static constexpr std::size_t kSmall = 8;
   static constexpr std::uint32_t kNowhere = UINT32_MAX;
+
+  [[gnu::noinline]] void appendNewName(const Name& name, T value) {
+    if (size_ < entries_.size()) {
+      entries_[size_].name = name;
+      entries_[size_].value = std::move(value);
+    } else {
+      entries_.push_back({name, std::move(value)});
+    }
+    ++size_;
+    if (size_ > kSmall) addSlot();
+  }
 
   std::uint32_t hashedIndex(const Name& name) const noexcept {
     const std::size_t mask = slots_.size() - 1;
@@ -128,6 +163,12 @@ class NameMap {
     std::size_t slot = entries_[index].name.hash() & mask;
     while (slots_[slot] != kNowhere) slot = (slot + 1) & mask;
     slots_[slot] = index;
+  }
+
+  static void letGo(Value& value) noexcept { value.clear(); }
+  template <class Object>
+  static void letGo(Ref<Object>& object) noexcept {
+    object = nullptr;
   }
 
   std::vector<Entry> entries_;  // the first size_ of them count

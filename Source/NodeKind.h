@@ -15,7 +15,10 @@ inline constexpr auto kBinaryKind = static_cast<ObjectKind>(static_cast<std::uin
 inline constexpr auto kConditionalKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 5);
 inline constexpr auto kBlockKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 6);
 inline constexpr auto kStringStreamKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 7);
+inline constexpr auto kOutputKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 8);
+inline constexpr auto kReturnKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 9);
+inline constexpr auto kInternalFunctionKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 10);
 // Every other node of the engine: known to count atomically.
-inline constexpr auto kNodeKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 8);
+inline constexpr auto kNodeKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 11);
 
 }  // namespace tavlo

@@ -18,6 +18,21 @@ inline RawValue peekExpression(const KorTemplateExpression& expression,
   return static_cast<const KorTemplateLiteralExpression&>(expression).literal().peek();
 }
 
+// The double that is a literal or stands in a variable, found without any call; false where that does not suffice.
+inline bool findPlainDouble(const KorTemplateExpression& expression, const KorTemplateEnvironment& environment,
+                            double& real) noexcept {
+  const Value* value = nullptr;
+  if (expression.kind() == kVariableKind) {
+    const auto& variable = static_cast<const KorTemplateVariableExpression&>(expression);
+    if (variable.hasKeyPath() || !environment.findVariableQuickly(variable.variable(), value)) return false;
+  } else if (expression.kind() == kLiteralKind) {
+    value = &static_cast<const KorTemplateLiteralExpression&>(expression).literal();
+  }
+  if (value == nullptr || !value->peek().isDouble()) return false;
+  real = value->peek().payload.real;
+  return true;
+}
+
 // Whether evaluating the expression can neither change a variable nor run a host's code, so that what was lent before
 // is still good after it.
 inline bool isQuiet(const KorTemplateExpression& expression) noexcept {
