@@ -3,6 +3,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSArray.h"
@@ -141,6 +142,54 @@ TEST(DeepValues, AreHashedWithoutRecursion) {
            nested(inDictionary, 1, kFarDeeper).hash() == nested(inDictionary, true, kFarDeeper).hash();
   });
   EXPECT_TRUE(same);
+}
+
+TEST(DeepValues, ThatAreEqualAreOneMemberOfASet) {
+  for (const WrapRow& row : kWraps) {
+    for (const int depth : {1, 7, 8, 9, 10, 20, 400}) {
+      const std::vector<Value> values = {nested(row.wrap, 1, depth),         nested(row.wrap, 1.0, depth),
+                                         nested(row.wrap, true, depth),      nested(row.wrap, 2, depth),
+                                         nested(row.wrap, 1, depth + 1),     nested(row.wrap, "1", depth),
+                                         nested(row.wrap, inList(1), depth), nested(row.wrap, 2.0, depth)};
+      const std::size_t different = row.wrap == inList ? 4 : 5;  // a list in lists is the list one deeper
+      const Ref<NSSet> set = NSSet::setWithObjects(values);
+      EXPECT_EQ(set->count(), different) << row.what << " " << depth;
+      for (const Value& value : values) EXPECT_TRUE(set->containsObject(value)) << row.what << " " << depth;
+      EXPECT_FALSE(set->containsObject(nested(row.wrap, 3, depth))) << row.what << " " << depth;
+      const Value distinct = valueForKeyPath(NSArray::arrayWithObjects(values), "@distinctUnionOfObjects");
+      EXPECT_TRUE(distinct.isEqual(NSArray::arrayWithObjects(set->members()))) << row.what << " " << depth;
+    }
+  }
+}
+
+TEST(DeepValues, HashAlikeWhateverTheOrderOfTheirKeysAndMembers) {
+  const auto one = [](const Value& value) {
+    return NSDictionary::dictionaryWithEntries({{"a", value}, {"b", NSSet::setWithObjects({1, value, "x"})}});
+  };
+  const auto other = [](const Value& value) {
+    return NSDictionary::dictionaryWithEntries({{"b", NSSet::setWithObjects({"x", value, 1.0})}, {"a", value}});
+  };
+  Value left = 5;
+  Value right = 5.0;
+  for (int depth = 0; depth < 12; ++depth) {
+    left = one(left);
+    right = other(right);
+    EXPECT_EQ(left.hash(), right.hash()) << depth;
+    EXPECT_EQ(NSSet::setWithObjects({left, right})->count(), 1U) << depth;
+  }
+}
+
+TEST(DeepValues, GoIntoASetWithoutRecursionAndDeeperOnesEndWithALimit) {
+  constexpr int kDeeper = 100 * kDeepest;
+  std::size_t count = 0;
+  std::optional<KorTemplateLimit> limit;
+  runOnStackOf(kSmallStack, [&] {
+    const Value deep = nested(inList, 1, kDeeper);
+    count = NSSet::setWithObjects({deep, deep, nested(inList, 1, 3), 1})->count();
+    limit = limitReached([&] { (void)NSSet::setWithObjects({deep, nested(inList, 1, kDeeper)}); });
+  });
+  EXPECT_EQ(count, 3U);
+  EXPECT_EQ(limit, KorTemplateLimit::ValueDepth);
 }
 
 }  // namespace

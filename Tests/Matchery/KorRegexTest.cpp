@@ -264,6 +264,30 @@ struct HardRow {
   std::string text;
 };
 
+// The processor time that the least of some rounds takes to compile, or to refuse, that many patterns of as many
+// pieces.
+double secondsToCompile(const std::string& piece, std::size_t pieces, int patterns) {
+  const std::string pattern = repeated(piece, pieces);
+  double least = 1e9;
+  for (int round = 0; round < 3; ++round) {
+    const double start = processorSeconds();
+    for (int time = 0; time < patterns; ++time) (void)raised([&] { (void)KorRegex::compileExpression(pattern); });
+    least = std::min(least, processorSeconds() - start);
+  }
+  return least;
+}
+
+TEST(KorRegex, LooksThroughManyGroupsOfOptionsOnce) {
+  constexpr std::size_t kFew = 500;
+  constexpr std::size_t kMany = 32 * kFew;
+  // What begins with options may end like them, or go on; whether it compiles does not matter.
+  for (const char* piece : {"(?i)", "(?i", "(?i:", "(?"}) {
+    const double few = secondsToCompile(piece, kFew, kMany / kFew);
+    // As many characters at one go: with the square of their number that would take 32 times as long.
+    EXPECT_LT(secondsToCompile(piece, kMany, 1), 12 * few + 0.02) << piece;
+  }
+}
+
 TEST(KorRegex, EndsASearchThatTakesTooManyRetries) {
   const std::string letters(40, 'a');
   const HardRow rows[] = {

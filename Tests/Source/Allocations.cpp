@@ -8,36 +8,45 @@
 #ifndef TAVLO_ALLOCATIONS_ARE_HIDDEN
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 #include <string>
 
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
+#include "Source/ArgumentStorage.h"
 #include "Source/KorTemplateStringStream.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace {
 
 std::atomic<std::uint64_t> allocationsMade{0};
+// How many more allocations this thread may make before one of them fails; endless below 0.
+thread_local std::int64_t allocationsLeft = -1;
+
+void* allocate(std::size_t size) noexcept {
+  allocationsMade.fetch_add(1, std::memory_order_relaxed);
+  if (allocationsLeft >= 0 && allocationsLeft-- == 0) return nullptr;
+  return std::malloc(size == 0 ? 1 : size);
+}
 
 }  // namespace
 
-// Every allocation of this program is counted. Never inlined: the compiler would see memory of malloc() where it
-// expects that of an operator.
+// Every allocation of this program is counted, and may be made to fail. Never inlined: the compiler would see memory of
+// malloc() where it expects that of an operator.
 [[gnu::noinline]] void* operator new(std::size_t size) {
-  allocationsMade.fetch_add(1, std::memory_order_relaxed);
-  if (void* memory = std::malloc(size == 0 ? 1 : size)) return memory;
+  if (void* memory = allocate(size)) return memory;
   throw std::bad_alloc();
 }
 [[gnu::noinline]] void* operator new[](std::size_t size) {
   return operator new(size);
 }
 [[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  allocationsMade.fetch_add(1, std::memory_order_relaxed);
-  return std::malloc(size == 0 ? 1 : size);
+  return allocate(size);
 }
 [[gnu::noinline]] void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
   return operator new(size, tag);
@@ -164,6 +173,128 @@ TEST(Allocations, OfAStringStreamAreThoseOfItsBuffer) {
   (void)allocationsOf(stage, *compiled, list);
   (void)allocationsOf(stage, *compiled, list);
   EXPECT_EQ(allocationsOf(stage, *compiled, list), 0u);
+}
+
+// Whether the body runs out of memory where the allocation behind the next `count` ones fails, and no other.
+template <class Body>
+bool runsOutOfMemory(std::int64_t count, Body&& body) {
+  allocationsLeft = count;
+  try {
+    std::forward<Body>(body)();
+  } catch (const std::bad_alloc&) {
+    allocationsLeft = -1;
+    return true;
+  }
+  allocationsLeft = -1;
+  return false;
+}
+
+TEST(FailedAllocations, LeaveTheStorageOfArgumentsAsItWas) {
+  constexpr std::size_t kCounts[] = {4, 255, 300, 1, 1000};
+  for (std::int64_t count = 0; count < 8; ++count) {
+    ArgumentStorage storage;
+    Value* const first = storage.reserve(2);
+    first[0] = "kept";
+    for (const std::size_t size : kCounts) {
+      Value* values = nullptr;
+      if (runsOutOfMemory(count, [&] { values = storage.reserve(size); })) values = storage.reserve(size);
+      values[0] = size;
+      values[size - 1] = size;
+      EXPECT_TRUE(values[0].isNumber());
+      Value* const above = storage.reserve(1);
+      EXPECT_TRUE(above->isAbsent());
+      storage.release(above, 1);
+      storage.release(values, size);
+    }
+    EXPECT_EQ(first[0].description(), "kept") << count;
+    storage.release(first, 2);
+  }
+}
+
+TEST(FailedAllocations, LeaveTheStorageOfArgumentsUsableThoughNothingFollows) {
+  ArgumentStorage storage;
+  EXPECT_TRUE(runsOutOfMemory(0, [&] { (void)storage.reserve(1); }));
+  EXPECT_TRUE(runsOutOfMemory(1, [&] { (void)storage.reserve(1); }));
+  Value* const first = storage.reserve(200);
+  EXPECT_TRUE(runsOutOfMemory(0, [&] { (void)storage.reserve(200); }));
+  EXPECT_TRUE(runsOutOfMemory(1, [&] { (void)storage.reserve(200); }));
+  first[199] = 1;
+  storage.release(first, 200);
+  Value* const again = storage.reserve(200);
+  EXPECT_EQ(again, first);
+  EXPECT_TRUE(again[199].isAbsent());
+  storage.release(again, 200);
+}
+
+// A template that makes calls of few and of many arguments, scopes, loops, texts and definitions.
+std::string demandingTemplate() {
+  std::string parameters;
+  std::string values;
+  for (int number = 0; number < 300; ++number) {
+    parameters += " $p" + std::to_string(number);
+    values += (number > 0 ? ", " : "") + std::string("$i + ") + std::to_string(number);
+  }
+  return "<? function many(" + parameters + ") ?><? return $p0 + $p299 ?><? endfunction ?>" +
+         "<? function four($a, $b, $c, $d) ?><? return $a + ($b + ($c + $d)) ?><? endfunction ?>" +
+         "<? foreach ($i in $list) ?><? if ($i.n > 1) ?><? $i = ($i.n) ?>" + "<?= many(" + values + ") ?>," +
+         "<? $text = four($i, four(\"b\", $i, \"c\", four(1, 2, 3, 4)), \"d\", \"a text beyond small buffers\") ?>" +
+         "<?= $text ?>;<? endif ?><? endforeach ?>";
+}
+
+// Whichever allocation of a run fails, the run ends there, and the environment serves the next one.
+TEST(FailedAllocations, EndARunAndNoMore) {
+  const Ref<KorTemplate> compiled = KorTemplate::compile(demandingTemplate());
+  const Value list = listOf(4);
+  std::string expected;
+  {
+    const Stage stage;
+    stage.set("list", list);
+    compiled->executeWithEnvironment(stage.get());
+    expected = stage.text();
+  }
+  ASSERT_NE(expected.find("a text beyond small buffers"), std::string::npos);
+  std::int64_t count = 0;
+  for (bool fails = true; fails; ++count) {
+    const Stage stage;
+    const Ref<CountingStream> stream = makeRef<CountingStream>();
+    stage.environment->setOutputStream(stream);
+    stage.set("list", list);
+    fails = runsOutOfMemory(count, [&] { compiled->executeWithEnvironment(stage.get()); });
+    ASSERT_EQ(stage.depth(), 1) << count;
+    ASSERT_EQ(stage.diagnostics(), "") << count;
+    stage.environment->setOutputStream(stage.output);
+    compiled->executeWithEnvironment(stage.get());
+    ASSERT_EQ(stage.text(), expected) << count;
+    ASSERT_EQ(stage.depth(), 1) << count;
+  }
+  EXPECT_GT(count, 20);
+}
+
+TEST(FailedAllocations, EndACompilationAndNoMore) {
+  const std::string text = demandingTemplate() + "<? \"b\" =~ /a+/ ?>";
+  const std::int32_t statements = KorTemplate::compile(text)->statements().count();
+  // Every allocation of the first ones, and some of those that follow.
+  std::int64_t step = 1;
+  for (std::int64_t count = 0;; count += step) {
+    Ref<KorTemplate> compiled;
+    if (!runsOutOfMemory(count, [&] { compiled = KorTemplate::compile(text); })) break;
+    EXPECT_EQ(compiled, nullptr) << count;
+    if (count > 300) step = 17;
+  }
+  EXPECT_EQ(KorTemplate::compile(text)->statements().count(), statements);
+}
+
+// What appending leaves behind while a text grows is no variable's to keep.
+TEST(Allocations, OfTextsThatVariablesKeepHoldNoSpareRoom) {
+  const Stage stage;
+  stage.set("a", std::string(10'000, 'a'));
+  stage.run("<? $joined = ($a + \"b\") ?><? $grown = ($a + $a + \"b\" + $a + \"c\") ?><? $again = ($grown + \"d\") ?>");
+  for (const char* name : {"joined", "grown", "again"}) {
+    const Value text = stage.global(name);
+    ASSERT_TRUE(text.isString()) << name;
+    EXPECT_LT(malloc_usable_size(const_cast<NSString*>(text.string())), text.string()->byteLength() + 256) << name;
+  }
+  EXPECT_EQ(stage.global("again").string()->byteLength(), 30'003U);
 }
 
 }  // namespace

@@ -227,6 +227,25 @@ TEST(KorTemplateEnumerationStatement, RefusesWhatCannotBeEnumerated) {
   }
 }
 
+TEST(KorTemplateEnumerationStatement, OpensNoScopeWhereThereIsNoElement) {
+  const Ref<KorTemplateExpression> collections[] = {
+      literal(NSArray::array()),          literal(NSNull::null()), literal(NSDictionary::dictionary()),
+      literal(NSSet::setWithObjects({})), literal("text"),         nothing(),
+  };
+  for (const Ref<KorTemplateExpression>& collection : collections) {
+    const Stage stage;
+    const auto& frames = stage.environment->stack()->frames();
+    const Ref<KorTemplateEnumerationStatement> node = loop(collection, "e", {output("x")});
+    (void)raisedBy([&] { node->executeWithEnvironment(stage.get()); });
+    // A frame that was popped would lie behind the others, for the next scope.
+    EXPECT_EQ(stage.environment->stack()->frames().spare(), nullptr) << collection->description();
+    EXPECT_EQ(frames.count(), 1) << collection->description();
+    EXPECT_EQ(stage.text(), "") << collection->description();
+    loop(literal(NSArray::arrayWithObjects({1})), "e", {})->executeWithEnvironment(stage.get());
+    EXPECT_NE(stage.environment->stack()->frames().spare(), nullptr);
+  }
+}
+
 TEST(KorTemplateEnumerationStatement, StoresTheIndexAfterTheElementAndBeforeThePush) {
   const Stage stage;
   loop(literal(NSArray::arrayWithObjects({"a", "b"})), "@@index", {output(variable("@@index"))})

@@ -8,6 +8,7 @@
 #include "Foundation/Description.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDate.h"
+#include "Foundation/NSDictionary.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -274,6 +275,48 @@ TEST(KorTemplateBinaryExpression, HoldsValuesThatTheirOwnComparisonReplaces) {
     EXPECT_EQ(stage.output->writes.size(), 1u) << text;
     EXPECT_TRUE(stage.global("a").isNull()) << text;
   }
+}
+
+TEST(KorTemplateBinaryExpression, DescribesItsLeftSideFirst) {
+  struct Row {
+    const char* text;
+    const char* order;
+  };
+  const Row rows[] = {
+      {"<?= $l + $r ?>", "lr"},        {"<?= $r + $l ?>", "rl"},         {"<?= $l + $l ?>", "ll"},
+      {"<?= $l + $r + $l ?>", "lrl"},  {"<?= $l + ($r + $l) ?>", "rll"}, {"<?= \"x\" + $l + $r ?>", "lr"},
+      {"<?= $l + 1 + $r ?>", "lr"},    {"<?= $list + $r ?>", "lr"},      {"<?= $l + $list ?>", "ll"},
+      {"<?= ($a = $l) + $r ?>", "lr"}, {"<?= $o.l + $o.r ?>", "lr"},     {"<?= f($l) + f($r) ?>", "lr"},
+  };
+  for (const Row& row : rows) {
+    const Stage stage;
+    std::string order;
+    for (const char* name : {"l", "r"}) {
+      stage.set(name, makeRef<TouchyObject>([&order, name] { order += name; }));
+    }
+    stage.set("list", NSArray::arrayWithObjects({stage.global("l")}));
+    stage.set("o", NSDictionary::dictionaryWithEntries({{"r", stage.global("r")}, {"l", stage.global("l")}}));
+    stage.define("f", [](KorTemplateEnvironment*, ListArgument<Value> arguments) -> Value { return arguments[0]; });
+    stage.run(row.text);
+    EXPECT_EQ(order, row.order) << row.text;
+  }
+  std::string order;
+  const Value left = makeRef<TouchyObject>([&order] { order += "l"; });
+  const Value right = makeRef<TouchyObject>([&order] { order += "r"; });
+  const auto node = makeRef<KorTemplateBinaryExpression>(KorTemplateOperatorAdd);
+  EXPECT_EQ(node->operatorAdd(left, right).description(), "touchytouchy");
+  EXPECT_EQ(order, "lr");
+}
+
+// The text that the left description has given, though the right one changes what it was taken from.
+TEST(KorTemplateBinaryExpression, JoinsTheTextsThatItsSidesHadWhenTheyWereDescribed) {
+  const Stage stage;
+  const Ref<NSMutableArray> list = NSMutableArray::array();
+  list->addObject(1);
+  stage.set("list", list);
+  stage.set("o", makeRef<TouchyObject>([&] { list->removeAllObjects(); }));
+  stage.run("<?= $list + $o ?>|<?= $o + $list ?>");
+  EXPECT_EQ(stage.text(), "(\n    1\n)touchy|touchy(\n)");
 }
 
 TEST(KorTemplateBinaryExpression, ChecksForAbsentOperandsAfterBothEvaluationsLeftFirst) {

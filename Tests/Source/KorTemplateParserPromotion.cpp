@@ -51,7 +51,11 @@ class HandMadeList {
     std::string result;
     for (const KorWorkingItem& item : list_) {
       result += result.empty() ? "" : " ";
-      result += item.expression != nullptr ? shapeOf(item.expression) : parser_->stringFromToken(item.operatorToken);
+      if (item.expression == nullptr && item.operatorToken == nullptr) {
+        result += "nothing";
+      } else {
+        result += item.expression != nullptr ? shapeOf(item.expression) : parser_->stringFromToken(item.operatorToken);
+      }
     }
     return result;
   }
@@ -134,6 +138,30 @@ TEST(KorTemplateParserPromotion, WantsAnExpressionOnBothSidesAndLooksLeftFirst) 
     EXPECT_EQ(raisedBy([&] { list.promote(row.op); }).text(),
               syntaxError(7, "Expression required to " + std::string(row.side) + " of " + row.op + " operator"))
         << row.list;
+  }
+}
+
+TEST(KorTemplateParserPromotion, LeavesEveryItemInItsPlaceWhereItFails) {
+  struct Row {
+    const char* what;
+    const char* list;
+    const char* op;
+    const char* shape;  // of what was folded up to there, and of all that follows
+  };
+  const Row rows[] = {
+      {"at once", "+a-b", "+", "+ $a - $b"},
+      {"at once, without anything", "+", "+", "+"},
+      {"behind others", "a-b*+c", "+", "$a - $b * + $c"},
+      {"behind a fold", "a+b*+c", "+", "($a + $b) * + $c"},
+      {"behind two folds", "a+b*c+d*+e-f", "+", "($a + $b) * ($c + $d) * + $e - $f"},
+      {"behind folds that join", "a+b+c+*d", "+", "(($a + $b) + $c) + * $d"},
+      {"at the end", "a+b*c+", "+", "($a + $b) * $c +"},
+      {"where an operand stands twice", "a+b*a+", "+", "($a + $b) * +"},
+  };
+  for (const Row& row : rows) {
+    HandMadeList list(row.list);
+    EXPECT_EQ(raisedBy([&] { list.promote(row.op); }).name, "KorTemplateSyntaxErrorException") << row.what;
+    EXPECT_EQ(list.shape(), row.shape) << row.what;
   }
 }
 

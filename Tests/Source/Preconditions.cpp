@@ -270,6 +270,42 @@ TEST(Preconditions, LetSettersMakeAbsentWhatTheyDoNotCheck) {
   EXPECT_TRUE(calling->functionName().isAbsent());
 }
 
+// The new object is held before the old one is let go of, also where they are the same and nobody else holds it.
+TEST(Preconditions, LetSettersTakeWhatIsThereAlready) {
+  const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+  environment->setStack(environment->stack());
+  environment->setOutputStream(environment->outputStream());
+  environment->setErrorStream(environment->errorStream());
+  environment->setFunctionForName(someFunction(), "f");
+  environment->setFunctionForName(environment->functionForName("f"), "f");
+  const Ref<KorTemplateStringStream> stream = KorTemplateStringStream::stringStream();
+  stream->setBuffer(stream->buffer());
+  stream->write("a");
+  EXPECT_EQ(stream->buffer()->string(), "a");
+  environment->setOutputStream(stream);
+  const auto writing = makeRef<KorTemplateOutputStatement>(literal("b"));
+  writing->setExpression(writing->expression());
+  const auto sum = binary(KorTemplateOperatorAdd, literal("c"), literal("d"));
+  sum->setLeftOperand(sum->leftOperand());
+  sum->setRightOperand(sum->rightOperand());
+  const auto evaluating = makeRef<KorTemplateExpressionStatement>(assignment("x", 1));
+  evaluating->setExpression(evaluating->expression());
+  const Ref<KorTemplateExpression> text = literal(std::string(100, 'e'));
+  as<KorTemplateLiteralExpression>(text).setLiteral(as<KorTemplateLiteralExpression>(text).literal());
+  const Ref<KorTemplateConditionalStatement> branch = makeRef<KorTemplateConditionalStatement>(literal(true));
+  branch->setExpression(branch->expression());
+  branch->addTrueStatement(output(text));
+  const auto loop = KorTemplateEnumerationStatement::statementWithExpressionLoopVariable(call("f"), "e");
+  loop->setExpression(loop->expression());
+  loop->setLoopVariable(loop->loopVariable());
+  const auto regex = KorTemplateRegexExpression::expressionWithRegexString("f");
+  regex->setRegex(regex->regex());
+  templateOf({writing, output(sum), evaluating, branch, loop, output(regex)})
+      ->executeWithEnvironment(environment.get());
+  EXPECT_EQ(stream->buffer()->string(), "abcd" + std::string(100, 'e') + "/f/");
+  EXPECT_EQ(environment->valueForGlobalVariableWithName("x").intValue(), 1);
+}
+
 }  // namespace
 
 }  // namespace tavlo::test

@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <ctime>
+#include <string>
+
+#include "Foundation/NSArray.h"
+#include "Tests/Source/HostClasses.h"
+
+// What frames remember of the frames below, and what it costs.
+namespace tavlo::test {
+
+namespace {
+
+double processorSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+// A function "deep" of so many calls inside one another, none of whose scopes holds a variable, around the text.
+void runInsideEmptyScopes(const Stage& stage, int depth, const std::string& text) {
+  const Ref<KorTemplate> innermost = KorTemplate::compile(text);
+  int left = depth;
+  stage.define("innermost", [&](KorTemplateEnvironment* environment, ListArgument<Value>) -> Value {
+    innermost->executeWithEnvironment(environment);
+    return NSNull::null();
+  });
+  stage.define("goesOn", [&](auto&&...) -> Value { return --left > 0; });
+  stage.run(
+      "<? function deep() ?><? if (goesOn()) ?><? deep() ?><? else ?><? innermost() ?><? endif ?><? endfunction ?>"
+      "<? deep() ?>");
+}
+
+// The processor time of a loop in an environment whose scope lies above so many empty ones.
+double secondsAboveEmptyScopes(int depth, const std::string& body) {
+  const Ref<KorTemplate> compiled = KorTemplate::compile("<? foreach ($e in $list) ?>" + body + "<? endforeach ?>");
+  double least = 1e9;
+  for (int round = 0; round < 3; ++round) {
+    const Stage stage;
+    stage.set("list", NSArray::arrayWithObjects(std::vector<Value>(2000, Value(1))));
+    stage.set("global", 1);
+    for (int scope = 0; scope < depth; ++scope) stage.environment->stack()->push(KorTemplateStackFrame::stackFrame());
+    const double start = processorSeconds();
+    compiled->executeWithEnvironment(stage.get());
+    least = std::min(least, processorSeconds() - start);
+  }
+  return least;
+}
+
+// With a walk through all empty scopes behind every assignment the deep ones would take hundreds of times as long.
+TEST(FrameLinks, CostNothingWhereManyScopesAssignAboveManyEmptyOnes) {
+  const std::string bodies[] = {
+      "<? if ($global) ?><? $a = $global ?><? $b = $global ?><? endif ?><? if ($global) ?><? $c = $global ?><? endif "
+      "?>",
+      "<? if ($global) ?><? if ($global) ?><? $a = $global ?><? endif ?><? $b = $global ?><? endif ?><? $c = $global "
+      "?>",
+      "<? if ($global) ?><? if ($global) ?><? endif ?><? if ($global) ?><? $d = $global ?><? endif ?><? endif ?>",
+  };
+  for (const std::string& body : bodies) {
+    const double shallow = secondsAboveEmptyScopes(2, body);
+    EXPECT_LT(secondsAboveEmptyScopes(100'000, body), 10 * shallow + 0.02) << body;
+  }
+}
+
+TEST(FrameLinks, AreRightWhereScopesAssignAboveManyEmptyOnes) {
+  const Stage stage;
+  stage.set("global", "g");
+  runInsideEmptyScopes(
+      stage, 100,
+      "<? if (true) ?><? if (true) ?><?= $a ?><? endif ?><? $a = 1 ?><?= $global ?>"
+      "<? if (true) ?><?= $a ?><? $a = 2 ?><?= $a ?><?= $global ?><? endif ?><?= $a ?><? endif ?>[<?= $a ?>]");
+  EXPECT_EQ(stage.text(), "g12g1[]");
+}
+
+// Popped frames that a host keeps have no frame below them any more, in whatever order they and the stack are dropped.
+TEST(FrameLinks, AreGoneFromFramesThatAHostKeeps) {
+  const std::vector<std::vector<std::size_t>> orders = {{0, 1, 2}, {2, 1, 0}, {1, 0, 2},
+                                                        {1, 2, 0}, {0, 2, 1}, {2, 0, 1}};
+  for (const std::vector<std::size_t>& order : orders) {
+    for (const int pops : {0, 1, 2, 3}) {
+      Ref<KorTemplateStack> stack = KorTemplateStack::stack();
+      std::vector<Ref<KorTemplateStackFrame>> frames;
+      for (const char* name : {"a", "b", "c"}) {
+        frames.push_back(KorTemplateStackFrame::stackFrame());
+        stack->push(frames.back());
+        frames.back()->setValueForVariableWithName(std::string(100, 'x'), name);
+      }
+      EXPECT_TRUE(frames[2]->isVariableDefinedWithName("a"));
+      for (int pop = 0; pop < pops; ++pop) stack->pop();
+      stack = nullptr;
+      for (const std::size_t index : order) {
+        for (const Ref<KorTemplateStackFrame>& frame : frames) {
+          if (frame == nullptr) continue;
+          int found = 0;
+          for (const char* name : {"a", "b", "c"}) found += frame->isVariableDefinedWithName(name) ? 1 : 0;
+          EXPECT_EQ(found, 1) << "behind " << pops << " pops";
+          EXPECT_EQ(frame->parentFrame(), nullptr) << "behind " << pops << " pops";
+        }
+        frames[index] = nullptr;
+      }
+    }
+  }
+}
+
+}  // namespace
+
+}  // namespace tavlo::test

@@ -1,0 +1,142 @@
+#include <gtest/gtest.h>
+
+#include "Foundation/Description.h"
+#include "Foundation/NSArray.h"
+#include "Tests/Source/HostClasses.h"
+
+namespace tavlo::test {
+
+namespace {
+
+// Runs a template that fails behind two statements of its own and is gone afterwards, and keeps its failure to itself.
+void runAFailingTemplate(KorTemplateEnvironment* environment) {
+  EXPECT_EQ(raisedBy([&] { KorTemplate::compile("in<?= 1 ?><? 1 / 0 ?>")->executeWithEnvironment(environment); }),
+            "NSGenericException: Divide by zero");
+}
+
+// A value of a host whose every answer takes the run of a failing template.
+class RunningObject final : public NSObject {
+ public:
+  explicit RunningObject(KorTemplateEnvironment* environment) : environment_(environment) {}
+  const char* className() const override { return "RunningObject"; }
+  void describe(Description& out) const override {
+    runAFailingTemplate(environment_);
+    out.part("running");
+  }
+  bool isEqual(const NSObject& other, std::int32_t /*depth*/) const override {
+    runAFailingTemplate(environment_);
+    return this == &other;
+  }
+  std::optional<bool> isLessThan(const Value& /*other*/) const override {
+    runAFailingTemplate(environment_);
+    return {};
+  }
+  Value valueForKey(const NSString& /*key*/) const override {
+    runAFailingTemplate(environment_);
+    throw NSException("Boom", "bang");
+  }
+  Ref<NSEnumerator> objectEnumerator() const override {
+    runAFailingTemplate(environment_);
+    throw NSException("Boom", "bang");
+  }
+
+ private:
+  KorTemplateEnvironment* environment_;
+};
+
+std::string textAt(std::string_view text, SourceRange range) {
+  return std::string(text.substr(range.offset, range.length));
+}
+
+TEST(NestedExecutions, LeaveTheOuterStatementToItsOwnFailure) {
+  struct Row {
+    const char* failing;  // the block that fails behind the nested run
+    const char* raised;
+  };
+  const Row rows[] = {
+      {"<?= $o + 1 - 2 ?>", "NSGenericException: Can't subtract operands of type NSString and NSNumber"},
+      {"<? ($o == $other) - \"x\" ?>", "NSGenericException: Can't subtract operands of type NSNumber and NSString"},
+      {"<?= $o < 1 ?>", "NSGenericException: running does not implement isLessThan:"},
+      {"<?= $o.key ?>", "Boom: bang"},
+      {"<? foreach ($e in $o) ?>", "Boom: bang"},
+      {"<?= h() - 1 ?>", "NSGenericException: Can't subtract operands of type NSNull and NSNumber"},
+      {"<?= boom() - 1 ?>", "NSGenericException: Can't subtract operands of type NSNull and NSNumber"},
+  };
+  for (const Row& row : rows) {
+    const Stage stage;
+    stage.set("o", makeRef<RunningObject>(stage.get()));
+    stage.set("other", makeRef<HostObject>());
+    stage.define("h", [](KorTemplateEnvironment* environment, ListArgument<Value>) -> Value {
+      runAFailingTemplate(environment);
+      return NSNull::null();
+    });
+    stage.define("boom", [](KorTemplateEnvironment* environment, ListArgument<Value>) -> Value {
+      KorTemplate::compile("in<? 1 / 0 ?>")->executeWithEnvironment(environment);
+      return 1;
+    });
+    const bool isLoop = std::string_view(row.failing).find("foreach") != std::string_view::npos;
+    const std::string text = std::string("a\n") + row.failing + (isLoop ? "<? endforeach ?>" : "") + "b";
+    EXPECT_EQ(raisedBy([&] { stage.run(text); }), row.raised) << row.failing;
+    EXPECT_EQ(textAt(text, stage.environment->failedStatement()), row.failing);
+    EXPECT_EQ(stage.depth(), 1) << row.failing;
+  }
+}
+
+TEST(NestedExecutions, LeaveAHostsStatementToItsOwnFailure) {
+  const Stage stage;
+  const auto failing = makeRef<HostStatement>([](KorTemplateEnvironment* environment) {
+    runAFailingTemplate(environment);
+    throw NSException("Boom", "bang");
+  });
+  failing->setSourceRange({7, 11});
+  EXPECT_EQ(raisedBy([&] { templateOf({output("a"), failing})->executeWithEnvironment(stage.get()); }), "Boom: bang");
+  EXPECT_EQ(stage.environment->failedStatement().offset, 7U);
+  EXPECT_EQ(stage.environment->failedStatement().length, 11U);
+  EXPECT_EQ(stage.text(), "ain1");
+}
+
+TEST(NestedExecutions, FailAtTheOuterStatementThatRanThem) {
+  const Stage stage;
+  const auto running = makeRef<HostStatement>([](KorTemplateEnvironment* environment) {
+    KorTemplate::compile("a longer text than the other one has<? 1 / 0 ?>")->executeWithEnvironment(environment);
+  });
+  running->setSourceRange({3, 4});
+  EXPECT_EQ(raisedBy([&] {
+              templateOf({running, output("b")})->executeWithEnvironment(stage.get());
+            }),
+            "NSGenericException: Divide by zero");
+  EXPECT_EQ(stage.environment->failedStatement().offset, 3U);
+  EXPECT_EQ(stage.environment->failedStatement().length, 4U);
+}
+
+TEST(NestedExecutions, ThatEndWellLeaveTheOuterStatementToo) {
+  const Stage stage;
+  stage.define("include", [](KorTemplateEnvironment* environment, ListArgument<Value>) -> Value {
+    KorTemplate::compile("in<? return ?>")->executeWithEnvironment(environment);
+    return NSNull::null();
+  });
+  const std::string text = "<? if (true) ?>a<?= include() - 1 ?><? endif ?>";
+  EXPECT_NE(raisedBy([&] { stage.run(text); }), "nothing");
+  EXPECT_EQ(textAt(text, stage.environment->failedStatement()), "<?= include() - 1 ?>");
+  stage.run("fine");
+  EXPECT_EQ(stage.environment->failedStatement().length, 0U);
+}
+
+// What an expression runs at once, without a statement around it, has no place.
+TEST(NestedExecutions, LeaveNoPlaceToAnExpressionThatRunsAlone) {
+  const Stage stage;
+  const auto running = makeRef<HostExpression>([](KorTemplateEnvironment* environment) -> Value {
+    runAFailingTemplate(environment);
+    return "x";
+  });
+  EXPECT_EQ(raisedBy([&] {
+              (void)binary(KorTemplateOperatorSubtract, running, literal(1))->evaluateWithEnvironment(stage.get());
+            }),
+            "NSGenericException: Can't subtract operands of type NSString and NSNumber");
+  EXPECT_EQ(stage.environment->failedStatement().offset, 0U);
+  EXPECT_EQ(stage.environment->failedStatement().length, 0U);
+}
+
+}  // namespace
+
+}  // namespace tavlo::test
