@@ -8,6 +8,7 @@
 
 #include "Foundation/NSObject.h"
 #include "Foundation/Ref.h"
+#include "Foundation/Utf8.h"
 #include "Foundation/Value.h"
 
 namespace tavlo {
@@ -33,8 +34,16 @@ inline bool areSameBytes(const char* left, const char* right, std::size_t size) 
   return size == 0 || (left[0] == right[0] && left[size / 2] == right[size / 2] && left[size - 1] == right[size - 1]);
 }
 
-// A valid text whose length in UTF-16 units is known.
+// A valid text and its length in UTF-16 units.
 struct CountedText {
+  constexpr CountedText() noexcept = default;
+  constexpr CountedText(std::string_view known, std::size_t knownLength) noexcept : text(known), length(knownLength) {}
+  // NOLINTNEXTLINE(google-explicit-constructor): implicit on purpose, counts a text where one is asked for
+  CountedText(std::string_view uncounted) noexcept : text(uncounted), length(utf16Length(uncounted)) {}
+  template <TextLike T>
+  CountedText(const T& uncounted) noexcept  // NOLINT(google-explicit-constructor): the same
+      : CountedText(std::string_view(uncounted)) {}
+
   std::string_view text;
   std::size_t length = 0;
 };
