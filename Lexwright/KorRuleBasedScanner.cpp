@@ -6,7 +6,10 @@
 namespace tavlo {
 
 KorRuleBasedScanner::KorRuleBasedScanner(const Ref<KorUnicharStream>& stream, const RuleList* rules)
-    : stream_(stream), rules_(rules), context_(*stream) {}
+    : stream_(stream), rules_(rules), context_(*stream) {
+  constexpr std::size_t kFew = 16;  // most blocks hold no more
+  token_.subtokens.reserve(kFew);
+}
 
 Ref<KorRuleBasedScanner> KorRuleBasedScanner::scannerForStream(const Ref<KorUnicharStream>& stream,
                                                                const std::vector<Ref<KorScannerRule>>& rules) {

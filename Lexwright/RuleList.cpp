@@ -1,6 +1,7 @@
 #include "Lexwright/RuleList.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace tavlo {
@@ -30,7 +31,7 @@ void RuleList::rebuild() {
   }
   firstCandidate_.back() = static_cast<std::uint32_t>(candidates_.size());
   findStops();
-  findOnlyOpening();
+  setOnlyOpening();
 }
 
 // A rule that only skips is not needed where the one that is asked behind it skips the same character by character.
@@ -64,7 +65,7 @@ void RuleList::findStops() {
 
 // Where one byte alone stops: that byte, or the longer text with which its rule begins where what is asked behind the
 // rule skips the byte.
-void RuleList::findOnlyOpening() {
+void RuleList::setOnlyOpening() {
   onlyOpening_.clear();
   if (std::ranges::count(stops_, true) != 1) return;
   const auto byte = static_cast<std::size_t>(std::ranges::find(stops_, true) - stops_.begin());
@@ -73,6 +74,18 @@ void RuleList::findOnlyOpening() {
   if (firstCandidate_[byte + 1] - first != 2 || !candidates_[first + 1].rule->skippedBytes().test(byte)) return;
   const std::string opening = candidates_[first].rule->opening();
   if (opening.starts_with(onlyOpening_)) onlyOpening_ = opening;
+}
+
+// Two bytes are enough to pass what is no opening; where more of it is wanted, its rule tells.
+std::uint32_t RuleList::findOnlyOpening(std::string_view text, std::uint32_t at) const noexcept {
+  const char* const end = text.data() + text.size();
+  for (const char* next = text.data() + at; next != end; ++next) {
+    next = static_cast<const char*>(std::memchr(next, onlyOpening_[0], static_cast<std::size_t>(end - next)));
+    if (next == nullptr) break;
+    const bool opens = onlyOpening_.size() == 1 || (next + 1 != end && next[1] == onlyOpening_[1]);
+    if (opens) return static_cast<std::uint32_t>(next - text.data());
+  }
+  return static_cast<std::uint32_t>(text.size());
 }
 
 }  // namespace tavlo

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string>
@@ -40,7 +39,7 @@ class RuleList {
 
   // The first place at or after `at` whose text is not surely skipped; the end of the text where there is none.
   [[gnu::always_inline]] std::uint32_t skip(std::string_view text, std::uint32_t at) const noexcept {
-    if (!onlyOpening_.empty()) return static_cast<std::uint32_t>(std::min(text.find(onlyOpening_, at), text.size()));
+    if (!onlyOpening_.empty()) return findOnlyOpening(text, at);
     while (at < text.size() && !stops_[static_cast<unsigned char>(text[at])]) ++at;
     return at;
   }
@@ -54,7 +53,8 @@ class RuleList {
   void rebuild();
   bool isNeedless(std::size_t index) const;
   void findStops();
-  void findOnlyOpening();
+  void setOnlyOpening();
+  std::uint32_t findOnlyOpening(std::string_view text, std::uint32_t at) const noexcept;
 
   std::vector<Ref<KorScannerRule>> rules_;
   std::vector<FirstBytes> firstBytes_;               // of the rules

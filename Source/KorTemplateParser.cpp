@@ -144,6 +144,9 @@ KorTemplateParser::KorTemplateParser(const Ref<NSString>& string, const Ref<KorR
       limits_(limits),
       stackGuard_(StackGuard::forThisThread(limits.stackLeft)) {
   requireParameter(string != nullptr, "string != nil");
+  constexpr std::size_t kFew = 16;  // most expressions hold no more
+  working_.reserve(kFew);
+  closers_.reserve(kFew);
 }
 
 std::int32_t KorTemplateParser::lineFromToken(const KorToken* token) const {
