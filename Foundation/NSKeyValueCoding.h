@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Foundation/NSString.h"
+#include "Foundation/ObjectArena.h"
 #include "Foundation/Value.h"
 
 namespace tavlo {
@@ -19,6 +20,9 @@ class NSKeyPath {
  public:
   // The path must be valid UTF-8. Its keys are what stands between the dots; each may be empty.
   explicit NSKeyPath(std::string_view path);
+
+  static void* operator new(std::size_t size) { return ObjectArena::allocate(size); }
+  static void operator delete(void* memory) noexcept { ObjectArena::free(memory); }
 
   // The whole path.
   std::string_view text() const noexcept { return text_->view(); }

@@ -75,11 +75,12 @@ class NSObject {
   }
 
   void release() const noexcept {
-    const std::uint32_t count = count_.load(std::memory_order_relaxed);
+    const std::uint32_t count = count_.load(std::memory_order_acquire);
     if ((count & kSharedBit) == 0) {
       if (count == kOne) return end();
       count_.store(count - kOne, std::memory_order_relaxed);
-    } else if (count_.fetch_sub(kOne, std::memory_order_acq_rel) == (kOne | kSharedBit)) {
+    } else if (count == (kOne | kSharedBit) ||  // the last one need not be counted down: nobody else is left to see it
+               count_.fetch_sub(kOne, std::memory_order_acq_rel) == (kOne | kSharedBit)) {
       end();
     }
   }

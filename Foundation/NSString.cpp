@@ -13,6 +13,7 @@
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSNumber.h"
+#include "Foundation/ObjectArena.h"
 #include "Foundation/Utf8.h"
 
 namespace tavlo {
@@ -23,18 +24,36 @@ NSString::NSString(std::size_t byteLength, std::size_t length, std::size_t capac
       length_(static_cast<std::uint32_t>(length)),
       capacity_(static_cast<std::uint32_t>(capacity)) {}
 
+// A string whose memory is that of an arena: it differs in how it is freed alone.
+class NSString::InArena final : public NSString {
+ public:
+  using NSString::NSString;
+
+  static void* operator new(std::size_t size, std::size_t extra) { return ObjectArena::allocate(size + extra); }
+  static void operator delete(void* memory, std::size_t /*extra*/) noexcept { ObjectArena::free(memory); }
+  static void operator delete(void* memory) noexcept { ObjectArena::free(memory); }
+};
+
 Ref<NSString> NSString::uninitialized(std::size_t byteLength, std::size_t length, std::size_t capacity,
                                       Counting counting) {
   if (byteLength > kMaximumByteLength) throw std::length_error("a text is longer than 2147483647 bytes");
   capacity = std::min(std::max(capacity, byteLength), kMaximumByteLength);
-  Ref<NSString> string = Ref<NSString>::adopt(new (capacity + 1) NSString(byteLength, length, capacity, counting));
+  NSString* const made = counting == Counting::Atomic
+                             ? new (capacity + 1) InArena(byteLength, length, capacity, counting)
+                             : new (capacity + 1) NSString(byteLength, length, capacity, counting);
+  Ref<NSString> string = Ref<NSString>::adopt(made);
   string->mutableCharacters()[byteLength] = '\0';
   return string;
 }
 
 Ref<NSString> NSString::stringWithUTF8(std::string_view text) {
-  requireValidUTF8(text);
-  return stringWithValidUTF8(text);
+  if (endOfASCII(text, 0) != text.size()) {
+    requireValidUTF8(text);
+    return stringWithValidUTF8(text);
+  }
+  Ref<NSString> string = uninitialized(text.size(), text.size(), text.size());
+  text.copy(string->mutableCharacters(), text.size());
+  return string;
 }
 
 Ref<NSString> NSString::stringWithValidUTF8(std::string_view text) {

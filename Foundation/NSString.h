@@ -50,17 +50,17 @@ struct CountedText {
 
 // An immutable text in one allocation: valid UTF-8, followed by a zero byte. Its length is counted in UTF-16 units, as
 // everywhere in the language; equal lengths in bytes and units mean that it is ASCII.
-class NSString final : public NSObject {
+class NSString : public NSObject {
  public:
   // The longest text there can be, in bytes.
   static constexpr std::size_t kMaximumByteLength = 0x7FFFFFFF;
 
   // A string of the text. Raises `NSInvalidArgumentException` that names the byte offset when it is not valid UTF-8.
   static Ref<NSString> stringWithUTF8(std::string_view text);
-  // The same for text that is known to be valid.
+  // The same for text that is known to be valid. One that counts atomically from birth comes from the current arena.
   static Ref<NSString> stringWithValidUTF8(std::string_view text);
   static Ref<NSString> stringWithValidUTF8(std::string_view text, Counting counting);
-  // The part of this string between two bytes that begin characters; counted atomically.
+  // The part of this string between two bytes that begin characters; counted atomically, from the current arena.
   Ref<NSString> substring(std::size_t byteOffset, std::size_t byteLength) const;
   // A string of the UTF-16 text. Raises `NSInvalidArgumentException` that names the unit for a lone surrogate.
   static Ref<NSString> stringWithUTF16(std::u16string_view text);
@@ -103,6 +103,8 @@ class NSString final : public NSObject {
   static void operator delete(void* memory) { ::operator delete(memory); }
 
  private:
+  class InArena;
+
   NSString(std::size_t byteLength, std::size_t length, std::size_t capacity, Counting counting) noexcept;
 
   static Ref<NSString> uninitialized(std::size_t byteLength, std::size_t length, std::size_t capacity,

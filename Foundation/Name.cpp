@@ -100,6 +100,14 @@ std::string_view Name::view() const noexcept {
   return entry_ == nullptr ? std::string_view("") : entry_->view();
 }
 
+const Name& NameCache::nameForText(std::string_view text) {
+  std::size_t hash = text.size();
+  for (const char byte : text) hash = hash * 31 + static_cast<unsigned char>(byte);
+  Name& name = names_[hash % names_.size()];
+  if (name.isAbsent() || name.view() != text) name = Name(text);
+  return name;
+}
+
 void Name::retain() const noexcept {
   if (entry_ != nullptr) entry_->references.fetch_add(1, std::memory_order_relaxed);
 }

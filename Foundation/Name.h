@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -52,6 +53,17 @@ class Name {
   void release() noexcept;
 
   Entry* entry_ = nullptr;
+};
+
+// Names that one user asks for again and again: it remembers the latest ones, so that the process's table is asked
+// seldom.
+class NameCache {
+ public:
+  // The name of the text, good until the next call. Raises what making a name raises.
+  const Name& nameForText(std::string_view text);
+
+ private:
+  std::array<Name, 64> names_;  // by a hash of the text, the latest of each
 };
 
 }  // namespace tavlo

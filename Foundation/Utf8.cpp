@@ -3,6 +3,7 @@
 #include <utf8proc.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <iterator>
 
@@ -12,34 +13,35 @@ namespace tavlo {
 
 namespace {
 
-constexpr std::uint64_t kHighBits = 0x8080808080808080U;
-
-// The first byte at or after `offset` that is not ASCII.
-std::size_t skipASCII(std::string_view text, std::size_t offset) noexcept {
-  while (offset + sizeof(std::uint64_t) <= text.size()) {
-    std::uint64_t chunk = 0;
-    std::memcpy(&chunk, text.data() + offset, sizeof chunk);
-    if ((chunk & kHighBits) != 0) break;
-    offset += sizeof chunk;
-  }
-  while (offset < text.size() && static_cast<unsigned char>(text[offset]) < 0x80) ++offset;
-  return offset;
-}
-
 constexpr bool isContinuation(char byte) noexcept {
   return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
 }
 
 }  // namespace
 
+std::size_t endOfASCII(std::string_view text, std::size_t offset) noexcept {
+  constexpr std::uint64_t kHighBits = 0x8080808080808080U;
+  std::array<std::uint64_t, 4> words{};
+  for (; offset + sizeof words <= text.size(); offset += sizeof words) {
+    std::memcpy(words.data(), text.data() + offset, sizeof words);
+    if (((words[0] | words[1] | words[2] | words[3]) & kHighBits) != 0) break;
+  }
+  for (std::uint64_t word = 0; offset + sizeof word <= text.size(); offset += sizeof word) {
+    std::memcpy(&word, text.data() + offset, sizeof word);
+    if ((word & kHighBits) != 0) break;
+  }
+  while (offset < text.size() && static_cast<unsigned char>(text[offset]) < 0x80) ++offset;
+  return offset;
+}
+
 std::optional<std::size_t> firstInvalidByte(std::string_view text) noexcept {
-  std::size_t offset = skipASCII(text, 0);
+  std::size_t offset = endOfASCII(text, 0);
   while (offset < text.size()) {
     utf8proc_int32_t character = 0;
     const utf8proc_ssize_t length = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()) + offset,
                                                      static_cast<utf8proc_ssize_t>(text.size() - offset), &character);
     if (length <= 0) return offset;
-    offset = skipASCII(text, offset + static_cast<std::size_t>(length));
+    offset = endOfASCII(text, offset + static_cast<std::size_t>(length));
   }
   return {};
 }
@@ -51,7 +53,7 @@ void requireValidUTF8(std::string_view text) {
 }
 
 std::size_t utf16Length(std::string_view text) noexcept {
-  const std::size_t ascii = skipASCII(text, 0);
+  const std::size_t ascii = endOfASCII(text, 0);
   std::size_t units = ascii;
   for (const char byte : text.substr(ascii)) {
     units += isContinuation(byte) ? 0U : 1U;
@@ -68,8 +70,7 @@ CodePoint longCodePointAt(std::string_view text, std::size_t offset) noexcept {
   return {((lead & 0x07) << 18) | ((byteAt(1) & 0x3F) << 12) | ((byteAt(2) & 0x3F) << 6) | (byteAt(3) & 0x3F), 4};
 }
 
-CodePoint codePointBefore(std::string_view text, std::size_t offset) noexcept {
-  if (offset == 0) return {0, 0};
+CodePoint longCodePointBefore(std::string_view text, std::size_t offset) noexcept {
   std::size_t start = offset - 1;
   while (start > 0 && isContinuation(text[start])) --start;
   return codePointAt(text, start);

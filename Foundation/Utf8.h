@@ -11,6 +11,9 @@ namespace tavlo {
 // Where the text stops being valid UTF-8, as a byte offset; absent for a valid text.
 std::optional<std::size_t> firstInvalidByte(std::string_view text) noexcept;
 
+// The first byte at or after `offset` that is not ASCII; the end of the text where there is none.
+std::size_t endOfASCII(std::string_view text, std::size_t offset) noexcept;
+
 // Raises `NSInvalidArgumentException` that names the byte offset when the text is not valid UTF-8.
 void requireValidUTF8(std::string_view text);
 
@@ -31,8 +34,14 @@ inline CodePoint codePointAt(std::string_view text, std::size_t offset) noexcept
   const auto lead = static_cast<unsigned char>(text[offset]);
   return lead < 0x80 ? CodePoint{lead, 1} : longCodePointAt(text, offset);
 }
-// The character that ends before `offset` of valid text.
-CodePoint codePointBefore(std::string_view text, std::size_t offset) noexcept;
+// The character of two bytes or more that ends before `offset` of valid text.
+CodePoint longCodePointBefore(std::string_view text, std::size_t offset) noexcept;
+// The character that ends before `offset` of valid text; (0, 0) at its start.
+inline CodePoint codePointBefore(std::string_view text, std::size_t offset) noexcept {
+  if (offset == 0) return {0, 0};
+  const auto last = static_cast<unsigned char>(text[offset - 1]);
+  return last < 0x80 ? CodePoint{last, 1} : longCodePointBefore(text, offset);
+}
 
 void appendCodePoint(std::string& out, char32_t character);
 

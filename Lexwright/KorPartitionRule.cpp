@@ -6,19 +6,25 @@ namespace tavlo {
 
 namespace {
 
-// Puts a token behind the others of a compound token, its place counted from there, and answers with the token's end.
-ScanCursor addSubtoken(ScanContext& context, const KorTokenClass* tokenClass, const RuleMatch& match, ScanCursor from,
-                       KorCompoundToken& compound) {
-  const ScanCursor start = context.advance(from, match.tokenStart);
-  const ScanCursor end = context.advance(start, match.tokenEnd);
-  KorToken& token = compound.subtokens.emplace_back();
-  token.tokenClass = tokenClass;
-  token.line = start.line - compound.line;
-  token.position = start.position - compound.position;
-  token.length = end.position - start.position;
-  token.byteOffset = match.tokenStart;
-  token.byteLength = match.tokenEnd - match.tokenStart;
-  return end;
+// Counts where the sub-tokens stand, which have been cut by their bytes, from the start of their compound token, and
+// answers with the cursor at `end`.
+ScanCursor placeSubtokens(ScanContext& context, ScanCursor start, std::uint32_t end, KorCompoundToken& compound) {
+  if (context.isPlain(start.byte, end)) {
+    for (KorToken& token : compound.subtokens) {
+      token.position = static_cast<std::int32_t>(token.byteOffset - start.byte);
+      token.length = static_cast<std::int32_t>(token.byteLength);
+    }
+    return context.advance(start, end);
+  }
+  ScanCursor at = start;
+  for (KorToken& token : compound.subtokens) {
+    const ScanCursor from = context.advance(at, token.byteOffset);
+    at = context.advance(from, token.byteOffset + token.byteLength);
+    token.line = from.line - start.line;
+    token.position = from.position - start.position;
+    token.length = at.position - from.position;
+  }
+  return context.advance(at, end);
 }
 
 }  // namespace
@@ -40,31 +46,36 @@ bool KorPartitionRule::match(ScanContext& context, std::uint32_t at, RuleMatch& 
 
 ScanCursor KorPartitionRule::scan(ScanContext& context, ScanCursor start, const RuleMatch& boundary,
                                   KorCompoundToken& token) const {
-  const KorUnicharStream& stream = context.stream();
+  const std::string_view text = context.text();
   token.line = start.line;
   token.position = start.position;
   token.byteOffset = start.byte;
   token.subtokens.clear();
-  if (!skipBoundary_) (void)addSubtoken(context, boundary_->tokenClass(), boundary, start, token);
-  ScanCursor at = context.advance(start, boundary.end);
-  std::uint32_t byte = at.byte;
-  for (bool closed = false; !closed && (byte = rules_.skip(stream.text(), byte)) < stream.byteLength();) {
+  const auto add = [&token](const KorTokenClass* tokenClass, const RuleMatch& match) {
+    KorToken& added = token.subtokens.emplace_back();
+    added.tokenClass = tokenClass;
+    added.byteOffset = match.tokenStart;
+    added.byteLength = match.tokenEnd - match.tokenStart;
+  };
+  if (!skipBoundary_) add(boundary_->tokenClass(), boundary);
+  std::uint32_t at = boundary.end;
+  for (bool closed = false; !closed && (at = rules_.skip(text, at)) < text.size();) {
     RuleMatch match;
-    const KorScannerRule* rule = rules_.firstMatch(context, byte, match);
+    const KorScannerRule* rule = rules_.firstMatch(context, text, at, match);
     if (rule == nullptr) {
-      byte += stream.characterAt(byte).byteLength;  // no rule wants the character
+      at += context.stream().characterAt(at).byteLength;  // no rule wants the character
       continue;
     }
     if (rule->tokenClass() != nullptr) {
-      at = addSubtoken(context, rule->tokenClass(), match, at, token);
+      add(rule->tokenClass(), match);
       closed = rule->tokenClass() == closingClass_;
     }
-    byte = match.end;
+    at = match.end;
   }
-  at = context.advance(at, byte);
-  token.length = at.position - start.position;
-  token.byteLength = at.byte - start.byte;
-  return at;
+  const ScanCursor end = placeSubtokens(context, start, at, token);
+  token.length = end.position - start.position;
+  token.byteLength = end.byte - start.byte;
+  return end;
 }
 
 }  // namespace tavlo

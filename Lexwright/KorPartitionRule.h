@@ -22,8 +22,10 @@ class KorPartitionRule final : public KorScannerRule {
   void addRule(const Ref<KorScannerRule>& rule);
 
   FirstBytes firstBytes() const override { return boundary_->firstBytes(); }
+  std::string opening() const override { return boundary_->opening(); }
   // Matches the boundary alone.
   bool match(ScanContext& context, std::uint32_t at, RuleMatch& match) const override;
+  Recogniser recogniser() const override { return boundary_->recogniser(); }
   bool makesCompoundTokens() const override { return true; }
 
   // Fills the token with what begins at `start`, where `boundary` has matched, and answers with its end.

@@ -15,9 +15,8 @@ namespace tavlo {
 // the bytes with which it can begin. The rule then asks the function in the pattern's place.
 class KorRegularExpressionRule final : public KorScannerRule {
  public:
-  // The end of the match that begins at `at`, in bytes; `at` itself where there is none. The memo is the rule's own in
-  // the running scan where the rule remembers, and an empty one otherwise.
-  using Recogniser = std::uint32_t (*)(std::string_view text, std::uint32_t at, SearchMemo& memo);
+  // The memo is the rule's own in the running scan where the rule remembers, and nobody's otherwise.
+  using Recogniser = KorScannerRule::Recogniser;
 
   static Ref<KorRegularExpressionRule> ruleWithPattern(const Text& pattern, const KorTokenClass* tokenClass) {
     return makeRef<KorRegularExpressionRule>(pattern, tokenClass, nullptr, FirstBytes().set(), false);
@@ -35,8 +34,11 @@ class KorRegularExpressionRule final : public KorScannerRule {
 
   // Turns all recognisers of the process off or on again, so that a test can compare the two.
   static void setRecognisersEnabled(bool enabled) noexcept;
+  static bool areRecognisersEnabled() noexcept;
 
   FirstBytes firstBytes() const override { return firstBytes_; }
+  Recogniser recogniser() const override { return remembers_ ? nullptr : recogniser_; }
+  std::string opening() const override;
   bool match(ScanContext& context, std::uint32_t at, RuleMatch& match) const override;
 
  private:

@@ -6,7 +6,10 @@
 namespace tavlo {
 
 KorRuleBasedScanner::KorRuleBasedScanner(const Ref<KorUnicharStream>& stream, const RuleList* rules)
-    : stream_(stream), rules_(rules), context_(*stream) {}
+    : stream_(stream), rules_(rules), context_(*stream) {
+  constexpr std::size_t kFew = 16;  // most blocks hold no more
+  token_.subtokens.reserve(kFew);
+}
 
 Ref<KorRuleBasedScanner> KorRuleBasedScanner::scannerForStream(const Ref<KorUnicharStream>& stream,
                                                                const std::vector<Ref<KorScannerRule>>& rules) {
@@ -24,10 +27,11 @@ Ref<KorRuleBasedScanner> KorRuleBasedScanner::scannerForStream(const Ref<KorUnic
 }
 
 const KorToken* KorRuleBasedScanner::nextToken() {
+  const std::string_view text = stream_->text();
   std::uint32_t at = cursor_.byte;
-  while ((at = rules_->skip(stream_->text(), at)) < stream_->byteLength()) {
+  while ((at = rules_->skip(text, at)) < text.size()) {
     RuleMatch match;
-    const KorScannerRule* rule = rules_->firstMatch(context_, at, match);
+    const KorScannerRule* rule = rules_->firstMatch(context_, text, at, match);
     if (rule == nullptr) {
       at += stream_->characterAt(at).byteLength;  // no rule wants the character
     } else if (rule->tokenClass() == nullptr && !rule->makesCompoundTokens()) {

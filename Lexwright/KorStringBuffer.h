@@ -20,6 +20,7 @@ class KorStringBuffer final : public NSObject {
   static Ref<KorStringBuffer> bufferFromString(const Ref<NSString>& string);
 
   std::string_view text() const noexcept { return string_->view(); }
+  bool isASCII() const noexcept { return string_->isASCII(); }
 
  private:
   template <class T, class... Arguments>

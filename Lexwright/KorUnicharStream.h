@@ -25,6 +25,7 @@ class KorUnicharStream final : public NSObject {
   static Ref<KorUnicharStream> streamWithBuffer(const Ref<KorStringBuffer>& buffer);
 
   std::string_view text() const noexcept { return text_; }
+  bool isASCII() const noexcept { return buffer_->isASCII(); }
   std::uint32_t byteLength() const noexcept { return static_cast<std::uint32_t>(text_.size()); }
 
   // The character at the cursor; of no bytes at the end.

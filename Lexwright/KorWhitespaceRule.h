@@ -14,6 +14,7 @@ class KorWhitespaceRule final : public KorScannerRule {
   FirstBytes firstBytes() const override;
   bool match(ScanContext& context, std::uint32_t at, RuleMatch& match) const override;
   FirstBytes skippedBytes() const override;
+  bool skipsItsBytesOnly() const override { return true; }
 };
 
 }  // namespace tavlo

@@ -57,14 +57,17 @@ bool KorWordRule::match(ScanContext& context, std::uint32_t at, RuleMatch& match
   return false;
 }
 
+// The first bytes are known to be the same.
 bool KorWordRule::matches(const Entry& entry, const KorUnicharStream& stream, std::uint32_t at) const {
-  const std::string_view text = stream.text().substr(at, entry.text.size());
-  const bool sameText = std::ranges::equal(
-      text, entry.text, [this](char left, char right) { return folded(left) == static_cast<unsigned char>(right); });
-  if (!sameText) return false;
+  const std::string_view text = stream.text();
+  const std::size_t size = entry.text.size();
+  if (text.size() - at < size) return false;
+  for (std::size_t index = 1; index < size; ++index) {
+    if (folded(text[at + index]) != static_cast<unsigned char>(entry.text[index])) return false;
+  }
   if (!entry.isWord) return true;
   const CodePoint before = stream.characterBefore(at);
-  const CodePoint after = stream.characterAt(at + static_cast<std::uint32_t>(text.size()));
+  const CodePoint after = stream.characterAt(at + static_cast<std::uint32_t>(size));
   return (before.byteLength == 0 || !isWordCharacter(before.value)) &&
          (after.byteLength == 0 || !isWordCharacter(after.value));
 }

@@ -7,28 +7,43 @@
 namespace tavlo {
 
 RuleList::RuleList(std::vector<Ref<KorScannerRule>> rules) : rules_(std::move(rules)) {
+  for (const Ref<KorScannerRule>& rule : rules_) firstBytes_.push_back(rule->firstBytes());
   rebuild();
 }
 
 void RuleList::add(const Ref<KorScannerRule>& rule) {
   rules_.push_back(rule);
+  firstBytes_.push_back(rule->firstBytes());
   rebuild();
 }
 
 void RuleList::rebuild() {
-  std::vector<FirstBytes> firstBytes;
-  for (const Ref<KorScannerRule>& rule : rules_) firstBytes.push_back(rule->firstBytes());
   candidates_.clear();
+  std::vector<std::size_t> needed;
+  for (std::size_t index = 0; index < rules_.size(); ++index) {
+    if (!isNeedless(index)) needed.push_back(index);
+  }
   for (unsigned byte = 0; byte < stops_.size(); ++byte) {
     firstCandidate_[byte] = static_cast<std::uint32_t>(candidates_.size());
-    for (std::size_t index = 0; index < rules_.size(); ++index) {
-      if (firstBytes[index].test(byte)) candidates_.push_back(rules_[index].get());
+    for (const std::size_t index : needed) {
+      if (firstBytes_[index].test(byte)) candidates_.push_back({rules_[index].get(), rules_[index]->recogniser()});
     }
   }
   firstCandidate_.back() = static_cast<std::uint32_t>(candidates_.size());
   findStops();
-  onlyStop_ =
-      std::ranges::count(stops_, true) == 1 ? static_cast<int>(std::ranges::find(stops_, true) - stops_.begin()) : -1;
+  setOnlyOpening();
+}
+
+// A rule that only skips is not needed where the one that is asked behind it skips the same character by character.
+bool RuleList::isNeedless(std::size_t index) const {
+  if (!rules_[index]->skipsItsBytesOnly()) return false;
+  for (unsigned byte = 0; byte < stops_.size(); ++byte) {
+    if (!firstBytes_[index].test(byte)) continue;
+    std::size_t next = index + 1;
+    while (next < rules_.size() && !firstBytes_[next].test(byte)) ++next;
+    if (next == rules_.size() || !rules_[next]->skippedBytes().all()) return false;
+  }
+  return true;
 }
 
 // A byte is passed where the rule that is asked first surely skips it. A rule that skips runs takes all of its bytes,
@@ -37,7 +52,7 @@ void RuleList::findStops() {
   stops_.fill(true);
   for (const Ref<KorScannerRule>& rule : rules_) {
     const FirstBytes skipped = rule->skippedBytes();
-    const auto isAskedFirst = [&](unsigned byte) { return candidates_[firstCandidate_[byte]] == rule.get(); };
+    const auto isAskedFirst = [&](unsigned byte) { return candidates_[firstCandidate_[byte]].rule == rule.get(); };
     const bool skipsRuns = !skipped.all();
     bool isFirstForAll = true;
     for (unsigned byte = 0; byte < stops_.size(); ++byte) isFirstForAll &= !skipped.test(byte) || isAskedFirst(byte);
@@ -48,23 +63,29 @@ void RuleList::findStops() {
   }
 }
 
-const KorScannerRule* RuleList::firstMatch(ScanContext& context, std::uint32_t at, RuleMatch& match) const {
-  const auto byte = static_cast<unsigned char>(context.text()[at]);
-  for (std::uint32_t index = firstCandidate_[byte]; index < firstCandidate_[byte + 1U]; ++index) {
-    const KorScannerRule* rule = candidates_[index];
-    if (rule->match(context, at, match) && match.end > at) return rule;
-  }
-  return nullptr;
+// Where one byte alone stops: that byte, or the longer text with which its rule begins where what is asked behind the
+// rule skips the byte.
+void RuleList::setOnlyOpening() {
+  onlyOpening_.clear();
+  if (std::ranges::count(stops_, true) != 1) return;
+  const auto byte = static_cast<std::size_t>(std::ranges::find(stops_, true) - stops_.begin());
+  onlyOpening_ = static_cast<char>(byte);
+  const auto first = firstCandidate_[byte];
+  if (firstCandidate_[byte + 1] - first != 2 || !candidates_[first + 1].rule->skippedBytes().test(byte)) return;
+  const std::string opening = candidates_[first].rule->opening();
+  if (opening.starts_with(onlyOpening_)) onlyOpening_ = opening;
 }
 
-std::uint32_t RuleList::skip(std::string_view text, std::uint32_t at) const noexcept {
-  if (onlyStop_ >= 0) {
-    const void* found = std::memchr(text.data() + at, onlyStop_, text.size() - at);
-    return static_cast<std::uint32_t>(
-        found == nullptr ? text.size() : static_cast<std::size_t>(static_cast<const char*>(found) - text.data()));
+// Two bytes are enough to pass what is no opening; where more of it is wanted, its rule tells.
+std::uint32_t RuleList::findOnlyOpening(std::string_view text, std::uint32_t at) const noexcept {
+  const char* const end = text.data() + text.size();
+  for (const char* next = text.data() + at; next != end; ++next) {
+    next = static_cast<const char*>(std::memchr(next, onlyOpening_[0], static_cast<std::size_t>(end - next)));
+    if (next == nullptr) break;
+    const bool opens = onlyOpening_.size() == 1 || (next + 1 != end && next[1] == onlyOpening_[1]);
+    if (opens) return static_cast<std::uint32_t>(next - text.data());
   }
-  while (at < text.size() && !stops_[static_cast<unsigned char>(text[at])]) ++at;
-  return at;
+  return static_cast<std::uint32_t>(text.size());
 }
 
 }  // namespace tavlo

@@ -1,41 +1,46 @@
 #include "Lexwright/ScanContext.h"
 
-#include <cstring>
+#include <algorithm>
+
+#include "Foundation/Utf8.h"
+#include "Lexwright/KorRegularExpressionRule.h"
 
 namespace tavlo {
 
 namespace {
 
-// Whether one of the eight bytes is `byte`, for words without bytes beyond ASCII.
-constexpr bool holdsByte(std::uint64_t word, unsigned char byte) noexcept {
-  constexpr std::uint64_t kOnes = 0x0101010101010101U;
-  const std::uint64_t difference = word ^ (kOnes * byte);
-  return ((difference - kOnes) & ~difference & (kOnes * 0x80U)) != 0;
-}
-
-// The bytes up to the first one that is not ASCII or ends a line; eight at a time, as far as that goes.
-std::size_t plainLength(std::string_view text) noexcept {
-  constexpr std::uint64_t kHighBits = 0x8080808080808080U;
-  std::size_t length = 0;
-  for (std::uint64_t word = 0; length + sizeof word <= text.size(); length += sizeof word) {
-    std::memcpy(&word, text.data() + length, sizeof word);
-    if ((word & kHighBits) != 0 || holdsByte(word, '\n') || holdsByte(word, '\r')) break;
+// The first place at or after `from` that `find` tells, looked for once for all places before it.
+template <class Find>
+std::uint32_t remembered(SearchMemo& memo, std::uint32_t from, const Find& find) {
+  if (!memo.covers(from)) {
+    const auto answer = static_cast<std::uint32_t>(find());
+    memo = {from, answer, answer};
   }
-  while (length < text.size() && static_cast<unsigned char>(text[length]) < 0x80 && text[length] != '\n' &&
-         text[length] != '\r') {
-    ++length;
-  }
-  return length;
+  return memo.answer;
 }
 
 }  // namespace
 
+ScanContext::ScanContext(const KorUnicharStream& stream)
+    : stream_(stream), usesRecognisers_(KorRegularExpressionRule::areRecognisersEnabled()) {}
+
+// Plain stretches are parted by single characters: line breaks, and those beyond ASCII.
 ScanCursor ScanContext::advanceFar(ScanCursor from, std::uint32_t byte) {
-  const ScanCursor cursor = stream_.advance(from, byte);
-  const std::size_t plain = plainLength(text().substr(byte));
+  if (from.byte < plainFrom_ || from.byte > plainTo_) findPlainFrom(from.byte);
+  while (plainTo_ < byte) {
+    from = stream_.next(advancePlain(from, plainTo_));
+    findPlainFrom(from.byte);
+  }
+  return advancePlain(from, byte);
+}
+
+void ScanContext::findPlainFrom(std::uint32_t byte) {
+  const std::string_view text = stream_.text();
+  const auto next = [&](char character) { return std::min(text.find(character, byte), text.size()); };
   plainFrom_ = byte;
-  plainTo_ = byte + static_cast<std::uint32_t>(plain);
-  return cursor;
+  plainTo_ = std::min(
+      {remembered(feed_, byte, [&] { return next('\n'); }), remembered(return_, byte, [&] { return next('\r'); }),
+       remembered(beyondASCII_, byte, [&] { return stream_.isASCII() ? text.size() : endOfASCII(text, byte); })});
 }
 
 }  // namespace tavlo

@@ -240,7 +240,7 @@ bool hasType(char32_t character, unsigned type) {
 
 }  // namespace
 
-bool isWordCharacter(char32_t character) noexcept {
+bool isLongWordCharacter(char32_t character) noexcept {
   return hasType(character, ONIGENC_CTYPE_WORD);
 }
 

@@ -64,7 +64,12 @@ class KorRegex final : public NSObject {
 const KorRegex* regexIn(const Value& value) noexcept;
 
 // What the engine's "\w", "\d" and "\s" match.
-bool isWordCharacter(char32_t character) noexcept;
+bool isLongWordCharacter(char32_t character) noexcept;  // beyond ASCII
+inline bool isWordCharacter(char32_t character) noexcept {
+  if (character >= 0x80) return isLongWordCharacter(character);
+  const char32_t lower = character | 0x20;
+  return (lower >= 'a' && lower <= 'z') || (character >= '0' && character <= '9') || character == '_';
+}
 // The same for "[\w]", which the engine answers otherwise for a few characters ("²", "¼").
 bool isWordCharacterInClass(char32_t character);
 bool isDigitCharacter(char32_t character) noexcept;

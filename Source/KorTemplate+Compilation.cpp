@@ -1,7 +1,9 @@
+#include <utility>
+
 #include "Foundation/NSException.h"
+#include "Foundation/ObjectArena.h"
 #include "Source/KorTemplate.h"
 #include "Source/KorTemplateParser.h"
-#include "Source/NodeArena.h"
 
 namespace tavlo {
 
@@ -9,11 +11,13 @@ Ref<KorTemplate> KorTemplate::compile(const Text& templateString, const KorTempl
                                       SourceRange* failedAt) {
   requireParameter(!templateString.isAbsent(), "templateString != nil");
   const Ref<KorTemplateParser> parser = KorTemplateParser::parserForString(templateString, limits);
-  NodeArena arena;
-  const NodeArena::Scope scope(arena);
+  ObjectArena arena;
+  const ObjectArena::Scope scope(arena);
   try {
     Ref<KorTemplate> result = makeRef<KorTemplate>();
-    while (const Ref<KorTemplateStatement> statement = parser->nextStatement()) result->addStatement(statement);
+    while (Ref<KorTemplateStatement> statement = parser->nextStatement()) {
+      result->statements().append(std::move(statement));
+    }
     return result;
   } catch (...) {
     if (failedAt != nullptr) *failedAt = parser->place();

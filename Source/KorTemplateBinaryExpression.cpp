@@ -218,12 +218,13 @@ KorTemplateBinaryExpression::KorTemplateBinaryExpression(KorTemplateOperator op)
     : KorTemplateBinaryExpression(op, KorTemplateLiteralExpression::expressionWithLiteral(NSNull::null()),
                                   KorTemplateLiteralExpression::expressionWithLiteral(NSNull::null())) {}
 
-KorTemplateBinaryExpression::KorTemplateBinaryExpression(KorTemplateOperator op,
-                                                         const Ref<KorTemplateExpression>& leftOperand,
-                                                         const Ref<KorTemplateExpression>& rightOperand)
-    : KorTemplateExpression(kBinaryKind), op_(op) {
-  setLeftOperand(leftOperand);
-  setRightOperand(rightOperand);
+KorTemplateBinaryExpression::KorTemplateBinaryExpression(KorTemplateOperator op, Ref<KorTemplateExpression> leftOperand,
+                                                         Ref<KorTemplateExpression> rightOperand)
+    : KorTemplateExpression(kBinaryKind),
+      op_(op),
+      leftOperand_(std::move(leftOperand)),
+      rightOperand_(std::move(rightOperand)) {
+  requireParameter(leftOperand_ != nullptr && rightOperand_ != nullptr, "value != nil");
 }
 
 void KorTemplateBinaryExpression::setLeftOperand(const Ref<KorTemplateExpression>& value) {

@@ -17,8 +17,8 @@ class KorTemplateBinaryExpression final : public KorTemplateExpression {
     return makeRef<KorTemplateBinaryExpression>(op);
   }
   // A node that is whole from the start; neither operand may be absent.
-  KorTemplateBinaryExpression(KorTemplateOperator op, const Ref<KorTemplateExpression>& leftOperand,
-                              const Ref<KorTemplateExpression>& rightOperand);
+  KorTemplateBinaryExpression(KorTemplateOperator op, Ref<KorTemplateExpression> leftOperand,
+                              Ref<KorTemplateExpression> rightOperand);
 
   KorTemplateOperator op() const noexcept { return op_; }
   void setOperator(KorTemplateOperator value) noexcept { op_ = value; }

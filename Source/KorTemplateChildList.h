@@ -9,6 +9,7 @@
 #include "Foundation/ListArgument.h"
 #include "Foundation/NSException.h"
 #include "Foundation/Name.h"
+#include "Foundation/ObjectArena.h"
 #include "Foundation/Ref.h"
 
 namespace tavlo {
@@ -66,7 +67,7 @@ class KorTemplateChildList {
   void set(const ListArgument<Item>& value) {
     requireParameter(!value.isAbsent(), "value != nil");
     for (const Item& item : value) requireItem(item);
-    std::vector<Item> copy(value.begin(), value.end());
+    Items copy(value.begin(), value.end());
     items_.swap(copy);
     count_ = items_.size();
   }
@@ -97,7 +98,7 @@ class KorTemplateChildList {
   // One at a time from the front, as far as anybody can see.
   void removeAll() {
     count_ = 0;
-    const std::vector<Item> removed = std::exchange(items_, {});
+    const Items removed = std::exchange(items_, {});
   }
 
   // What the engine uses where the checks have been made: items that are taken from the end stay behind it, as spare
@@ -110,6 +111,8 @@ class KorTemplateChildList {
     if (Item* left = spare()) {
       *left = std::move(item);
     } else {
+      constexpr std::size_t kFew = 4;  // most bodies and argument lists hold no more
+      if (items_.capacity() == 0) items_.reserve(kFew);
       items_.push_back(std::move(item));
     }
     ++count_;
@@ -129,6 +132,8 @@ class KorTemplateChildList {
   }
 
  private:
+  using Items = std::vector<Item, ObjectArena::Allocator<Item>>;
+
   void requireItem(const Item& item) const {
     if (isAbsentItem(item)) [[unlikely]]
       failParameter((std::string(itemName_) + " != nil").c_str());
@@ -141,7 +146,7 @@ class KorTemplateChildList {
 
   const char* listName_;
   const char* itemName_;
-  std::vector<Item> items_;  // the first count_ of them are the list
+  Items items_;  // the first count_ of them are the list
   std::size_t count_ = 0;
 };
 

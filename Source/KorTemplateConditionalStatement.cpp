@@ -1,5 +1,7 @@
 #include "Source/KorTemplateConditionalStatement.h"
 
+#include <utility>
+
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
 #include "Foundation/StackGuard.h"
@@ -42,15 +44,15 @@ Completion executeAllButConditional(const KorTemplateChildList<Ref<KorTemplateSt
 KorTemplateConditionalStatement::KorTemplateConditionalStatement()
     : KorTemplateConditionalStatement(KorTemplateLiteralExpression::expressionWithLiteral(false)) {}
 
-KorTemplateConditionalStatement::KorTemplateConditionalStatement(const Ref<KorTemplateExpression>& expression)
-    : KorTemplateStatement(kConditionalKind), expression_(expression) {
-  requireParameter(expression != nullptr, "theExpression != nil");
+KorTemplateConditionalStatement::KorTemplateConditionalStatement(Ref<KorTemplateExpression> expression)
+    : KorTemplateStatement(kConditionalKind), expression_(std::move(expression)) {
+  requireParameter(expression_ != nullptr, "theExpression != nil");
 }
 
 Ref<KorTemplateConditionalStatement> KorTemplateConditionalStatement::statementWithExpression(
-    const Ref<KorTemplateExpression>& expression) {
+    Ref<KorTemplateExpression> expression) {
   requireParameter(expression != nullptr, "expression != nil");
-  return makeRef<KorTemplateConditionalStatement>(expression);
+  return makeRef<KorTemplateConditionalStatement>(std::move(expression));
 }
 
 inline const KorTemplateChildList<Ref<KorTemplateStatement>>& KorTemplateConditionalStatement::chosenStatements(

@@ -39,8 +39,8 @@ class KorTemplateConditionalStatement final : public KorTemplateStatement {
   // Over a literal of false.
   KorTemplateConditionalStatement();
   // The condition may not be absent.
-  explicit KorTemplateConditionalStatement(const Ref<KorTemplateExpression>& expression);
-  static Ref<KorTemplateConditionalStatement> statementWithExpression(const Ref<KorTemplateExpression>& expression);
+  explicit KorTemplateConditionalStatement(Ref<KorTemplateExpression> expression);
+  static Ref<KorTemplateConditionalStatement> statementWithExpression(Ref<KorTemplateExpression> expression);
 
   const Ref<KorTemplateExpression>& expression() const noexcept { return expression_; }
   void setExpression(const Ref<KorTemplateExpression>& value) { expression_ = value; }

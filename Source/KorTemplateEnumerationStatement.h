@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
 
 #include "Foundation/Name.h"
 #include "Source/KorTemplateChildList.h"
@@ -16,11 +17,11 @@ class KorTemplateEnumerationStatement final : public KorTemplateStatement {
   // Over a literal of the null object, with the loop variable "object".
   KorTemplateEnumerationStatement();
   // Both may be absent.
-  KorTemplateEnumerationStatement(const Ref<KorTemplateExpression>& expression, const Name& loopVariable)
-      : KorTemplateStatement(kNodeKind), expression_(expression), loopVariable_(loopVariable) {}
-  static Ref<KorTemplateEnumerationStatement> statementWithExpressionLoopVariable(
-      const Ref<KorTemplateExpression>& expression, const Name& loopVariable) {
-    return makeRef<KorTemplateEnumerationStatement>(expression, loopVariable);
+  KorTemplateEnumerationStatement(Ref<KorTemplateExpression> expression, const Name& loopVariable)
+      : KorTemplateStatement(kNodeKind), expression_(std::move(expression)), loopVariable_(loopVariable) {}
+  static Ref<KorTemplateEnumerationStatement> statementWithExpressionLoopVariable(Ref<KorTemplateExpression> expression,
+                                                                                  const Name& loopVariable) {
+    return makeRef<KorTemplateEnumerationStatement>(std::move(expression), loopVariable);
   }
 
   const Ref<KorTemplateExpression>& expression() const noexcept { return expression_; }

@@ -3,9 +3,9 @@
 #include <cstddef>
 
 #include "Foundation/NSObject.h"
+#include "Foundation/ObjectArena.h"
 #include "Foundation/Ref.h"
 #include "Foundation/Value.h"
-#include "Source/NodeArena.h"
 #include "Source/NodeKind.h"
 
 namespace tavlo {
@@ -27,8 +27,8 @@ class KorTemplateExpression : public NSObject {
 
   const char* className() const override { return "KorTemplateExpression"; }
 
-  static void* operator new(std::size_t size) { return NodeArena::allocate(size); }
-  static void operator delete(void* memory) noexcept { NodeArena::free(memory); }
+  static void* operator new(std::size_t size) { return ObjectArena::allocate(size); }
+  static void operator delete(void* memory) noexcept { ObjectArena::free(memory); }
 
  protected:
   explicit KorTemplateExpression(ObjectKind kind = ObjectKind::Other) : NSObject(kind, Counting::Atomic) {}

@@ -6,9 +6,9 @@
 namespace tavlo {
 
 Ref<KorTemplateExpressionStatement> KorTemplateExpressionStatement::statementWithExpression(
-    const Ref<KorTemplateExpression>& expression) {
+    Ref<KorTemplateExpression> expression) {
   requireParameter(expression != nullptr, "expression != nil");
-  return makeRef<KorTemplateExpressionStatement>(expression);
+  return makeRef<KorTemplateExpressionStatement>(std::move(expression));
 }
 
 void KorTemplateExpressionStatement::executeWithEnvironment(KorTemplateEnvironment* environment) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <utility>
+
 #include "Source/KorTemplateExpression.h"
 #include "Source/KorTemplateStatement.h"
 
@@ -10,10 +12,10 @@ class KorTemplateExpressionStatement final : public KorTemplateStatement {
  public:
   KorTemplateExpressionStatement() : KorTemplateExpressionStatement(nullptr) {}
   // The expression may be absent; such a statement does nothing.
-  explicit KorTemplateExpressionStatement(const Ref<KorTemplateExpression>& expression)
-      : KorTemplateStatement(kNodeKind), expression_(expression) {}
+  explicit KorTemplateExpressionStatement(Ref<KorTemplateExpression> expression)
+      : KorTemplateStatement(kNodeKind), expression_(std::move(expression)) {}
   // The expression may not be absent.
-  static Ref<KorTemplateExpressionStatement> statementWithExpression(const Ref<KorTemplateExpression>& expression);
+  static Ref<KorTemplateExpressionStatement> statementWithExpression(Ref<KorTemplateExpression> expression);
 
   const Ref<KorTemplateExpression>& expression() const noexcept { return expression_; }
   void setExpression(const Ref<KorTemplateExpression>& value) { expression_ = value; }

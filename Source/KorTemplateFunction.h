@@ -5,9 +5,9 @@
 
 #include "Foundation/ListArgument.h"
 #include "Foundation/NSObject.h"
+#include "Foundation/ObjectArena.h"
 #include "Foundation/Ref.h"
 #include "Foundation/Value.h"
-#include "Source/NodeArena.h"
 #include "Source/NodeKind.h"
 
 namespace tavlo {
@@ -29,8 +29,8 @@ class KorTemplateFunction : public NSObject {
 
   const char* className() const override { return "KorTemplateFunction"; }
 
-  static void* operator new(std::size_t size) { return NodeArena::allocate(size); }
-  static void operator delete(void* memory) noexcept { NodeArena::free(memory); }
+  static void* operator new(std::size_t size) { return ObjectArena::allocate(size); }
+  static void operator delete(void* memory) noexcept { ObjectArena::free(memory); }
 
  protected:
   explicit KorTemplateFunction(ObjectKind kind = ObjectKind::Other) : NSObject(kind, Counting::Atomic) {}

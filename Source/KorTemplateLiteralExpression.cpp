@@ -1,18 +1,19 @@
 #include "Source/KorTemplateLiteralExpression.h"
 
+#include <utility>
+
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
 
 namespace tavlo {
 
-KorTemplateLiteralExpression::KorTemplateLiteralExpression(const Value& literal)
-    : KorTemplateExpression(kLiteralKind), literal_(literal) {
-  requireParameter(!literal.isAbsent(), "value != nil");
+KorTemplateLiteralExpression::KorTemplateLiteralExpression(Value literal)
+    : KorTemplateExpression(kLiteralKind), literal_(std::move(literal)) {
+  requireParameter(!literal_.isAbsent(), "value != nil");
 }
 
-Ref<KorTemplateLiteralExpression> KorTemplateLiteralExpression::expressionWithLiteral(const Value& literal) {
-  requireParameter(!literal.isAbsent(), "value != nil");
-  return makeRef<KorTemplateLiteralExpression>(literal);
+Ref<KorTemplateLiteralExpression> KorTemplateLiteralExpression::expressionWithLiteral(Value literal) {
+  return makeRef<KorTemplateLiteralExpression>(std::move(literal));
 }
 
 Ref<KorTemplateExpression> KorTemplateLiteralExpression::copyWithZone(NSZone* /*zone*/) const {

@@ -9,8 +9,8 @@ namespace tavlo {
 class KorTemplateLiteralExpression final : public KorTemplateExpression {
  public:
   // The literal may not be absent.
-  explicit KorTemplateLiteralExpression(const Value& literal);
-  static Ref<KorTemplateLiteralExpression> expressionWithLiteral(const Value& literal);
+  explicit KorTemplateLiteralExpression(Value literal);
+  static Ref<KorTemplateLiteralExpression> expressionWithLiteral(Value literal);
 
   const Value& literal() const noexcept { return literal_; }
   void setLiteral(const Value& value) { literal_ = value; }

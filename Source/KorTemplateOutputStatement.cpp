@@ -8,9 +8,9 @@ namespace tavlo {
 KorTemplateOutputStatement::KorTemplateOutputStatement()
     : KorTemplateOutputStatement(KorTemplateLiteralExpression::expressionWithLiteral(NSNull::null())) {}
 
-KorTemplateOutputStatement::KorTemplateOutputStatement(const Ref<KorTemplateExpression>& expression)
-    : KorTemplateStatement(kOutputKind), expression_(expression) {
-  requireParameter(expression != nullptr, "theExpression != nil");
+KorTemplateOutputStatement::KorTemplateOutputStatement(Ref<KorTemplateExpression> expression)
+    : KorTemplateStatement(kOutputKind), expression_(std::move(expression)) {
+  requireParameter(expression_ != nullptr, "theExpression != nil");
 }
 
 void KorTemplateOutputStatement::executeWithEnvironment(KorTemplateEnvironment* environment) {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <string>
+#include <utility>
+
 #include "Source/KorTemplateBinaryExpression.h"
 #include "Source/KorTemplateEnvironment.h"
 #include "Source/KorTemplateExpression.h"
@@ -15,9 +18,9 @@ class KorTemplateOutputStatement final : public KorTemplateStatement {
   // Over a literal of the null object.
   KorTemplateOutputStatement();
   // The expression may not be absent.
-  explicit KorTemplateOutputStatement(const Ref<KorTemplateExpression>& expression);
-  static Ref<KorTemplateOutputStatement> statementWithExpression(const Ref<KorTemplateExpression>& expression) {
-    return makeRef<KorTemplateOutputStatement>(expression);
+  explicit KorTemplateOutputStatement(Ref<KorTemplateExpression> expression);
+  static Ref<KorTemplateOutputStatement> statementWithExpression(Ref<KorTemplateExpression> expression) {
+    return makeRef<KorTemplateOutputStatement>(std::move(expression));
   }
 
   const Ref<KorTemplateExpression>& expression() const noexcept { return expression_; }

@@ -1,7 +1,9 @@
 #include "Source/KorTemplateParser.h"
 
 #include <algorithm>
+#include <bit>
 #include <functional>
+#include <iterator>
 #include <utility>
 
 #include "Foundation/NSNumber.h"
@@ -53,12 +55,11 @@ constexpr OperatorText kOperatorTexts[] = {
     {"||", KorTemplateOperatorOr},
 };
 
-// A bit of its own for each operator, none for a text that is no operator.
-std::uint32_t bitOfOperator(std::string_view text) {
-  for (const OperatorText& row : kOperatorTexts) {
-    if (row.text == text) return 1U << static_cast<std::uint32_t>(row.op);
-  }
-  return 0;
+// The place of an operator in the table; the table's size for a text that is no operator.
+std::uint32_t levelOfOperator(std::string_view text) {
+  std::uint32_t level = 0;
+  while (level < std::size(kOperatorTexts) && kOperatorTexts[level].text != text) ++level;
+  return level;
 }
 
 // The text behind the first character, which stands for the kind of token.
@@ -68,8 +69,9 @@ std::string_view withoutFirst(std::string_view text) {
 }
 
 // Takes out of a list, in the end, what has been moved together: the items from `end` up to `index`.
+template <class Items>
 struct GapCloser {
-  KorWorkingList& items;
+  Items& items;
   const std::size_t& end;
   const std::size_t& index;
 
@@ -142,6 +144,9 @@ KorTemplateParser::KorTemplateParser(const Ref<NSString>& string, const Ref<KorR
       limits_(limits),
       stackGuard_(StackGuard::forThisThread(limits.stackLeft)) {
   requireParameter(string != nullptr, "string != nil");
+  constexpr std::size_t kFew = 16;  // most expressions hold no more
+  working_.reserve(kFew);
+  closers_.reserve(kFew);
 }
 
 std::int32_t KorTemplateParser::lineFromToken(const KorToken* token) const {
@@ -161,15 +166,16 @@ std::string KorTemplateParser::stringFromToken(const KorToken* token) const {
 
 // The text of a sub-token of the current block is found by its byte offset; a token from elsewhere is looked for by its
 // position, as stringFromToken() does for every token.
-std::string_view KorTemplateParser::textOf(const KorToken& token) const {
-  if (currentBlockToken_ != nullptr && currentBlockToken_->isCompound) {
+inline std::string_view KorTemplateParser::textOf(const KorToken& token) const {
+  if (currentBlockToken_ != nullptr && currentBlockToken_->isCompound) [[likely]] {
     const auto& subtokens = static_cast<const KorCompoundToken*>(currentBlockToken_)->subtokens;
     const KorToken* const first = subtokens.data();
     const std::less<> before;
     const bool knowsItsBytes = token.byteLength != 0 || token.length == 0;
-    if (knowsItsBytes && !before(&token, first) && before(&token, first + subtokens.size())) {
-      if (token.byteOffset > inputString_->byteLength()) raiseRange(token.byteOffset, inputString_->byteLength());
-      return inputString_->view().substr(token.byteOffset, token.byteLength);
+    if (knowsItsBytes && !before(&token, first) && before(&token, first + subtokens.size())) [[likely]] {
+      const std::string_view text = inputString_->view();
+      if (token.byteOffset > text.size()) raiseRange(token.byteOffset, text.size());
+      return {text.data() + token.byteOffset, std::min<std::size_t>(token.byteLength, text.size() - token.byteOffset)};
     }
   }
   return textAtPosition(positionFromToken(&token), token.length);
@@ -226,17 +232,18 @@ Ref<Node> KorTemplateParser::placed(Ref<Node> statement, const KorToken& block) 
 // Expressions.
 
 KorTemplateParser::ExpressionTokens KorTemplateParser::withClosers(const KorTokenList& tokens) {
-  closers_.assign(tokens.size(), 0);
+  if (closers_.size() < tokens.size()) closers_.resize(tokens.size());
   openings_.clear();
   for (std::size_t index = 0; index < tokens.size(); ++index) {
     if (tokens[index].tokenClass == &ParenthesisStart) {
+      closers_[index] = 0;
       openings_.push_back(index);
     } else if (tokens[index].tokenClass == &ParenthesisEnd && !openings_.empty()) {
       closers_[openings_.back()] = static_cast<std::uint32_t>(index - openings_.back());
       openings_.pop_back();
     }
   }
-  return {tokens.span(), closers_};
+  return {tokens.span(), closers_.data()};
 }
 
 Ref<KorTemplateExpression> KorTemplateParser::parseExpressionFromTokens(const KorTokenList& tokens) {
@@ -248,14 +255,17 @@ Ref<KorTemplateExpression> KorTemplateParser::parseExpressionFromTokens(const Ko
 // The working list is the end of a list that all expressions being read share, from `base` on.
 Ref<KorTemplateExpression> KorTemplateParser::parseExpression(const ExpressionTokens& tokens) {
   const std::size_t base = working_.size();
-  std::uint32_t operators = 0;  // a bit each
+  std::uint32_t levels = 0;  // a bit for each that has an operator here
   for (std::size_t index = 0; index < tokens.size();) {
     index = parseOperandOrOperator(tokens, index, base);
-    const KorToken* operatorToken = working_.back().operatorToken;
-    if (operatorToken != nullptr) operators |= bitOfOperator(textOf(*operatorToken));
+    const Item& item = working_.back();
+    if (item.operatorToken != nullptr) levels |= 1U << item.level;
   }
-  for (const OperatorText& row : kOperatorTexts) {
-    if ((operators & bitOfOperator(row.text)) != 0) fold(working_, base, row.text);
+  levels &= (1U << std::size(kOperatorTexts)) - 1;
+  for (; levels != 0; levels &= levels - 1) {
+    const auto level = static_cast<std::uint32_t>(std::countr_zero(levels));
+    fold(working_, base, kOperatorTexts[level].text,
+         [level](const Item& item) { return item.operatorToken != nullptr && item.level == level; });
   }
   if (working_.size() != base + 1) {
     raiseSyntaxError(tokens.size() == 0 ? nullptr : &tokens.tokens.back(), "Invalid expression");
@@ -270,7 +280,7 @@ std::size_t KorTemplateParser::parseOperandOrOperator(const ExpressionTokens& to
                                                       std::size_t base) {
   const KorToken& token = tokens.tokens[index];
   if (token.tokenClass == &BinaryOperator || token.tokenClass == &AssignmentOperator) {
-    working_.push_back({nullptr, &token});
+    working_.push_back({nullptr, &token, levelOfOperator(textOf(token))});
     return index + 1;
   }
   std::size_t last = index;
@@ -283,7 +293,7 @@ std::size_t KorTemplateParser::parseOperandOrOperator(const ExpressionTokens& to
     operand = parseLiteral(token);
     if (operand == nullptr) raiseUnexpectedToken(token, working_.size() - base);
   }
-  working_.push_back({std::move(operand), nullptr});
+  working_.push_back({std::move(operand), nullptr, 0});
   return last + 1;
 }
 
@@ -294,19 +304,29 @@ void KorTemplateParser::raiseUnexpectedToken(const KorToken& token, std::size_t 
 }
 
 // A literal or a variable; absent for a token that is neither.
-Ref<KorTemplateExpression> KorTemplateParser::parseLiteral(const KorToken& token) const {
-  const auto literalOf = [](const Value& value) { return KorTemplateLiteralExpression::expressionWithLiteral(value); };
+Ref<KorTemplateExpression> KorTemplateParser::parseLiteral(const KorToken& token) {
+  const auto literalOf = [](Value value) {
+    return KorTemplateLiteralExpression::expressionWithLiteral(std::move(value));
+  };
   const std::string_view text = textOf(token);
   const KorTokenClass* const tokenClass = token.tokenClass;
-  if (tokenClass == &Variable) return KorTemplateVariableExpression::expressionWithVariable(withoutFirst(text));
+  if (tokenClass == &Variable) return parseVariable(withoutFirst(text));
   if (tokenClass == &NonIntegralNumericLiteral) return literalOf(textAsDouble(text));
   if (tokenClass == &StringLiteral) return literalOf(NSString::stringWithValidUTF8(text, Counting::Atomic));
   if (tokenClass == &IntegralNumericLiteral) return literalOf(textAsInt(text));
   if (tokenClass == &RegexStringLiteral) return KorTemplateRegexExpression::expressionWithRegexString(patternOf(text));
   if (tokenClass == &BooleanKeyword) return literalOf(equalsIgnoringCase(text, "true"));
   if (tokenClass == &NullKeyword) return literalOf(NSNull::null());
-  if (tokenClass == &IntrinsicVariable) return KorTemplateVariableExpression::expressionWithVariable(text);
+  if (tokenClass == &IntrinsicVariable) return parseVariable(text);
   return {};
+}
+
+Ref<KorTemplateExpression> KorTemplateParser::parseVariable(std::string_view variable) {
+  const std::size_t dot = variable.find('.');
+  if (dot == std::string_view::npos) {
+    return makeRef<KorTemplateVariableExpression>(names_.nameForText(variable), Name(), Name());
+  }
+  return makeRef<KorTemplateVariableExpression>(names_.nameForText(variable.substr(0, dot)), variable.substr(dot + 1));
 }
 
 Ref<KorTemplateExpression> KorTemplateParser::parseParenthesis(const ExpressionTokens& tokens, std::size_t index,
@@ -333,7 +353,7 @@ Ref<KorTemplateFunctionCallExpression> KorTemplateParser::parseFunctionCallExpre
 Ref<KorTemplateFunctionCallExpression> KorTemplateParser::parseCall(const ExpressionTokens& tokens, std::size_t index,
                                                                     std::size_t& close) {
   Ref<KorTemplateFunctionCallExpression> call =
-      KorTemplateFunctionCallExpression::expressionWithFunctionName(textOf(tokens.tokens[index]));
+      KorTemplateFunctionCallExpression::expressionWithFunctionName(names_.nameForText(textOf(tokens.tokens[index])));
   const std::size_t open = index + 1;
   const KorToken* openToken = open < tokens.size() ? &tokens.tokens[open] : nullptr;
   if (openToken == nullptr || openToken->tokenClass != &ParenthesisStart) {
@@ -354,11 +374,11 @@ void KorTemplateParser::parseArguments(const ExpressionTokens& tokens, KorTempla
     if (tokens.tokens[index].tokenClass == &ParenthesisStart) {
       index += tokens.closers[index];
     } else if (tokens.tokens[index].tokenClass == &ArgumentSeparator) {
-      call.addArgumentExpression(parseExpression(tokens.sub(first, index)));
+      call.argumentExpressions().append(parseExpression(tokens.sub(first, index)));
       first = index + 1;
     }
   }
-  call.addArgumentExpression(parseExpression(tokens.sub(first, tokens.size())));
+  call.argumentExpressions().append(parseExpression(tokens.sub(first, tokens.size())));
 }
 
 void KorTemplateParser::promoteExpressionsWithOperatorInArray(const Text& op, KorWorkingList* expressions) {
@@ -373,40 +393,45 @@ void KorTemplateParser::promoteExpressionsWithOperatorInArray(const Text& op, Ko
   }
   std::ranges::sort(operands);
   if (areTheEngines && std::ranges::adjacent_find(operands) == operands.end()) {
-    fold(*expressions, 0, op.view());
+    fold(*expressions, 0, op.view(), [&](const KorWorkingItem& item) {
+      return item.operatorToken != nullptr && textOf(*item.operatorToken) == op.view();
+    });
   } else {
     foldEverywhere(*expressions, op.view());
   }
 }
 
 // The items from `base` on, none of which stands there twice, folded in one walk.
-void KorTemplateParser::fold(KorWorkingList& items, std::size_t base, std::string_view op) {
+template <class WorkingItem, class IsOccurrence>
+void KorTemplateParser::fold(std::vector<WorkingItem>& items, std::size_t base, std::string_view op,
+                             const IsOccurrence& isOccurrence) {
   std::size_t end = base;  // of what has been walked over, moved together
   std::size_t index = base;
-  const GapCloser closer{items, end, index};  // also where an operator has no operand
+  const GapCloser<std::vector<WorkingItem>> closer{items, end, index};  // also where an operator has no operand
   for (; index < items.size(); ++index) {
-    const KorToken* token = items[index].operatorToken;
-    if (token == nullptr || textOf(*token) != op) {
+    if (!isOccurrence(items[index])) {
       if (end != index) items[end] = std::move(items[index]);
       ++end;
       continue;
     }
-    const KorWorkingItem* right = index + 1 < items.size() ? &items[index + 1] : nullptr;
-    Ref<KorTemplateExpression> node = foldedNode(op, token, end > base ? &items[end - 1] : nullptr, right);
-    items[end - 1] = {std::move(node), nullptr};
+    WorkingItem* const left = end > base ? &items[end - 1] : nullptr;
+    WorkingItem* const right = index + 1 < items.size() ? &items[index + 1] : nullptr;
+    requireOperands(op, items[index].operatorToken, left, right);
+    left->expression = makeRef<KorTemplateBinaryExpression>(operatorForString(op), std::move(left->expression),
+                                                            std::move(right->expression));
     ++index;
   }
 }
 
-Ref<KorTemplateExpression> KorTemplateParser::foldedNode(std::string_view op, const KorToken* token,
-                                                         const KorWorkingItem* left, const KorWorkingItem* right) {
+template <class WorkingItem>
+void KorTemplateParser::requireOperands(std::string_view op, const KorToken* token, const WorkingItem* left,
+                                        const WorkingItem* right) {
   if (left == nullptr || left->expression == nullptr) {
     raiseSyntaxError(token, "Expression required to left of %@ operator", op);
   }
   if (right == nullptr || right->expression == nullptr) {
     raiseSyntaxError(token, "Expression required to right of %@ operator", op);
   }
-  return makeRef<KorTemplateBinaryExpression>(operatorForString(op), left->expression, right->expression);
 }
 
 // The same for a list made by hand in which an operand stands more than once: folding one of them removes them all.
@@ -416,9 +441,9 @@ void KorTemplateParser::foldEverywhere(KorWorkingList& items, std::string_view o
     if (token == nullptr || textOf(*token) != op) continue;
     const KorWorkingItem* left = index > 0 ? &items[index - 1] : nullptr;
     const KorWorkingItem* right = index + 1 < items.size() ? &items[index + 1] : nullptr;
-    const Ref<KorTemplateExpression> node = foldedNode(op, token, left, right);
+    requireOperands(op, token, left, right);
     const Ref<KorTemplateExpression> removed[] = {left->expression, right->expression};
-    items[index] = {node, nullptr};
+    items[index] = {makeRef<KorTemplateBinaryExpression>(operatorForString(op), removed[0], removed[1]), nullptr};
     for (const Ref<KorTemplateExpression>& operand : removed) {
       std::erase_if(items, [&operand](const KorWorkingItem& item) {
         return item.expression != nullptr && areEqualItems(item.expression, operand);
@@ -484,13 +509,13 @@ Ref<KorTemplateStatement> KorTemplateParser::parseIfStatementForToken(const KorC
   Ref<KorTemplateConditionalStatement> current = outermost;
   bool readsTrue = true;
   for (;;) {
-    const Ref<KorTemplateStatement> statement = nextStatement();
+    Ref<KorTemplateStatement> statement = nextStatement();
     if (statement == nullptr) {
       place_ = opening;
       raiseSyntaxError(currentBlockToken_, "if statement: endif statement not found");
     }
     if (statement->kind() != kBlockKind) {
-      readsTrue ? current->addTrueStatement(statement) : current->addFalseStatement(statement);
+      (readsTrue ? current->trueStatements() : current->falseStatements()).append(std::move(statement));
     } else if (divideConditional(statement, readsTrue, current)) {
       return outermost;
     }
@@ -548,16 +573,16 @@ Ref<KorTemplateStatement> KorTemplateParser::parseForEachStatementForToken(const
   const KorTokenList collection = headExpression(*token, 4, "foreach statement: ')' expected");
   const KorToken first = token->subtokens[4];  // a copy: the body's blocks take the place of this one
   const Nesting nesting(*this, *token);
-  const Name loopVariable = withoutFirst(textOf(variable));
+  const Name loopVariable = names_.nameForText(withoutFirst(textOf(variable)));
   const Ref<KorTemplateEnumerationStatement> enumeration =
       placed(KorTemplateEnumerationStatement::statementWithExpressionLoopVariable(parseExpressionFromTokens(collection),
                                                                                   loopVariable),
              *token);
   for (;;) {
-    const Ref<KorTemplateStatement> statement = nextStatement();
+    Ref<KorTemplateStatement> statement = nextStatement();
     if (statement == nullptr) raiseSyntaxError(&first, "foreach statement: missing endforeach statement");
     if (statement->kind() != kBlockKind) {
-      enumeration->addLoopStatement(statement);
+      enumeration->loopStatements().append(std::move(statement));
       continue;
     }
     const Text keyword = static_cast<const KorTemplateBlockStatement&>(*statement).keyword();
@@ -568,7 +593,7 @@ Ref<KorTemplateStatement> KorTemplateParser::parseForEachStatementForToken(const
 
 Ref<KorTemplateStatement> KorTemplateParser::parseFunctionDefinitionStatementForToken(const KorCompoundToken* token) {
   requireParameter(token != nullptr, "token != nil");
-  const Name name = textOf(expect(*token, 1, Symbol, "function statement: name expected"));
+  const Name name = names_.nameForText(textOf(expect(*token, 1, Symbol, "function statement: name expected")));
   (void)expect(*token, 2, ParenthesisStart, "function statement: opening parenthesis expected");
   const Ref<KorTemplateInternalFunction> function = KorTemplateInternalFunction::function();
   const std::size_t close = parseParameters(*token, *function);
@@ -577,10 +602,10 @@ Ref<KorTemplateStatement> KorTemplateParser::parseFunctionDefinitionStatementFor
   const Nesting nesting(*this, *token);
   const ParsingFunction parsing(*this);
   for (;;) {
-    const Ref<KorTemplateStatement> statement = nextStatement();
+    Ref<KorTemplateStatement> statement = nextStatement();
     if (statement == nullptr) raiseSyntaxError(&end, "function definition: missing endfunction statement");
     if (statement->kind() != kBlockKind) {
-      function->addStatement(statement);
+      function->statements().append(std::move(statement));
       continue;
     }
     const Text keyword = static_cast<const KorTemplateBlockStatement&>(*statement).keyword();
@@ -605,7 +630,7 @@ std::size_t KorTemplateParser::parseParameters(const KorCompoundToken& token, Ko
       raiseSyntaxError(argument, "function statement: %@\". variable name expected in argument list",
                        argument == nullptr ? std::string_view() : textOf(*argument));
     }
-    function.addArgument(withoutFirst(textOf(*argument)));
+    function.arguments().append(names_.nameForText(withoutFirst(textOf(*argument))));
     const KorToken* separator = subtokenAt(token, index + 1);
     index += separator != nullptr && separator->tokenClass == &ArgumentSeparator ? 2 : 1;
   }

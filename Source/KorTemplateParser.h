@@ -116,16 +116,23 @@ class KorTemplateParser : public NSObject {
   // Tokens with, for each opening parenthesis, the distance to its closing one; 0 where there is none.
   struct ExpressionTokens {
     std::span<const KorToken> tokens;
-    std::span<const std::uint32_t> closers;
+    const std::uint32_t* closers;  // of as many tokens; set for opening parentheses alone
 
     std::size_t size() const noexcept { return tokens.size(); }
     ExpressionTokens sub(std::size_t from, std::size_t to) const noexcept {
-      return {tokens.subspan(from, to - from), closers.subspan(from, to - from)};
+      return {tokens.subspan(from, to - from), closers + from};
     }
     // The place of the parenthesis that closes the one at `open`; absent where the tokens end before it.
     std::size_t closer(std::size_t open) const noexcept {
       return closers[open] == 0 || open + closers[open] >= size() ? 0 : open + closers[open];
     }
+  };
+
+  // An item of the expression being read: an operand, or an operator that still wants its operands.
+  struct Item {
+    Ref<KorTemplateExpression> expression;    // absent for an operator
+    const KorToken* operatorToken = nullptr;  // not owned
+    std::uint32_t level = 0;                  // of an operator, the place among those of the language
   };
 
   static void setupScannerRules();
@@ -142,15 +149,17 @@ class KorTemplateParser : public NSObject {
   ExpressionTokens withClosers(const KorTokenList& tokens);
   Ref<KorTemplateExpression> parseExpression(const ExpressionTokens& tokens);
   std::size_t parseOperandOrOperator(const ExpressionTokens& tokens, std::size_t index, std::size_t base);
-  Ref<KorTemplateExpression> parseLiteral(const KorToken& token) const;
+  Ref<KorTemplateExpression> parseLiteral(const KorToken& token);
+  Ref<KorTemplateExpression> parseVariable(std::string_view variable);
   Ref<KorTemplateExpression> parseParenthesis(const ExpressionTokens& tokens, std::size_t index, std::size_t& close);
   Ref<KorTemplateFunctionCallExpression> parseCall(const ExpressionTokens& tokens, std::size_t index,
                                                    std::size_t& close);
   void parseArguments(const ExpressionTokens& tokens, KorTemplateFunctionCallExpression& call);
   void raiseUnexpectedToken(const KorToken& token, std::size_t items);
-  void fold(KorWorkingList& items, std::size_t base, std::string_view op);
-  Ref<KorTemplateExpression> foldedNode(std::string_view op, const KorToken* token, const KorWorkingItem* left,
-                                        const KorWorkingItem* right);
+  template <class WorkingItem, class IsOccurrence>
+  void fold(std::vector<WorkingItem>& items, std::size_t base, std::string_view op, const IsOccurrence& isOccurrence);
+  template <class WorkingItem>
+  void requireOperands(std::string_view op, const KorToken* token, const WorkingItem* left, const WorkingItem* right);
   void foldEverywhere(KorWorkingList& items, std::string_view op);
 
   bool divideConditional(const Ref<KorTemplateStatement>& statement, bool& readsTrue,
@@ -175,7 +184,8 @@ class KorTemplateParser : public NSObject {
   StackGuard stackGuard_;
   std::int32_t nesting_ = 0;  // control structures and parentheses around what is being read
   SourceRange place_;
-  KorWorkingList working_;              // of the expressions being read, the innermost last
+  NameCache names_;
+  std::vector<Item> working_;           // of the expressions being read, the innermost last
   std::vector<std::uint32_t> closers_;  // of the expression being read
   std::vector<std::size_t> openings_;   // while closers_ are found
 };

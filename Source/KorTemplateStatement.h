@@ -3,9 +3,9 @@
 #include <cstddef>
 
 #include "Foundation/NSObject.h"
+#include "Foundation/ObjectArena.h"
 #include "Foundation/Ref.h"
 #include "Source/Completion.h"
-#include "Source/NodeArena.h"
 #include "Source/NodeKind.h"
 #include "Source/SourceRange.h"
 
@@ -34,8 +34,8 @@ class KorTemplateStatement : public NSObject {
 
   const char* className() const override { return "KorTemplateStatement"; }
 
-  static void* operator new(std::size_t size) { return NodeArena::allocate(size); }
-  static void operator delete(void* memory) noexcept { NodeArena::free(memory); }
+  static void* operator new(std::size_t size) { return ObjectArena::allocate(size); }
+  static void operator delete(void* memory) noexcept { ObjectArena::free(memory); }
 
  protected:
   explicit KorTemplateStatement(ObjectKind kind = ObjectKind::Other) : NSObject(kind, Counting::Atomic) {}

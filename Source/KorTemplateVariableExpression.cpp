@@ -1,6 +1,7 @@
 #include "Source/KorTemplateVariableExpression.h"
 
-#include <cstring>
+#include <mutex>
+#include <string>
 
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
@@ -19,6 +20,12 @@ KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& variabl
   if (!keyPath.isAbsent()) path_ = std::make_unique<NSKeyPath>(keyPath.view());
 }
 
+KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& rootName, std::string_view keyPath)
+    : KorTemplateExpression(kVariableKind),
+      isNamed_(false),
+      rootName_(rootName),
+      path_(std::make_unique<NSKeyPath>(keyPath)) {}
+
 KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& variable)
     : KorTemplateExpression(kVariableKind) {
   requireParameter(!variable.isAbsent(), "name != nil");
@@ -28,6 +35,7 @@ KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& variabl
 void KorTemplateVariableExpression::setVariable(const Name& value) {
   requireParameter(!value.isAbsent(), "value != nil");
   variable_ = value;
+  isNamed_.store(true, std::memory_order_release);
   rootName_ = nullptr;
   path_ = nullptr;
   const std::string_view text = variable_.view();
@@ -35,6 +43,16 @@ void KorTemplateVariableExpression::setVariable(const Name& value) {
   if (dot == std::string_view::npos) return;
   rootName_ = text.substr(0, dot);
   path_ = std::make_unique<NSKeyPath>(text.substr(dot + 1));
+}
+
+const Name& KorTemplateVariableExpression::joinedVariable() const {
+  static auto& mutex = *new std::mutex;  // nodes may outlive every static object
+  const std::lock_guard lock(mutex);
+  if (!isNamed_.load(std::memory_order_relaxed)) {
+    variable_ = std::string(rootName_.view()) + "." + std::string(path_->text());
+    isNamed_.store(true, std::memory_order_release);
+  }
+  return variable_;
 }
 
 RawValue KorTemplateVariableExpression::peekPath(const KorTemplateEnvironment& environment) const noexcept {
@@ -85,11 +103,11 @@ Value KorTemplateVariableExpression::evaluateWithEnvironment(KorTemplateEnvironm
 }
 
 Ref<KorTemplateExpression> KorTemplateVariableExpression::copyWithZone(NSZone* /*zone*/) const {
-  return makeRef<KorTemplateVariableExpression>(variable_, rootName_, keyPath());
+  return makeRef<KorTemplateVariableExpression>(variable(), rootName_, keyPath());
 }
 
 void KorTemplateVariableExpression::describe(Description& out) const {
-  out.format("{ %@ variable: \"%@\" }", Description::base(*this), variable_);
+  out.format("{ %@ variable: \"%@\" }", Description::base(*this), variable());
 }
 
 }  // namespace tavlo

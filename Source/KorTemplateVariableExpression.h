@@ -1,6 +1,8 @@
 #pragma once
 
+#include <atomic>
 #include <memory>
+#include <string_view>
 
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/Name.h"
@@ -16,13 +18,15 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   KorTemplateVariableExpression();
   // Takes the three texts as they are, without splitting. Root name and key path may be absent; the variable may not.
   KorTemplateVariableExpression(const Name& variable, const Name& rootName, const Name& keyPath);
+  // The variable whose text is the two with a "." between them; neither is absent.
+  KorTemplateVariableExpression(const Name& rootName, std::string_view keyPath);
   // The variable's text without its "$"; the first "." parts the name of the root from the key path.
   explicit KorTemplateVariableExpression(const Name& variable);
   static Ref<KorTemplateVariableExpression> expressionWithVariable(const Name& variable) {
     return makeRef<KorTemplateVariableExpression>(variable);
   }
 
-  const Name& variable() const noexcept { return variable_; }
+  const Name& variable() const { return isNamed_.load(std::memory_order_acquire) ? variable_ : joinedVariable(); }
   void setVariable(const Name& value);
   // Both are absent where the variable has no ".".
   const Name& rootName() const noexcept { return rootName_; }
@@ -54,8 +58,11 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
  private:
   RawValue peekPath(const KorTemplateEnvironment& environment) const noexcept;
   static Value valueAtPath(const NSKeyPath& path, const Value& root);
+  const Name& joinedVariable() const;
 
-  Name variable_;
+  mutable Name variable_;
+  // Whether variable_ has been set. Few ask for the name of a variable with a key path, so that only then it is made.
+  mutable std::atomic<bool> isNamed_{true};
   Name rootName_;
   std::unique_ptr<NSKeyPath> path_;  // absent without a key path
 };

@@ -13,14 +13,27 @@ constexpr bool isASCIIDigit(char byte) noexcept {
   return byte >= '0' && byte <= '9';
 }
 
-constexpr std::array<bool, 128> kASCIIWords = [] {
-  std::array<bool, 128> words{};
-  for (std::size_t letter = 0; letter < words.size(); ++letter) {
+using Bytes = std::array<bool, 256>;
+
+// The word characters of ASCII, and what is `also` wanted of it.
+constexpr Bytes wordsOfASCII(std::string_view also) {
+  Bytes words{};
+  for (std::size_t letter = 0; letter < 128; ++letter) {
     const char byte = static_cast<char>(letter);
     words[letter] = isASCIIDigit(byte) || (byte >= 'a' && byte <= 'z') || (byte >= 'A' && byte <= 'Z') || byte == '_';
   }
+  for (const char byte : also) words[static_cast<unsigned char>(byte)] = true;
   return words;
-}();
+}
+
+constexpr Bytes kASCIIWords = wordsOfASCII("");
+constexpr Bytes kVariableBytes = wordsOfASCII(".@");
+
+// Where a run of those bytes ends that begins at `at`.
+std::uint32_t skipBytes(const Bytes& bytes, std::string_view text, std::uint32_t at) noexcept {
+  while (at < text.size() && bytes[static_cast<unsigned char>(text[at])]) ++at;
+  return at;
+}
 
 constexpr bool isASCII(char byte) noexcept {
   return static_cast<unsigned char>(byte) < 0x80;
@@ -188,8 +201,8 @@ std::uint32_t variable(std::string_view text, std::uint32_t at, SearchMemo& /*me
   if (byteAt(text, at) != '$') return at;
   std::uint32_t end = at + 1;
   for (;;) {
-    const char byte = byteAt(text, end);
-    const std::uint32_t length = byte == '.' || byte == '@' ? 1 : classWordLength(text, end);
+    end = skipBytes(kVariableBytes, text, end);
+    const std::uint32_t length = classWordLength(text, end);  // of a character beyond ASCII
     if (length == 0) break;
     end += length;
   }
@@ -204,8 +217,8 @@ std::uint32_t intrinsicVariable(std::string_view text, std::uint32_t at, SearchM
 }
 
 std::uint32_t word(std::string_view text, std::uint32_t at, SearchMemo& /*memo*/) {
-  std::uint32_t end = at;
-  while (const std::uint32_t length = wordLength(text, end)) end += length;
+  std::uint32_t end = skipBytes(kASCIIWords, text, at);
+  while (const std::uint32_t length = wordLength(text, end)) end = skipBytes(kASCIIWords, text, end + length);
   return end;
 }
 
@@ -222,7 +235,7 @@ FirstBytes startingWith(std::string_view ascii, bool orBeyondASCII) {
 
 FirstBytes startingWithWord() {
   FirstBytes bytes = startingWith("", true);
-  for (std::size_t letter = 0; letter < kASCIIWords.size(); ++letter) bytes.set(letter, kASCIIWords[letter]);
+  for (std::size_t letter = 0; letter < 128; ++letter) bytes.set(letter, kASCIIWords[letter]);
   return bytes;
 }
 

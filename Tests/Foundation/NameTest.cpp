@@ -24,6 +24,21 @@ TEST(Name, IsTheSameForTheSameText) {
   EXPECT_NE(one.hash(), Name("Name").hash());
 }
 
+TEST(NameCache, GivesTheNamesOfTheProcess) {
+  NameCache cache;
+  for (int round = 0; round < 3; ++round) {
+    for (int number = 0; number < 1000; ++number) {  // more than it remembers
+      const std::string text = "n" + std::to_string(number % 300);
+      const Name name = cache.nameForText(text);
+      ASSERT_EQ(name, Name(text));
+      ASSERT_EQ(cache.nameForText(text), name);
+    }
+  }
+  EXPECT_EQ(cache.nameForText(""), Name(""));
+  EXPECT_EQ(raisedName([&] { (void)cache.nameForText("\xff"); }), "NSInvalidArgumentException");
+  EXPECT_EQ(raisedName([&] { (void)cache.nameForText("\xff"); }), "NSInvalidArgumentException");
+}
+
 TEST(Name, IsAbsentOnlyWhenMadeOfNothing) {
   EXPECT_TRUE(Name().isAbsent());
   EXPECT_TRUE(Name(nullptr).isAbsent());

@@ -15,6 +15,17 @@ bool isSurrogate(char32_t character) {
   return character >= 0xD800 && character <= 0xDFFF;
 }
 
+TEST(ASCII, EndsAtTheFirstByteBeyondIt) {
+  for (std::size_t size = 0; size < 80; ++size) {
+    for (std::size_t from = 0; from <= size; ++from) {
+      EXPECT_EQ(endOfASCII(std::string(size, 'a'), from), size);
+      const std::string text = std::string(size, 'a') + "\x80" + std::string(40, 'a');
+      EXPECT_EQ(endOfASCII(text, from), size);
+      EXPECT_EQ(endOfASCII(text, size + 1), text.size());
+    }
+  }
+}
+
 struct InvalidRow {
   const char* what;
   std::string text;

@@ -231,6 +231,47 @@ TEST(RuleList, SkipsToTheOneByteThatMatters) {
   EXPECT_EQ(tokensOf("nothing", rules), "");
 }
 
+// White space is passed over by the rule behind, so that the way to the one text that matters is one search.
+TEST(RuleList, SkipsWhiteSpaceWithAllTheRest) {
+  const auto two = [](std::string_view text, std::uint32_t at, SearchMemo& /*memo*/) {
+    return text.substr(at).starts_with("<?") ? at + 2 : at;
+  };
+  const Ref<KorPartitionRule> block = KorPartitionRule::ruleWithBoundary(KorRegularExpressionRule::ruleWithPattern(
+      "<\\?", classNamed('s'), two, FirstBytes().set(static_cast<unsigned char>('<'))));
+  block->setClosingClass(classNamed('e'));
+  block->addRule(pattern("\\?>", 'e'));
+  EXPECT_EQ(block->opening(), "<?");
+  const Rules rules = {KorWhitespaceRule::rule(), block, KorDefaultScannerRule::ruleWithTokenClass(nullptr)};
+  struct Row {
+    const char* what;
+    std::string text;
+    std::string tokens;
+  };
+  const Row rows[] = {
+      {"nothing", "a b", ""},
+      {"white space alone", " \n\u3000", ""},
+      {"white space beyond ASCII", "\u00a0\u3000<?\u3000?>", "{1:2+5 s0:0+2'<?' e0:3+2'?>'}"},
+      {"other characters that begin like it", "\u00a9\u3001<? ?>", "{1:2+5 s0:0+2'<?' e0:3+2'?>'}"},
+      {"half an opening", "<<p>< ?<", ""},
+      {"half an opening before one", "<<? ?><", "{1:1+5 s0:0+2'<?' e0:3+2'?>'}"},
+  };
+  for (const Row& row : rows) EXPECT_EQ(tokensOf(row.text, rules), row.tokens) << row.what;
+}
+
+// What a pattern without operators matches is known from its text.
+TEST(KorRegularExpressionRule, NamesItsOpeningWhereItsPatternIsPlainText) {
+  struct Row {
+    const char* pattern;
+    const char* opening;
+  };
+  const Row rows[] = {{"<\\?", "<?"}, {"=", "="},  {"\\(", "("}, {"<\\d", ""}, {"\\w+", ""},
+                      {"<?", ""},     {"<|>", ""}, {"a", ""},    {"", ""},     {"<\\", ""}};
+  for (const Row& row : rows) {
+    EXPECT_EQ(KorRegularExpressionRule::ruleWithPattern(row.pattern, classNamed('x'))->opening(), row.opening)
+        << row.pattern;
+  }
+}
+
 // Without a rule that takes what is left, a byte is passed over only by those that skip.
 TEST(RuleList, StopsWhereARuleMakesTokensOrNoneMatches) {
   const Rules rules = {KorWhitespaceRule::rule(),

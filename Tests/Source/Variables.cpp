@@ -1,6 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDate.h"
 #include "Foundation/NSDictionary.h"
@@ -43,6 +47,24 @@ TEST(KorTemplateVariableExpression, SplitsItsTextAtTheFirstPoint) {
       EXPECT_EQ(expression->keyPath(), row.path) << row.variable;
     }
   }
+}
+
+TEST(KorTemplateVariableExpression, JoinsItsNameWhenSomebodyAsks) {
+  const auto expression = makeRef<KorTemplateVariableExpression>(Name("a"), std::string_view("b.c"));
+  EXPECT_EQ(expression->rootName(), Name("a"));
+  EXPECT_EQ(expression->keyPath(), Name("b.c"));
+  std::vector<std::thread> threads;
+  std::atomic<int> same = 0;
+  for (int number = 0; number < 4; ++number) {
+    threads.emplace_back([&] { same += expression->variable() == Name("a.b.c") ? 1 : 0; });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(same, 4);
+  const Ref<KorTemplateExpression> copied =
+      makeRef<KorTemplateVariableExpression>(Name(""), std::string_view())->copyWithZone();
+  EXPECT_EQ(as<KorTemplateVariableExpression>(copied).variable(), Name("."));
+  expression->setVariable("x");
+  EXPECT_EQ(expression->variable(), Name("x"));
 }
 
 TEST(KorTemplateVariableExpression, TakesThreeTextsUnsplit) {

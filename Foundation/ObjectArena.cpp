@@ -1,0 +1,83 @@
+#include "Foundation/ObjectArena.h"
+
+#include <new>
+
+namespace tavlo {
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kUsesArenas = false;  // each object has borders of its own there
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kUsesArenas = false;
+#else
+constexpr bool kUsesArenas = true;
+#endif
+#else
+constexpr bool kUsesArenas = true;
+#endif
+
+[[gnu::tls_model("initial-exec")]] thread_local ObjectArena* currentArena = nullptr;
+
+}  // namespace
+
+ObjectArena::Scope::Scope(ObjectArena& arena) noexcept : outer_(currentArena) {
+  if (kUsesArenas) currentArena = &arena;
+}
+
+ObjectArena::Scope::~Scope() {
+  currentArena = outer_;
+}
+
+void* ObjectArena::allocate(std::size_t size) {
+  size = (size + sizeof(Header) + alignof(Header) - 1) / alignof(Header) * alignof(Header);
+  ObjectArena* const arena = currentArena;
+  if (arena == nullptr) return allocateOnHeap(size);
+  if (size > static_cast<std::size_t>(arena->end_ - arena->next_)) [[unlikely]] {
+    if (size > kLargest) return allocateOnHeap(size);
+    arena->takeChunk();
+  }
+  auto* header = new (arena->next_) Header{arena->chunk_};
+  arena->next_ += size;
+  ++arena->objects_;
+  return header + 1;
+}
+
+void* ObjectArena::allocateOnHeap(std::size_t size) {
+  auto* header = new (::operator new(size)) Header{nullptr};
+  return header + 1;
+}
+
+void ObjectArena::takeChunk() {
+  leaveChunk();
+  chunk_ = new (::operator new(kChunkSize)) Chunk{kWhileFilled};
+  next_ = reinterpret_cast<char*>(chunk_) + sizeof(Header);
+  end_ = reinterpret_cast<char*>(chunk_) + kChunkSize;
+}
+
+void ObjectArena::free(void* memory) noexcept {
+  auto* header = static_cast<Header*>(memory) - 1;
+  if (header->chunk == nullptr) {
+    ::operator delete(header);
+  } else {
+    letGoOf(header->chunk, 1);
+  }
+}
+
+void ObjectArena::leaveChunk() noexcept {
+  if (chunk_ != nullptr) letGoOf(chunk_, kWhileFilled - objects_);
+  chunk_ = nullptr;
+  next_ = end_ = nullptr;
+  objects_ = 0;
+}
+
+// The last users need not be counted down: nobody else is left to see it.
+void ObjectArena::letGoOf(Chunk* chunk, std::uint32_t users) noexcept {
+  if (chunk->users.load(std::memory_order_acquire) == users ||
+      chunk->users.fetch_sub(users, std::memory_order_acq_rel) == users) {
+    ::operator delete(chunk);
+  }
+}
+
+}  // namespace tavlo

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+
+namespace tavlo {
+
+// Memory for what is made together and mostly ends together, such as the nodes and the texts of one template, taken in
+// chunks: a chunk is freed with the last object in it, so that an object that somebody keeps keeps no more than its
+// chunk. What is made while no arena is current comes from the heap; under the address sanitizer everything does.
+class ObjectArena {
+ public:
+  ObjectArena() = default;
+  ~ObjectArena() { leaveChunk(); }
+  ObjectArena(const ObjectArena&) = delete;
+  ObjectArena& operator=(const ObjectArena&) = delete;
+
+  // Makes an arena the one that the thread's objects come from, until the scope ends.
+  class Scope {
+   public:
+    explicit Scope(ObjectArena& arena) noexcept;
+    ~Scope();
+    Scope(const Scope&) = delete;
+    Scope& operator=(const Scope&) = delete;
+
+   private:
+    ObjectArena* outer_;
+  };
+
+  // What the operators new and delete of such objects call. Memory may be freed by any thread.
+  static void* allocate(std::size_t size);
+  static void free(void* memory) noexcept;
+
+  // The same for what containers hold.
+  template <class T>
+  struct Allocator {
+    using value_type = T;
+
+    Allocator() = default;
+    template <class U>
+    explicit Allocator(const Allocator<U>& /*other*/) noexcept {}
+
+    T* allocate(std::size_t count) { return static_cast<T*>(ObjectArena::allocate(count * sizeof(T))); }
+    void deallocate(T* memory, std::size_t /*count*/) noexcept { ObjectArena::free(memory); }
+
+    friend bool operator==(const Allocator&, const Allocator&) = default;
+  };
+
+ private:
+  struct Chunk {
+    std::atomic<std::uint32_t> users;  // the objects in it; many more while it is filled
+  };
+
+  // Stands before every object.
+  struct Header {
+    Chunk* chunk;  // null for an object from the heap
+  };
+
+  static constexpr std::size_t kChunkSize = std::size_t{16} * 1024;
+  static constexpr std::size_t kLargest = 1024;            // for which a new chunk is taken
+  static constexpr std::uint32_t kWhileFilled = 1U << 31;  // users that a chunk has beyond its objects until it is left
+
+  static void* allocateOnHeap(std::size_t size);
+  void takeChunk();
+  void leaveChunk() noexcept;
+  static void letGoOf(Chunk* chunk, std::uint32_t users) noexcept;
+
+  Chunk* chunk_ = nullptr;
+  char* next_ = nullptr;       // in chunk_, the first free byte
+  char* end_ = nullptr;        // of chunk_
+  std::uint32_t objects_ = 0;  // made in chunk_, not counted there yet
+};
+
+}  // namespace tavlo

@@ -1,0 +1,85 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Foundation/NSString.h"
+#include "Foundation/ObjectArena.h"
+
+namespace tavlo::test {
+
+namespace {
+
+Ref<NSString> atomicString(const std::string& text) {
+  return NSString::stringWithValidUTF8(text, Counting::Atomic);
+}
+
+// Sizes around those of a chunk and of what still gets into one.
+std::vector<std::string> textsOfManySizes() {
+  std::vector<std::string> texts;
+  for (std::size_t size = 0; size < 40'000; size = size * 5 / 4 + 1) {
+    texts.emplace_back(size, static_cast<char>('a' + texts.size() % 26));
+    texts.emplace_back(size % 100, static_cast<char>('A' + texts.size() % 26));
+  }
+  return texts;
+}
+
+TEST(ObjectArena, LeavesWhatItMadeBehind) {
+  const std::vector<std::string> texts = textsOfManySizes();
+  std::vector<Ref<NSString>> strings;
+  {
+    ObjectArena arena;
+    const ObjectArena::Scope scope(arena);
+    for (int round = 0; round < 3; ++round) {
+      for (const std::string& text : texts) strings.push_back(atomicString(text));
+    }
+    for (std::size_t index = 0; index < strings.size(); index += 2) strings[index] = nullptr;
+  }
+  for (std::size_t index = 1; index < strings.size(); index += 2) {
+    EXPECT_EQ(strings[index]->view(), texts[index % texts.size()]);
+    EXPECT_EQ(strings[index]->kind(), ObjectKind::String);
+  }
+}
+
+TEST(ObjectArena, IsTheOneOfTheInnermostScope) {
+  ObjectArena outer;
+  ObjectArena inner;
+  const ObjectArena::Scope outerScope(outer);
+  const Ref<NSString> first = atomicString("first");
+  {
+    const ObjectArena::Scope innerScope(inner);
+    EXPECT_EQ(atomicString("second")->view(), "second");
+  }
+  EXPECT_EQ(atomicString("third")->view(), "third");
+  EXPECT_EQ(first->view(), "first");
+}
+
+TEST(ObjectArena, LetsAnyThreadFreeWhileItGoesOn) {
+  ObjectArena arena;
+  const ObjectArena::Scope scope(arena);
+  for (int round = 0; round < 20; ++round) {
+    std::vector<Ref<NSString>> strings;
+    for (int number = 0; number < 500; ++number) strings.push_back(atomicString("text " + std::to_string(number)));
+    std::thread freeing([taken = std::move(strings)]() mutable {
+      for (std::size_t index = 0; index < taken.size(); ++index) {
+        EXPECT_EQ(taken[index]->view(), "text " + std::to_string(index));
+        taken[index] = nullptr;
+      }
+    });
+    for (int number = 0; number < 500; ++number) EXPECT_EQ(atomicString("own")->view(), "own");
+    freeing.join();
+  }
+}
+
+TEST(ObjectArena, ServesContainers) {
+  ObjectArena arena;
+  const ObjectArena::Scope scope(arena);
+  std::vector<int, ObjectArena::Allocator<int>> numbers;
+  for (int number = 0; number < 10'000; ++number) numbers.push_back(number);
+  for (int number = 0; number < 10'000; ++number) ASSERT_EQ(numbers[static_cast<std::size_t>(number)], number);
+}
+
+}  // namespace
+
+}  // namespace tavlo::test
