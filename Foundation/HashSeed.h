@@ -5,6 +5,9 @@
 
 namespace tavlo {
 
+// What a hash is of, so that numbers and collections of different kinds differ.
+enum class HashKind : std::uint8_t { Number, Array, Dictionary, Set };
+
 // The random numbers that hashes start from. Every process draws its own, so that nobody can choose data whose hashes
 // collide in it.
 class HashSeed {
@@ -23,6 +26,10 @@ class HashSeed {
   std::uint64_t mixed(std::uint64_t left, std::uint64_t right) const noexcept {
     const Product product = multiplied(left ^ first_, right ^ second_);
     return product.low ^ product.high;
+  }
+  // The hash of what has so many parts, from what has been mixed of the parts.
+  std::uint64_t completed(std::uint64_t mixedParts, HashKind kind, std::uint64_t count) const noexcept {
+    return mixed(mixedParts, (count << 2) | static_cast<std::uint64_t>(kind));
   }
 
  private:
