@@ -1,13 +1,14 @@
 #include "Foundation/NSNumber.h"
 
 #include <algorithm>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstring>
-#include <functional>
 #include <limits>
 #include <type_traits>
 
+#include "Foundation/HashSeed.h"
 #include "Foundation/Utf8.h"
 
 namespace tavlo {
@@ -192,18 +193,25 @@ NumberOrder compareNumbers(RawValue left, RawValue right) noexcept {
   return compareIntegers(wide(left), wide(right));
 }
 
-std::size_t hashOfNumber(RawValue number) noexcept {
-  if (!isReal(number)) return std::hash<std::uint64_t>{}(number.payload.unsignedInteger);
+namespace {
+
+// What equal numbers have in common: the bits of the integer that the number is, or of the double.
+std::uint64_t commonBits(RawValue number) noexcept {
+  if (!isReal(number)) return number.payload.unsignedInteger;
   const double real = numberAsDouble(number);
   const auto asSigned = clampedInteger<std::int64_t>(real);
   if (compareIntegerWithDouble({asSigned < 0, static_cast<std::uint64_t>(asSigned)}, real) == NumberOrder::Equal) {
-    return std::hash<std::uint64_t>{}(static_cast<std::uint64_t>(asSigned));
+    return static_cast<std::uint64_t>(asSigned);
   }
   const auto asUnsigned = clampedInteger<std::uint64_t>(real);
-  if (compareIntegerWithDouble({false, asUnsigned}, real) == NumberOrder::Equal) {
-    return std::hash<std::uint64_t>{}(asUnsigned);
-  }
-  return std::hash<double>{}(real);
+  if (compareIntegerWithDouble({false, asUnsigned}, real) == NumberOrder::Equal) return asUnsigned;
+  return std::bit_cast<std::uint64_t>(real);
+}
+
+}  // namespace
+
+std::size_t hashOfNumber(RawValue number) noexcept {
+  return HashSeed::ofProcess().completed(commonBits(number), HashKind::Number, 0);
 }
 
 namespace {

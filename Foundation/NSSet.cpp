@@ -52,10 +52,6 @@ bool NSSet::isEqual(const NSObject& other, std::int32_t depth) const {
          });
 }
 
-std::size_t NSSet::hash() const {
-  return Value(Ref<NSSet>::retaining(const_cast<NSSet*>(this))).hash();  // NOLINT(*-const-cast): counted
-}
-
 bool NSSet::findValueForKey(const NSString& key, Value& value) const {
   return findValuesForKey(members_, key, value);
 }

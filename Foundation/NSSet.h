@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "Foundation/HashSeed.h"
 #include "Foundation/ListArgument.h"
 #include "Foundation/NSEnumerator.h"
 #include "Foundation/NSObject.h"
@@ -13,12 +14,20 @@
 
 namespace tavlo {
 
-// Finds equal values fast; keeps none of them.
+// Finds equal values fast. What they hold must not change.
 class ValueSet {
  public:
   // Whether the value was not there yet; it is from here on.
-  bool insert(const Value& value) { return values_.insert(value).second; }
-  bool contains(const Value& value) const { return values_.contains(value); }
+  bool insert(const Value& value) {
+    const Member member{value.hash(), value};
+    if (!members_.insert(member).second) return false;
+    hash_ += HashSeed::ofProcess().mixed(member.hash, 0);
+    return true;
+  }
+  bool contains(const Value& value) const { return members_.contains({value.hash(), value}); }
+
+  // Of all that is there, in whatever order it came.
+  std::uint64_t hash() const { return HashSeed::ofProcess().completed(hash_, HashKind::Set, members_.size()); }
 
   // While it stands, values are compared as those of collections that lie that deep.
   class AtDepth {
@@ -33,15 +42,22 @@ class ValueSet {
   };
 
  private:
+  struct Member {
+    std::size_t hash;
+    Value value;
+  };
   struct Hash {
-    std::size_t operator()(const Value& value) const { return value.hash(); }
+    std::size_t operator()(const Member& member) const noexcept { return member.hash; }
   };
   struct Equal {
-    bool operator()(const Value& left, const Value& right) const { return left.isEqual(right, depth_); }
+    bool operator()(const Member& left, const Member& right) const {
+      return left.hash == right.hash && left.value.isEqual(right.value, depth_);
+    }
   };
   static thread_local std::int32_t depth_;
 
-  std::unordered_set<Value, Hash, Equal> values_;
+  std::unordered_set<Member, Hash, Equal> members_;
+  std::uint64_t hash_ = 0;
 };
 
 // Values without equals among them, in the order in which they were put in.
@@ -59,7 +75,8 @@ class NSSet final : public NSObject {
   const char* className() const override { return "NSSet"; }
   void describe(Description& out) const override;
   bool isEqual(const NSObject& other, std::int32_t depth = 0) const override;
-  std::size_t hash() const override;
+  // Computed with the set, so that sets inside sets are not walked again and again.
+  std::size_t hash() const override { return index_.hash(); }
   bool findValueForKey(const NSString& key, Value& value) const override;
   Ref<NSEnumerator> objectEnumerator() const override;
 

@@ -4,13 +4,13 @@
 
 #include <algorithm>
 #include <cstring>
-#include <functional>
 #include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
 #include "Foundation/Description.h"
+#include "Foundation/HashSeed.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSNumber.h"
 #include "Foundation/ObjectArena.h"
@@ -127,9 +127,8 @@ bool NSString::isEqual(const NSObject& other, std::int32_t /*depth*/) const {
 }
 
 std::uint32_t NSString::hashOf(std::string_view text) noexcept {
-  const std::size_t hash = std::hash<std::string_view>{}(text);
-  const auto folded = static_cast<std::uint32_t>(hash ^ (hash >> 32));
-  return folded == 0 ? 1 : folded;
+  const auto hash = static_cast<std::uint32_t>(HashSeed::ofProcess().hashOfText(text));
+  return hash == 0 ? 1 : hash;
 }
 
 std::uint32_t NSString::computeHash() const noexcept {

@@ -94,6 +94,7 @@ class NSString : public NSObject {
     const std::uint32_t known = hash_.load(std::memory_order_relaxed);
     return known != 0 ? known : computeHash();
   }
+  // The same for a text, as long as the process runs; another process hashes otherwise.
   static std::uint32_t hashOf(std::string_view text) noexcept;
   std::optional<bool> isLessThan(const Value& other) const override;
   std::optional<bool> isGreaterThan(const Value& other) const override;

@@ -2,11 +2,11 @@
 
 #include <array>
 #include <cstring>
-#include <functional>
 #include <mutex>
 #include <new>
 #include <unordered_set>
 
+#include "Foundation/HashSeed.h"
 #include "Foundation/Utf8.h"
 
 namespace tavlo {
@@ -37,7 +37,7 @@ struct Name::Entry {
 class NameTable {
  public:
   static Name::Entry* intern(std::string_view text) {
-    const Key key{text, std::hash<std::string_view>{}(text)};
+    const Key key{text, HashSeed::ofProcess().hashOfText(text)};
     Part& part = partOf(key.hash);
     const std::lock_guard lock(part.mutex);
     if (const auto found = part.entries.find(key); found != part.entries.end()) {

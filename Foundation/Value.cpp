@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Foundation/Description.h"
+#include "Foundation/HashSeed.h"
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
@@ -15,13 +16,6 @@
 
 namespace tavlo {
 
-namespace {
-
-constexpr std::int32_t kHashedLevels = 8;
-constexpr std::size_t kHashFactor = 31;
-
-}  // namespace
-
 Value::Value(std::string_view text) : raw_(ofObject(NSString::stringWithUTF8(text).leak())) {}
 
 bool Value::isEqual(const Value& other, std::int32_t depth) const {
@@ -31,40 +25,87 @@ bool Value::isEqual(const Value& other, std::int32_t depth) const {
   return object() == other.object() || object()->isEqual(*other.object(), depth);
 }
 
-std::size_t Value::hash() const {
-  return hash(kHashedLevels);
-}
+namespace {
 
-// What collections hold is looked at for some levels; deeper ones count by their sizes. The order of a dictionary's
-// entries and of a set's members does not count.
-std::size_t Value::hash(std::int32_t levels) const {
+// The hash of a list or a dictionary: of all that is inside, without recursion. The order of a dictionary's entries
+// does not count.
+class CollectionHash {
+ public:
+  std::uint64_t of(const NSObject& collection) {
+    open_.push_back(opened(collection));
+    for (std::size_t values = 0; values < kMostValues; ++values) {
+      while (open_.back().next >= open_.back().count) {
+        const std::uint64_t whole = closed(open_.back());
+        open_.pop_back();
+        if (open_.empty()) return whole;
+        add(whole);
+      }
+      const Value& child = nextChild();
+      if (isWalked(child)) {
+        open_.push_back(opened(*child.object()));
+      } else {
+        add(child.hash());
+      }
+    }
+    return closed(opened(collection));
+  }
+
+  static bool isWalked(const Value& value) {
+    const NSObject* object = value.object();
+    return object != nullptr && (object->kind() == ObjectKind::Array || object->kind() == ObjectKind::Dictionary);
+  }
+
+ private:
+  // What holds more values counts by its size alone: values whose parts are shared have no end.
+  static constexpr std::size_t kMostValues = 32768;
+
+  // A collection that the walk is inside of.
+  struct Open {
+    const NSObject* collection;
+    std::size_t count;
+    std::size_t next;
+    std::uint64_t hash;  // of what lies before `next`
+  };
+
+  static Open opened(const NSObject& collection) {
+    const std::size_t count = collection.kind() == ObjectKind::Array ? static_cast<const NSArray&>(collection).count()
+                                                                     : entriesOf(collection).size();
+    return {&collection, count, 0, 0};
+  }
+  static const std::vector<NSDictionary::Entry>& entriesOf(const NSObject& dictionary) {
+    return static_cast<const NSDictionary&>(dictionary).entries();
+  }
+
+  std::uint64_t closed(const Open& open) const {
+    const bool isArray = open.collection->kind() == ObjectKind::Array;
+    return seed_.completed(open.hash, isArray ? HashKind::Array : HashKind::Dictionary, open.count);
+  }
+  const Value& nextChild() const {
+    const Open& open = open_.back();
+    return open.collection->kind() == ObjectKind::Array ? static_cast<const NSArray&>(*open.collection)[open.next]
+                                                        : entriesOf(*open.collection)[open.next].value;
+  }
+  void add(std::uint64_t hash) {
+    Open& open = open_.back();
+    if (open.collection->kind() == ObjectKind::Array) {
+      open.hash = seed_.mixed(open.hash, hash);
+    } else {
+      open.hash += seed_.mixed(entriesOf(*open.collection)[open.next].key->hash32(), hash);
+    }
+    ++open.next;
+  }
+
+  const HashSeed& seed_ = HashSeed::ofProcess();
+  std::vector<Open> open_;  // from the outermost to the innermost
+};
+
+}  // namespace
+
+std::size_t Value::hash() const {
   if (isNumber()) return hashOfNumber(raw_);
   const NSObject* held = object();
   if (held == nullptr) return static_cast<std::size_t>(kind());
-  std::size_t hash = 0;
-  switch (held->kind()) {
-    case ObjectKind::Array:
-      hash = static_cast<const NSArray*>(held)->count();
-      if (levels == 0) return hash;
-      for (const Value& element : static_cast<const NSArray*>(held)->elements()) {
-        hash = hash * kHashFactor + element.hash(levels - 1);
-      }
-      return hash;
-    case ObjectKind::Dictionary:
-      hash = static_cast<const NSDictionary*>(held)->count();
-      if (levels == 0) return hash;
-      for (const NSDictionary::Entry& entry : static_cast<const NSDictionary*>(held)->entries()) {
-        hash += entry.key->hash() * (entry.value.hash(levels - 1) | 1);
-      }
-      return hash;
-    case ObjectKind::Set:
-      hash = static_cast<const NSSet*>(held)->count();
-      if (levels == 0) return hash;
-      for (const Value& member : static_cast<const NSSet*>(held)->members()) hash += member.hash(levels - 1);
-      return hash;
-    default:
-      return held->hash();
-  }
+  return CollectionHash::isWalked(*this) ? CollectionHash().of(*held) : held->hash();
 }
 
 std::optional<bool> Value::isLessThan(const Value& other) const {
@@ -129,7 +170,8 @@ class Holdings {
 
   void markShared() const {
     for (const NSObject* object : objects_) {
-      (void)object->hash();  // settles what is computed on demand
+      const bool isComputedAnew = object->kind() == ObjectKind::Array || object->kind() == ObjectKind::Dictionary;
+      if (!isComputedAnew) (void)object->hash();  // settles what is computed on demand, and kept
       object->markShared();
     }
   }

@@ -118,6 +118,7 @@ class Value {
   // Equality of values: numbers by their mathematical value, strings unit by unit, collections by their contents, the
   // null object and absence only with themselves. `depth` counts the collections around the two.
   bool isEqual(const Value& other, std::int32_t depth = 0) const;
+  // The same for equal values, as long as the process runs.
   std::size_t hash() const;
 
   // Whether this value comes before (after) the other; absent when the pair has no order.
@@ -141,8 +142,6 @@ class Value {
   void share() const;
 
  private:
-  std::size_t hash(std::int32_t levels) const;
-
   struct Adopt {};
   constexpr Value(RawValue raw, Adopt) noexcept : raw_(raw) {}
 

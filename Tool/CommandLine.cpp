@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <string_view>
 
@@ -15,6 +16,14 @@ constexpr const char* kWhereToLook = "; 'tavlo help render' shows the usage";
 
 [[noreturn]] void raiseUsage(const std::string& reason) {
   throw Failure::ofUsage(reason + kWhereToLook);
+}
+
+// The library names them too, the last one first.
+[[noreturn]] void raiseUnexpected(const std::vector<std::string>& arguments) {
+  std::string reason =
+      arguments.size() > 1 ? "The following arguments were not expected:" : "The following argument was not expected:";
+  for (const std::string& argument : arguments) reason += ' ' + argument;
+  raiseUsage(reason);
 }
 
 RenderOptions::Definition definitionFrom(const std::string& argument) {
@@ -59,6 +68,8 @@ class Parser {
       return {app_.help(), {}};
     } catch (const CLI::CallForVersion& version) {
       return {version.what() + std::string("\n"), {}};
+    } catch (const CLI::ExtrasError&) {
+      raiseUnexpected(app_.remaining(true));
     } catch (const CLI::ParseError& error) {
       raiseUsage(error.what());
     }
@@ -133,10 +144,14 @@ CommandLine CommandLine::parse(const std::vector<std::string>& arguments) {
 
 ErrorFormat CommandLine::errorFormatOf(const std::vector<std::string>& arguments) {
   constexpr std::string_view kOption = "--error-format";
+  constexpr std::array<std::string_view, 7> kWithValue = {kOption, "-d", "--data", "-D", "--define", "-o", "--output"};
   for (std::size_t index = 0; index < arguments.size(); ++index) {
-    if (arguments[index] == "--") break;
-    const bool isNext = arguments[index] == kOption && index + 1 < arguments.size() && arguments[index + 1] == "json";
-    if (isNext || arguments[index] == std::string(kOption) + "=json") return ErrorFormat::JSON;
+    const std::string& argument = arguments[index];
+    if (argument == "--") break;
+    if (argument == std::string(kOption) + "=json") return ErrorFormat::JSON;
+    if (std::ranges::find(kWithValue, argument) == kWithValue.end()) continue;
+    ++index;  // its value, whatever that looks like
+    if (argument == kOption && index < arguments.size() && arguments[index] == "json") return ErrorFormat::JSON;
   }
   return ErrorFormat::Text;
 }

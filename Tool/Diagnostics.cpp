@@ -9,6 +9,7 @@
 
 #include "Foundation/Utf8.h"
 #include "Tool/FileDescriptor.h"
+#include "Tool/PrintableText.h"
 
 namespace tavlo {
 
@@ -63,11 +64,11 @@ class ObjectWriter {
 };
 
 std::string asText(const Failure& failure) {
-  std::string text = failure.file;
+  std::string text = printable(failure.file);
   if (failure.place.has_value()) {
     text += ':' + std::to_string(failure.place->line) + ':' + std::to_string(failure.place->column);
   }
-  return text + ": " + failure.name + ": " + failure.reason + '\n' + failure.excerpt;
+  return text + ": " + failure.name + ": " + printable(failure.reason) + '\n' + failure.excerpt;
 }
 
 std::string asJSON(const Failure& failure) {
@@ -89,7 +90,7 @@ void tell(const std::string& text) {
 }  // namespace
 
 void Diagnostics::writeDiagnostic(std::string_view text) const {
-  if (format_ == ErrorFormat::Text) return tell(std::string(text) + '\n');
+  if (format_ == ErrorFormat::Text) return tell(printable(text, LineBreaks::Kept) + '\n');
   ObjectWriter object;
   object.add("kind", "diagnostic");
   object.add("text", text);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <optional>
 #include <string>
 
@@ -9,7 +11,8 @@
 namespace tavlo {
 
 // Where the rendered text goes: standard output, or a file. A regular file is replaced as a whole and only by keep(),
-// through links and with its mode; anything else (a device, a pipe) is written to directly.
+// through links and with its mode. Anything else is written to directly: a device, a pipe, and a file that is open, as
+// standard output, as standard error, or by its number in "/dev/fd".
 class OutputFile {
  public:
   // Absent or "-" is standard output. Throws `Failure` when the file cannot be written to.
@@ -23,6 +26,9 @@ class OutputFile {
   void keep();
 
  private:
+  // `old` is the file that is there; null where there is none.
+  void prepareReplacement(const std::string& path, const struct stat* old);
+
   std::string name_;
   std::string path_;  // of the regular file, behind all links
   std::optional<FileDescriptor> direct_;

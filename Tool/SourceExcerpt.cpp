@@ -1,17 +1,14 @@
 #include "Tool/SourceExcerpt.h"
 
-#include <utf8proc.h>
-
 #include <algorithm>
 
-#include "Foundation/Utf8.h"
+#include "Tool/PrintableText.h"
 #include "Tool/TextPlace.h"
 
 namespace tavlo {
 
 namespace {
 
-constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
 constexpr std::string_view kCut = "...";
 // How much of a line is shown before and after the caret, in bytes.
 constexpr std::size_t kShown = 400;
@@ -36,19 +33,10 @@ Window windowAround(std::string_view line, std::size_t offset) {
 // Writes the text as it can be shown at `shown`, and what takes the same room but is blank at `blank`.
 void show(std::string_view text, std::string& shown, std::string& blank) {
   while (!text.empty()) {
-    utf8proc_int32_t character = 0;
-    const utf8proc_ssize_t read = utf8proc_iterate(reinterpret_cast<const utf8proc_uint8_t*>(text.data()),
-                                                   static_cast<utf8proc_ssize_t>(text.size()), &character);
-    const std::size_t length = read > 0 ? static_cast<std::size_t>(read) : 1;
-    const bool isTab = read > 0 && character == '\t';
-    if (isTab || (read > 0 && utf8proc_category(character) != UTF8PROC_CATEGORY_CC)) {
-      shown += text.substr(0, length);
-      blank.append(isTab ? 1 : static_cast<std::size_t>(utf8proc_charwidth(character)), isTab ? '\t' : ' ');
-    } else {
-      shown += kReplacement;
-      blank += ' ';
-    }
-    text.remove_prefix(length);
+    const PrintableCharacter next = PrintableCharacter::firstOf(text);
+    shown += next.shown;
+    blank.append(next.width, text.front() == '\t' ? '\t' : ' ');
+    text.remove_prefix(next.byteLength);
   }
 }
 

@@ -70,7 +70,7 @@ void TemporaryFile::create(const std::string& folder) {
   const SignalsHeld held;
   for (int attempt = 0; !file_.isOpen(); ++attempt) {
     path_ = start + std::to_string(attempt);
-    file_ = FileDescriptor(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+    file_ = FileDescriptor(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!file_.isOpen() && errno != EEXIST) raiseSystemError();
   }
   existing = path_.c_str();

@@ -10,7 +10,8 @@ namespace tavlo {
 // program, unless it has taken the other's place by then. One exists at a time.
 class TemporaryFile {
  public:
-  // A file in the folder of `path`. Throws `std::system_error` when there can be none.
+  // A file in the folder of `path` that only its owner may read and write. Throws `std::system_error` when there can be
+  // none.
   explicit TemporaryFile(const std::string& path);
   ~TemporaryFile();
   TemporaryFile(const TemporaryFile&) = delete;

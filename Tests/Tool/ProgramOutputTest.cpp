@@ -12,6 +12,7 @@
 
 #include "Tests/Tool/ProgramRun.h"
 #include "Tests/Tool/WorkFolder.h"
+#include "Tool/TemporaryFile.h"
 
 namespace tavlo {
 
@@ -48,6 +49,64 @@ TEST(ProgramOutput, ReplacesAFileAsAWholeAndKeepsItsMode) {
     EXPECT_EQ(modeOf(folder.path("result")), mode);
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"result", "template"}));
   }
+}
+
+TEST(ProgramOutput, IsNobodyElsesToReadWhileItIsWritten) {
+  const WorkFolder folder;
+  const TemporaryFile file(folder.path("result"));
+  ASSERT_EQ(folder.names().size(), 1U);
+  EXPECT_EQ(modeOf(folder.path(folder.names().front())), 0600U);
+}
+
+TEST(ProgramOutput, GivesANewFileTheModeThatTheProcessGivesFiles) {
+  for (const mode_t mask : {0077U, 0027U, 0022U, 0000U}) {
+    const WorkFolder folder;
+    folder.write("template", "text");
+    const mode_t before = ::umask(mask);
+    ProgramRun run(folder, {"render", "template", "-o", "result"});
+    EXPECT_EQ(run.status(), 0) << run.errors();
+    ::umask(before);
+    EXPECT_EQ(modeOf(folder.path("result")), 0666U & ~mask);
+  }
+}
+
+TEST(ProgramOutput, GoesOnWhereAnOpenFileStandsThatItIsSentTo) {
+  for (const char* path : {"/dev/stdout", "/dev/fd/1", "/proc/self/fd/1", "link", "result"}) {
+    const WorkFolder folder;
+    folder.write("template", "<? function f($a) ?><? endfunction ?>one<? f() ?>two");
+    folder.write("result", std::string(80, '.'));
+    std::filesystem::create_symlink("/dev/stdout", folder.path("link"));
+    ProgramRun run(folder, {"render", "template", "-o", path},
+                   {.outputFile = folder.path("result").c_str(), .errorsGoToOutput = true});
+    EXPECT_EQ(run.status(), 0) << path;
+    EXPECT_EQ(folder.read("result"),
+              "oneIncorrect number of arguments for function. 0 supplied, 1 expected\ntwo.......")
+        << path;
+    EXPECT_EQ(folder.names(), (std::vector<std::string>{"link", "result", "template"})) << path;
+  }
+}
+
+TEST(ProgramOutput, GoesToStandardErrorWhereThatIsAFile) {
+  for (const char* path : {"/dev/stderr", "/dev/fd/2"}) {
+    const WorkFolder folder;
+    folder.write("template", "<? function f($a) ?><? endfunction ?>one<? f() ?>two");
+    ProgramRun run(folder, {"render", "template", "-o", path});
+    EXPECT_EQ(run.status(), 0) << path;
+    EXPECT_EQ(run.errors(), "oneIncorrect number of arguments for function. 0 supplied, 1 expected\ntwo") << path;
+    EXPECT_EQ(run.output(), "") << path;
+  }
+}
+
+TEST(ProgramOutput, IsAddedToTheOpenFileOfAnotherProcess) {
+  const WorkFolder folder;
+  folder.write("template", "new");
+  folder.write("result", "old,");
+  const int opened = ::open(folder.path("result").c_str(), O_WRONLY | O_CLOEXEC);
+  const std::string path = "/proc/" + std::to_string(::getpid()) + "/fd/" + std::to_string(opened);
+  ProgramRun run(folder, {"render", "template", "-o", path});
+  EXPECT_EQ(run.status(), 0) << run.errors();
+  ::close(opened);
+  EXPECT_EQ(folder.read("result"), "old,new");
 }
 
 TEST(ProgramOutput, GoesThroughLinks) {

@@ -93,6 +93,26 @@ TEST(Program, RefusesWrongUsage) {
        2,
        "",
        "tavlo: usage: The following argument was not expected: list" + kLook},
+      {"many templates, in their order",
+       {"render", "hello", "x", "y", "z"},
+       2,
+       "",
+       "tavlo: usage: The following arguments were not expected: x y z" + kLook},
+      {"an unknown option with a value",
+       {"render", "hello", "--fast", "3"},
+       2,
+       "",
+       "tavlo: usage: The following arguments were not expected: --fast 3" + kLook},
+      {"unknown commands, in their order",
+       {"draw", "a", "b"},
+       2,
+       "",
+       "tavlo: usage: The following arguments were not expected: draw a b" + kLook},
+      {"a form of errors that is another option's value",
+       {"render", "-D", "--error-format=json", "hello", "-Z"},
+       2,
+       "",
+       "tavlo: usage: The following argument was not expected: -Z" + kLook},
       {"an unknown option",
        {"render", "--fast", "hello"},
        2,
@@ -254,6 +274,41 @@ TEST(Program, ShowsWhereATemplateFails) {
   for (const Row& row : rows) expectRow(row);
 }
 
+TEST(Program, ShowsNoControlCharactersAndKeepsAFailureOnOneLine) {
+  const Row rows[] = {
+      {"a file's name",
+       {"render", "\x1B[1m\n\x7F\xFF"},
+       2,
+       "",
+       "\uFFFD[1m\uFFFD\uFFFD\uFFFD: input: The file cannot be read: No such file or directory\n"},
+      {"an argument",
+       {"render", "hello", "-\x1B[1m"},
+       2,
+       "",
+       "tavlo: usage: The following argument was not expected: -\uFFFD[1m" + kLook},
+      {"a reason",
+       {"render", "-", "-D", "text=a\x1B\n\t\u009B日本b"},
+       1,
+       "",
+       "-:1:1: NSGenericException: a\uFFFD\uFFFD\t\uFFFD日本b does not implement isLessThan:\n<? $text < 1 ?>\n^\n",
+       "<? $text < 1 ?>"},
+      {"a diagnostic, which may have many lines",
+       {"render", "-", "-D", "text=a\x1B\nb"},
+       0,
+       "",
+       "a\uFFFD\nb does not implement isLessThan:\n",
+       "<? function f($a) ?><? $a < 1 ?><? endfunction ?><? f($text) ?>"},
+      {"errors as JSON",
+       {"render", "\x1B\n", "--error-format=json"},
+       2,
+       "",
+       R"({"kind":"error","name":"input","reason":"The file cannot be read: No such file or directory",)"
+       R"("file":"\u001B\n"})"
+       "\n"},
+  };
+  for (const Row& row : rows) expectRow(row);
+}
+
 TEST(Program, WritesErrorsAsJSONWhenAskedTo) {
   const Row rows[] = {
       {"a syntax error",
@@ -298,6 +353,13 @@ TEST(Program, WritesErrorsAsJSONWhenAskedTo) {
        "",
        R"({"kind":"error","name":"usage","reason":"TEMPLATE is required; 'tavlo help render' shows the usage",)"
        R"("file":"tavlo"})"
+       "\n"},
+      {"wrong usage, asked for behind another option's value",
+       {"render", "hello", "-o", "--data", "--error-format", "json", "-Z"},
+       2,
+       "",
+       R"({"kind":"error","name":"usage","reason":"The following argument was not expected: -Z; )"
+       R"('tavlo help render' shows the usage","file":"tavlo"})"
        "\n"},
       {"an output",
        {"render", "hello", "-o", ".", "--error-format", "json"},
