@@ -28,26 +28,26 @@ bool Value::isEqual(const Value& other, std::int32_t depth) const {
 namespace {
 
 // The hash of a list or a dictionary: of all that is inside, without recursion. The order of a dictionary's entries
-// does not count.
+// does not count. A host's object inside may change what is walked, which is therefore held and looked at anew.
 class CollectionHash {
  public:
-  std::uint64_t of(const NSObject& collection) {
-    open_.push_back(opened(collection));
+  std::uint64_t of(const Value& collection) {
+    open_.push_back(opened(collection, 0));
     for (std::size_t values = 0; values < kMostValues; ++values) {
-      while (open_.back().next >= open_.back().count) {
-        const std::uint64_t whole = closed(open_.back());
+      while (open_.back().next >= sizeOf(open_.back())) {
+        const Open inner = std::move(open_.back());
         open_.pop_back();
-        if (open_.empty()) return whole;
-        add(whole);
+        if (open_.empty()) return closed(inner);
+        add(closed(inner), inner.keyHash);
       }
-      const Value& child = nextChild();
+      const auto [child, keyHash] = takeChild();
       if (isWalked(child)) {
-        open_.push_back(opened(*child.object()));
+        open_.push_back(opened(child, keyHash));
       } else {
-        add(child.hash());
+        add(child.hash(), keyHash);
       }
     }
-    return closed(opened(collection));
+    return closed(opened(collection, 0));
   }
 
   static bool isWalked(const Value& value) {
@@ -61,38 +61,45 @@ class CollectionHash {
 
   // A collection that the walk is inside of.
   struct Open {
-    const NSObject* collection;
-    std::size_t count;
+    Value collection;
+    std::uint32_t keyHash;  // of the key it has in the dictionary around it
+    std::size_t count;      // when it was opened
     std::size_t next;
     std::uint64_t hash;  // of what lies before `next`
   };
+  struct Child {
+    Value value;
+    std::uint32_t keyHash;
+  };
 
-  static Open opened(const NSObject& collection) {
-    const std::size_t count = collection.kind() == ObjectKind::Array ? static_cast<const NSArray&>(collection).count()
-                                                                     : entriesOf(collection).size();
-    return {&collection, count, 0, 0};
+  static bool isArray(const Value& collection) { return collection.object()->kind() == ObjectKind::Array; }
+  static const std::vector<Value>& elementsOf(const Value& array) {
+    return static_cast<const NSArray&>(*array.object()).elements();
   }
-  static const std::vector<NSDictionary::Entry>& entriesOf(const NSObject& dictionary) {
-    return static_cast<const NSDictionary&>(dictionary).entries();
+  static const std::vector<NSDictionary::Entry>& entriesOf(const Value& dictionary) {
+    return static_cast<const NSDictionary&>(*dictionary.object()).entries();
+  }
+  static std::size_t sizeOf(const Value& collection) {
+    return isArray(collection) ? elementsOf(collection).size() : entriesOf(collection).size();
+  }
+  static std::size_t sizeOf(const Open& open) { return std::min(open.count, sizeOf(open.collection)); }
+  static Open opened(const Value& collection, std::uint32_t keyHash) {
+    return {collection, keyHash, sizeOf(collection), 0, 0};
   }
 
   std::uint64_t closed(const Open& open) const {
-    const bool isArray = open.collection->kind() == ObjectKind::Array;
-    return seed_.completed(open.hash, isArray ? HashKind::Array : HashKind::Dictionary, open.count);
+    return seed_.completed(open.hash, isArray(open.collection) ? HashKind::Array : HashKind::Dictionary, open.count);
   }
-  const Value& nextChild() const {
-    const Open& open = open_.back();
-    return open.collection->kind() == ObjectKind::Array ? static_cast<const NSArray&>(*open.collection)[open.next]
-                                                        : entriesOf(*open.collection)[open.next].value;
-  }
-  void add(std::uint64_t hash) {
+  Child takeChild() {
     Open& open = open_.back();
-    if (open.collection->kind() == ObjectKind::Array) {
-      open.hash = seed_.mixed(open.hash, hash);
-    } else {
-      open.hash += seed_.mixed(entriesOf(*open.collection)[open.next].key->hash32(), hash);
-    }
-    ++open.next;
+    const std::size_t index = open.next++;
+    if (isArray(open.collection)) return {elementsOf(open.collection)[index], 0};
+    const NSDictionary::Entry& entry = entriesOf(open.collection)[index];
+    return {entry.value, entry.key->hash32()};
+  }
+  void add(std::uint64_t hash, std::uint32_t keyHash) {
+    Open& open = open_.back();
+    open.hash = isArray(open.collection) ? seed_.mixed(open.hash, hash) : open.hash + seed_.mixed(keyHash, hash);
   }
 
   const HashSeed& seed_ = HashSeed::ofProcess();
@@ -105,7 +112,8 @@ std::size_t Value::hash() const {
   if (isNumber()) return hashOfNumber(raw_);
   const NSObject* held = object();
   if (held == nullptr) return static_cast<std::size_t>(kind());
-  return CollectionHash::isWalked(*this) ? CollectionHash().of(*held) : held->hash();
+  const Value itself = *this;  // hashing may run a host's code, which may let go of the value
+  return CollectionHash::isWalked(itself) ? CollectionHash().of(itself) : held->hash();
 }
 
 std::optional<bool> Value::isLessThan(const Value& other) const {
@@ -152,45 +160,49 @@ const char* Value::className() const {
 
 namespace {
 
-// Everything that a value holds and that counts plainly so far, each object once.
+// Everything that a value holds and that counts plainly so far, each object once. A host's object inside may change
+// what is walked, which is therefore held and looked at anew.
 class Holdings {
  public:
   void add(const Value& value) {
-    const NSObject* object = value.object();
+    const Value held = value;
+    const NSObject* object = held.object();
     if (object == nullptr || object->isShared() || !seen_.insert(object).second) return;
     if (!object->canBeShared()) {
       NSException::raise(NSInvalidArgumentException, "%s cannot be shared between threads", object->className());
     }
-    objects_.push_back(object);
+    objects_.push_back(held);
   }
 
   void addAllInside() {
-    for (std::size_t index = 0; index < objects_.size(); ++index) addChildren(*objects_[index]);
+    for (std::size_t index = 0; index < objects_.size(); ++index) addChildren(*objects_[index].object());
   }
 
   void markShared() const {
-    for (const NSObject* object : objects_) {
-      const bool isComputedAnew = object->kind() == ObjectKind::Array || object->kind() == ObjectKind::Dictionary;
-      if (!isComputedAnew) (void)object->hash();  // settles what is computed on demand, and kept
-      object->markShared();
+    for (const Value& value : objects_) {
+      const NSObject& object = *value.object();
+      if (object.kind() == ObjectKind::String) (void)object.hash();  // computed on demand, and kept
+      object.markShared();
     }
   }
 
  private:
   void addChildren(const NSObject& object) {
     if (object.kind() == ObjectKind::Array) {
-      for (const Value& element : static_cast<const NSArray&>(object).elements()) add(element);
+      const std::vector<Value>& elements = static_cast<const NSArray&>(object).elements();
+      for (std::size_t index = 0; index < elements.size(); ++index) add(elements[index]);
     } else if (object.kind() == ObjectKind::Set) {
-      for (const Value& member : static_cast<const NSSet&>(object).members()) add(member);
+      for (const Value& member : static_cast<const NSSet&>(object).members()) add(member);  // no set changes
     } else if (object.kind() == ObjectKind::Dictionary) {
-      for (const NSDictionary::Entry& entry : static_cast<const NSDictionary&>(object).entries()) {
-        add(entry.key);
-        add(entry.value);
+      const std::vector<NSDictionary::Entry>& entries = static_cast<const NSDictionary&>(object).entries();
+      for (std::size_t index = 0; index < entries.size(); ++index) {
+        add(entries[index].key);
+        if (index < entries.size()) add(entries[index].value);
       }
     }
   }
 
-  std::vector<const NSObject*> objects_;
+  std::vector<Value> objects_;
   std::unordered_set<const NSObject*> seen_;
 };
 

@@ -1,0 +1,65 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+
+#include "Foundation/NSArray.h"
+#include "Foundation/NSDictionary.h"
+#include "Foundation/NSKeyValueCoding.h"
+#include "Foundation/NSSet.h"
+
+namespace tavlo::test {
+
+namespace {
+
+// Runs a host's code when it is hashed.
+class HashedObject final : public NSObject {
+ public:
+  explicit HashedObject(std::function<void()> hashed) : hashed_(std::move(hashed)) {}
+  std::size_t hash() const override {
+    hashed_();
+    return 1;
+  }
+  bool canBeShared() const override { return true; }
+
+ private:
+  std::function<void()> hashed_;
+};
+
+TEST(ListsThatChange, AreHashedAsFarAsTheyGo) {
+  const Ref<NSMutableArray> list = NSMutableArray::array();
+  list->addObject(makeRef<HashedObject>([&] { list->removeAllObjects(); }));
+  list->addObject(std::string(100, 'x'));
+  (void)Value(list).hash();
+  EXPECT_EQ(list->count(), 0U);
+}
+
+TEST(ListsThatChange, GoIntoASetWhenTheyAreHashed) {
+  const Ref<NSMutableArray> list = NSMutableArray::array();
+  list->addObject(makeRef<HashedObject>([&] { list->removeAllObjects(); }));
+  list->addObject(std::string(100, 'x'));
+  (void)valueForKeyPath(NSArray::arrayWithObjects({list, list}), "@distinctUnionOfObjects");
+}
+
+TEST(DictionariesThatChange, AreHashedAsFarAsTheyGo) {
+  const Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
+  dictionary->setObjectForKey(makeRef<HashedObject>([&] { dictionary->removeAllObjects(); }), "a");
+  dictionary->setObjectForKey(std::string(100, 'x'), "b");
+  (void)Value(dictionary).hash();
+}
+
+TEST(ListsThatChange, WhileTheyAreShared) {
+  const Ref<NSMutableArray> list = NSMutableArray::array();
+  list->addObject(makeRef<HashedObject>([&] {
+    if (!list->isShared()) list->removeAllObjects();
+  }));
+  list->addObject(NSArray::arrayWithObjects({std::string(100, 'x')}));
+  const Value whole = NSArray::arrayWithObjects({list});
+  try {
+    whole.share();
+  } catch (const std::exception&) {
+  }
+}
+
+}  // namespace
+
+}  // namespace tavlo::test
