@@ -144,6 +144,13 @@ void NSDictionary::rebuildSlots() {
   }
 }
 
+Ref<NSMutableDictionary> NSMutableDictionary::dictionaryWithDistinctEntries(std::vector<Entry> entries) {
+  Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
+  dictionary->entries_ = std::move(entries);
+  if (dictionary->entries_.size() > kSmall) dictionary->rebuildSlots();
+  return dictionary;
+}
+
 void NSMutableDictionary::setObjectForKey(Value value, std::string_view key) {
   setObjectForKey(std::move(value), NSString::stringWithUTF8(key));
 }

@@ -71,6 +71,8 @@ class NSMutableDictionary final : public NSDictionary {
   using NSDictionary::NSDictionary;
 
   static Ref<NSMutableDictionary> dictionary() { return makeRef<NSMutableDictionary>(); }
+  // Unchecked: no two of the keys are equal, and neither keys nor values are absent.
+  static Ref<NSMutableDictionary> dictionaryWithDistinctEntries(std::vector<Entry> entries);
 
   // Raises `NSInvalidArgumentException` for an absent value or key.
   void setObjectForKey(Value value, std::string_view key);

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Foundation/NSDictionary.h"
 #include "Foundation/NSString.h"
 #include "Foundation/Value.h"
 
@@ -15,10 +16,12 @@ namespace tavlo {
 class JSONValueBuilder {
  public:
   static constexpr std::size_t kDeepest = 1000;
+  // How many kinds of texts the builder keeps the latest of.
+  static constexpr std::size_t kKinds = 256;
 
   void add(Value value) { values_.push_back(std::move(value)); }
   // The text must be valid UTF-8, here and for names.
-  void addString(std::string_view text) { add(NSString::stringWithValidUTF8(text)); }
+  void addString(std::string_view text);
   void addName(std::string_view text);
   // The number that the text, a JSON number, stands for. False, and nothing is added, when it is beyond the doubles.
   bool addNumber(std::string_view text);
@@ -33,10 +36,20 @@ class JSONValueBuilder {
   Value takeResult() { return std::move(values_.back()); }
 
  private:
+  // The one string for all names of that text.
+  const Ref<NSString>& interned(std::string_view name);
+  void growNames();
+  bool addLongNumber(std::string_view text, bool isInteger);
+  // Whether no two of the latest `count` names are equal; not asked of many.
+  bool areDistinct(std::size_t count) const noexcept;
+
   std::vector<Value> values_;
   std::vector<Ref<NSString>> names_;
   std::size_t depth_ = 0;
-  std::array<Ref<NSString>, 256> knownNames_;  // the latest of each kind: texts repeat their names
+  std::vector<Ref<NSString>> internedNames_;  // open addressing, a power of two
+  std::size_t internedCount_ = 0;
+  std::array<const Ref<NSString>*, kKinds> latestNames_ = {};  // the latest of each kind, in internedNames_
+  std::array<Ref<NSString>, kKinds> latestTexts_;              // the latest short ones: data repeats them
 };
 
 }  // namespace tavlo
