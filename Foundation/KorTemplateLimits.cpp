@@ -1,5 +1,7 @@
 #include "Foundation/KorTemplateLimits.h"
 
+#include <utility>
+
 #include "Foundation/StringFormat.h"
 
 namespace tavlo {
@@ -28,14 +30,20 @@ const char* textOf(KorTemplateLimit limit) {
 }  // namespace
 
 KorTemplateLimitException::KorTemplateLimitException(KorTemplateLimit limit, std::uint64_t value)
-    : limit_(limit),
-      value_(value),
-      text_(std::make_shared<const std::string>(stringWithFormat(textOf(limit), value))) {}
+    : KorTemplateLimitException(limit, value, stringWithFormat(textOf(limit), value)) {}
+
+KorTemplateLimitException::KorTemplateLimitException(KorTemplateLimit limit, std::uint64_t value, std::string text)
+    : limit_(limit), value_(value), text_(std::make_shared<const std::string>(std::move(text))) {}
 
 KorTemplateLimitException::~KorTemplateLimitException() = default;
 
 void raiseLimit(KorTemplateLimit limit, std::uint64_t value) {
   throw KorTemplateLimitException(limit, value);
+}
+
+void raiseSearchTime(std::uint64_t retries) {
+  throw KorTemplateLimitException(KorTemplateLimit::RegexRetries, retries,
+                                  "A regular expression search takes longer than half a second");
 }
 
 }  // namespace tavlo
