@@ -45,8 +45,10 @@ constexpr std::chrono::milliseconds kLongestSearch{500};
 
 // The steps that a search may take unwatched: some tenths of a second.
 constexpr std::uint64_t kPlainSteps = 100'000'000;
-// The length, in bytes, up to which one figure of retries does for every plain search.
+// The length, in bytes, up to which one figure of retries does for every plain search, and the most that it may be: low
+// enough to be the same for most patterns, so that the engine need not be told anew.
 constexpr std::size_t kTinySubject = 256;
+constexpr std::uint64_t kRetriesInTinySubject = 65'536;
 // Where a plain search may take fewer retries it is not tried.
 constexpr std::uint64_t kFewestRetries = 16;
 
@@ -162,7 +164,8 @@ KorRegex::KorRegex(Ref<NSString> pattern, const PatternShape& shape)
     : NSObject(kRegexKind, Counting::Atomic),
       pattern_(std::move(pattern)),
       shape_(shape),
-      retriesInShortTexts_(plainRetries(shape, pattern_->view().size(), kTinySubject)) {
+      retriesInShortTexts_(
+          std::min(plainRetries(shape, pattern_->view().size(), kTinySubject), kRetriesInTinySubject)) {
   const std::string_view text = pattern_->view();
   OnigErrorInfo information;
   const int answer = compile(text, compiled_, information);
