@@ -1,5 +1,7 @@
 #include "Foundation/KorTemplateLimits.h"
 
+#include <utility>
+
 #include "Foundation/StackGuard.h"
 #include "Foundation/StringFormat.h"
 
@@ -29,9 +31,10 @@ const char* textOf(KorTemplateLimit limit) {
 }  // namespace
 
 KorTemplateLimitException::KorTemplateLimitException(KorTemplateLimit limit, std::uint64_t value)
-    : limit_(limit),
-      value_(value),
-      text_(std::make_shared<const std::string>(stringWithFormat(textOf(limit), value))) {}
+    : KorTemplateLimitException(limit, value, stringWithFormat(textOf(limit), value)) {}
+
+KorTemplateLimitException::KorTemplateLimitException(KorTemplateLimit limit, std::uint64_t value, std::string text)
+    : limit_(limit), value_(value), text_(std::make_shared<const std::string>(std::move(text))) {}
 
 KorTemplateLimitException::~KorTemplateLimitException() = default;
 
@@ -42,6 +45,11 @@ void raiseLimit(KorTemplateLimit limit, std::uint64_t value) {
 void checkValueDepth(std::int32_t depth) {
   checkStack();
   if (depth > KorTemplateLimits::kValueDepth) raiseLimit(KorTemplateLimit::ValueDepth, KorTemplateLimits::kValueDepth);
+}
+
+void raiseSearchTime(std::uint64_t retries) {
+  throw KorTemplateLimitException(KorTemplateLimit::RegexRetries, retries,
+                                  "A regular expression search takes longer than half a second");
 }
 
 }  // namespace tavlo

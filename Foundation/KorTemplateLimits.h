@@ -38,6 +38,7 @@ struct KorTemplateLimits {
 class [[gnu::visibility("default")]] KorTemplateLimitException : public std::exception {
  public:
   KorTemplateLimitException(KorTemplateLimit limit, std::uint64_t value);
+  KorTemplateLimitException(KorTemplateLimit limit, std::uint64_t value, std::string text);
   KorTemplateLimitException(const KorTemplateLimitException&) noexcept = default;
   KorTemplateLimitException& operator=(const KorTemplateLimitException&) noexcept = default;
   ~KorTemplateLimitException() override;
@@ -60,6 +61,8 @@ class [[gnu::visibility("default")]] KorTemplateLimitException : public std::exc
 };
 
 [[noreturn]] void raiseLimit(KorTemplateLimit limit, std::uint64_t value);
+// For a search whose time is over before it has taken so many retries; the limit is that of the retries.
+[[noreturn]] void raiseSearchTime(std::uint64_t retries);
 
 // Raises when collections nest deeper than the bound for described and compared values, or than the running thread's
 // stack allows, which is looked at every few levels.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <bitset>
 #include <chrono>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -13,7 +14,9 @@
 
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
+#include "Foundation/StackGuard.h"
 #include "Foundation/Utf8.h"
+#include "Matchery/WatchedPattern.h"
 
 namespace tavlo {
 
@@ -35,79 +38,19 @@ void initializeEngine() {
   NSException::raise(NSInvalidArgumentException, "The regular expression /%s/ does not compile: %s", pattern, reason);
 }
 
-// How deep the pattern's groups and classes lie inside one another, counted before the engine sees it, whose parser
-// recurses. It never counts too little: where extended mode is in play, what a "#" hides until the end of its line
-// closes nothing.
-class NestingCounter {
- public:
-  explicit NestingCounter(std::string_view pattern) : pattern_(pattern), isExtended_(hasExtendedMode(pattern)) {}
-
-  std::int32_t deepest() {
-    for (at_ = 0; at_ < pattern_.size(); ++at_) step();
-    return deepest_;
-  }
-
- private:
-  static bool hasExtendedMode(std::string_view pattern) {
-    for (std::size_t at = pattern.find("(?"); at != std::string_view::npos; at = pattern.find("(?", at + 1)) {
-      const std::string_view options = pattern.substr(at + 2, pattern.find_first_of(":)(", at + 2) - at - 2);
-      if (options.find('x') != std::string_view::npos) return true;
-    }
-    return false;
-  }
-
-  void step() {
-    const char letter = pattern_[at_];
-    if (letter == '\\') {
-      ++at_;
-    } else if (letter == '[') {
-      openClass();
-    } else if (classes_ > 0) {
-      if (letter == ']') --classes_;
-    } else {
-      stepOutsideClasses(letter);
-    }
-  }
-
-  void stepOutsideClasses(char letter) {
-    if (pattern_.substr(at_).starts_with("(?#")) {
-      skipComment();
-    } else if (letter == '(') {
-      open(groups_);
-    } else if (letter == '#' || letter == '\n') {
-      isHidden_ = isExtended_ && letter == '#';
-    } else if (letter == ')' && groups_ > 0 && !isHidden_) {
-      --groups_;
-    }
-  }
-
-  void openClass() {
-    open(classes_);
-    if (at_ + 1 < pattern_.size() && pattern_[at_ + 1] == '^') ++at_;
-    if (at_ + 1 < pattern_.size() && pattern_[at_ + 1] == ']') ++at_;  // stands for itself there
-  }
-
-  void skipComment() {
-    while (at_ + 1 < pattern_.size() && pattern_[at_] != ')') at_ += pattern_[at_] == '\\' ? 2 : 1;
-  }
-
-  void open(std::int32_t& depth) {
-    ++depth;
-    deepest_ = std::max({deepest_, groups_, classes_});
-  }
-
-  std::string_view pattern_;
-  bool isExtended_;
-  bool isHidden_ = false;  // behind a "#" that may begin a comment
-  std::size_t at_ = 0;
-  std::int32_t groups_ = 0;
-  std::int32_t classes_ = 0;
-  std::int32_t deepest_ = 0;
-};
-
-// Subjects up to this length, in bytes, are searched at one go.
+// Subjects up to this length, in bytes, may take only so many retries all together; in longer ones each place where a
+// match may begin has its own count.
 constexpr std::size_t kShortSubject = 16 * std::size_t{1024};
 constexpr std::chrono::milliseconds kLongestSearch{500};
+
+// The steps that a search may take unwatched: some tenths of a second.
+constexpr std::uint64_t kPlainSteps = 100'000'000;
+// The length, in bytes, up to which one figure of retries does for every plain search, and the most that it may be: low
+// enough to be the same for most patterns, so that the engine need not be told anew.
+constexpr std::size_t kTinySubject = 256;
+constexpr std::uint64_t kRetriesInTinySubject = 65'536;
+// Where a plain search may take fewer retries it is not tried.
+constexpr std::uint64_t kFewestRetries = 16;
 
 // The bounds of one search; made once, since the engine only reads it.
 struct FreeMatchParameters {
@@ -115,23 +58,45 @@ struct FreeMatchParameters {
 };
 using MatchParameters = std::unique_ptr<OnigMatchParam, FreeMatchParameters>;
 
-MatchParameters boundedTo(std::uint64_t retries) {
+// How often a search, and a place in it, may be retried; 0 is without a bound.
+struct Retries {
+  std::uint64_t inSearch;
+  std::uint64_t atOnePlace;
+  friend bool operator==(const Retries&, const Retries&) = default;
+};
+
+void setRetries(OnigMatchParam& parameters, const Retries& retries) {
+  onig_set_retry_limit_in_search_of_match_param(&parameters, retries.inSearch);
+  onig_set_retry_limit_in_match_of_match_param(&parameters, retries.atOnePlace);
+}
+
+MatchParameters makeParameters() {
   MatchParameters parameters(onig_new_match_param());
   if (parameters == nullptr) throw std::bad_alloc();
   onig_initialize_match_param(parameters.get());
-  onig_set_retry_limit_in_match_of_match_param(parameters.get(), retries);
-  onig_set_retry_limit_in_search_of_match_param(parameters.get(), retries);
   return parameters;
 }
 
-OnigMatchParam* parametersFor(std::uint64_t retries) {
-  thread_local std::uint64_t knownRetries = 0;
+OnigMatchParam* parametersFor(const Retries& retries) {
+  thread_local Retries knownRetries{0, 0};
   thread_local MatchParameters known;
   if (known == nullptr || knownRetries != retries) {
-    known = boundedTo(retries);
+    if (known == nullptr) known = makeParameters();
+    setRetries(*known, retries);
     knownRetries = retries;
   }
   return known.get();
+}
+
+int search(const re_pattern_buffer* compiled, std::string_view text, OnigMatchParam* parameters) {
+  const OnigUChar* start = bytes(text);
+  const OnigUChar* end = start + text.size();
+  return onig_search_with_param(const_cast<re_pattern_buffer*>(compiled),  // NOLINT(*-const-cast): it is only read
+                                start, end, start, end, nullptr, ONIG_OPTION_NONE, parameters);
+}
+
+bool isOutOfRetries(int answer) {
+  return answer == ONIGERR_RETRY_LIMIT_IN_SEARCH_OVER || answer == ONIGERR_RETRY_LIMIT_IN_MATCH_OVER;
 }
 
 // The engine's answer: a position, or absent where nothing matches.
@@ -139,29 +104,79 @@ std::optional<std::size_t> position(int answer, std::uint64_t retries) {
   if (answer >= 0) return static_cast<std::size_t>(answer);
   if (answer == ONIG_MISMATCH) return {};
   if (answer == ONIGERR_MEMORY) throw std::bad_alloc();
-  // What is left are the bounds on a search's retries, time and stack.
+  if (answer == ONIG_ABORT) raiseSearchTime(retries);
+  // What is left are the bounds on a search's retries and stack.
   raiseLimit(KorTemplateLimit::RegexRetries, retries);
+}
+
+// The clock of a watched search.
+class Watch {
+ public:
+  // What the engine calls; it ends the search when the time is over.
+  static int call(OnigCalloutArgs* arguments, void* watch) {
+    const std::ptrdiff_t left =
+        onig_get_string_end_by_callout_args(arguments) - onig_get_current_by_callout_args(arguments);
+    return static_cast<Watch*>(watch)->isOver(left) ? ONIG_ABORT : ONIG_CALLOUT_SUCCESS;
+  }
+
+  // From here on the engine may go through so many bytes before it calls again.
+  bool isOver(std::ptrdiff_t bytes) {
+    constexpr std::ptrdiff_t kBytesBetweenLooks = std::ptrdiff_t{1} << 20;
+    constexpr std::ptrdiff_t kBytesOfCall = 64;
+    bytes_ += bytes + kBytesOfCall;
+    if (bytes_ < kBytesBetweenLooks) return false;
+    bytes_ = 0;
+    return std::chrono::steady_clock::now() > deadline_;
+  }
+
+ private:
+  std::chrono::steady_clock::time_point deadline_ = std::chrono::steady_clock::now() + kLongestSearch;
+  std::ptrdiff_t bytes_ = 0;
+};
+
+int compile(std::string_view pattern, re_pattern_buffer*& compiled, OnigErrorInfo& information) {
+  const int answer = onig_new(&compiled, bytes(pattern), bytes(pattern) + pattern.size(), ONIG_OPTION_NONE,
+                              ONIG_ENCODING_UTF8, ONIG_SYNTAX_ONIGURUMA, &information);
+  if (answer == ONIG_NORMAL) return answer;
+  compiled = nullptr;
+  if (answer == ONIGERR_MEMORY) throw std::bad_alloc();
+  return answer;
+}
+
+// The engine's compiler recurses into groups, and from a call into the group it calls.
+void requireStackFor(const PatternShape& shape) {
+  constexpr std::uint64_t kBytesOfLevel = 1024;
+  const std::uint64_t levels = static_cast<std::uint64_t>(shape.depth) + static_cast<std::uint64_t>(shape.depthOfCalls);
+  StackGuard::forThisThread(KorTemplateLimits{}.stackLeft + levels * kBytesOfLevel).check();
+}
+
+// The retries that a plain search of so long a text may take: between two of them the engine goes through the text at
+// most once for each loop, as often as counted quantifiers repeat it.
+std::uint64_t plainRetries(const PatternShape& shape, std::size_t patternLength, std::size_t length) {
+  const std::uint64_t loops = std::min<std::uint64_t>(shape.loops, KorRegex::kMaximumPatternLength);
+  const std::uint64_t once = patternLength + 1 + (loops > 0 ? length : 0);
+  return kPlainSteps / std::min(kPlainSteps, once * std::max<std::uint64_t>(loops, 1)) / shape.repetitions;
 }
 
 }  // namespace
 
-KorRegex::KorRegex(Ref<NSString> pattern)
+KorRegex::KorRegex(Ref<NSString> pattern, const PatternShape& shape)
     : NSObject(kRegexKind, Counting::Atomic),
       pattern_(std::move(pattern)),
-      dependsOnStart_(pattern_->view().find("\\G") != std::string_view::npos) {
+      shape_(shape),
+      retriesInShortTexts_(
+          std::min(plainRetries(shape, pattern_->view().size(), kTinySubject), kRetriesInTinySubject)) {
   const std::string_view text = pattern_->view();
   OnigErrorInfo information;
-  const int answer = onig_new(&compiled_, bytes(text), bytes(text) + text.size(), ONIG_OPTION_NONE, ONIG_ENCODING_UTF8,
-                              ONIG_SYNTAX_ONIGURUMA, &information);
+  const int answer = compile(text, compiled_, information);
   if (answer == ONIG_NORMAL) return;
-  compiled_ = nullptr;
-  if (answer == ONIGERR_MEMORY) throw std::bad_alloc();
   OnigUChar reason[ONIG_MAX_ERROR_MESSAGE_LEN];
   const int length = onig_error_code_to_str(reason, answer, &information);
   raiseDoesNotCompile(text, {reinterpret_cast<const char*>(reason), static_cast<std::size_t>(std::max(length, 0))});
 }
 
 KorRegex::~KorRegex() {
+  if (watched_ != nullptr) onig_free(watched_);
   if (compiled_ != nullptr) onig_free(compiled_);
 }
 
@@ -171,48 +186,93 @@ Ref<KorRegex> KorRegex::compileExpression(const Text& pattern) {
   if (pattern.view().size() > kMaximumPatternLength) {
     raiseDoesNotCompile(pattern.view(), "it is longer than 65536 bytes");
   }
-  if (NestingCounter(pattern.view()).deepest() > kMaximumGroupDepth) {
+  const PatternShape shape = PatternShape::of(pattern.view());
+  if (shape.depth > kMaximumGroupDepth) {
     raiseDoesNotCompile(pattern.view(), "its groups are nested deeper than 100");
   }
+  if (shape.calls > kMaximumCalls) {
+    raiseDoesNotCompile(pattern.view(), "it calls its groups more than 40 times");
+  }
+  requireStackFor(shape);
   initializeEngine();
-  return Ref<KorRegex>::adopt(new KorRegex(NSString::stringWithValidUTF8(pattern.view(), Counting::Atomic)));
+  return Ref<KorRegex>::adopt(new KorRegex(NSString::stringWithValidUTF8(pattern.view(), Counting::Atomic), shape));
 }
 
+std::uint64_t KorRegex::retriesForPlainSearch(std::size_t length) const {
+  return length <= kTinySubject ? retriesInShortTexts_ : plainRetries(shape_, pattern_->view().size(), length);
+}
+
+// The engine counts retries, but one retry may go through the whole text, or through a part of it as often as a
+// quantifier counts. So the pattern as it stands may take as many retries as are quick in the worst case, which is
+// nearly always enough; what takes more is searched again with the pattern that calls out, under a clock.
 bool KorRegex::matchesString(const NSString& subject, std::uint64_t retries) const {
+  checkStack();
   const std::string_view text = subject.view();
-  if (text.size() > kShortSubject && !dependsOnStart_) return matchesSomewhere(text, retries);
-  const OnigUChar* start = bytes(text);
-  const OnigUChar* end = start + text.size();
-  const int answer =
-      onig_search_with_param(compiled_, start, end, start, end, nullptr, ONIG_OPTION_NONE, parametersFor(retries));
-  return position(answer, retries).has_value();
+  const std::uint64_t plain = std::min(retries, retriesForPlainSearch(text.size()));
+  if (plain >= std::min(retries, kFewestRetries)) {
+    const int answer = search(compiled_, text, parametersFor({plain, plain}));
+    const bool isSettled = !isOutOfRetries(answer) || (plain == retries && text.size() <= kShortSubject);
+    if (isSettled) return position(answer, retries).has_value();
+  }
+  return matchesWatched(text, retries);
 }
 
-// From every place of a long text the engine may look as far as its end, which no count of retries notices: the places
-// are tried one after another, with a look at the clock now and then. (A search through a part of the places would not
-// do: it lets no match reach beyond that part.)
-bool KorRegex::matchesSomewhere(std::string_view text, std::uint64_t retries) const {
-  constexpr std::size_t kPlacesBetweenLooks = 32;
-  const auto deadline = std::chrono::steady_clock::now() + kLongestSearch;
-  std::size_t places = 0;
+bool KorRegex::matchesWatched(std::string_view text, std::uint64_t retries) const {
+  const re_pattern_buffer* pattern = watched();
+  if (pattern == nullptr) return matchesPlaceByPlace(text, retries);
+  const MatchParameters parameters = makeParameters();
+  setRetries(*parameters, {text.size() <= kShortSubject ? retries : 0, retries});
+  Watch watch;
+  onig_set_progress_callout_of_match_param(parameters.get(), &Watch::call);
+  onig_set_callout_user_data_of_match_param(parameters.get(), &watch);
+  return position(search(pattern, text, parameters.get()), retries).has_value();
+}
+
+const re_pattern_buffer* KorRegex::watched() const {
+  std::call_once(watchedOnce_, [this] {
+    const std::optional<std::string> pattern = watchedPattern(pattern_->view());
+    if (!pattern.has_value()) return;
+    requireStackFor(shape_);
+    OnigErrorInfo information;
+    (void)compile(*pattern, watched_, information);
+  });
+  return watched_;
+}
+
+// The search with a pattern that cannot be made to call out: the clock is looked at between places only, and at one
+// place the pattern may take as many retries as are quick in the worst case, or a thousand; what takes more counts as
+// too long. So one place of such a pattern in a very long text is what may still go on for longer: a thousand times
+// through the rest of the text for each loop. Where the pattern asks for the place where the search began, the whole
+// search is as one place.
+bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries) const {
+  constexpr std::uint64_t kFewestAtOnePlace = 1'000;
+  const std::uint64_t bound = std::min(retries, std::max(retriesForPlainSearch(text.size()), kFewestAtOnePlace));
+  const auto matches = [&](int answer) {
+    if (isOutOfRetries(answer) && bound < retries) raiseSearchTime(retries);
+    return position(answer, retries).has_value();
+  };
+  if (pattern_->view().find("\\G") != std::string_view::npos) {
+    return matches(search(compiled_, text, parametersFor({bound, bound})));
+  }
+  OnigMatchParam* parameters = parametersFor({0, bound});
+  Watch watch;
+  const OnigUChar* end = bytes(text) + text.size();
   for (std::size_t at = 0; at <= text.size(); ++at) {
     if (at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80) continue;  // inside a character
-    if (matchEnd(text, at, retries).has_value()) return true;
-    if (++places % kPlacesBetweenLooks == 0 && std::chrono::steady_clock::now() > deadline) {
-      raiseLimit(KorTemplateLimit::RegexRetries, retries);
+    if (watch.isOver(static_cast<std::ptrdiff_t>(text.size() - at))) raiseSearchTime(retries);
+    if (matches(onig_match_with_param(compiled_, bytes(text), end, bytes(text) + at, nullptr, ONIG_OPTION_NONE,
+                                      parameters))) {
+      return true;
     }
   }
   return false;
 }
 
 std::optional<std::size_t> KorRegex::matchEnd(std::string_view text, std::size_t offset) const {
-  return matchEnd(text, offset, KorTemplateLimits{}.regexRetries);
-}
-
-std::optional<std::size_t> KorRegex::matchEnd(std::string_view text, std::size_t offset, std::uint64_t retries) const {
+  constexpr std::uint64_t kRetries = KorTemplateLimits{}.regexRetries;
   const int answer = onig_match_with_param(compiled_, bytes(text), bytes(text) + text.size(), bytes(text) + offset,
-                                           nullptr, ONIG_OPTION_NONE, parametersFor(retries));
-  const std::optional<std::size_t> length = position(answer, retries);
+                                           nullptr, ONIG_OPTION_NONE, parametersFor({kRetries, kRetries}));
+  const std::optional<std::size_t> length = position(answer, kRetries);
   if (!length.has_value()) return {};
   return offset + *length;
 }

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <mutex>
 #include <optional>
 #include <string_view>
 
@@ -9,6 +10,7 @@
 #include "Foundation/NSObject.h"
 #include "Foundation/NSString.h"
 #include "Foundation/Text.h"
+#include "Matchery/PatternShape.h"
 
 struct re_pattern_buffer;
 
@@ -22,12 +24,15 @@ inline constexpr ObjectKind kRegexKind = ObjectKind::FirstEngineKind;
 // at once.
 class KorRegex final : public NSObject {
  public:
-  // The longest pattern, in bytes, and the deepest nesting of groups in it; what is beyond does not compile.
+  // The longest pattern, in bytes, the deepest nesting of groups in it, in which classes, options for the rest of a
+  // group ("(?i)") and quantifiers of quantifiers count as groups, and the most calls of its groups ("\g<name>"), each
+  // of which may double the work of compiling. What is beyond does not compile.
   static constexpr std::size_t kMaximumPatternLength = std::size_t{64} * 1024;
   static constexpr std::int32_t kMaximumGroupDepth = 100;
+  static constexpr std::int32_t kMaximumCalls = 40;
 
   // The pattern compiled. Raises `NSInvalidArgumentException`, with the pattern and the reason, when it does not
-  // compile.
+  // compile, and `KorTemplateLimitException` when the running thread's stack is too small to compile it.
   static Ref<KorRegex> compileExpression(const Text& pattern);
 
   ~KorRegex() override;
@@ -50,14 +55,19 @@ class KorRegex final : public NSObject {
   std::size_t hash() const override { return pattern_->hash(); }
 
  private:
-  explicit KorRegex(Ref<NSString> pattern);
+  KorRegex(Ref<NSString> pattern, const PatternShape& shape);
 
-  bool matchesSomewhere(std::string_view text, std::uint64_t retries) const;
-  std::optional<std::size_t> matchEnd(std::string_view text, std::size_t offset, std::uint64_t retries) const;
+  std::uint64_t retriesForPlainSearch(std::size_t length) const;
+  bool matchesWatched(std::string_view text, std::uint64_t retries) const;
+  bool matchesPlaceByPlace(std::string_view text, std::uint64_t retries) const;
+  const re_pattern_buffer* watched() const;
 
   Ref<NSString> pattern_;
-  bool dependsOnStart_;                    // the pattern asks where the search began
-  re_pattern_buffer* compiled_ = nullptr;  // freed with this object
+  PatternShape shape_;
+  std::uint64_t retriesInShortTexts_;             // what a plain search of a short text may take
+  re_pattern_buffer* compiled_ = nullptr;         // freed with this object, as is the next
+  mutable re_pattern_buffer* watched_ = nullptr;  // the pattern that calls out; null where there is none
+  mutable std::once_flag watchedOnce_;
 };
 
 // The pattern that a value holds; null for every other value.

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -18,10 +19,12 @@ Ref<KorTemplateStack> stackOfThree() {
   return stack;
 }
 
+// Each name reads its own text, or nothing.
 void readThrough(const KorTemplateStackFrame& frame) {
-  for (const char* name : {"a", "b", "c", "none"}) {
-    (void)frame.valueForVariableWithName(name).description();
-    (void)frame.isVariableDefinedWithName(name);
+  for (const std::string name : {"a", "b", "c", "none"}) {
+    const Value value = frame.valueForVariableWithName(name);
+    EXPECT_EQ(frame.isVariableDefinedWithName(name), !value.isAbsent());
+    EXPECT_EQ(value.description(), value.isAbsent() ? "(null)" : std::string(100, name.front()));
   }
 }
 
@@ -68,12 +71,14 @@ TEST(FramesTakenOutOfTheList, WhileATemplateRunsInThem) {
       environment->stack()->frames().removeAt(index);
       return NSNull::null();
     });
-    (void)raisedBy([&] {
+    const std::string raised = raisedBy([&] {
       stage.run(
-          "<? if (true) ?><? $b = 1 ?><? if (true) ?><? $c = 2 ?><? take() ?><?= $a ?><?= $b ?><?= $c ?><? $d = 3 "
-          "?><?= $d ?>"
+          "<? if (true) ?><? $b = 1 ?><? if (true) ?><? $c = 2 ?><? take() ?>[<?= $a ?><?= $b ?><?= $c ?><? $d = 3 "
+          "?><?= $d ?>]"
           "<? endif ?><?= $a ?><? endif ?><?= $a ?>");
     });
+    EXPECT_THAT(raised, testing::HasSubstr("Stack frame is empty")) << index;  // one scope fewer than were opened
+    EXPECT_THAT(stage.text(), testing::HasSubstr("3]")) << index;
   }
 }
 

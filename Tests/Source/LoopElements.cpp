@@ -41,6 +41,7 @@ void exchangeScopesBetweenIterations(const char* body, const std::function<void(
   (void)raisedBy([&] { stage.run(body); });
   isOn = false;
   list->removeAllObjects();
+  EXPECT_EQ(stage.text().substr(0, 2), "01") << body;  // it went on after the first exchange
 }
 
 const char* const kBodies[] = {

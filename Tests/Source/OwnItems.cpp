@@ -28,7 +28,9 @@ TEST(ChildListsThatChange, HoldTheirOwnItemThatTheyAreToRemove) {
     for (int n = 0; n < 3; ++n) owner->addStatement(makeRef<Clearing>([] {}));
   }));
   owner->addStatement(makeRef<Clearing>([] {}));
-  (void)raisedBy([&] { owner->removeStatement(owner->statements()[1]); });
+  const std::string raised = raisedBy([&] { owner->removeStatement(owner->statements()[1]); });
+  EXPECT_NE(raised, "nothing");  // none of the new items equals it
+  EXPECT_EQ(owner->statements().count(), 3);
 }
 
 }  // namespace

@@ -1,0 +1,181 @@
+#include "Matchery/WatchedPattern.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace tavlo {
+
+namespace {
+
+constexpr std::string_view kCall = "(?{t})";
+constexpr std::string_view kDigits = "0123456789";
+constexpr std::string_view kHexDigits = "0123456789abcdefABCDEF";
+constexpr std::size_t kNone = std::string_view::npos;
+
+class Watcher {
+ public:
+  // The pattern must be one that compiles.
+  explicit Watcher(std::string_view pattern)
+      : pattern_(pattern), hasCalls_(pattern.find("\\g") != std::string_view::npos) {}
+
+  std::optional<std::string> watched() {
+    out_ = kCall;
+    while (at_ < pattern_.size()) {
+      const std::size_t size = step();
+      if (size == kNone || size > pattern_.size() - at_) return {};
+      out_.append(pattern_.substr(at_, size));
+      at_ += size;
+      out_.append(after_);
+      after_ = {};
+    }
+    return std::move(out_);
+  }
+
+ private:
+  char letterAt(std::size_t at) const { return at < pattern_.size() ? pattern_[at] : '\0'; }
+
+  // The size of the next part, or none where it is not known. What goes before it is written.
+  std::size_t step() {
+    switch (pattern_[at_]) {
+      case '(':
+        return groupStart();
+      case ')':
+        fillEmptyAlternative();
+        if (isQuantified(at_ + 1) || hasCalls_) out_.append(kCall);
+        return 1;
+      case '|':
+        fillEmptyAlternative();
+        return opening(1);
+      case '*':
+      case '+':
+      case '?':
+        return 1;
+      case '{':
+        return intervalSize() > 0 ? intervalSize() : atom(1);
+      case '\\':
+        return escape();
+      case '[':
+        return atom(classSize());
+      default:
+        return atom(characterSize());
+    }
+  }
+
+  bool isQuantified(std::size_t at) const { return std::string_view("*+?{").find(letterAt(at)) != kNone; }
+
+  std::size_t atom(std::size_t size) {
+    if (size != kNone && isQuantified(at_ + size)) out_.append(kCall);
+    return size;
+  }
+
+  std::size_t characterSize() const {
+    std::size_t end = at_ + 1;
+    while ((static_cast<unsigned char>(letterAt(end)) & 0xC0) == 0x80) ++end;
+    return end - at_;
+  }
+
+  // Of "{2}", "{2,}", "{,2}" or "{2,3}"; 0 where none stands there.
+  std::size_t intervalSize() const {
+    const std::size_t end = pattern_.find_first_not_of("0123456789,", at_ + 1);
+    if (end == kNone || pattern_[end] != '}') return 0;
+    return end + 1 - at_;
+  }
+
+  // From `at` to behind the next `last`.
+  std::size_t sizeTo(char last, std::size_t at) const {
+    const std::size_t end = pattern_.find(last, at);
+    return end == kNone ? kNone : end + 1 - at_;
+  }
+
+  std::size_t sizeOver(std::string_view letters, std::size_t at) const {
+    const std::size_t end = pattern_.find_first_not_of(letters, at);
+    return std::min(end, pattern_.size()) - at_;
+  }
+
+  std::size_t escape() {
+    const char letter = letterAt(at_ + 1);
+    const char next = letterAt(at_ + 2);
+    if (std::string_view("pPxo").find(letter) != kNone && next == '{') return atom(sizeTo('}', at_));
+    if (letter == 'x' || letter == 'u') return atom(sizeOver(kHexDigits, at_ + 2));
+    // The engine mistakes some loops over "\R", other ones when it calls out between them.
+    if (std::string_view("cCMQR").find(letter) != kNone) return kNone;
+    if (letter == 'k')
+      return next == '<' || next == '\'' ? reference(sizeTo(next == '<' ? '>' : '\'', at_ + 3)) : kNone;
+    if (letter == 'g') return next == '<' || next == '\'' ? atom(sizeTo(next == '<' ? '>' : '\'', at_ + 3)) : kNone;
+    if (kDigits.find(letter) != kNone) return reference(sizeOver(kDigits, at_ + 1));
+    ++at_;  // what is escaped may take several bytes
+    const std::size_t size = characterSize();
+    --at_;
+    return atom(size + 1);
+  }
+
+  // What it refers to may be empty: then only its own count ends the loop over it.
+  std::size_t reference(std::size_t size) {
+    if (size == kNone) return size;
+    if (isQuantified(at_ + size)) {
+      out_.append("(?:");
+      after_ = ")";
+    }
+    out_.append(kCall);
+    return size;
+  }
+
+  std::size_t classSize() const {
+    std::size_t at = at_;
+    for (std::size_t depth = 0; at < pattern_.size(); ++at) {
+      const char letter = pattern_[at];
+      if (letter == '\\') {
+        ++at;
+      } else if (letter == '[') {
+        ++depth;
+        if (letterAt(at + 1) == '^') ++at;
+        if (letterAt(at + 1) == ']') ++at;  // stands for itself there
+      } else if (letter == ']' && --depth == 0) {
+        return at + 1 - at_;
+      }
+    }
+    return kNone;
+  }
+
+  std::size_t groupStart() {
+    const char second = letterAt(at_ + 1);
+    if (second == '*') return kNone;
+    if (second != '?') return opening(1);
+    const char third = letterAt(at_ + 2);
+    const char fourth = letterAt(at_ + 3);
+    if (std::string_view(":=!>").find(third) != kNone) return opening(3);
+    if (third == '<' && (fourth == '=' || fourth == '!')) return opening(4);
+    if (third == '<') return opening(sizeTo('>', at_));
+    if (third == '\'') return opening(sizeTo('\'', at_ + 3));
+    const std::size_t end = pattern_.find_first_not_of("imWDSP-", at_ + 2);
+    const char last = end == kNone ? '\0' : pattern_[end];
+    if (last == ')') return end + 1 - at_;
+    return last == ':' ? opening(end + 1 - at_) : kNone;
+  }
+
+  std::size_t opening(std::size_t size) {
+    after_ = kCall;
+    if (size != kNone) alternative_ = at_ + size;
+    return size;
+  }
+
+  // A group whose alternative is nothing but a call may not be repeated.
+  void fillEmptyAlternative() {
+    if (at_ == alternative_) out_.append("(?:)");
+  }
+
+  std::string_view pattern_;
+  bool hasCalls_;
+  std::size_t at_ = 0;
+  std::size_t alternative_ = 0;  // where the last one began
+  std::string_view after_;       // what goes behind the next part
+  std::string out_;
+};
+
+}  // namespace
+
+std::optional<std::string> watchedPattern(std::string_view pattern) {
+  return Watcher(pattern).watched();
+}
+
+}  // namespace tavlo

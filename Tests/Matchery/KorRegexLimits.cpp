@@ -1,0 +1,364 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "Foundation/KorTemplateLimits.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSString.h"
+#include "Matchery/KorRegex.h"
+#include "Matchery/WatchedPattern.h"
+#include "Tests/Foundation/Raised.h"
+#include "Tests/Foundation/SmallStack.h"
+
+namespace tavlo::test {
+
+namespace {
+
+std::string repeated(std::string_view text, int count) {
+  std::string result;
+  for (int round = 0; round < count; ++round) result += text;
+  return result;
+}
+
+double processorSeconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+struct HardRow {
+  std::string pattern;
+  std::string text;
+};
+
+TEST(KorRegexLimits, EndsASearchThatTakesTooManyRetries) {
+  const std::string letters(40, 'a');
+  const HardRow rows[] = {
+      {"(a+)+$", letters + "b"},
+      {"^(a|a)*$", letters + "b"},
+      {"(x+x+)+y", std::string(40, 'x')},
+      {"^(([a-z])+.)+[A-Z]([a-z])+$", letters},
+  };
+  for (const HardRow& row : rows) {
+    const Ref<KorRegex> regex = KorRegex::compileExpression(row.pattern);
+    const Ref<NSString> subject = NSString::stringWithUTF8(row.text);
+    try {
+      (void)regex->matchesString(*subject);
+      FAIL() << row.pattern;
+    } catch (const KorTemplateLimitException& exception) {
+      EXPECT_EQ(exception.limit(), KorTemplateLimit::RegexRetries) << row.pattern;
+      EXPECT_EQ(exception.value(), 1'000'000U) << row.pattern;
+      EXPECT_STREQ(exception.what(), "A regular expression search needs more than 1000000 retries") << row.pattern;
+    }
+    EXPECT_EQ(limitReached([&] { (void)regex->matchEnd(row.text, 0); }), KorTemplateLimit::RegexRetries) << row.pattern;
+  }
+}
+
+TEST(KorRegexLimits, TakesTheBoundOnRetriesFromItsCaller) {
+  const Ref<KorRegex> regex = KorRegex::compileExpression("^(a|b)*[cd]");
+  const Ref<NSString> subject = NSString::stringWithUTF8(std::string(200, 'a') + "-c");
+  EXPECT_FALSE(regex->matchesString(*subject));
+  EXPECT_EQ(limitReached([&] { (void)regex->matchesString(*subject, 10); }), KorTemplateLimit::RegexRetries);
+  EXPECT_FALSE(regex->matchesString(*subject, 1'000'000));
+  EXPECT_FALSE(regex->matchesString(*subject));
+}
+
+TEST(KorRegexLimits, EndsEverySearchWithinAboutHalfASecond) {
+  const std::string letters(16'000, 'a');
+  const std::string many(100'000, 'a');
+  // Few retries, and much work in each.
+  const HardRow rows[] = {
+      {"(?>a*)[bc]", many},
+      {"a*+[bc]", many},
+      {"(?=a*[bc])a", many},
+      {"(a+)+$", many + "b"},
+      {".*.*[bc]$", many},
+      {"[^y]*+a", letters},
+      {repeated("[^y]*+a|", 9) + "[^y]*+a", letters},
+      {"(a*)\\1(?<=b)", letters},
+      {"(a*)\\1(?<=b)", many},
+      {repeated("[^y]*+X|", 999) + "[^y]*+X", many + "Xb"},
+      {"a" + repeated("{0,2}", 101), "ab"},
+      {"(?:a|b){1000}[cd]", many + "c"},
+      {"(?:a|b)" + repeated("{2}", 16) + "[cd]", many + "c"},
+      {"(?:(?:(?=a)b?){1000}a{0,1}){10000}[XY]1", many + "X"},
+      {"(?:a?){20}a{15000}[XY]1", letters + "X"},
+      {"(?:a*b?){2,3}[XY]1", many + "X"},
+      {"(?<n>a\\g<n>?b?)[XY]1", many + "X"},
+      {"(?x) [^y]*+ [XY]1", many + "X"},
+      {"(?<x>a)?(?(<x>)[^y]*+[XY]|b)1", many + "X"},
+      {"\\G(?x)(?:a?){12} a*+ [XY]1", letters + "X"},
+  };
+  for (const HardRow& row : rows) {
+    const Ref<KorRegex> regex = KorRegex::compileExpression(row.pattern);
+    const Ref<NSString> subject = NSString::stringWithUTF8(row.text);
+    const double start = processorSeconds();
+    (void)limitReached([&] { (void)regex->matchesString(*subject); });
+    EXPECT_LT(processorSeconds() - start, 5.0) << row.pattern.substr(0, 60);  // generous: for slow and watched builds
+  }
+}
+
+// The processor time that the least of some rounds takes to compile, or to refuse, that many patterns of as many
+// pieces.
+double secondsToCompile(const std::string& piece, std::size_t pieces, int patterns) {
+  const std::string pattern = repeated(piece, static_cast<int>(pieces));
+  double least = 1e9;
+  for (int round = 0; round < 3; ++round) {
+    const double start = processorSeconds();
+    for (int time = 0; time < patterns; ++time) (void)raised([&] { (void)KorRegex::compileExpression(pattern); });
+    least = std::min(least, processorSeconds() - start);
+  }
+  return least;
+}
+
+TEST(KorRegexLimits, LooksThroughManyGroupsOfOptionsOnce) {
+  constexpr std::size_t kFew = 500;
+  constexpr std::size_t kMany = 32 * kFew;
+  // What begins with options may end like them, or go on; whether it compiles does not matter.
+  for (const char* piece : {"(?i)", "(?i", "(?i:", "(?"}) {
+    const double few = secondsToCompile(piece, kFew, kMany / kFew);
+    // As many characters at one go: with the square of their number that would take 32 times as long.
+    EXPECT_LT(secondsToCompile(piece, kMany, 1), 12 * few + 0.02) << piece;
+  }
+}
+
+TEST(KorRegexLimits, SaysThatTheTimeIsOver) {
+  const HardRow rows[] = {
+      {"[^y]*+a", std::string(500'000, 'a')},
+      {"(?x) [^y]*+ a", std::string(500'000, 'a')},
+  };
+  for (const HardRow& row : rows) {
+    const Ref<KorRegex> regex = KorRegex::compileExpression(row.pattern);
+    try {
+      (void)regex->matchesString(*NSString::stringWithUTF8(row.text), 2'000'000);
+      FAIL() << row.pattern;
+    } catch (const KorTemplateLimitException& exception) {
+      EXPECT_STREQ(exception.what(), "A regular expression search takes longer than half a second") << row.pattern;
+      EXPECT_EQ(exception.limit(), KorTemplateLimit::RegexRetries) << row.pattern;
+      EXPECT_EQ(exception.value(), 2'000'000U) << row.pattern;
+    }
+  }
+}
+
+struct PlainRow {
+  const char* pattern;
+  bool found;
+};
+
+TEST(KorRegexLimits, APlainSearchOfALongTextSucceeds) {
+  const Ref<NSString> subject = NSString::stringWithUTF8(std::string(16 * 1024 * 1024, 'a') + "end");
+  const PlainRow rows[] = {
+      {"needle", false}, {"\\Aneedle", false},   {"^needle", false}, {"end", true},
+      {"nd\\z", true},   {"needle|nail", false}, {"x\\w+y", false},  {".*needle", false},
+  };
+  for (const PlainRow& row : rows) {
+    EXPECT_EQ(KorRegex::compileExpression(row.pattern)->matchesString(*subject), row.found) << row.pattern;
+  }
+}
+
+TEST(KorRegexLimits, ASearchWithoutManyRetriesAtOnePlaceSucceedsInALongText) {
+  const Ref<NSString> subject = NSString::stringWithUTF8(repeated("some words here, ", 2'000) + "#");
+  const PlainRow rows[] = {
+      {"\\w+[@#]", false},          {"\\w+ \\w+[@#]", false},     {"[^#]*#\\z", true},
+      {"(\\w+)\\s+\\1[@#]", false}, {"(?x) e , \\x20 [#]", true},
+  };
+  for (const PlainRow& row : rows) {
+    EXPECT_EQ(KorRegex::compileExpression(row.pattern)->matchesString(*subject), row.found) << row.pattern;
+  }
+}
+
+struct StackRow {
+  const char* what;
+  std::string pattern;
+};
+
+TEST(KorRegexLimits, CompilesOrRefusesHostilePatternsOnSmallStacks) {
+  std::string chain = "(?<n40>b)";
+  for (int at = 39; at >= 1; --at) {
+    const std::string name = std::to_string(at);
+    chain += "(?<n" + name + ">" + repeated("(?:", 90) + "a\\g<n" + std::to_string(at + 1) + ">" + repeated(")", 91);
+  }
+  const StackRow rows[] = {
+      {"options", repeated("(?i)", 1000) + "a"},
+      {"a hundred options", repeated("(?i)", 100) + "a"},
+      {"groups", repeated("(?:", 100) + "a" + repeated("){2,3}", 100)},
+      {"stacked quantifiers", "a" + repeated("{0,2}", 10'000)},
+      {"alternatives", repeated("a*|", 20'000)},
+      {"a long sequence", repeated("(a)", 20'000)},
+      {"absent operators", repeated("(?~", 100) + "a" + repeated(")", 100)},
+      {"a few absent operators", repeated("(?~", 16) + "a" + repeated(")", 16)},
+      {"look-behinds", repeated("(?<=", 100) + "a" + repeated(")", 100)},
+      {"a chain of calls", chain},
+  };
+  for (const std::size_t kibibytes : {192, 256, 512}) {
+    for (const StackRow& row : rows) {
+      runOnStackOf(kibibytes * 1024, [&row] {
+        try {
+          const Ref<KorRegex> regex = KorRegex::compileExpression(row.pattern);
+          (void)regex->matchesString(*NSString::stringWithUTF8("ab"));
+          (void)regex->matchesString(*NSString::stringWithUTF8(std::string(20'000, 'a')));
+        } catch (const NSException& exception) {
+          EXPECT_EQ(exception.name(), NSInvalidArgumentException) << row.what;
+        } catch (const KorTemplateLimitException& exception) {
+          EXPECT_NE(exception.limit(), KorTemplateLimit::Nesting) << row.what;
+        }
+      });
+    }
+  }
+}
+
+TEST(KorRegexLimits, AStackTooSmallForThePatternIsALimit) {
+  // A stack of its own: the system may hand out a larger one again.
+  constexpr std::size_t kSize = std::size_t{128} * 1024;
+  constexpr std::size_t kPage = 4096;
+  const std::unique_ptr<void, decltype(&std::free)> stack(std::aligned_alloc(kPage, kSize), &std::free);
+  pthread_attr_t attributes;
+  ASSERT_EQ(pthread_attr_init(&attributes), 0);
+  ASSERT_EQ(pthread_attr_setstack(&attributes, stack.get(), kSize), 0);
+  const auto body = [](void* /*unused*/) -> void* {
+    const std::string pattern = repeated("(", 100) + repeated(")", 100);
+    EXPECT_EQ(limitReached([&] { (void)KorRegex::compileExpression(pattern); }), KorTemplateLimit::Stack);
+    EXPECT_TRUE(KorRegex::compileExpression("(a)")->matchesString(*NSString::stringWithUTF8("a")));
+    return nullptr;
+  };
+  pthread_t thread{};
+  ASSERT_EQ(pthread_create(&thread, &attributes, body, nullptr), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+}
+
+// Patterns of every construct, with the same answer for the same seed.
+class RandomPattern {
+ public:
+  explicit RandomPattern(std::uint32_t seed) : random_(seed) {}
+
+  std::string alternatives(int depth) {
+    std::string pattern = sequence(depth);
+    while (pick(4) == 0) pattern += "|" + sequence(depth);
+    return pattern;
+  }
+
+  std::string text(std::size_t size) {
+    std::string text;
+    while (text.size() < size) text += oneOf({"a", "a", "a", "b", "b", "c", " ", "\n", "\u00e9", "2"});
+    return text;
+  }
+
+ private:
+  std::size_t pick(std::size_t count) { return random_() % count; }
+  const char* oneOf(const std::vector<const char*>& choices) { return choices[pick(choices.size())]; }
+
+  std::string sequence(int depth) {
+    std::string pattern;
+    for (std::size_t count = pick(4); count > 0; --count) pattern += atom(depth) + quantifier();
+    return pattern;
+  }
+
+  const char* quantifier() {
+    return oneOf({"", "", "", "", "*", "+", "?", "*?", "+?", "??", "*+", "++", "{2}", "{1,3}", "{,2}", "{2,}?", "{x}"});
+  }
+
+  std::string atom(int depth) {
+    if (depth > 0 && pick(3) == 0) {
+      const char* open = oneOf({"(", "(?:", "(?=", "(?!", "(?>", "(?<=", "(?<!", "(?<n>", "(?i:", "(?i)", "(?-i:"});
+      return open == std::string_view("(?i)") ? open : open + alternatives(depth - 1) + ")";
+    }
+    return oneOf({"a",      "b",       "c",           "ab",  ".",   "\u00e9", "[ab]",    "[^b]",
+                  "[]a]",   "[a[bc]]", "[[:alpha:]]", "\\w", "\\s", "\\d",    "\\x{61}", "\\x61",
+                  "\\142",  "\\p{L}",  "\\b",         "^",   "$",   "\\A",    "\\G",     "\\1",
+                  "\\k<n>", "\\g<n>",  "\\u0062",     "\\X", "\\K", "\\/",    "}"});
+  }
+
+  std::mt19937 random_;
+};
+
+bool isInsideCharacter(const std::string& text, std::size_t at) {
+  return at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80;
+}
+
+// Where the matches at every place of the text end, and whether a search finds one; absent where a limit is reached.
+std::optional<std::vector<std::optional<std::size_t>>> answers(const KorRegex& regex, const std::string& text) {
+  std::vector<std::optional<std::size_t>> result;
+  const std::optional<KorTemplateLimit> limit = limitReached([&] {
+    for (std::size_t at = 0; at <= text.size(); ++at) {
+      if (!isInsideCharacter(text, at)) result.push_back(regex.matchEnd(text, at));
+    }
+    result.emplace_back(regex.matchesString(*NSString::stringWithUTF8(text)) ? 1 : 0);
+  });
+  if (limit.has_value()) return {};
+  return result;
+}
+
+TEST(KorRegexLimits, AWatchedPatternMatchesAsThePatternDoes) {
+  int compared = 0;
+  for (std::uint32_t seed = 0; seed < 6'000; ++seed) {
+    RandomPattern random(seed);
+    const std::string pattern = random.alternatives(3);
+    Ref<KorRegex> plain;
+    if (!raised([&] { plain = KorRegex::compileExpression(pattern); }).empty()) continue;
+    const std::optional<std::string> watched = watchedPattern(pattern);
+    ASSERT_TRUE(watched.has_value()) << pattern;
+    const Ref<KorRegex> other = KorRegex::compileExpression(*watched);
+    for (int round = 0; round < 3; ++round) {
+      const std::string text = random.text(12);
+      const auto expected = answers(*plain, text);
+      const auto actual = answers(*other, text);
+      if (!expected.has_value() || !actual.has_value()) continue;
+      ASSERT_EQ(*actual, *expected) << pattern << " as " << *watched << ": " << text;
+      ++compared;
+    }
+  }
+  EXPECT_GT(compared, 3'000);
+}
+
+// The first place where the pattern matches; absent where there is none.
+std::optional<std::size_t> firstPlace(const KorRegex& regex, const std::string& text) {
+  for (std::size_t at = 0; at <= text.size(); ++at) {
+    if (!isInsideCharacter(text, at) && regex.matchEnd(text, at).has_value()) return at;
+  }
+  return {};
+}
+
+TEST(KorRegexLimits, ASearchOfALongTextFindsWhatAMatchAtEveryPlaceFinds) {
+  for (std::uint32_t seed = 10'000; seed < 10'300; ++seed) {
+    RandomPattern random(seed);
+    const std::string end = random.alternatives(1);
+    if (end.find("\\G") != std::string::npos) continue;
+    const std::string pattern = "e(?:" + random.alternatives(2) + ")\\b(?:" + end + ")dd?";
+    Ref<KorRegex> regex;
+    if (!raised([&] { regex = KorRegex::compileExpression(pattern); }).empty()) continue;
+    if (pattern.find("\\G") != std::string::npos) continue;
+    std::string text;
+    for (int part = 0; part < 20; ++part) text += random.text(1'000) + "e" + random.text(10) + "d";
+    std::optional<std::size_t> expected;
+    bool found = false;
+    if (limitReached([&] { expected = firstPlace(*regex, text); }).has_value()) continue;
+    if (limitReached([&] { found = regex->matchesString(*NSString::stringWithUTF8(text)); }).has_value()) continue;
+    ASSERT_EQ(found, expected.has_value()) << pattern;
+  }
+}
+
+struct UnwatchedRow {
+  const char* what;
+  const char* pattern;
+};
+
+TEST(KorRegexLimits, PatternsWhosePartsAreNotToldApartAreNotWatched) {
+  const UnwatchedRow rows[] = {
+      {"extended mode", "(?x)a b"},    {"extended mode in a group", "(?ix:a b)"}, {"a comment", "a(?#b)*"},
+      {"a condition", "(a)?(?(1)b)"},  {"an absent operator", "(?~|a|b)"},        {"a callout", "(?{a})b"},
+      {"a callout's name", "(*FAIL)"}, {"a control character", "\\cA*"},          {"a line's end", "a\\R"},
+  };
+  for (const UnwatchedRow& row : rows) EXPECT_EQ(watchedPattern(row.pattern), std::nullopt) << row.what;
+}
+
+}  // namespace
+
+}  // namespace tavlo::test
