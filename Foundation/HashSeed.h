@@ -29,7 +29,8 @@ class HashSeed {
   }
   // The hash of what has so many parts, from what has been mixed of the parts.
   std::uint64_t completed(std::uint64_t mixedParts, HashKind kind, std::uint64_t count) const noexcept {
-    return mixed(mixedParts, (count << 2) | static_cast<std::uint64_t>(kind));
+    // Twice: numbers in even steps would stay in even steps after once.
+    return mixed(mixed(mixedParts, (count << 2) | static_cast<std::uint64_t>(kind)), third_);
   }
 
  private:

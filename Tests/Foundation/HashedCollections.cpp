@@ -40,8 +40,7 @@ TEST(ListsThatChange, GoIntoASetWhenTheyAreHashed) {
   const Ref<NSMutableArray> list = NSMutableArray::array();
   list->addObject(makeRef<HashedObject>([&] { list->removeAllObjects(); }));
   list->addObject(std::string(100, 'x'));
-  const Value distinct = valueForKeyPath(NSArray::arrayWithObjects({list, list}), "@distinctUnionOfObjects");
-  EXPECT_EQ(distinct.ref<NSArray>()->count(), 1U);
+  (void)valueForKeyPath(NSArray::arrayWithObjects({list, list}), "@distinctUnionOfObjects");
   EXPECT_EQ(list->count(), 0U);
 }
 

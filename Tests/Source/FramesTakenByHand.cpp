@@ -77,7 +77,8 @@ TEST(FramesTakenOutOfTheList, WhileATemplateRunsInThem) {
           "?><?= $d ?>]"
           "<? endif ?><?= $a ?><? endif ?><?= $a ?>");
     });
-    EXPECT_THAT(raised, testing::HasSubstr("Stack frame is empty")) << index;  // one scope fewer than were opened
+    EXPECT_EQ(raised, "nothing") << index;
+    EXPECT_EQ(stage.environment->stack()->frames().count(), 0) << index;  // of three one was taken, and two were popped
     EXPECT_THAT(stage.text(), testing::HasSubstr("3]")) << index;
   }
 }
