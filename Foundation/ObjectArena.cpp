@@ -1,6 +1,7 @@
 #include "Foundation/ObjectArena.h"
 
 #include <new>
+#include <utility>
 
 namespace tavlo {
 
@@ -19,6 +20,38 @@ constexpr bool kUsesArenas = true;
 #endif
 
 [[gnu::tls_model("initial-exec")]] thread_local ObjectArena* currentArena = nullptr;
+
+// Freed chunks that a thread keeps for its next arena: a program that compiles again and again gets the same memory
+// again and again, not new pages from the system. What ends after the thread's other objects is freed at once.
+struct SpareChunk {
+  SpareChunk* next;
+};
+[[gnu::tls_model("initial-exec")]] thread_local SpareChunk* spareChunks = nullptr;
+[[gnu::tls_model("initial-exec")]] thread_local std::uint32_t spareCount = 0;
+[[gnu::tls_model("initial-exec")]] thread_local std::uint32_t mostSpareChunks = 128;
+
+void freeSpareChunks() noexcept {
+  mostSpareChunks = 0;
+  while (spareChunks != nullptr) ::operator delete(std::exchange(spareChunks, spareChunks->next));
+  spareCount = 0;
+}
+
+struct AtThreadEnd {
+  ~AtThreadEnd() { freeSpareChunks(); }
+};
+
+void* takeSpareChunk() noexcept {
+  if (spareChunks == nullptr) return nullptr;
+  --spareCount;
+  return std::exchange(spareChunks, spareChunks->next);
+}
+
+void keepOrFree(void* chunk) noexcept {
+  if (spareCount >= mostSpareChunks) return ::operator delete(chunk);
+  static thread_local const AtThreadEnd atThreadEnd;
+  spareChunks = new (chunk) SpareChunk{spareChunks};
+  ++spareCount;
+}
 
 }  // namespace
 
@@ -51,7 +84,8 @@ void* ObjectArena::allocateOnHeap(std::size_t size) {
 
 void ObjectArena::takeChunk() {
   leaveChunk();
-  chunk_ = new (::operator new(kChunkSize)) Chunk{kWhileFilled};
+  void* const spare = takeSpareChunk();
+  chunk_ = new (spare != nullptr ? spare : ::operator new(kChunkSize)) Chunk{kWhileFilled};
   next_ = reinterpret_cast<char*>(chunk_) + sizeof(Header);
   end_ = reinterpret_cast<char*>(chunk_) + kChunkSize;
 }
@@ -76,7 +110,7 @@ void ObjectArena::leaveChunk() noexcept {
 void ObjectArena::letGoOf(Chunk* chunk, std::uint32_t users) noexcept {
   if (chunk->users.load(std::memory_order_acquire) == users ||
       chunk->users.fetch_sub(users, std::memory_order_acq_rel) == users) {
-    ::operator delete(chunk);
+    keepOrFree(chunk);
   }
 }
 

@@ -65,27 +65,45 @@ class FrameGuard {
   std::int32_t owed_ = 0;
 };
 
-// Runs the statement where that can neither look at the scopes nor change them, as most literal text, most output and
-// most early returns do; false, and nothing done, where it must be executed.
-inline bool executeQuietly(const KorTemplateStatement& statement, KorTemplateEnvironment& environment,
-                           Completion& completion) {
-  if (statement.kind() == kOutputKind) {
-    return static_cast<const KorTemplateOutputStatement&>(statement).executeQuietly(environment);
+// Runs statements one after another where that can neither look at the scopes nor change them, as most literal text,
+// most output and most early returns do.
+class QuietRunner {
+ public:
+  explicit QuietRunner(KorTemplateEnvironment& environment) noexcept : environment_(environment) {}
+
+  // False, and nothing done, where the statement must be executed; then forget() must follow.
+  bool run(const KorTemplateStatement& statement, Completion& completion) {
+    if (statement.kind() == kOutputKind) {
+      if (text_ == nullptr) text_ = environment_.outputText();
+      return text_ != nullptr &&
+             static_cast<const KorTemplateOutputStatement&>(statement).executeQuietly(environment_, *text_);
+    }
+    if (statement.kind() != kReturnKind) return false;
+    completion = static_cast<const KorTemplateReturnStatement&>(statement).executeQuietly(environment_);
+    return completion.isReturn();
   }
-  if (statement.kind() != kReturnKind) return false;
-  completion = static_cast<const KorTemplateReturnStatement&>(statement).executeQuietly(environment);
-  return completion.isReturn();
-}
+  // Whatever was executed may have replaced the output stream.
+  void forget() noexcept { text_ = nullptr; }
+
+ private:
+  KorTemplateEnvironment& environment_;
+  std::string* text_ = nullptr;  // where output goes, once asked for
+};
 
 // Runs statements in order until one returns. The list may change while it is walked.
 inline Completion executeStatements(const KorTemplateChildList<Ref<KorTemplateStatement>>& statements,
                                     KorTemplateEnvironment& environment) {
+  QuietRunner quiet(environment);
   Completion completion = Completion::wentOn();
-  for (std::int32_t index = 0; index < statements.count() && !completion.isReturn(); ++index) {
+  for (std::int32_t index = 0; index < statements.count(); ++index) {
     KorTemplateStatement& statement = *statements[index];
     environment.step();
     environment.enterStatement(statement);
-    if (!executeQuietly(statement, environment, completion)) completion = statement.execute(environment);
+    if (!quiet.run(statement, completion)) {
+      completion = statement.execute(environment);
+      quiet.forget();
+    }
+    if (completion.isReturn()) break;
   }
   return completion;
 }

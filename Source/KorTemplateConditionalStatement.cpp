@@ -23,18 +23,20 @@ const KorTemplateConditionalStatement* conditionalIn(const Ref<KorTemplateStatem
 Completion executeAllButConditional(const KorTemplateChildList<Ref<KorTemplateStatement>>& statements,
                                     KorTemplateEnvironment& environment, FrameGuard& frames,
                                     const KorTemplateConditionalStatement*& last) {
+  QuietRunner quiet(environment);
   Completion completion = Completion::wentOn();
   for (std::int32_t index = 0; index < statements.count() && !completion.isReturn(); ++index) {
     KorTemplateStatement& statement = *statements[index];
     environment.step();
     environment.enterStatement(statement);
-    if (executeQuietly(statement, environment, completion)) continue;
+    if (quiet.run(statement, completion)) continue;
     frames.settle();
     if (index + 1 == statements.count()) {
       last = conditionalIn(statements[index]);
       if (last != nullptr) break;
     }
     completion = statement.execute(environment);
+    quiet.forget();
   }
   return completion;
 }

@@ -110,7 +110,8 @@ class KorTemplateEnvironment final : public NSObject {
   static bool appendOutput(RawValue value, std::string& text) {
     if (value.kind() != ValueKind::Object) return value.isNumber() && appendNumber(value, text);
     if (value.payload.object->kind() != ObjectKind::String) return false;
-    text.append(static_cast<const NSString*>(value.payload.object)->view());
+    const auto& string = static_cast<const NSString&>(*value.payload.object);
+    text.append(string.characters(), string.byteLength());
     return true;
   }
   // Writes the text of one output statement; the value may be lent, and is not the null object.

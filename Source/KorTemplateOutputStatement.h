@@ -28,16 +28,15 @@ class KorTemplateOutputStatement final : public KorTemplateStatement {
 
   void executeWithEnvironment(KorTemplateEnvironment* environment) override;
   Completion execute(KorTemplateEnvironment& environment) override;
-  // The same where the value lives somewhere and writing it runs nobody else's code; false, and nothing done,
+  // Appends the value to the text where it lives somewhere and that runs nobody else's code; false, and nothing done,
   // otherwise.
-  bool executeQuietly(KorTemplateEnvironment& environment) const {
-    std::string* const text = environment.outputText();
-    if (text == nullptr || expression_ == nullptr) return false;
+  bool executeQuietly(const KorTemplateEnvironment& environment, std::string& text) const {
+    if (expression_ == nullptr) return false;
     if (expression_->kind() == kBinaryKind) {
-      return static_cast<const KorTemplateBinaryExpression&>(*expression_).appendQuietly(environment, *text);
+      return static_cast<const KorTemplateBinaryExpression&>(*expression_).appendQuietly(environment, text);
     }
     const RawValue value = peekExpression(*expression_, environment);
-    return value.kind() == ValueKind::Null || KorTemplateEnvironment::appendOutput(value, *text);
+    return KorTemplateEnvironment::appendOutput(value, text) || value.kind() == ValueKind::Null;
   }
   Ref<KorTemplateStatement> copyWithZone(NSZone* zone = nullptr) const override;
 
