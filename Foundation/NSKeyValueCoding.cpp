@@ -167,20 +167,6 @@ NSKeyPath::NSKeyPath(std::string_view path) : text_(NSString::stringWithValidUTF
   for (; count_ <= dots; ++count_) moreKeys_[count_ - 1].text = next();
 }
 
-const Value* NSKeyPath::peekFrom(std::size_t index, RawValue start) const noexcept {
-  RawValue holder = start;
-  for (const Key* key = &keyAt(index);; key = &keyAt(index)) {
-    if (holder.kind() != ValueKind::Object || holder.payload.object->kind() != ObjectKind::Dictionary) return nullptr;
-    const auto& dictionary = static_cast<const NSDictionary&>(*holder.payload.object);
-    const Value* const value = dictionary.findAt(key->lastSlot.load(std::memory_order_relaxed), *key->text);
-    if (value == nullptr) [[unlikely]]
-      return peekAnew(index, dictionary);
-    if (++index == count_) return value;
-    holder = value->peek();
-  }
-}
-
-// Goes on where a key is not in the place of its last hit.
 const Value* NSKeyPath::peekAnew(std::size_t index, const NSDictionary& dictionary) const noexcept {
   const Key& key = keyAt(index);
   std::uint32_t slot = 0;

@@ -7,13 +7,12 @@
 #include <string_view>
 #include <vector>
 
+#include "Foundation/NSDictionary.h"
 #include "Foundation/NSString.h"
 #include "Foundation/ObjectArena.h"
 #include "Foundation/Value.h"
 
 namespace tavlo {
-
-class NSDictionary;
 
 // A dotted path of keys, cut once and followed often. Several threads may follow one path at once.
 class NSKeyPath {
@@ -44,7 +43,19 @@ class NSKeyPath {
   // What an element of a collection contributes to an operator.
   enum class Contribution : std::uint8_t { Value, Nothing, UnknownKey };
 
-  const Value* peekFrom(std::size_t index, RawValue start) const noexcept;
+  const Value* peekFrom(std::size_t index, RawValue start) const noexcept {
+    RawValue holder = start;
+    for (const Key* key = &keyAt(index);; key = &moreKeys_[index - 1]) {
+      if (holder.kind() != ValueKind::Object || holder.payload.object->kind() != ObjectKind::Dictionary) return nullptr;
+      const auto& dictionary = static_cast<const NSDictionary&>(*holder.payload.object);
+      const Value* const value = dictionary.findAt(key->lastSlot.load(std::memory_order_relaxed), *key->text);
+      if (value == nullptr) [[unlikely]]
+        return peekAnew(index, dictionary);
+      if (++index == count_) return value;
+      holder = value->peek();
+    }
+  }
+  // Goes on where a key is not in the place of its last hit.
   const Value* peekAnew(std::size_t index, const NSDictionary& dictionary) const noexcept;
   bool findFrom(std::size_t index, const Value& start, Value& result) const;
   Contribution contributionFrom(std::size_t index, const Value& element, Value& result) const;

@@ -67,6 +67,9 @@ class NSString : public NSObject {
   // The two texts joined, with room to grow.
   static Ref<NSString> stringByJoining(CountedText left, CountedText right);
 
+  // The text with room for that many bytes in all.
+  static Ref<NSString> stringWithRoom(CountedText text, std::size_t capacity);
+
   // Puts `right` behind `left`, in place where it has the room. The caller must hold the only reference, which passes
   // into the result.
   static Ref<NSString> appended(Ref<NSString> left, CountedText right);

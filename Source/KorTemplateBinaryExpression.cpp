@@ -358,7 +358,10 @@ RawValue KorTemplateBinaryExpression::evaluateAny(KorTemplateEnvironment& enviro
   environment.checkStack();
   RawValue left = peekExpression(*leftOperand_, environment);
   const bool isLent = !left.isNothing();
-  if (!isLent && leftChain() != nullptr) return evaluateChain(environment);
+  if (!isLent && leftChain() != nullptr) {
+    const RawValue joined = op_ == KorTemplateOperatorAdd ? joinQuietly(environment) : RawValue::nothing();
+    return joined.isNothing() ? evaluateChain(environment) : joined;
+  }
   if (op_ == KorTemplateOperatorAssignment) return assign(leftValue(environment), environment).leak();
   if (!isLent) left = leftOperand_->evaluate(environment);
   if (!left.isNumber()) {
@@ -390,28 +393,64 @@ RawValue KorTemplateBinaryExpression::combineNumber(RawValue left, RawValue righ
   return applyToValues(Value::adopt(left), Value::adopt(right), environment).leak();
 }
 
-bool KorTemplateBinaryExpression::appendQuietly(const KorTemplateEnvironment& environment, std::string& text) const {
-  constexpr std::size_t kMostParts = 8;
-  std::array<RawValue, kMostParts> parts;  // NOLINT(*-member-init): filled below, from the last to the first
-  std::size_t count = 0;
-  std::size_t size = 0;
-  const auto add = [&](const KorTemplateExpression& operand) {
-    const RawValue part = peekExpression(operand, environment);
-    const NSString* string = stringIn(part);
-    parts[count++] = part;
-    size += string != nullptr ? string->byteLength() : kNumberTextSize;
-    return string != nullptr || part.isNumber();
-  };
-  const KorTemplateBinaryExpression* first = this;
-  for (const KorTemplateBinaryExpression* node = this; node != nullptr; node = node->leftChain()) {
-    if (node->op_ != KorTemplateOperatorAdd || count + 2 > kMostParts || !add(*node->rightOperand_)) return false;
-    first = node;
+// The strings and numbers that a chain of additions joins to one text, where all of them live somewhere.
+class KorTemplateBinaryExpression::QuietParts {
+ public:
+  // False for a chain that is none of that kind.
+  bool find(const KorTemplateBinaryExpression& last, const KorTemplateEnvironment& environment) {
+    const KorTemplateBinaryExpression* first = &last;
+    for (const KorTemplateBinaryExpression* node = &last; node != nullptr; node = node->leftChain()) {
+      const bool isJoined = node->op_ == KorTemplateOperatorAdd && count_ + 2 <= kMost;
+      if (!isJoined || !add(peekExpression(*node->rightOperand_, environment))) return false;
+      first = node;
+    }
+    if (!add(peekExpression(*first->leftOperand_, environment))) return false;
+    const bool isSum = parts_[count_ - 1].isNumber() && parts_[count_ - 2].isNumber();
+    return !isSum && size_ <= environment.limitsInForce().stringLength;
   }
-  if (!add(*first->leftOperand_)) return false;
-  if (parts[count - 1].isNumber() && parts[count - 2].isNumber()) return false;  // that is a sum
-  if (size > environment.limitsInForce().stringLength || size > text.capacity() - text.size()) return false;
-  while (count > 0) KorTemplateEnvironment::appendOutput(parts[--count], text);
+
+  // The most bytes that the text can have.
+  std::size_t size() const noexcept { return size_; }
+
+  // Hands the parts to `take` in order.
+  template <class Take>
+  void forEach(const Take& take) const {
+    for (std::size_t left = count_; left > 0; --left) take(parts_[left - 1]);
+  }
+
+ private:
+  static constexpr std::size_t kMost = 8;
+
+  bool add(RawValue part) {
+    const NSString* string = stringIn(part);
+    parts_[count_++] = part;
+    size_ += string != nullptr ? string->byteLength() : kNumberTextSize;
+    return string != nullptr || part.isNumber();
+  }
+
+  std::array<RawValue, kMost> parts_;  // NOLINT(*-member-init): the first count_, from the last to the first
+  std::size_t count_ = 0;
+  std::size_t size_ = 0;
+};
+
+bool KorTemplateBinaryExpression::appendQuietly(const KorTemplateEnvironment& environment, std::string& text) const {
+  QuietParts parts;
+  if (!parts.find(*this, environment) || parts.size() > text.capacity() - text.size()) return false;
+  parts.forEach([&](RawValue part) { KorTemplateEnvironment::appendOutput(part, text); });
   return true;
+}
+
+// The same as a string of its own; nothing for every other value.
+RawValue KorTemplateBinaryExpression::joinQuietly(const KorTemplateEnvironment& environment) const {
+  QuietParts parts;
+  if (!parts.find(*this, environment)) return RawValue::nothing();
+  Ref<NSString> joined;
+  parts.forEach([&](RawValue part) {
+    const Textual text(part);
+    joined = joined == nullptr ? NSString::stringWithRoom(text.counted(), parts.size())
+                               : NSString::appended(std::move(joined), text.counted());
+  });
+  return Value(std::move(joined)).leak();
 }
 
 // Left operands that are operators themselves make a chain, which is walked down first and evaluated on the way back,

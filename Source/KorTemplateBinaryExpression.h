@@ -58,7 +58,10 @@ class KorTemplateBinaryExpression final : public KorTemplateExpression {
   void describe(Description& out) const override;
 
  private:
+  class QuietParts;
+
   const KorTemplateBinaryExpression* leftChain() const noexcept;
+  RawValue joinQuietly(const KorTemplateEnvironment& environment) const;
   [[gnu::noinline]] RawValue evaluateAny(KorTemplateEnvironment& environment);
   RawValue evaluateChain(KorTemplateEnvironment& environment) const;
   Value leftValue(KorTemplateEnvironment& environment) const;

@@ -22,7 +22,8 @@ const Name& indexName() {
 
 // Whether the frame may serve the next iteration: it is the current one still, in the scope it was pushed for, nobody
 // else holds it, and no host's code runs when it lets go of its variables.
-bool mayServeAgain(const KorTemplateEnvironment& environment, const KorTemplateStackFrame* frame, std::uint64_t scope) {
+inline bool mayServeAgain(const KorTemplateEnvironment& environment, const KorTemplateStackFrame* frame,
+                          std::uint64_t scope) {
   const KorTemplateStack* stack = environment.stack().get();
   if (frame == nullptr || stack == nullptr || stack->current() != frame) return false;
   return frame->scope() == scope && frame->hasOneReference() && frame->canResetQuietly();
