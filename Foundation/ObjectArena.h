@@ -35,7 +35,7 @@ class ObjectArena {
   // The same for what containers hold.
   template <class T>
   struct Allocator {
-    using value_type = T;
+    using value_type = T;  // NOLINT(readability-identifier-naming): what containers ask for
 
     Allocator() = default;
     template <class U>

@@ -93,6 +93,12 @@ class Watcher {
     return std::min(end, pattern_.size()) - at_;
   }
 
+  // To behind a name in "<>" or "''" that begins at `at`.
+  std::size_t sizeOverName(std::size_t at) const {
+    if (letterAt(at) == '<') return sizeTo('>', at + 1);
+    return letterAt(at) == '\'' ? sizeTo('\'', at + 1) : kNone;
+  }
+
   std::size_t escape() {
     const char letter = letterAt(at_ + 1);
     const char next = letterAt(at_ + 2);
@@ -100,9 +106,8 @@ class Watcher {
     if (letter == 'x' || letter == 'u') return atom(sizeOver(kHexDigits, at_ + 2));
     // The engine mistakes some loops over "\R", other ones when it calls out between them.
     if (std::string_view("cCMQR").find(letter) != kNone) return kNone;
-    if (letter == 'k')
-      return next == '<' || next == '\'' ? reference(sizeTo(next == '<' ? '>' : '\'', at_ + 3)) : kNone;
-    if (letter == 'g') return next == '<' || next == '\'' ? atom(sizeTo(next == '<' ? '>' : '\'', at_ + 3)) : kNone;
+    if (letter == 'k') return reference(sizeOverName(at_ + 2));
+    if (letter == 'g') return atom(sizeOverName(at_ + 2));
     if (kDigits.find(letter) != kNone) return reference(sizeOver(kDigits, at_ + 1));
     ++at_;  // what is escaped may take several bytes
     const std::size_t size = characterSize();

@@ -172,13 +172,13 @@ RawValue joinTextual(Value left, RawValue right, std::uint64_t limit) {
 }
 
 // What stands for the value in a text: itself, or its description.
-Value textualOf(Value value, std::uint64_t limit) {
+Value textualOf(const Value& value, std::uint64_t limit) {
   return isTextual(value.peek()) ? value : Value(NSString::stringWithValidUTF8(Description::of(value, limit)));
 }
 
 // The two values' texts joined, the left one's first.
 Value concatenation(Value left, const Value& right, std::uint64_t limit) {
-  left = textualOf(std::move(left), limit);
+  left = textualOf(left, limit);
   const Value rightText = textualOf(right, limit);
   return Value::adopt(joinTextual(std::move(left), rightText.peek(), limit));
 }

@@ -87,7 +87,7 @@ class KorTemplateChildList {
   // The first equal one; where there is none, the index check of removeAt() fails.
   void remove(const Item& wanted) {
     requireItem(wanted);
-    const Item item = wanted;  // it may lie in this very list
+    const Item item = wanted;  // NOLINT(performance-unnecessary-copy-initialization): it may lie in this very list
     std::int32_t index = 0;
     for (; index < count(); ++index) {
       const Item candidate = (*this)[index];  // comparing may run a host's code, which may change the list

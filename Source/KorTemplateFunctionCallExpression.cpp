@@ -60,8 +60,10 @@ class ArgumentValues {
   std::size_t expected_;
   std::size_t count_ = 0;  // of those that are there
   union {
+    // NOLINTBEGIN(readability-identifier-naming): members of the class like the others
     Value few_[kFew];  // the first count_ of them are alive
     Value* values_;    // in the environment's storage
+    // NOLINTEND(readability-identifier-naming)
   };
 };
 
