@@ -358,10 +358,7 @@ RawValue KorTemplateBinaryExpression::evaluateAny(KorTemplateEnvironment& enviro
   environment.checkStack();
   RawValue left = peekExpression(*leftOperand_, environment);
   const bool isLent = !left.isNothing();
-  if (!isLent && leftChain() != nullptr) {
-    const RawValue joined = op_ == KorTemplateOperatorAdd ? joinQuietly(environment) : RawValue::nothing();
-    return joined.isNothing() ? evaluateChain(environment) : joined;
-  }
+  if (!isLent && leftChain() != nullptr) return evaluateChain(environment);
   if (op_ == KorTemplateOperatorAssignment) return assign(leftValue(environment), environment).leak();
   if (!isLent) left = leftOperand_->evaluate(environment);
   if (!left.isNumber()) {
@@ -456,6 +453,7 @@ RawValue KorTemplateBinaryExpression::joinQuietly(const KorTemplateEnvironment& 
 // Left operands that are operators themselves make a chain, which is walked down first and evaluated on the way back,
 // so that its length costs no stack.
 RawValue KorTemplateBinaryExpression::evaluateChain(KorTemplateEnvironment& environment) const {
+  if (const RawValue joined = joinQuietly(environment); !joined.isNothing()) return joined;
   constexpr std::size_t kShort = 16;
   std::array<const KorTemplateBinaryExpression*, kShort> shortChain;  // NOLINT(*-member-init): filled below
   std::vector<const KorTemplateBinaryExpression*> longChain;
