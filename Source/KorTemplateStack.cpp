@@ -61,6 +61,7 @@ void KorTemplateStack::resetPopped() noexcept {
   Ref<KorTemplateStackFrame>* const spare = frames_.spare();
   if (spare != nullptr && *spare == nullptr && frame->hasOneReference()) *spare = std::move(frame);
 }
+
 void KorTemplateStack::push(const Ref<KorTemplateStackFrame>& frame) {
   requireParameter(frame != nullptr, "frame != nil");
   append(frame);
