@@ -31,13 +31,9 @@ class NameMap {
 
   // The value, or null where there is none; good until the map changes.
   const T* find(const Name& name) const noexcept {
-    if (!isHashed_) [[likely]] {
-      const Entry* entry = entries_.data();
-      for (const Entry* last = entry + size_; entry != last; ++entry) {
-        if (entry->name == name) return &entry->value;
-      }
-      return nullptr;
-    }
+    const T* value = nullptr;
+    if (findQuickly(name, value)) [[likely]]
+      return value;
     const std::uint32_t index = hashedIndex(name);
     return index == kNowhere ? nullptr : &entries_[index].value;
   }
