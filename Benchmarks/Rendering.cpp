@@ -28,7 +28,7 @@ const KorTemplateStringStream& Rendering::run(std::size_t capacity) {
 }
 
 std::string Rendering::output() {
-  return run(0).buffer()->string() + errors_->buffer()->string();
+  return std::string(run(0).buffer()->string()).append(errors_->buffer()->string());
 }
 
 std::string readSourceFile(const std::string& path) {

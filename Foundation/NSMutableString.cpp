@@ -11,7 +11,7 @@ void NSMutableString::appendString(const Text& text) {
 }
 
 void NSMutableString::describe(Description& out) const {
-  out.part(std::string_view(text_));
+  out.part(text_.view());
 }
 
 }  // namespace tavlo

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <string>
 #include <string_view>
 
 #include "Foundation/NSObject.h"
 #include "Foundation/Text.h"
+#include "Foundation/TextBuffer.h"
 #include "Foundation/Value.h"
 
 namespace tavlo {
@@ -19,15 +19,16 @@ class NSMutableString final : public NSObject {
   // Raises `NSInvalidArgumentException` for an absent text.
   void appendString(const Text& text);
 
-  const std::string& string() const noexcept { return text_; }
+  // The text so far, good until it grows.
+  std::string_view string() const noexcept { return text_.view(); }
   // The text itself, for who appends to it piece by piece.
-  std::string& mutableText() noexcept { return text_; }
+  TextBuffer& mutableText() noexcept { return text_; }
 
   const char* className() const override { return "NSMutableString"; }
   void describe(Description& out) const override;
 
  private:
-  std::string text_;
+  TextBuffer text_;
 };
 
 }  // namespace tavlo

@@ -3,36 +3,15 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string_view>
 
+#include "Foundation/Bytes.h"
 #include "Foundation/NSObject.h"
 #include "Foundation/Ref.h"
 #include "Foundation/Utf8.h"
 #include "Foundation/Value.h"
 
 namespace tavlo {
-
-// Whether two texts of one size are the same; without a call for short ones, as names and keys are.
-inline bool areSameBytes(const char* left, const char* right, std::size_t size) noexcept {
-  const auto differ = [&](auto word, std::size_t offset) {
-    auto other = word;
-    std::memcpy(&word, left + offset, sizeof word);
-    std::memcpy(&other, right + offset, sizeof other);
-    return word != other;
-  };
-  // The first and the last word overlap where they must.
-  if (size >= sizeof(std::uint64_t)) {
-    for (std::size_t at = sizeof(std::uint64_t); at + sizeof(std::uint64_t) < size; at += sizeof(std::uint64_t)) {
-      if (differ(std::uint64_t{0}, at)) return false;
-    }
-    return !differ(std::uint64_t{0}, 0) && !differ(std::uint64_t{0}, size - sizeof(std::uint64_t));
-  }
-  if (size >= sizeof(std::uint32_t)) {
-    return !differ(std::uint32_t{0}, 0) && !differ(std::uint32_t{0}, size - sizeof(std::uint32_t));
-  }
-  return size == 0 || (left[0] == right[0] && left[size / 2] == right[size / 2] && left[size - 1] == right[size - 1]);
-}
 
 // A valid text and its length in UTF-16 units.
 struct CountedText {

@@ -28,7 +28,8 @@ struct SpareChunk {
 };
 [[gnu::tls_model("initial-exec")]] thread_local SpareChunk* spareChunks = nullptr;
 [[gnu::tls_model("initial-exec")]] thread_local std::uint32_t spareCount = 0;
-[[gnu::tls_model("initial-exec")]] thread_local std::uint32_t mostSpareChunks = 128;
+[[gnu::tls_model("initial-exec")]] thread_local std::uint32_t mostSpareChunks =
+    320;  // about what a template of a megabyte takes
 
 void freeSpareChunks() noexcept {
   mostSpareChunks = 0;

@@ -87,7 +87,7 @@ class QuietRunner {
 
  private:
   KorTemplateEnvironment& environment_;
-  std::string* text_ = nullptr;  // where output goes, once asked for
+  TextBuffer* text_ = nullptr;  // where output goes, once asked for
 };
 
 // Runs statements in order until one returns. The list may change while it is walked.

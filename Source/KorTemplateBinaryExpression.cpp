@@ -430,7 +430,7 @@ class KorTemplateBinaryExpression::QuietParts {
   std::size_t size_ = 0;
 };
 
-bool KorTemplateBinaryExpression::appendQuietly(const KorTemplateEnvironment& environment, std::string& text) const {
+bool KorTemplateBinaryExpression::appendQuietly(const KorTemplateEnvironment& environment, TextBuffer& text) const {
   QuietParts parts;
   if (!parts.find(*this, environment) || parts.size() > text.capacity() - text.size()) return false;
   parts.forEach([&](RawValue part) { KorTemplateEnvironment::appendOutput(part, text); });

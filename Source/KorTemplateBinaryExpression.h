@@ -1,12 +1,13 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 #include "Source/KorTemplateExpression.h"
 #include "Source/KorTemplateOperator.h"
 
 namespace tavlo {
+
+class TextBuffer;
 
 // An operator with its two operands. Both operands are always evaluated, the left one first, for every operator.
 class KorTemplateBinaryExpression final : public KorTemplateExpression {
@@ -51,7 +52,7 @@ class KorTemplateBinaryExpression final : public KorTemplateExpression {
   RawValue evaluate(KorTemplateEnvironment& environment) override;
   // Appends the value where it is the text of strings and numbers that live somewhere, one behind the other, without
   // making a string of it; false, and nothing done, for every other value. Runs nobody's code.
-  bool appendQuietly(const KorTemplateEnvironment& environment, std::string& text) const;
+  bool appendQuietly(const KorTemplateEnvironment& environment, TextBuffer& text) const;
   Ref<KorTemplateExpression> copyWithZone(NSZone* zone = nullptr) const override;
 
   const char* className() const override { return "KorTemplateBinaryExpression"; }

@@ -94,7 +94,7 @@ bool KorTemplateEnvironment::isGlobalVariableDefinedWithName(const Name& name) c
 
 void KorTemplateEnvironment::writeOutput(RawValue value) {
   // The commonest stream and the commonest values: the text goes where it belongs.
-  std::string* const text = outputText();
+  TextBuffer* const text = outputText();
   if (text != nullptr && appendOutput(value, *text)) return;
   if (value.kind() == ValueKind::Absent) return writeToStream(Text());
   if (value.isNumber()) {
@@ -106,9 +106,14 @@ void KorTemplateEnvironment::writeOutput(RawValue value) {
   writeToStream(Text(Description::of(held, limitsInForce_.stringLength)));
 }
 
-bool KorTemplateEnvironment::appendNumber(RawValue value, std::string& text) {
-  char digits[kNumberTextSize];
-  text.append(digits, static_cast<std::size_t>(writeNumber(digits, value) - digits));
+void KorTemplateEnvironment::writeText(std::string_view text) {
+  TextBuffer* const buffer = outputText();
+  if (buffer != nullptr) return buffer->append(text);
+  writeToStream(text);
+}
+
+bool KorTemplateEnvironment::appendNumber(RawValue value, TextBuffer& text) {
+  text.extend(writeNumber(text.room(kNumberTextSize), value));
   return true;
 }
 

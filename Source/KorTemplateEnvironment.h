@@ -101,21 +101,23 @@ class KorTemplateEnvironment final : public NSObject {
   ArgumentStorage& argumentStorage() noexcept { return argumentStorage_; }
 
   // The text to which output is appended, where that runs nobody else's code; null otherwise.
-  std::string* outputText() const noexcept {
+  TextBuffer* outputText() const noexcept {
     KorTemplateStream* stream = outputStream_.get();
     const bool isText = stream != nullptr && stream->kind() == kStringStreamKind;
     return isText ? static_cast<KorTemplateStringStream*>(stream)->target() : nullptr;
   }
   // Appends a string or a number to such a text; false for every other value.
-  static bool appendOutput(RawValue value, std::string& text) {
+  static bool appendOutput(RawValue value, TextBuffer& text) {
     if (value.kind() != ValueKind::Object) return value.isNumber() && appendNumber(value, text);
     if (value.payload.object->kind() != ObjectKind::String) return false;
     const auto& string = static_cast<const NSString&>(*value.payload.object);
-    text.append(string.characters(), string.byteLength());
+    text.append(string.view());
     return true;
   }
   // Writes the text of one output statement; the value may be lent, and is not the null object.
   void writeOutput(RawValue value);
+  // Writes a text that is a statement's whole output, and lives as long as the template.
+  void writeText(std::string_view text);
   // Writes a diagnostic to the error stream, behind all output so far.
   void writeDiagnostic(const Text& text);
 
@@ -202,7 +204,7 @@ class KorTemplateEnvironment final : public NSObject {
   void leave();
   // Whether a scope could not be popped on the way.
   bool leaveFailed() noexcept;
-  static bool appendNumber(RawValue value, std::string& text);
+  static bool appendNumber(RawValue value, TextBuffer& text);
   void writeToStream(const Text& text);
   void flushOutput();
   // The same for all streams that were the output stream in this execution.

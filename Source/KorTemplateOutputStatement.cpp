@@ -1,5 +1,7 @@
 #include "Source/KorTemplateOutputStatement.h"
 
+#include <mutex>
+
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
 
@@ -13,12 +15,47 @@ KorTemplateOutputStatement::KorTemplateOutputStatement(Ref<KorTemplateExpression
   requireParameter(expression_ != nullptr, "theExpression != nil");
 }
 
+KorTemplateOutputStatement::KorTemplateOutputStatement(const Ref<NSString>& text, SourceRange part)
+    : KorTemplateStatement(kOutputKind),
+      template_(text),
+      text_(text->characters() + part.offset),
+      textLength_(part.length),
+      refersToText_(true) {
+  setSourceRange(part);
+}
+
+Ref<KorTemplateOutputStatement> KorTemplateOutputStatement::statementWithText(const Ref<NSString>& text,
+                                                                              SourceRange part) {
+  return Ref<KorTemplateOutputStatement>::adopt(new KorTemplateOutputStatement(text, part));
+}
+
+void KorTemplateOutputStatement::setExpression(const Ref<KorTemplateExpression>& value) {
+  expression_ = value;
+  refersToText_.store(false, std::memory_order_release);
+}
+
+// Two threads may ask at once.
+const Ref<KorTemplateExpression>& KorTemplateOutputStatement::madeLiteral() const {
+  static auto& mutex = *new std::mutex;  // nodes may outlive every static object
+  const std::lock_guard lock(mutex);
+  if (refersToText_.load(std::memory_order_relaxed)) {
+    expression_ = KorTemplateLiteralExpression::expressionWithLiteral(
+        template_->substring(static_cast<std::size_t>(text_ - template_->characters()), textLength_));
+    refersToText_.store(false, std::memory_order_release);
+  }
+  return expression_;
+}
+
 void KorTemplateOutputStatement::executeWithEnvironment(KorTemplateEnvironment* environment) {
   requireParameter(environment != nullptr, "environment != nil");
   executePublicly(*environment);
 }
 
 Completion KorTemplateOutputStatement::execute(KorTemplateEnvironment& environment) {
+  if (refersToText()) {
+    environment.writeText(referredText());
+    return Completion::wentOn();
+  }
   // Without an expression there is no value: its absence is written.
   const RawValue value = expression_ == nullptr ? RawValue::absent() : peekExpression(*expression_, environment);
   if (!value.isNothing()) {
@@ -32,13 +69,13 @@ Completion KorTemplateOutputStatement::execute(KorTemplateEnvironment& environme
 
 Ref<KorTemplateStatement> KorTemplateOutputStatement::copyWithZone(NSZone* /*zone*/) const {
   Ref<KorTemplateOutputStatement> copy = makeRef<KorTemplateOutputStatement>();
-  copy->setExpression(copyOf(expression_));
+  copy->setExpression(copyOf(expression()));
   copy->setSourceRange(sourceRange());
   return copy;
 }
 
 void KorTemplateOutputStatement::describe(Description& out) const {
-  out.format("{ %@, expression: %@ }", Description::base(*this), expression_);
+  out.format("{ %@, expression: %@ }", Description::base(*this), expression());
 }
 
 }  // namespace tavlo

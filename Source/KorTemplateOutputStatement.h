@@ -1,6 +1,8 @@
 #pragma once
 
-#include <string>
+#include <atomic>
+#include <cstdint>
+#include <string_view>
 #include <utility>
 
 #include "Source/KorTemplateBinaryExpression.h"
@@ -23,14 +25,22 @@ class KorTemplateOutputStatement final : public KorTemplateStatement {
     return makeRef<KorTemplateOutputStatement>(std::move(expression));
   }
 
-  const Ref<KorTemplateExpression>& expression() const noexcept { return expression_; }
-  void setExpression(const Ref<KorTemplateExpression>& value) { expression_ = value; }
+  // A statement over a literal that is a part of a template's text: the text is referred to, not copied, and the
+  // literal is made when it is first asked for. The template must count atomically.
+  static Ref<KorTemplateOutputStatement> statementWithText(const Ref<NSString>& text, SourceRange part);
+
+  const Ref<KorTemplateExpression>& expression() const { return refersToText() ? madeLiteral() : expression_; }
+  void setExpression(const Ref<KorTemplateExpression>& value);
 
   void executeWithEnvironment(KorTemplateEnvironment* environment) override;
   Completion execute(KorTemplateEnvironment& environment) override;
   // Appends the value to the text where it lives somewhere and that runs nobody else's code; false, and nothing done,
   // otherwise.
-  bool executeQuietly(const KorTemplateEnvironment& environment, std::string& text) const {
+  bool executeQuietly(const KorTemplateEnvironment& environment, TextBuffer& text) const {
+    if (refersToText()) {
+      text.append(referredText());
+      return true;
+    }
     if (expression_ == nullptr) return false;
     if (expression_->kind() == kBinaryKind) {
       return static_cast<const KorTemplateBinaryExpression&>(*expression_).appendQuietly(environment, text);
@@ -44,7 +54,18 @@ class KorTemplateOutputStatement final : public KorTemplateStatement {
   void describe(Description& out) const override;
 
  private:
-  Ref<KorTemplateExpression> expression_;
+  KorTemplateOutputStatement(const Ref<NSString>& text, SourceRange part);
+
+  // Whether the text stands for the literal still, which nobody has asked for.
+  bool refersToText() const noexcept { return refersToText_.load(std::memory_order_acquire); }
+  std::string_view referredText() const noexcept { return {text_, textLength_}; }
+  const Ref<KorTemplateExpression>& madeLiteral() const;
+
+  mutable Ref<KorTemplateExpression> expression_;
+  Ref<NSString> template_;      // that text_ is a part of; absent for every other statement
+  const char* text_ = nullptr;  // the literal's, good as long as template_ is
+  std::uint32_t textLength_ = 0;
+  mutable std::atomic<bool> refersToText_{false};
 };
 
 }  // namespace tavlo

@@ -144,6 +144,7 @@ KorTemplateParser::KorTemplateParser(const Ref<NSString>& string, const Ref<KorR
       limits_(limits),
       stackGuard_(StackGuard::forThisThread(limits.stackLeft)) {
   requireParameter(string != nullptr, "string != nil");
+  string->markShared();             // statements refer to it, and count it as they count their other parts
   constexpr std::size_t kFew = 16;  // most expressions hold no more
   working_.reserve(kFew);
   closers_.reserve(kFew);
@@ -695,10 +696,7 @@ SourceRange KorTemplateParser::bytesOf(const KorToken& token) const {
 
 // One output statement for the text between two bytes.
 Ref<KorTemplateStatement> KorTemplateParser::literalStatement(std::uint32_t from, std::uint32_t to) {
-  Ref<KorTemplateOutputStatement> statement = KorTemplateOutputStatement::statementWithExpression(
-      KorTemplateLiteralExpression::expressionWithLiteral(inputString_->substring(from, to - from)));
-  statement->setSourceRange({from, to - from});
-  return statement;
+  return KorTemplateOutputStatement::statementWithText(inputString_, {from, to - from});
 }
 
 Ref<KorTemplateStatement> KorTemplateParser::nextStatement() {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string>
-
 #include "Foundation/NSMutableString.h"
 #include "Source/KorTemplateStream.h"
 
@@ -30,7 +28,7 @@ class KorTemplateStringStream final : public KorTemplateStream {
   const char* className() const override { return "KorTemplateStringStream"; }
 
   // The buffer's text, for the engine to append to; null without a buffer.
-  std::string* target() const noexcept { return buffer_ == nullptr ? nullptr : &buffer_->mutableText(); }
+  TextBuffer* target() const noexcept { return buffer_ == nullptr ? nullptr : &buffer_->mutableText(); }
 
  private:
   Ref<NSMutableString> buffer_;

@@ -62,7 +62,7 @@ Rendering render(const std::string& text, const std::string& data) {
     environment->setValueForGlobalVariableWithName(entry.value, entry.key->view());
   }
   KorTemplate::compile(text)->executeWithEnvironment(environment.get());
-  return {output->buffer()->string(), errors->buffer()->string()};
+  return {std::string(output->buffer()->string()), std::string(errors->buffer()->string())};
 }
 
 // The data with one text in place of another, which it must hold.

@@ -233,7 +233,7 @@ TEST(NSMutableString, GrowsAndIsSeenByAllWhoHoldIt) {
   const Ref<NSMutableString> same = string;
   string->appendString("a\u00e9");
   string->appendString("");
-  string->mutableText() += "b";
+  string->mutableText().append("b");
   EXPECT_EQ(same->string(), "a\u00e9b");
   EXPECT_EQ(Value(same).description(), "a\u00e9b");
   EXPECT_EQ(raisedName([&] { string->appendString(nullptr); }), "NSInvalidArgumentException");

@@ -37,7 +37,7 @@ std::string rendered(KorTemplateStatement& compiled, const Value& list) {
   stage.environment->setOutputStream(stream);
   stage.set("list", list);
   for (int round = 0; round < kRounds; ++round) compiled.executeWithEnvironment(stage.get());
-  return stream->buffer()->string() + "|" + stage.diagnostics();
+  return std::string(stream->buffer()->string()) + "|" + stage.diagnostics();
 }
 
 TEST(Threads, RunOneTemplateAtOnceEachWithAnEnvironmentOfItsOwn) {

@@ -31,7 +31,7 @@ std::string outcomeOf(const std::string& text, const std::string& data) {
   } catch (const NSException& exception) {
     failure = exception.name() + ": " + exception.description() + "\n";
   }
-  return output->buffer()->string() + errors->buffer()->string() + failure;
+  return std::string(output->buffer()->string()).append(errors->buffer()->string()) + failure;
 }
 
 // An example of a document is a block of the kind "tavlo" and the block after it, of the kind "text": what comes out.

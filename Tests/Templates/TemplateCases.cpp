@@ -65,7 +65,7 @@ Outcome run(const std::string& text, const std::optional<std::string>& data) {
   } catch (const KorTemplateLimitException& exception) {
     outcome.error = std::string("KorTemplateLimitException: ") + exception.what();
   }
-  outcome.output = output->buffer()->string();
+  outcome.output = std::string(output->buffer()->string());
   outcome.diagnostics = errors->lines;
   EXPECT_EQ(environment->stack()->frames().count(), 1) << "the stack is not as deep as it was";
   return outcome;

@@ -1,0 +1,75 @@
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <stdexcept>
+#include <string>
+
+#include "Foundation/TextBuffer.h"
+
+namespace tavlo {
+namespace {
+
+TEST(TextBuffer, AppendsPiecesOfEveryLength) {
+  std::string expected;
+  TextBuffer text;
+  for (std::size_t length = 0; length < 300; ++length) {
+    std::string piece;
+    for (std::size_t index = 0; index < length; ++index) piece += static_cast<char>('!' + (index * 7 + length) % 90);
+    expected += piece;
+    text.append(piece);
+    ASSERT_EQ(text.view(), expected) << length;
+  }
+}
+
+TEST(TextBuffer, AppendsAPartOfItselfAlsoWhereItMustGrow) {
+  TextBuffer text;
+  text.append("0123456789");
+  std::string expected(text.view());
+  while (text.size() < 100'000) {
+    expected += expected;
+    text.append(text.view());
+    ASSERT_EQ(text.view(), expected);
+  }
+}
+
+TEST(TextBuffer, DoublesItsMemorySoThatPiecesCostNoMoreThanTheirBytes) {
+  TextBuffer text;
+  int growths = 0;
+  for (int index = 0; index < 100'000; ++index) {
+    const std::size_t before = text.capacity();
+    text.append("abc");
+    if (text.capacity() != before) ++growths;
+  }
+  EXPECT_LE(growths, 12);
+  EXPECT_EQ(text.size(), 300'000u);
+}
+
+TEST(TextBuffer, TakesWhatIsWrittenIntoItsRoom) {
+  TextBuffer text;
+  text.append("a");
+  char* const place = text.room(5);
+  place[0] = 'b';
+  place[1] = 'c';
+  text.extend(place + 2);
+  EXPECT_EQ(text.view(), "abc");
+}
+
+TEST(TextBuffer, DoesNotMoveWithinTheRoomThatWasReserved) {
+  TextBuffer text;
+  text.reserve(1000);
+  const char* const bytes = text.view().data();
+  while (text.size() < 1000) text.append("0123456789");
+  EXPECT_EQ(text.view().data(), bytes);
+  text.reserve(10);
+  EXPECT_EQ(text.capacity(), 1000u);
+}
+
+TEST(TextBuffer, RefusesMoreThanMemoryCanBeAndStaysAsItIs) {
+  TextBuffer text;
+  text.append("abc");
+  EXPECT_THROW((void)text.room(std::numeric_limits<std::size_t>::max()), std::length_error);
+  EXPECT_EQ(text.view(), "abc");
+}
+
+}  // namespace
+}  // namespace tavlo

@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Source/KorTemplateLiteralExpression.h"
+#include "Source/KorTemplateOutputStatement.h"
+#include "Tests/Source/HostClasses.h"
+
+namespace tavlo::test {
+
+namespace {
+
+// A statement of literal text refers to its template's text until somebody asks for its literal.
+
+KorTemplateOutputStatement& outputAt(KorTemplate& compiled, std::int32_t index) {
+  return dynamic_cast<KorTemplateOutputStatement&>(*compiled.statements().at(index));
+}
+
+const Value& literalOf(const KorTemplateOutputStatement& statement) {
+  return dynamic_cast<const KorTemplateLiteralExpression&>(*statement.expression()).literal();
+}
+
+TEST(LiteralText, IsALiteralForWhoAsks) {
+  const Ref<KorTemplate> compiled = KorTemplate::compile("a\u00e9<?= 1 ?> \n");
+  const Ref<KorTemplateExpression> first = outputAt(*compiled, 0).expression();
+  EXPECT_EQ(literalOf(outputAt(*compiled, 0)).description(), "a\u00e9");
+  EXPECT_EQ(literalOf(outputAt(*compiled, 0)).string()->length(), 2u);
+  EXPECT_EQ(literalOf(outputAt(*compiled, 2)).description(), " \n");
+  EXPECT_EQ(outputAt(*compiled, 0).expression(), first);
+}
+
+TEST(LiteralText, OutlivesItsTemplateWithItsStatement) {
+  Ref<KorTemplate> compiled = KorTemplate::compile("abc<?= 1 ?>");
+  const Ref<KorTemplateStatement> kept = compiled->statements().at(0);
+  compiled = nullptr;
+  const Stage stage;
+  kept->executeWithEnvironment(stage.get());
+  EXPECT_EQ(stage.text(), "abc");
+  EXPECT_EQ(literalOf(dynamic_cast<KorTemplateOutputStatement&>(*kept)).description(), "abc");
+}
+
+TEST(LiteralText, IsTheSameObjectInACopy) {
+  const Ref<KorTemplate> compiled = KorTemplate::compile("abc");
+  const Ref<KorTemplateStatement> copy = outputAt(*compiled, 0).copyWithZone();
+  const auto& copied = dynamic_cast<KorTemplateOutputStatement&>(*copy);
+  EXPECT_NE(copied.expression(), outputAt(*compiled, 0).expression());
+  EXPECT_TRUE(literalOf(copied).isIdenticalTo(literalOf(outputAt(*compiled, 0))));
+}
+
+TEST(LiteralText, IsWhatAHostMakesOfTheLiteral) {
+  const Ref<KorTemplate> compiled = KorTemplate::compile("a<?= 1 ?>b<?= 2 ?>c");
+  dynamic_cast<KorTemplateLiteralExpression&>(*outputAt(*compiled, 0).expression()).setLiteral("A");
+  outputAt(*compiled, 2).setExpression(KorTemplateLiteralExpression::expressionWithLiteral("B"));
+  outputAt(*compiled, 4).setExpression(nullptr);
+  EXPECT_EQ(outputAt(*compiled, 4).expression(), nullptr);
+  const Stage stage;
+  compiled->executeWithEnvironment(stage.get());
+  EXPECT_EQ(stage.text(), "A1B2(null)");
+}
+
+TEST(LiteralText, MayBeAskedForByManyThreadsAtOnce) {
+  const Ref<KorTemplate> compiled = KorTemplate::compile("abc");
+  std::vector<Ref<KorTemplateExpression>> answers(8);
+  std::vector<std::thread> threads;
+  for (Ref<KorTemplateExpression>& answer : answers) {
+    threads.emplace_back([&] {
+      answer = outputAt(*compiled, 0).expression();
+      const Stage stage;
+      compiled->executeWithEnvironment(stage.get());
+      EXPECT_EQ(stage.text(), "abc");
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const Ref<KorTemplateExpression>& answer : answers) EXPECT_EQ(answer, answers.front());
+}
+
+}  // namespace
+
+}  // namespace tavlo::test
