@@ -38,8 +38,11 @@ class NSDictionary : public NSObject {
   const Value* find(const NSString& key, std::uint32_t& index) const noexcept;
   // The value of the entry with that index, if there is one and it has that key; null otherwise.
   const Value* findAt(std::uint32_t index, const NSString& key) const noexcept {
-    const bool isThere = index < entries_.size() && entries_[index].key->hasSameText(key);
-    return isThere ? &entries_[index].value : nullptr;
+    // By addresses, which takes no division.
+    const auto place = reinterpret_cast<std::uintptr_t>(entries_.data()) + std::uintptr_t{index} * sizeof(Entry);
+    if (place >= reinterpret_cast<std::uintptr_t>(entries_.data() + entries_.size())) return nullptr;
+    const Entry& entry = *reinterpret_cast<const Entry*>(place);
+    return entry.key->hasSameText(key) ? &entry.value : nullptr;
   }
   Value objectForKey(std::string_view key) const;
 

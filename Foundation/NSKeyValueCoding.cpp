@@ -194,9 +194,7 @@ bool NSKeyPath::findFrom(std::size_t index, const Value& start, Value& result) c
 }
 
 NSKeyPath::Contribution NSKeyPath::contributionFrom(std::size_t index, const Value& element, Value& result) const {
-  const Value* const lent = index < count_ ? peekFrom(index, element.peek()) : nullptr;
-  result = lent == nullptr ? element : *lent;
-  if (lent != nullptr) index = count_;
+  result = element;
   for (; index < count_ && !result.isAbsent() && !result.isNull(); ++index) {
     const NSString& key = *keyAt(index).text;
     const Value holder = std::move(result);
@@ -223,6 +221,10 @@ bool NSKeyPath::applyOperator(std::size_t index, const std::vector<Value>& eleme
   std::vector<Value> values;
   values.reserve(elements.size());
   for (std::size_t at = 0; at < elements.size(); ++at) {  // a host's property may change the list
+    if (const Value* lent = index + 1 < count_ ? peekFrom(index + 1, elements[at].peek()) : nullptr) {
+      if (!lent->isNull()) values.push_back(*lent);
+      continue;
+    }
     Value value;
     const Contribution contribution = contributionFrom(index + 1, Value(elements[at]), value);
     if (contribution == Contribution::UnknownKey) return false;

@@ -98,12 +98,6 @@ Ref<NSString> NSString::stringByJoining(CountedText left, CountedText right) {
   return string;
 }
 
-Ref<NSString> NSString::stringWithRoom(CountedText text, std::size_t capacity) {
-  Ref<NSString> string = uninitialized(text.text.size(), text.length, capacity);
-  text.text.copy(string->mutableCharacters(), text.text.size());
-  return string;
-}
-
 Ref<NSString> NSString::appended(Ref<NSString> left, CountedText right) {
   const std::size_t size = std::size_t{left->byteLength_} + right.text.size();
   if (size > left->capacity_) return stringByJoining({left->view(), left->length_}, right);

@@ -46,8 +46,17 @@ class NSString : public NSObject {
   // The two texts joined, with room to grow.
   static Ref<NSString> stringByJoining(CountedText left, CountedText right);
 
-  // The text with room for that many bytes in all.
-  static Ref<NSString> stringWithRoom(CountedText text, std::size_t capacity);
+  // The text that `write` puts, in at most `capacity` bytes of valid UTF-8, at the place that it is given; it answers
+  // with the end of the text and adds to the second argument its length in UTF-16 units.
+  template <class Write>
+  static Ref<NSString> stringWrittenBy(const Write& write, std::size_t capacity) {
+    Ref<NSString> string = uninitialized(0, 0, capacity);
+    char* const start = string->mutableCharacters();
+    char* const end = write(start, string->length_);
+    *end = '\0';
+    string->byteLength_ = static_cast<std::uint32_t>(end - start);
+    return string;
+  }
 
   // Puts `right` behind `left`, in place where it has the room. The caller must hold the only reference, which passes
   // into the result.

@@ -35,7 +35,7 @@ const StackBounds& boundsOfThisThread() {
 
 StackGuard StackGuard::forThisThread(std::uint64_t bytesLeft) {
   const StackBounds& bounds = boundsOfThisThread();
-  const auto here = reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+  const auto here = stackAddress();
   if (here < bounds.low || here >= bounds.high) return {0, bytesLeft};
   return {bounds.low + bytesLeft, bytesLeft};
 }

@@ -6,6 +6,18 @@
 
 namespace tavlo {
 
+// About where the running function's part of the stack ends. Asking for the function's frame instead would make the
+// compiler keep a register for it.
+[[gnu::always_inline]] inline std::uintptr_t stackAddress() noexcept {
+#if defined(__x86_64__)
+  std::uintptr_t address = 0;
+  asm volatile("mov %%rsp, %0" : "=r"(address));
+  return address;
+#else
+  return reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0));
+#endif
+}
+
 // Keeps recursion away from the end of the running thread's stack. Made where an execution enters, asked where it
 // recurses: one comparison a time.
 class StackGuard {
@@ -19,7 +31,7 @@ class StackGuard {
 
   // Raises `KorTemplateLimitException` when less is left.
   [[gnu::always_inline]] void check() const {
-    if (reinterpret_cast<std::uintptr_t>(__builtin_frame_address(0)) < floor_) [[unlikely]]
+    if (stackAddress() < floor_) [[unlikely]]
       fail();
   }
 

@@ -94,6 +94,7 @@ class Value {
   bool isNull() const noexcept { return kind() == ValueKind::Null; }
   bool isBoolean() const noexcept { return kind() == ValueKind::Boolean; }
   bool isNumber() const noexcept { return raw_.isNumber(); }
+  bool isDouble() const noexcept { return raw_.isDouble(); }
   bool isObject() const noexcept { return kind() == ValueKind::Object; }
   bool isString() const noexcept { return string() != nullptr; }
 

@@ -164,6 +164,7 @@ KorRegex::KorRegex(Ref<NSString> pattern, const PatternShape& shape)
     : NSObject(kRegexKind, Counting::Atomic),
       pattern_(std::move(pattern)),
       shape_(shape),
+      lineStart_(LineStart::of(pattern_->view())),
       retriesInShortTexts_(
           std::min(plainRetries(shape, pattern_->view().size(), kTinySubject), kRetriesInTinySubject)) {
   const std::string_view text = pattern_->view();
@@ -206,8 +207,9 @@ std::uint64_t KorRegex::retriesForPlainSearch(std::size_t length) const {
 // quantifier counts. So the pattern as it stands may take as many retries as are quick in the worst case, which is
 // nearly always enough; what takes more is searched again with the pattern that calls out, under a clock.
 bool KorRegex::matchesString(const NSString& subject, std::uint64_t retries) const {
-  checkStack();
   const std::string_view text = subject.view();
+  if (lineStart_.has_value() && !lineStart_->mayMatch(text)) return false;
+  checkStack();
   const std::uint64_t plain = std::min(retries, retriesForPlainSearch(text.size()));
   if (plain >= std::min(retries, kFewestRetries)) {
     const int answer = search(compiled_, text, parametersFor({plain, plain}));

@@ -10,6 +10,7 @@
 #include "Foundation/NSObject.h"
 #include "Foundation/NSString.h"
 #include "Foundation/Text.h"
+#include "Matchery/LineStart.h"
 #include "Matchery/PatternShape.h"
 
 struct re_pattern_buffer;
@@ -64,6 +65,7 @@ class KorRegex final : public NSObject {
 
   Ref<NSString> pattern_;
   PatternShape shape_;
+  std::optional<LineStart> lineStart_;
   std::uint64_t retriesInShortTexts_;             // what a plain search of a short text may take
   re_pattern_buffer* compiled_ = nullptr;         // freed with this object, as is the next
   mutable re_pattern_buffer* watched_ = nullptr;  // the pattern that calls out; null where there is none

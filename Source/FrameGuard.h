@@ -23,12 +23,6 @@ class FrameGuard {
       popQuietly(environment_, depth_);
   }
 
-  // Opens a scope once settle() is called: until then nobody can see whether it is there.
-  void pushLater() noexcept { ++owed_; }
-  void settle() {
-    for (; owed_ > 0; --owed_) push();
-  }
-
   // Opens a scope and lends its frame until that is popped; null where the environment has no stack.
   KorTemplateStackFrame* push() {
     KorTemplateStack* const stack = environment_.stack().get();
@@ -62,50 +56,47 @@ class FrameGuard {
 
   KorTemplateEnvironment& environment_;
   std::int32_t depth_ = 0;
-  std::int32_t owed_ = 0;
 };
 
-// Runs statements one after another where that can neither look at the scopes nor change them, as most literal text,
-// most output and most early returns do.
-class QuietRunner {
- public:
-  explicit QuietRunner(KorTemplateEnvironment& environment) noexcept : environment_(environment) {}
-
-  // False, and nothing done, where the statement must be executed; then forget() must follow.
-  bool run(const KorTemplateStatement& statement, Completion& completion) {
-    if (statement.kind() == kOutputKind) {
-      if (text_ == nullptr) text_ = environment_.outputText();
-      return text_ != nullptr &&
-             static_cast<const KorTemplateOutputStatement&>(statement).executeQuietly(environment_, *text_);
-    }
-    if (statement.kind() != kReturnKind) return false;
-    completion = static_cast<const KorTemplateReturnStatement&>(statement).executeQuietly(environment_);
-    return completion.isReturn();
-  }
-  // Whatever was executed may have replaced the output stream.
-  void forget() noexcept { text_ = nullptr; }
-
- private:
-  KorTemplateEnvironment& environment_;
-  TextBuffer* text_ = nullptr;  // where output goes, once asked for
-};
-
-// Runs statements in order until one returns. The list may change while it is walked.
-inline Completion executeStatements(const KorTemplateChildList<Ref<KorTemplateStatement>>& statements,
-                                    KorTemplateEnvironment& environment) {
-  QuietRunner quiet(environment);
-  Completion completion = Completion::wentOn();
-  for (std::int32_t index = 0; index < statements.count(); ++index) {
-    KorTemplateStatement& statement = *statements[index];
+// Runs statements from `index` on for as long as they can neither look at the scopes nor change them, as most literal
+// text, most output and most early returns do. Leaves in `index` the statement that is entered but must be executed;
+// the list's count where none is.
+[[gnu::always_inline]] inline Completion runQuietly(const KorTemplateChildList<Ref<KorTemplateStatement>>& statements,
+                                                    std::int32_t& index, KorTemplateEnvironment& environment) {
+  TextBuffer* text = nullptr;  // where output goes, once asked for
+  for (; index < statements.count(); ++index) {
+    const KorTemplateStatement& statement = *statements[index];
     environment.step();
     environment.enterStatement(statement);
-    if (!quiet.run(statement, completion)) {
-      completion = statement.execute(environment);
-      quiet.forget();
+    if (statement.kind() == kOutputKind) {
+      if (text == nullptr) text = environment.outputText();
+      if (text == nullptr) break;
+      if (!static_cast<const KorTemplateOutputStatement&>(statement).executeQuietly(environment, *text)) break;
+    } else if (statement.kind() == kReturnKind) {
+      const Completion completion =
+          static_cast<const KorTemplateReturnStatement&>(statement).executeQuietly(environment);
+      if (completion.isReturn()) return completion;
+      break;
+    } else {
+      break;
     }
-    if (completion.isReturn()) break;
   }
-  return completion;
+  return Completion::wentOn();
+}
+
+// Runs statements in order until one returns. The list may change while it is walked.
+[[gnu::always_inline]] inline Completion executeStatements(
+    const KorTemplateChildList<Ref<KorTemplateStatement>>& statements, KorTemplateEnvironment& environment) {
+  for (std::int32_t index = 0;; ++index) {
+    Completion completion = runQuietly(statements, index, environment);
+    if (completion.isReturn() || index >= statements.count()) return completion;
+    KorTemplateStatement& statement = *statements[index];
+    // Most of what returns is a function's body, whose last statement needs no virtual call.
+    completion = statement.kind() == kReturnKind
+                     ? static_cast<const KorTemplateReturnStatement&>(statement).executeEvaluating(environment)
+                     : statement.execute(environment);
+    if (completion.isReturn()) return completion;
+  }
 }
 
 }  // namespace tavlo

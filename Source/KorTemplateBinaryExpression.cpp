@@ -342,6 +342,13 @@ const KorTemplateBinaryExpression* KorTemplateBinaryExpression::leftChain() cons
                                              : nullptr;
 }
 
+// The regular expression where the right operand is a literal of one; null otherwise.
+const KorRegex* KorTemplateBinaryExpression::literalRegex() const noexcept {
+  return rightOperand_->kind() == kRegexExpressionKind
+             ? static_cast<const KorTemplateRegexExpression&>(*rightOperand_).regex().get()
+             : nullptr;
+}
+
 // Most operators stand between two doubles that are at hand: they need no scope, no count and no call.
 RawValue KorTemplateBinaryExpression::evaluate(KorTemplateEnvironment& environment) {
   double left = 0;
@@ -361,14 +368,20 @@ RawValue KorTemplateBinaryExpression::evaluateAny(KorTemplateEnvironment& enviro
   if (!isLent && leftChain() != nullptr) return evaluateChain(environment);
   if (op_ == KorTemplateOperatorAssignment) return assign(leftValue(environment), environment).leak();
   if (!isLent) left = leftOperand_->evaluate(environment);
+  if (op_ == KorTemplateOperatorMatches && stringIn(left) != nullptr && literalRegex() != nullptr) {
+    const Value held = Value::adopt(left);
+    return RawValue::boolean(literalRegex()->matchesString(*stringIn(left), environment.limitsInForce().regexRetries));
+  }
   if (!left.isNumber()) {
     return combine(isLent && !isQuiet(*rightOperand_) ? Value::retaining(left) : Value::adopt(left), environment);
   }
   // Numbers are worked on as they are: they hold no reference.
   RawValue right = peekExpression(*rightOperand_, environment);
   if (right.isNothing()) right = rightOperand_->evaluate(environment);
-  if (left.isDouble() && right.isDouble()) {
-    const RawValue result = applyToDoubles(op_, left.payload.real, right.payload.real);
+  double leftReal = 0;
+  double rightReal = 0;
+  if (findDouble(left, leftReal) && findDouble(right, rightReal)) [[likely]] {
+    const RawValue result = applyToDoubles(op_, leftReal, rightReal);
     if (result.kind() != ValueKind::Absent) [[likely]]
       return result;
   }
@@ -441,13 +454,22 @@ bool KorTemplateBinaryExpression::appendQuietly(const KorTemplateEnvironment& en
 RawValue KorTemplateBinaryExpression::joinQuietly(const KorTemplateEnvironment& environment) const {
   QuietParts parts;
   if (!parts.find(*this, environment)) return RawValue::nothing();
-  Ref<NSString> joined;
-  parts.forEach([&](RawValue part) {
-    const Textual text(part);
-    joined = joined == nullptr ? NSString::stringWithRoom(text.counted(), parts.size())
-                               : NSString::appended(std::move(joined), text.counted());
-  });
-  return Value(std::move(joined)).leak();
+  const auto write = [&parts](char* out, std::uint32_t& length) {
+    parts.forEach([&](RawValue part) {
+      const NSString* string = stringIn(part);
+      if (string == nullptr) {
+        char* const end = writeNumber(out, part);
+        length += static_cast<std::uint32_t>(end - out);
+        out = end;
+      } else {
+        copyBytes(out, string->characters(), string->byteLength());
+        length += string->length();
+        out += string->byteLength();
+      }
+    });
+    return out;
+  };
+  return Value(NSString::stringWrittenBy(write, parts.size())).leak();
 }
 
 // Left operands that are operators themselves make a chain, which is walked down first and evaluated on the way back,

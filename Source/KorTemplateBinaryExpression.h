@@ -7,6 +7,7 @@
 
 namespace tavlo {
 
+class KorRegex;
 class TextBuffer;
 
 // An operator with its two operands. Both operands are always evaluated, the left one first, for every operator.
@@ -62,6 +63,7 @@ class KorTemplateBinaryExpression final : public KorTemplateExpression {
   class QuietParts;
 
   const KorTemplateBinaryExpression* leftChain() const noexcept;
+  const KorRegex* literalRegex() const noexcept;
   RawValue joinQuietly(const KorTemplateEnvironment& environment) const;
   [[gnu::noinline]] RawValue evaluateAny(KorTemplateEnvironment& environment);
   RawValue evaluateChain(KorTemplateEnvironment& environment) const;

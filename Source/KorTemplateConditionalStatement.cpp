@@ -13,32 +13,9 @@ namespace tavlo {
 namespace {
 
 // The conditional that the statement is; null for every other statement.
-const KorTemplateConditionalStatement* conditionalIn(const Ref<KorTemplateStatement>& statement) {
-  return statement->kind() == kConditionalKind ? static_cast<const KorTemplateConditionalStatement*>(statement.get())
-                                               : nullptr;
-}
-
-// Runs statements in order, in the scope that the guard owes them. Where the last one is a conditional itself it is
-// handed back in `last`, to be run by the caller's loop: a chain of "elseif" is as deep as it is long.
-Completion executeAllButConditional(const KorTemplateChildList<Ref<KorTemplateStatement>>& statements,
-                                    KorTemplateEnvironment& environment, FrameGuard& frames,
-                                    const KorTemplateConditionalStatement*& last) {
-  QuietRunner quiet(environment);
-  Completion completion = Completion::wentOn();
-  for (std::int32_t index = 0; index < statements.count() && !completion.isReturn(); ++index) {
-    KorTemplateStatement& statement = *statements[index];
-    environment.step();
-    environment.enterStatement(statement);
-    if (quiet.run(statement, completion)) continue;
-    frames.settle();
-    if (index + 1 == statements.count()) {
-      last = conditionalIn(statements[index]);
-      if (last != nullptr) break;
-    }
-    completion = statement.execute(environment);
-    quiet.forget();
-  }
-  return completion;
+const KorTemplateConditionalStatement* conditionalIn(const KorTemplateStatement& statement) {
+  return statement.kind() == kConditionalKind ? static_cast<const KorTemplateConditionalStatement*>(&statement)
+                                              : nullptr;
 }
 
 }  // namespace
@@ -60,7 +37,7 @@ Ref<KorTemplateConditionalStatement> KorTemplateConditionalStatement::statementW
 inline const KorTemplateChildList<Ref<KorTemplateStatement>>& KorTemplateConditionalStatement::chosenStatements(
     KorTemplateEnvironment& environment) const {
   RawValue condition = expression_ == nullptr ? RawValue::absent() : peekExpression(*expression_, environment);
-  if (condition.isNothing()) condition = expression_->evaluate(environment);
+  if (condition.isNothing()) condition = evaluateExpression(*expression_, environment);
   if (condition.kind() == ValueKind::Boolean) [[likely]]
     return condition.payload.unsignedInteger != 0 ? trueStatements_ : falseStatements_;
   const Value held = Value::adopt(condition);
@@ -75,22 +52,35 @@ void KorTemplateConditionalStatement::executeWithEnvironment(KorTemplateEnvironm
 Completion KorTemplateConditionalStatement::execute(KorTemplateEnvironment& environment) {
   environment.checkStack();
   const KorTemplateChildList<Ref<KorTemplateStatement>>& statements = chosenStatements(environment);
-  return statements.empty() ? Completion::wentOn() : executeBranch(statements, environment);
+  std::int32_t index = 0;
+  const Completion completion = runQuietly(statements, index, environment);
+  if (completion.isReturn() || index >= statements.count()) return completion;
+  return executeBranch(statements, index, environment);
 }
 
-// Runs the branch that was chosen, and those of the conditionals that go on inside it.
+// Runs the branch that was chosen, from the first statement on that needs its scope. Where the last one is a
+// conditional itself, it goes on with the branch of that: a chain of "elseif" is as deep as it is long.
 Completion KorTemplateConditionalStatement::executeBranch(const KorTemplateChildList<Ref<KorTemplateStatement>>& branch,
-                                                          KorTemplateEnvironment& environment) {
+                                                          std::int32_t index, KorTemplateEnvironment& environment) {
   FrameGuard frames(environment);
   const KorTemplateChildList<Ref<KorTemplateStatement>>* statements = &branch;
-  for (;;) {
-    frames.pushLater();
-    const KorTemplateConditionalStatement* conditional = nullptr;
-    const Completion completion = executeAllButConditional(*statements, environment, frames, conditional);
-    if (conditional == nullptr) return frames.pop(completion);
-    statements = &conditional->chosenStatements(environment);
-    if (statements->empty()) return frames.pop(completion);
+  Completion completion = Completion::wentOn();
+  while (!completion.isReturn() && index < statements->count()) {
+    frames.push();
+    const KorTemplateConditionalStatement* last = nullptr;
+    while (!completion.isReturn() && index < statements->count()) {
+      KorTemplateStatement& statement = *(*statements)[index];
+      if (++index == statements->count()) last = conditionalIn(statement);
+      if (last != nullptr) break;
+      completion = statement.execute(environment);
+      if (!completion.isReturn()) completion = runQuietly(*statements, index, environment);
+    }
+    if (last == nullptr) break;
+    statements = &last->chosenStatements(environment);
+    index = 0;
+    completion = runQuietly(*statements, index, environment);
   }
+  return frames.pop(completion);
 }
 
 // A copy, but for the last false statement where that is a conditional: it is handed back, for the caller's loop.
@@ -104,7 +94,7 @@ Ref<KorTemplateConditionalStatement> KorTemplateConditionalStatement::copyWithou
   lastFalse = nullptr;
   for (std::int32_t index = 0; index < falseStatements_.count(); ++index) {
     const Ref<KorTemplateStatement> statement = falseStatements_[index];  // a host's copy may change the list
-    lastFalse = index + 1 == falseStatements_.count() ? conditionalIn(statement) : nullptr;
+    lastFalse = index + 1 == falseStatements_.count() ? conditionalIn(*statement) : nullptr;
     if (lastFalse == nullptr) copy->addFalseStatement(copyOf(statement));
   }
   return copy;

@@ -75,7 +75,7 @@ class KorTemplateConditionalStatement final : public KorTemplateStatement {
 
  private:
   const KorTemplateChildList<Ref<KorTemplateStatement>>& chosenStatements(KorTemplateEnvironment& environment) const;
-  static Completion executeBranch(const KorTemplateChildList<Ref<KorTemplateStatement>>& branch,
+  static Completion executeBranch(const KorTemplateChildList<Ref<KorTemplateStatement>>& branch, std::int32_t index,
                                   KorTemplateEnvironment& environment);
   Ref<KorTemplateConditionalStatement> copyWithoutLastFalse(const KorTemplateConditionalStatement*& lastFalse) const;
 

@@ -15,6 +15,17 @@ namespace tavlo {
 
 namespace {
 
+// An argument's value, owned. An absent one raises `NSInvalidArgumentException`.
+[[gnu::always_inline]] inline RawValue argumentOf(KorTemplateExpression& expression,
+                                                  KorTemplateEnvironment& environment) {
+  const RawValue lent = peekExpression(expression, environment);
+  const RawValue value = lent.isNothing() ? evaluateExpression(expression, environment) : Value::retaining(lent).leak();
+  if (value.kind() == ValueKind::Absent) [[unlikely]] {
+    NSException::raise(NSInvalidArgumentException, "A function's argument cannot be absent");
+  }
+  return value;
+}
+
 // The values of one call's arguments, let go of with the call. A few lie here, more in the environment.
 class ArgumentValues {
  public:
@@ -36,12 +47,7 @@ class ArgumentValues {
   // As many as there were when the call began; a list that has become shorter since raises `NSRangeException`.
   void evaluate(const KorTemplateChildList<Ref<KorTemplateExpression>>& expressions) {
     while (count_ < expected_) {
-      KorTemplateExpression& expression = *expressions.at(static_cast<std::int32_t>(count_));
-      const RawValue lent = peekExpression(expression, environment_);
-      const RawValue value = lent.isNothing() ? expression.evaluate(environment_) : Value::retaining(lent).leak();
-      if (value.kind() == ValueKind::Absent) [[unlikely]] {
-        NSException::raise(NSInvalidArgumentException, "A function's argument cannot be absent");
-      }
+      const RawValue value = argumentOf(*expressions.at(static_cast<std::int32_t>(count_)), environment_);
       if (expected_ > kFew) {
         values_[count_] = Value::adopt(value);
       } else {
@@ -126,6 +132,10 @@ RawValue KorTemplateFunctionCallExpression::evaluate(KorTemplateEnvironment& env
   }
   environment.checkStack();
   environment.step();
+  if (argumentExpressions_.count() == 1) {  // the commonest call
+    const Value argument = Value::adopt(argumentOf(*argumentExpressions_[0], environment));
+    return call(*function, {&argument, 1}, environment);
+  }
   ArgumentValues arguments(environment, argumentExpressions_);
   arguments.evaluate(argumentExpressions_);
   return call(*function, arguments.values(), environment);

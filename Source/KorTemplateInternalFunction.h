@@ -46,7 +46,7 @@ class KorTemplateInternalFunction final : public KorTemplateFunction {
     return run(environment, arguments);
   }
   // The same, for the place where templates call.
-  RawValue run(KorTemplateEnvironment& environment, std::span<const Value> arguments) const {
+  [[gnu::always_inline]] RawValue run(KorTemplateEnvironment& environment, std::span<const Value> arguments) const {
     if (arguments.size() != static_cast<std::size_t>(arguments_.count())) [[unlikely]]
       raiseArgumentCount(arguments.size());
     try {

@@ -36,17 +36,10 @@ class KorTemplateOutputStatement final : public KorTemplateStatement {
   Completion execute(KorTemplateEnvironment& environment) override;
   // Appends the value to the text where it lives somewhere and that runs nobody else's code; false, and nothing done,
   // otherwise.
-  bool executeQuietly(const KorTemplateEnvironment& environment, TextBuffer& text) const {
-    if (refersToText()) {
-      text.append(referredText());
-      return true;
-    }
-    if (expression_ == nullptr) return false;
-    if (expression_->kind() == kBinaryKind) {
-      return static_cast<const KorTemplateBinaryExpression&>(*expression_).appendQuietly(environment, text);
-    }
-    const RawValue value = peekExpression(*expression_, environment);
-    return KorTemplateEnvironment::appendOutput(value, text) || value.kind() == ValueKind::Null;
+  [[gnu::always_inline]] bool executeQuietly(const KorTemplateEnvironment& environment, TextBuffer& text) const {
+    if (!refersToText()) return writeQuietly(environment, text);
+    text.append(referredText());
+    return true;
   }
   Ref<KorTemplateStatement> copyWithZone(NSZone* zone = nullptr) const override;
 
@@ -55,6 +48,15 @@ class KorTemplateOutputStatement final : public KorTemplateStatement {
 
  private:
   KorTemplateOutputStatement(const Ref<NSString>& text, SourceRange part);
+
+  bool writeQuietly(const KorTemplateEnvironment& environment, TextBuffer& text) const {
+    if (expression_ == nullptr) return false;
+    if (expression_->kind() == kBinaryKind) {
+      return static_cast<const KorTemplateBinaryExpression&>(*expression_).appendQuietly(environment, text);
+    }
+    const RawValue value = peekExpression(*expression_, environment);
+    return KorTemplateEnvironment::appendOutput(value, text) || value.kind() == ValueKind::Null;
+  }
 
   // Whether the text stands for the literal still, which nobody has asked for.
   bool refersToText() const noexcept { return refersToText_.load(std::memory_order_acquire); }

@@ -11,11 +11,7 @@ void KorTemplateReturnStatement::executeWithEnvironment(KorTemplateEnvironment* 
 }
 
 Completion KorTemplateReturnStatement::execute(KorTemplateEnvironment& environment) {
-  if (expression_ == nullptr) return Completion::returned(RawValue::null());
-  const RawValue lent = peekExpression(*expression_, environment);
-  const RawValue value = lent.isNothing() ? expression_->evaluate(environment) : Value::retaining(lent).leak();
-  requireParameter(value.kind() != ValueKind::Absent, "returnValue != nil");
-  return Completion::returned(value);
+  return executeEvaluating(environment);
 }
 
 Ref<KorTemplateStatement> KorTemplateReturnStatement::copyWithZone(NSZone* /*zone*/) const {

@@ -31,6 +31,12 @@ class KorTemplateReturnStatement final : public KorTemplateStatement {
     if (value.isNothing() || value.kind() == ValueKind::Absent) return Completion::wentOn();
     return Completion::returned(Value::retaining(value).leak());
   }
+  // The same where the value must be evaluated.
+  Completion executeEvaluating(KorTemplateEnvironment& environment) const {
+    const RawValue value = expression_ == nullptr ? RawValue::null() : evaluateExpression(*expression_, environment);
+    requireParameter(value.kind() != ValueKind::Absent, "returnValue != nil");
+    return Completion::returned(value);
+  }
   Ref<KorTemplateStatement> copyWithZone(NSZone* zone = nullptr) const override;
 
   const char* className() const override { return "KorTemplateReturnStatement"; }

@@ -43,18 +43,6 @@ bool KorTemplateStack::popKept() noexcept {
   return true;
 }
 
-bool KorTemplateStack::popIfAny() noexcept {
-  KorTemplateStackFrame* const frame = current_;
-  if (frame == nullptr || !frame->hasOneReference() || !frames_.hasRoomForSpare()) [[unlikely]]
-    return popKept();
-  frames_.leaveLast();
-  current_ = last();
-  frame->leaveParent(current_);
-  if (!frame->resetQuietly()) [[unlikely]]
-    resetPopped();
-  return true;
-}
-
 void KorTemplateStack::resetPopped() noexcept {
   Ref<KorTemplateStackFrame> frame = std::exchange(*frames_.spare(), nullptr);
   frame->reset();

@@ -52,7 +52,17 @@ class KorTemplateStack final : public NSObject {
     return frame;
   }
   // The same as pop(), but false instead of an exception.
-  bool popIfAny() noexcept;
+  [[gnu::always_inline]] bool popIfAny() noexcept {
+    KorTemplateStackFrame* const frame = current_;
+    if (frame == nullptr || !frame->hasOneReference() || !frames_.hasRoomForSpare()) [[unlikely]]
+      return popKept();
+    frames_.leaveLast();
+    current_ = last();
+    frame->leaveParent(current_);
+    if (!frame->resetQuietly()) [[unlikely]]
+      resetPopped();
+    return true;
+  }
 
  private:
   KorTemplateStackFrame* pushMade();

@@ -62,11 +62,10 @@ class KorTemplateStackFrame final : public NSObject {
   }
   // The same without any call; false where that does not suffice.
   [[gnu::always_inline]] bool findQuickly(const Name& name, const Value*& value) const noexcept {
-    const std::uint64_t changes = linkChanges();
     for (const KorTemplateStackFrame* frame = this; frame != nullptr; frame = frame->cachedNext_) {
       if (!frame->localVariables_.findQuickly(name, value)) return false;
       if (value != nullptr) return true;
-      if (frame->cachedAt_ != changes) return false;
+      if (frame->cachedAt_ != linkChanges()) return false;
     }
     return true;
   }

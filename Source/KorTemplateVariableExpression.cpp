@@ -56,6 +56,8 @@ const Name& KorTemplateVariableExpression::joinedVariable() const {
 }
 
 RawValue KorTemplateVariableExpression::peekPath(const KorTemplateEnvironment& environment) const noexcept {
+  if (rootName_.isAbsent()) [[unlikely]]
+    return peekNamed(variable_, environment);
   const Value* root = environment.findVariable(rootName_);
   if (root == nullptr) return RawValue::null();
   const Value* found = path_->peek(root->peek());

@@ -47,15 +47,19 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   void describe(Description& out) const override;
 
   bool hasKeyPath() const noexcept { return path_ != nullptr && !rootName_.isAbsent(); }
+  // The name of a variable without any key path; null for every other one.
+  const Name* plainName() const noexcept { return path_ == nullptr ? &variable_ : nullptr; }
   // The value where it lives, lent until a variable changes or other code runs. Nothing where a key path leads through
   // more than dictionaries, and evaluate() must be asked.
   RawValue peek(const KorTemplateEnvironment& environment) const noexcept {
-    if (hasKeyPath()) return peekPath(environment);
-    const Value* found = environment.findVariable(variable_);
-    return found == nullptr ? RawValue::null() : found->peek();
+    return path_ == nullptr ? peekNamed(variable_, environment) : peekPath(environment);
   }
 
  private:
+  static RawValue peekNamed(const Name& name, const KorTemplateEnvironment& environment) noexcept {
+    const Value* found = environment.findVariable(name);
+    return found == nullptr ? RawValue::null() : found->peek();
+  }
   RawValue peekPath(const KorTemplateEnvironment& environment) const noexcept;
   static Value valueAtPath(const NSKeyPath& path, const Value& root);
   const Name& joinedVariable() const;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Source/KorTemplateBinaryExpression.h"
 #include "Source/KorTemplateExpression.h"
 #include "Source/KorTemplateLiteralExpression.h"
 #include "Source/KorTemplateRegexExpression.h"
@@ -18,17 +19,23 @@ inline RawValue peekExpression(const KorTemplateExpression& expression,
   return static_cast<const KorTemplateLiteralExpression&>(expression).literal().peek();
 }
 
+// The value of an expression, without a virtual call for an operator.
+inline RawValue evaluateExpression(KorTemplateExpression& expression, KorTemplateEnvironment& environment) {
+  return expression.kind() == kBinaryKind ? static_cast<KorTemplateBinaryExpression&>(expression).evaluate(environment)
+                                          : expression.evaluate(environment);
+}
+
 // The double that is a literal or stands in a variable, found without any call; false where that does not suffice.
 inline bool findPlainDouble(const KorTemplateExpression& expression, const KorTemplateEnvironment& environment,
                             double& real) noexcept {
   const Value* value = nullptr;
   if (expression.kind() == kVariableKind) {
-    const auto& variable = static_cast<const KorTemplateVariableExpression&>(expression);
-    if (variable.hasKeyPath() || !environment.findVariableQuickly(variable.variable(), value)) return false;
+    const Name* const name = static_cast<const KorTemplateVariableExpression&>(expression).plainName();
+    if (name == nullptr || !environment.findVariableQuickly(*name, value)) return false;
   } else if (expression.kind() == kLiteralKind) {
     value = &static_cast<const KorTemplateLiteralExpression&>(expression).literal();
   }
-  if (value == nullptr || !value->peek().isDouble()) return false;
+  if (value == nullptr || !value->isDouble()) return false;
   real = value->peek().payload.real;
   return true;
 }
@@ -45,7 +52,7 @@ inline bool isQuiet(const KorTemplateExpression& expression) noexcept {
 // The value of an expression: lent where it lives, or owned.
 inline Value operandOf(KorTemplateExpression& expression, KorTemplateEnvironment& environment) {
   const RawValue lent = peekExpression(expression, environment);
-  return Value::adopt(lent.isNothing() ? expression.evaluate(environment) : lent);
+  return Value::adopt(lent.isNothing() ? evaluateExpression(expression, environment) : lent);
 }
 
 }  // namespace tavlo

@@ -1,10 +1,11 @@
 #include "Tests/Examples/Catalogue.h"
 
+#include <oniguruma.h>
+
 #include <algorithm>
 #include <charconv>
+#include <stdexcept>
 #include <string_view>
-
-#include "Matchery/KorRegex.h"
 
 namespace tavlo::test {
 
@@ -58,10 +59,36 @@ void appendProductAsJSON(std::string& out, const Product& product) {
   out += "}}";
 }
 
+// Whether a product has been reduced, as its number tells: by the regular expression library itself.
+class ReducedPattern {
+ public:
+  ReducedPattern() {
+    constexpr std::string_view kPattern = "^(SALE|LAST)-\\d+$";
+    OnigEncoding encodings[] = {ONIG_ENCODING_UTF8};
+    onig_initialize(encodings, 1);
+    const int answer = onig_new(&compiled_, bytes(kPattern), bytes(kPattern) + kPattern.size(), ONIG_OPTION_NONE,
+                                ONIG_ENCODING_UTF8, ONIG_SYNTAX_ONIGURUMA, nullptr);
+    if (answer != ONIG_NORMAL) throw std::runtime_error("the pattern does not compile");
+  }
+  ~ReducedPattern() { onig_free(compiled_); }
+  ReducedPattern(const ReducedPattern&) = delete;
+  ReducedPattern& operator=(const ReducedPattern&) = delete;
+
+  bool matches(std::string_view sku) const {
+    const OnigUChar* const start = bytes(sku);
+    return onig_match(compiled_, start, start + sku.size(), start, nullptr, ONIG_OPTION_NONE) >= 0;
+  }
+
+ private:
+  static const OnigUChar* bytes(std::string_view text) { return reinterpret_cast<const OnigUChar*>(text.data()); }
+
+  regex_t* compiled_ = nullptr;
+};
+
 void appendProduct(std::string& out, const Product& product, std::size_t number, const std::string& currency,
-                   const KorRegex& reduced) {
+                   const ReducedPattern& reduced) {
   appendAll(out, "<article id=\"product-", static_cast<std::int64_t>(number), "\"");
-  if (reduced.matchEnd(product.sku, 0).has_value()) out += " class=\"sale\"";
+  if (reduced.matches(product.sku)) out += " class=\"sale\"";
   appendAll(out, ">\n  <h2>", product.name, "</h2>\n  <p class=\"maker\">", product.maker.name, ", ",
             product.maker.city, "</p>\n  <p class=\"price\">Pack of ", product.pack, ": ",
             std::int64_t{product.amount} * product.pack, " ", currency, "</p>\n");
@@ -98,7 +125,7 @@ std::string catalogueAsJSON(const Catalogue& catalogue) {
 }
 
 std::string renderCatalogue(const Catalogue& catalogue) {
-  static const Ref<KorRegex> kReduced = KorRegex::compileExpression("^(SALE|LAST)-\\d+$");
+  static const ReducedPattern kReduced;
   const auto [cheapest, dearest] =
       std::minmax_element(catalogue.products.begin(), catalogue.products.end(),
                           [](const Product& left, const Product& right) { return left.amount < right.amount; });
@@ -110,7 +137,7 @@ std::string renderCatalogue(const Catalogue& catalogue) {
             catalogue.currency, " to ", dearest->amount, " ", catalogue.currency, "</p>\n");
   std::size_t number = 0;
   for (const Product& product : catalogue.products) {
-    appendProduct(out, product, ++number, catalogue.currency, *kReduced);
+    appendProduct(out, product, ++number, catalogue.currency, kReduced);
   }
   out += "</body>\n</html>\n";
   return out;
