@@ -36,8 +36,7 @@ Ref<KorTemplateConditionalStatement> KorTemplateConditionalStatement::statementW
 
 inline const KorTemplateChildList<Ref<KorTemplateStatement>>& KorTemplateConditionalStatement::chosenStatements(
     KorTemplateEnvironment& environment) const {
-  RawValue condition = expression_ == nullptr ? RawValue::absent() : peekExpression(*expression_, environment);
-  if (condition.isNothing()) condition = evaluateExpression(*expression_, environment);
+  const RawValue condition = expression_ == nullptr ? RawValue::absent() : lentOrEvaluated(*expression_, environment);
   if (condition.kind() == ValueKind::Boolean) [[likely]]
     return condition.payload.unsignedInteger != 0 ? trueStatements_ : falseStatements_;
   const Value held = Value::adopt(condition);

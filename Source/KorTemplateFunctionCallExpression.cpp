@@ -18,8 +18,7 @@ namespace {
 // An argument's value, owned. An absent one raises `NSInvalidArgumentException`.
 [[gnu::always_inline]] inline RawValue argumentOf(KorTemplateExpression& expression,
                                                   KorTemplateEnvironment& environment) {
-  const RawValue lent = peekExpression(expression, environment);
-  const RawValue value = lent.isNothing() ? evaluateExpression(expression, environment) : Value::retaining(lent).leak();
+  const RawValue value = Value::retaining(lentOrEvaluated(expression, environment)).leak();
   if (value.kind() == ValueKind::Absent) [[unlikely]] {
     NSException::raise(NSInvalidArgumentException, "A function's argument cannot be absent");
   }
@@ -98,7 +97,8 @@ RawValue report(KorTemplateEnvironment& environment, const Text& description) {
   return RawValue::null();
 }
 
-RawValue call(KorTemplateFunction& function, std::span<const Value> arguments, KorTemplateEnvironment& environment) {
+[[gnu::always_inline]] inline RawValue call(KorTemplateFunction& function, std::span<const Value> arguments,
+                                            KorTemplateEnvironment& environment) {
   const RunningFunction running(environment);
   try {
     const RawValue result = function.kind() == kInternalFunctionKind
@@ -132,13 +132,16 @@ RawValue KorTemplateFunctionCallExpression::evaluate(KorTemplateEnvironment& env
   }
   environment.checkStack();
   environment.step();
-  if (argumentExpressions_.count() == 1) {  // the commonest call
-    const Value argument = Value::adopt(argumentOf(*argumentExpressions_[0], environment));
-    return call(*function, {&argument, 1}, environment);
-  }
+  if (argumentExpressions_.count() != 1) return callWithArguments(*function, environment);
+  const Value argument = Value::adopt(argumentOf(*argumentExpressions_[0], environment));  // the commonest call
+  return call(*function, {&argument, 1}, environment);
+}
+
+RawValue KorTemplateFunctionCallExpression::callWithArguments(KorTemplateFunction& function,
+                                                              KorTemplateEnvironment& environment) {
   ArgumentValues arguments(environment, argumentExpressions_);
   arguments.evaluate(argumentExpressions_);
-  return call(*function, arguments.values(), environment);
+  return call(function, arguments.values(), environment);
 }
 
 Value KorTemplateFunctionCallExpression::evaluateWithEnvironment(KorTemplateEnvironment* environment) {

@@ -8,6 +8,8 @@
 
 namespace tavlo {
 
+class KorTemplateFunction;
+
 // A call of a function by name. An unknown function is the null object, and its arguments are not evaluated. What the
 // function raises becomes a message on the error stream, and the null object.
 class KorTemplateFunctionCallExpression final : public KorTemplateExpression {
@@ -48,6 +50,8 @@ class KorTemplateFunctionCallExpression final : public KorTemplateExpression {
   void describe(Description& out) const override;
 
  private:
+  RawValue callWithArguments(KorTemplateFunction& function, KorTemplateEnvironment& environment);
+
   Name functionName_;  // may be empty
   KorTemplateChildList<Ref<KorTemplateExpression>> argumentExpressions_{"argumentExpressions", "argumentExpression"};
 };

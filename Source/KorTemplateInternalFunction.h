@@ -66,7 +66,7 @@ class KorTemplateInternalFunction final : public KorTemplateFunction {
 
  private:
   // Stores the values in the function's frame; of parameters of one name the last value stands.
-  void bind(std::span<const Value> arguments, KorTemplateStackFrame* frame) const {
+  [[gnu::always_inline]] void bind(std::span<const Value> arguments, KorTemplateStackFrame* frame) const {
     if (arguments.empty()) return;
     requireParameter(!arguments.front().isAbsent(), "variable != nil");
     if (frame != nullptr) frame->setFirst(arguments_[0], arguments.front());

@@ -98,7 +98,7 @@ class KorTemplateStackFrame final : public NSObject {
   }
 
   // The same for the first variable of a frame that nobody has pushed upon yet.
-  void setFirst(const Name& name, const Value& value) { localVariables_.append(name, value); }
+  [[gnu::always_inline]] void setFirst(const Name& name, const Value& value) { localVariables_.append(name, value); }
 
   // Makes the frame as good as new, but for variables whose end may run a host's code: false when it has such, and then
   // reset() must follow.

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -67,7 +68,7 @@ class NameMap {
     Entry* const entry = entries_.data() + size_;
     if (entry == entries_.data() + entries_.size() || !(entry->name == name)) [[unlikely]]
       return appendNewName(name, std::move(value));
-    entry->value = std::move(value);
+    std::construct_at(&entry->value, std::move(value));  // over one that holds nothing
     ++size_;
     if (size_ > kSmall) [[unlikely]]
       addSlot();

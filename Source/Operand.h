@@ -25,6 +25,13 @@ inline RawValue evaluateExpression(KorTemplateExpression& expression, KorTemplat
                                           : expression.evaluate(environment);
 }
 
+// The value of an expression, lent where it lives somewhere.
+inline RawValue lentOrEvaluated(KorTemplateExpression& expression, KorTemplateEnvironment& environment) {
+  if (expression.kind() == kBinaryKind) return evaluateExpression(expression, environment);
+  const RawValue lent = peekExpression(expression, environment);
+  return lent.isNothing() ? expression.evaluate(environment) : lent;
+}
+
 // The double that is a literal or stands in a variable, found without any call; false where that does not suffice.
 inline bool findPlainDouble(const KorTemplateExpression& expression, const KorTemplateEnvironment& environment,
                             double& real) noexcept {
@@ -51,8 +58,7 @@ inline bool isQuiet(const KorTemplateExpression& expression) noexcept {
 
 // The value of an expression: lent where it lives, or owned.
 inline Value operandOf(KorTemplateExpression& expression, KorTemplateEnvironment& environment) {
-  const RawValue lent = peekExpression(expression, environment);
-  return Value::adopt(lent.isNothing() ? evaluateExpression(expression, environment) : lent);
+  return Value::adopt(lentOrEvaluated(expression, environment));
 }
 
 }  // namespace tavlo
