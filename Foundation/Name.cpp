@@ -1,11 +1,14 @@
 #include "Foundation/Name.h"
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <mutex>
 #include <new>
-#include <unordered_set>
+#include <utility>
+#include <vector>
 
+#include "Foundation/Bytes.h"
 #include "Foundation/HashSeed.h"
 #include "Foundation/Utf8.h"
 
@@ -14,7 +17,8 @@ namespace tavlo {
 struct Name::Entry {
   std::atomic<std::uint32_t> references{1};
   std::uint32_t byteLength;
-  std::size_t hash;  // of the text
+  std::size_t hash;       // of the text
+  Entry* next = nullptr;  // in the same chain of the table
 
   char* characters() noexcept { return reinterpret_cast<char*>(this + 1); }
   std::string_view view() noexcept { return {characters(), byteLength}; }
@@ -32,62 +36,64 @@ struct Name::Entry {
   }
 };
 
-// The process's names, in parts with a lock each. An entry's last reference is given up under its part's lock, so that
-// an entry found there is alive.
+// The process's names, in parts with a lock each, hashed into chains that run through the entries. An entry's last
+// reference is given up under its part's lock, so that an entry found there is alive.
 class NameTable {
  public:
   static Name::Entry* intern(std::string_view text) {
-    const Key key{text, HashSeed::ofProcess().hashOfText(text)};
-    Part& part = partOf(key.hash);
+    const std::size_t hash = HashSeed::ofProcess().hashOfText(text);
+    Part& part = partOf(hash);
     const std::lock_guard lock(part.mutex);
-    if (const auto found = part.entries.find(key); found != part.entries.end()) {
-      (*found)->references.fetch_add(1, std::memory_order_relaxed);
-      return *found;
+    if (part.count >= part.chains.size()) part.grow();
+    Name::Entry*& chain = part.chainOf(hash);
+    for (Name::Entry* entry = chain; entry != nullptr; entry = entry->next) {
+      if (entry->hash != hash || entry->view() != text) continue;
+      entry->references.fetch_add(1, std::memory_order_relaxed);
+      return entry;
     }
-    Name::Entry* entry = Name::Entry::make(text, key.hash);
-    try {
-      part.entries.insert(entry);
-    } catch (...) {
-      Name::Entry::end(entry);
-      throw;
-    }
-    return entry;
+    Name::Entry* const made = Name::Entry::make(text, hash);
+    made->next = std::exchange(chain, made);
+    ++part.count;
+    return made;
   }
 
   static void releaseLast(Name::Entry* entry) noexcept {
     Part& part = partOf(entry->hash);
     const std::lock_guard lock(part.mutex);
     if (entry->references.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-    part.entries.erase(entry);
+    Name::Entry** place = &part.chainOf(entry->hash);
+    while (*place != entry) place = &(*place)->next;
+    *place = entry->next;
+    --part.count;
     Name::Entry::end(entry);
   }
 
  private:
-  // A text that is looked for, hashed once.
-  struct Key {
-    std::string_view text;
-    std::size_t hash;
-  };
-  struct Hash {
-    using is_transparent = void;
-    std::size_t operator()(const Key& key) const noexcept { return key.hash; }
-    std::size_t operator()(Name::Entry* entry) const noexcept { return entry->hash; }
-  };
-  struct Equal {
-    using is_transparent = void;
-    bool operator()(Name::Entry* left, Name::Entry* right) const noexcept { return left == right; }
-    bool operator()(const Key& key, Name::Entry* entry) const noexcept { return key.text == entry->view(); }
-    bool operator()(Name::Entry* entry, const Key& key) const noexcept { return key.text == entry->view(); }
-  };
   struct Part {
     std::mutex mutex;
-    std::unordered_set<Name::Entry*, Hash, Equal> entries;
+    std::vector<Name::Entry*> chains;  // a power of two
+    std::size_t count = 0;             // of the entries in them
+
+    Name::Entry*& chainOf(std::size_t hash) noexcept { return chains[hash & (chains.size() - 1)]; }
+
+    void grow() {
+      constexpr std::size_t kFirstSize = 64;
+      std::vector<Name::Entry*> old(std::max(kFirstSize, chains.size() * 2));
+      old.swap(chains);
+      for (Name::Entry* entry : old) {
+        while (entry != nullptr) {
+          Name::Entry* const next = entry->next;
+          entry->next = std::exchange(chainOf(entry->hash), entry);
+          entry = next;
+        }
+      }
+    }
   };
 
   static Part& partOf(std::size_t hash) {
     static constexpr std::size_t kParts = 16;
     static auto& parts = *new std::array<Part, kParts>;  // names may outlive every static object
-    return parts[(hash >> 7) % kParts];
+    return parts[(hash >> 57) % kParts];                 // bits that do not choose the chain
   }
 };
 
@@ -100,11 +106,30 @@ std::string_view Name::view() const noexcept {
   return entry_ == nullptr ? std::string_view("") : entry_->view();
 }
 
+namespace {
+
+// A number that mostly differs for texts that differ near their ends, as names do.
+std::uint64_t mixedEnds(std::string_view text) noexcept {
+  std::uint64_t first = 0;
+  std::uint64_t last = 0;
+  if (text.size() >= sizeof first) {
+    std::memcpy(&first, text.data(), sizeof first);
+    std::memcpy(&last, text.data() + text.size() - sizeof last, sizeof last);
+  } else {
+    for (const char byte : text) last = last << 8 | static_cast<unsigned char>(byte);
+  }
+  constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15;  // 2^64 by the golden ratio
+  return ((first ^ text.size()) * kOdd ^ last) * kOdd;
+}
+
+}  // namespace
+
 const Name& NameCache::nameForText(std::string_view text) {
-  std::size_t hash = text.size();
-  for (const char byte : text) hash = hash * 31 + static_cast<unsigned char>(byte);
-  Name& name = names_[hash % names_.size()];
-  if (name.isAbsent() || name.view() != text) name = Name(text);
+  Name& name = names_[mixedEnds(text) >> (64 - kBits)];
+  const std::string_view known = name.view();
+  const bool isKnown =
+      !name.isAbsent() && known.size() == text.size() && areSameBytes(known.data(), text.data(), text.size());
+  if (!isKnown) name = Name(text);
   return name;
 }
 

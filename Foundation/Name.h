@@ -63,7 +63,9 @@ class NameCache {
   const Name& nameForText(std::string_view text);
 
  private:
-  std::array<Name, 64> names_;  // by a hash of the text, the latest of each
+  static constexpr int kBits = 6;
+
+  std::array<Name, std::size_t{1} << kBits> names_;  // by a hash of the text, the latest of each
 };
 
 }  // namespace tavlo

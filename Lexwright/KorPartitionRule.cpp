@@ -6,16 +6,10 @@ namespace tavlo {
 
 namespace {
 
-// Counts where the sub-tokens stand, which have been cut by their bytes, from the start of their compound token, and
-// answers with the cursor at `end`.
+// Counts where the sub-tokens stand, which have been cut and placed by their bytes, from the start of their compound
+// token, and answers with the cursor at `end`.
 ScanCursor placeSubtokens(ScanContext& context, ScanCursor start, std::uint32_t end, KorCompoundToken& compound) {
-  if (context.isPlain(start.byte, end)) {
-    for (KorToken& token : compound.subtokens) {
-      token.position = static_cast<std::int32_t>(token.byteOffset - start.byte);
-      token.length = static_cast<std::int32_t>(token.byteLength);
-    }
-    return context.advance(start, end);
-  }
+  if (context.isPlain(start.byte, end)) return context.advance(start, end);
   ScanCursor at = start;
   for (KorToken& token : compound.subtokens) {
     const ScanCursor from = context.advance(at, token.byteOffset);
@@ -51,11 +45,13 @@ ScanCursor KorPartitionRule::scan(ScanContext& context, ScanCursor start, const 
   token.position = start.position;
   token.byteOffset = start.byte;
   token.subtokens.clear();
-  const auto add = [&token](const KorTokenClass* tokenClass, const RuleMatch& match) {
+  const auto add = [&token, first = start.byte](const KorTokenClass* tokenClass, const RuleMatch& match) {
     KorToken& added = token.subtokens.emplace_back();
     added.tokenClass = tokenClass;
     added.byteOffset = match.tokenStart;
     added.byteLength = match.tokenEnd - match.tokenStart;
+    added.position = static_cast<std::int32_t>(match.tokenStart - first);
+    added.length = static_cast<std::int32_t>(added.byteLength);
   };
   if (!skipBoundary_) add(boundary_->tokenClass(), boundary);
   std::uint32_t at = boundary.end;

@@ -1,6 +1,11 @@
 #include "Lexwright/RuleList.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <algorithm>
+#include <bit>
 #include <cstring>
 #include <utility>
 
@@ -78,6 +83,21 @@ void RuleList::setOnlyOpening() {
 
 // Two bytes are enough to pass what is no opening; where more of it is wanted, its rule tells.
 std::uint32_t RuleList::findOnlyOpening(std::string_view text, std::uint32_t at) const noexcept {
+#if defined(__SSE2__)
+  if (onlyOpening_.size() > 1) {
+    // Sixteen places at once: where both bytes are the opening's.
+    const __m128i first = _mm_set1_epi8(onlyOpening_[0]);
+    const __m128i second = _mm_set1_epi8(onlyOpening_[1]);
+    for (; at + sizeof(__m128i) < text.size(); at += sizeof(__m128i)) {
+      const auto* const here = reinterpret_cast<const __m128i*>(text.data() + at);
+      const auto* const behind = reinterpret_cast<const __m128i*>(text.data() + at + 1);
+      const __m128i both =
+          _mm_and_si128(_mm_cmpeq_epi8(_mm_loadu_si128(here), first), _mm_cmpeq_epi8(_mm_loadu_si128(behind), second));
+      const auto places = static_cast<unsigned>(_mm_movemask_epi8(both));
+      if (places != 0) return at + static_cast<std::uint32_t>(std::countr_zero(places));
+    }
+  }
+#endif
   const char* const end = text.data() + text.size();
   for (const char* next = text.data() + at; next != end; ++next) {
     next = static_cast<const char*>(std::memchr(next, onlyOpening_[0], static_cast<std::size_t>(end - next)));
