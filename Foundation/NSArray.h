@@ -6,6 +6,7 @@
 #include "Foundation/ListArgument.h"
 #include "Foundation/NSEnumerator.h"
 #include "Foundation/NSObject.h"
+#include "Foundation/ObjectArena.h"
 #include "Foundation/Value.h"
 
 namespace tavlo {
@@ -33,6 +34,9 @@ class NSArray : public NSObject {
   bool findValueForKey(const NSString& key, Value& value) const override;
   // Walks the list as it is at each step.
   Ref<NSEnumerator> objectEnumerator() const override;
+
+  static void* operator new(std::size_t size) { return ObjectArena::allocate(size); }
+  static void operator delete(void* memory) noexcept { ObjectArena::free(memory); }
 
  protected:
   void requireElement(const Value& element) const;

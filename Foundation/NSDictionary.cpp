@@ -144,7 +144,7 @@ void NSDictionary::rebuildSlots() {
   }
 }
 
-Ref<NSMutableDictionary> NSMutableDictionary::dictionaryWithDistinctEntries(std::vector<Entry> entries) {
+Ref<NSMutableDictionary> NSMutableDictionary::dictionaryWithDistinctEntries(Entries entries) {
   Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
   dictionary->entries_ = std::move(entries);
   if (dictionary->entries_.size() > kSmall) dictionary->rebuildSlots();
@@ -174,7 +174,7 @@ void NSMutableDictionary::removeObjectForKey(std::string_view key) {
 void NSMutableDictionary::removeAllObjects() {
   requireUnshared(*this);
   slots_.clear();
-  std::vector<Entry>().swap(entries_);
+  Entries().swap(entries_);
 }
 
 }  // namespace tavlo

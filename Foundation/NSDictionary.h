@@ -8,6 +8,7 @@
 #include "Foundation/NSEnumerator.h"
 #include "Foundation/NSObject.h"
 #include "Foundation/NSString.h"
+#include "Foundation/ObjectArena.h"
 #include "Foundation/Value.h"
 
 namespace tavlo {
@@ -19,6 +20,7 @@ class NSDictionary : public NSObject {
     Ref<NSString> key;
     Value value;
   };
+  using Entries = std::vector<Entry, ObjectArena::Allocator<Entry>>;
 
   NSDictionary();
   // A dictionary of its own with the same entries.
@@ -30,7 +32,7 @@ class NSDictionary : public NSObject {
 
   std::size_t count() const noexcept { return entries_.size(); }
   // In insertion order.
-  const std::vector<Entry>& entries() const noexcept { return entries_; }
+  const Entries& entries() const noexcept { return entries_; }
   // The value, or null where there is none; good until the dictionary changes.
   const Value* find(std::string_view key) const noexcept;
   const Value* find(const NSString& key) const noexcept;
@@ -55,6 +57,9 @@ class NSDictionary : public NSObject {
   // The values, in insertion order.
   Ref<NSEnumerator> objectEnumerator() const override;
 
+  static void* operator new(std::size_t size) { return ObjectArena::allocate(size); }
+  static void operator delete(void* memory) noexcept { ObjectArena::free(memory); }
+
  protected:
   static constexpr std::uint32_t kNowhere = UINT32_MAX;
 
@@ -62,7 +67,7 @@ class NSDictionary : public NSObject {
   void store(Ref<NSString> key, Value value);
   void rebuildSlots();
 
-  std::vector<Entry> entries_;
+  Entries entries_;
   std::vector<std::uint32_t>
       slots_;  // open addressing over entries_, a power of two; empty while the dictionary is small
 };
@@ -75,7 +80,7 @@ class NSMutableDictionary final : public NSDictionary {
 
   static Ref<NSMutableDictionary> dictionary() { return makeRef<NSMutableDictionary>(); }
   // Unchecked: no two of the keys are equal, and neither keys nor values are absent.
-  static Ref<NSMutableDictionary> dictionaryWithDistinctEntries(std::vector<Entry> entries);
+  static Ref<NSMutableDictionary> dictionaryWithDistinctEntries(Entries entries);
 
   // Raises `NSInvalidArgumentException` for an absent value or key.
   void setObjectForKey(Value value, std::string_view key);

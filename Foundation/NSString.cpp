@@ -34,14 +34,22 @@ class NSString::InArena final : public NSString {
   static void operator delete(void* memory) noexcept { ObjectArena::free(memory); }
 };
 
-Ref<NSString> NSString::uninitialized(std::size_t byteLength, std::size_t length, std::size_t capacity,
-                                      Counting counting) {
+void NSString::requireLength(std::size_t byteLength) {
   if (byteLength > kMaximumByteLength) throw std::length_error("a text is longer than 2147483647 bytes");
+}
+
+Ref<NSString> NSString::uninitialized(std::size_t byteLength, std::size_t length, std::size_t capacity) {
+  requireLength(byteLength);
   capacity = std::min(std::max(capacity, byteLength), kMaximumByteLength);
-  NSString* const made = counting == Counting::Atomic
-                             ? new (capacity + 1) InArena(byteLength, length, capacity, counting)
-                             : new (capacity + 1) NSString(byteLength, length, capacity, counting);
-  Ref<NSString> string = Ref<NSString>::adopt(made);
+  Ref<NSString> string =
+      Ref<NSString>::adopt(new (capacity + 1) NSString(byteLength, length, capacity, Counting::Plain));
+  string->mutableCharacters()[byteLength] = '\0';
+  return string;
+}
+
+Ref<NSString> NSString::uninitializedInArena(std::size_t byteLength, std::size_t length, Counting counting) {
+  requireLength(byteLength);
+  Ref<NSString> string = Ref<NSString>::adopt(new (byteLength + 1) InArena(byteLength, length, byteLength, counting));
   string->mutableCharacters()[byteLength] = '\0';
   return string;
 }
@@ -61,7 +69,16 @@ Ref<NSString> NSString::stringWithValidUTF8(std::string_view text) {
 }
 
 Ref<NSString> NSString::stringWithValidUTF8(std::string_view text, Counting counting) {
-  Ref<NSString> string = uninitialized(text.size(), utf16Length(text), text.size(), counting);
+  const bool isAtomic = counting == Counting::Atomic;
+  const std::size_t length = utf16Length(text);
+  Ref<NSString> string =
+      isAtomic ? uninitializedInArena(text.size(), length, counting) : uninitialized(text.size(), length, text.size());
+  text.copy(string->mutableCharacters(), text.size());
+  return string;
+}
+
+Ref<NSString> NSString::stringInArena(std::string_view text) {
+  Ref<NSString> string = uninitializedInArena(text.size(), utf16Length(text), Counting::Plain);
   text.copy(string->mutableCharacters(), text.size());
   return string;
 }
@@ -69,8 +86,8 @@ Ref<NSString> NSString::stringWithValidUTF8(std::string_view text, Counting coun
 Ref<NSString> NSString::substring(std::size_t byteOffset, std::size_t byteLength) const {
   const std::string_view text = view().substr(byteOffset, byteLength);
   Ref<NSString> string =
-      uninitialized(text.size(), isASCII() ? text.size() : utf16Length(text), text.size(), Counting::Atomic);
-  std::memcpy(string->mutableCharacters(), text.data(), text.size());
+      uninitializedInArena(text.size(), isASCII() ? text.size() : utf16Length(text), Counting::Atomic);
+  text.copy(string->mutableCharacters(), text.size());
   return string;
 }
 

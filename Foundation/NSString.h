@@ -39,6 +39,8 @@ class NSString : public NSObject {
   // The same for text that is known to be valid. One that counts atomically from birth comes from the current arena.
   static Ref<NSString> stringWithValidUTF8(std::string_view text);
   static Ref<NSString> stringWithValidUTF8(std::string_view text, Counting counting);
+  // The same for one that is counted plainly, from the current arena.
+  static Ref<NSString> stringInArena(std::string_view text);
   // The part of this string between two bytes that begin characters; counted atomically, from the current arena.
   Ref<NSString> substring(std::size_t byteOffset, std::size_t byteLength) const;
   // A string of the UTF-16 text. Raises `NSInvalidArgumentException` that names the unit for a lone surrogate.
@@ -99,8 +101,9 @@ class NSString : public NSObject {
 
   NSString(std::size_t byteLength, std::size_t length, std::size_t capacity, Counting counting) noexcept;
 
-  static Ref<NSString> uninitialized(std::size_t byteLength, std::size_t length, std::size_t capacity,
-                                     Counting counting = Counting::Plain);
+  static Ref<NSString> uninitialized(std::size_t byteLength, std::size_t length, std::size_t capacity);
+  static Ref<NSString> uninitializedInArena(std::size_t byteLength, std::size_t length, Counting counting);
+  static void requireLength(std::size_t byteLength);
   char* mutableCharacters() noexcept { return reinterpret_cast<char*>(this + 1); }
   std::uint32_t computeHash() const noexcept;
   static void* operator new(std::size_t size, std::size_t extra) { return ::operator new(size + extra); }

@@ -76,7 +76,7 @@ class CollectionHash {
   static const std::vector<Value>& elementsOf(const Value& array) {
     return static_cast<const NSArray&>(*array.object()).elements();
   }
-  static const std::vector<NSDictionary::Entry>& entriesOf(const Value& dictionary) {
+  static const NSDictionary::Entries& entriesOf(const Value& dictionary) {
     return static_cast<const NSDictionary&>(*dictionary.object()).entries();
   }
   static std::size_t sizeOf(const Value& collection) {
@@ -194,7 +194,7 @@ class Holdings {
     } else if (object.kind() == ObjectKind::Set) {
       for (const Value& member : static_cast<const NSSet&>(object).members()) add(member);  // no set changes
     } else if (object.kind() == ObjectKind::Dictionary) {
-      const std::vector<NSDictionary::Entry>& entries = static_cast<const NSDictionary&>(object).entries();
+      const NSDictionary::Entries& entries = static_cast<const NSDictionary&>(object).entries();
       for (std::size_t index = 0; index < entries.size(); ++index) {
         add(entries[index].key);
         if (index < entries.size()) add(entries[index].value);

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Foundation/ObjectArena.h"
 #include "Foundation/Utf8.h"
 #include "Tool/JSONValueBuilder.h"
 
@@ -268,6 +269,8 @@ namespace tavlo {
 Value readJSON(const std::string& text) {
   constexpr unsigned kFlags = tavlo_rapidjson::kParseInsituFlag | tavlo_rapidjson::kParseValidateEncodingFlag |
                               tavlo_rapidjson::kParseNumbersAsStringsFlag;
+  ObjectArena arena;
+  const ObjectArena::Scope scope(arena);  // data is mostly small objects, and ends as a whole
   Source source(text);
   SourceStream stream{source.begin() + startOf(text), &source};
   Events events(stream, source);

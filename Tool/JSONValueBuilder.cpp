@@ -112,7 +112,7 @@ std::size_t kindOf(std::string_view text) noexcept {
 
 void JSONValueBuilder::addString(std::string_view text) {
   constexpr std::size_t kShort = 16;
-  if (text.size() > kShort) return add(NSString::stringWithValidUTF8(text));
+  if (text.size() > kShort) return add(NSString::stringInArena(text));
   Ref<NSString>& latest = latestTexts_[kindOf(text)];
   if (latest == nullptr || latest->view() != text) latest = NSString::stringWithValidUTF8(text);
   add(latest);
@@ -211,7 +211,7 @@ void JSONValueBuilder::endObject(std::size_t count) {
   const std::size_t firstValue = values_.size() - count;
   Ref<NSMutableDictionary> dictionary;
   if (areDistinct(count)) {
-    std::vector<NSDictionary::Entry> entries;
+    NSDictionary::Entries entries;
     entries.reserve(count);
     for (std::size_t index = 0; index < count; ++index) {
       entries.push_back({std::move(names_[firstName + index]), std::move(values_[firstValue + index])});

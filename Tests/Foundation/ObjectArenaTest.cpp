@@ -4,6 +4,8 @@
 #include <thread>
 #include <vector>
 
+#include "Foundation/NSArray.h"
+#include "Foundation/NSDictionary.h"
 #include "Foundation/NSString.h"
 #include "Foundation/ObjectArena.h"
 
@@ -70,6 +72,28 @@ TEST(ObjectArena, LetsAnyThreadFreeWhileItGoesOn) {
     for (int number = 0; number < 500; ++number) EXPECT_EQ(atomicString("own")->view(), "own");
     freeing.join();
   }
+}
+
+TEST(ObjectArena, HoldsValuesThatGrowAndEndBehindIt) {
+  Ref<NSMutableDictionary> dictionary;
+  Value text;
+  {
+    ObjectArena arena;
+    const ObjectArena::Scope scope(arena);
+    dictionary = NSMutableDictionary::dictionary();
+    text = NSString::stringInArena("a t\u00e9xt");
+    dictionary->setObjectForKey(text, "text");
+    dictionary->setObjectForKey(NSArray::arrayWithObjects({text, 1}), "list");
+  }
+  for (int number = 0; number < 1'000; ++number) dictionary->setObjectForKey(number, "key " + std::to_string(number));
+  EXPECT_EQ(text.string()->length(), 6u);
+  EXPECT_FALSE(text.string()->isShared());
+  EXPECT_EQ(dictionary->count(), 1'002u);
+  EXPECT_EQ(dictionary->objectForKey("text").description(), "a t\u00e9xt");
+  EXPECT_EQ(dictionary->objectForKey("list").as<NSArray>()->count(), 2u);
+  dictionary->removeAllObjects();
+  std::thread([kept = std::move(dictionary)]() mutable { kept = nullptr; }).join();
+  EXPECT_EQ(text.description(), "a t\u00e9xt");
 }
 
 TEST(ObjectArena, ServesContainers) {

@@ -8,12 +8,14 @@
 #include "Benchmarks/TemplateText.h"
 #include "Source/KorTemplate.h"
 #include "Tests/Examples/Catalogue.h"
+#include "Tool/JSONReader.h"
 
 namespace tavlo::benchmarks {
 
 namespace {
 
 constexpr std::size_t kJSONSize = 133'000;
+constexpr std::size_t kLargeJSONSize = 40'000'000;
 
 void countBytes(benchmark::State& state, const std::string& text) {
   state.SetBytesProcessed(static_cast<std::int64_t>(text.size()) * state.iterations());
@@ -40,10 +42,16 @@ void compileTemplate(benchmark::State& state, std::size_t kilobytes) {
   state.counters["text_share"] = textShare(text);
 }
 
-void parseJSON(benchmark::State& state) {
-  std::size_t products = 0;
+std::string catalogueJSON(std::size_t size) {
+  constexpr std::size_t kBytesOfProduct = 220;  // or more
+  std::size_t products = size / kBytesOfProduct / 20 * 10;
   std::string text;
-  while (text.size() < kJSONSize) text = test::catalogueAsJSON(test::makeCatalogue(products += 10));
+  while (text.size() < size) text = test::catalogueAsJSON(test::makeCatalogue(products += 10 + products / 20));
+  return text;
+}
+
+void parseJSON(benchmark::State& state, std::size_t size) {
+  const std::string text = catalogueJSON(size);
   for (auto _ : state) {
     rapidjson::Document document;
     document.Parse(text.c_str(), text.size());
@@ -53,9 +61,19 @@ void parseJSON(benchmark::State& state) {
   countBytes(state, text);
 }
 
+// The program's own reader, of the values that a template works on.
+void readData(benchmark::State& state, std::size_t size) {
+  const std::string text = catalogueJSON(size);
+  for (auto _ : state) benchmark::DoNotOptimize(readJSONObject(text));
+  countBytes(state, text);
+}
+
 BENCHMARK_CAPTURE(compileTemplate, 1KB, 1);
 BENCHMARK_CAPTURE(compileTemplate, 1MB, 1024);
-BENCHMARK(parseJSON);
+BENCHMARK_CAPTURE(parseJSON, 133KB, kJSONSize);
+BENCHMARK_CAPTURE(readData, 133KB, kJSONSize);
+BENCHMARK_CAPTURE(parseJSON, 40MB, kLargeJSONSize);
+BENCHMARK_CAPTURE(readData, 40MB, kLargeJSONSize);
 
 }  // namespace
 
