@@ -49,9 +49,11 @@ class NSString : public NSObject {
   static Ref<NSString> stringByJoining(CountedText left, CountedText right);
 
   // The text that `write` puts, in at most `capacity` bytes of valid UTF-8, at the place that it is given; it answers
-  // with the end of the text and adds to the second argument its length in UTF-16 units.
+  // with the end of the text and adds to the second argument its length in UTF-16 units. Raises `std::length_error` for
+  // a capacity beyond the longest text.
   template <class Write>
   static Ref<NSString> stringWrittenBy(const Write& write, std::size_t capacity) {
+    requireLength(capacity);
     Ref<NSString> string = uninitialized(0, 0, capacity);
     char* const start = string->mutableCharacters();
     char* const end = write(start, string->length_);

@@ -1,8 +1,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <optional>
 #include <stdexcept>
+#include <string>
 
 #include "Foundation/NSArray.h"
 #include "Tests/Source/HostClasses.h"
@@ -31,6 +33,17 @@ Value nestedLists(int depth) {
   Value value = NSArray::array();
   for (int level = 1; level < depth; ++level) value = NSArray::arrayWithObjects({value});
   return value;
+}
+
+TEST(Limits, RefuseATextThatNoStringCanHoldWhateverTheHostAllows) {
+  const Stage stage;
+  KorTemplateLimits limits;
+  limits.stringLength = UINT64_MAX;
+  stage.environment->setLimits(limits);
+  constexpr std::size_t kEighth = NSString::kMaximumByteLength / 8 + 1;
+  stage.set("a", NSString::stringWithValidUTF8(std::string(kEighth, 'a')));
+  EXPECT_THROW(stage.run("<?= $a + $a + $a + $a + $a + $a + $a + $a ?>"), std::length_error);
+  EXPECT_EQ(stage.text(), "");
 }
 
 TEST(Limits, LetFunctionsRunAThousandDeep) {
