@@ -29,11 +29,13 @@ class LineStart::Reader {
     return true;
   }
 
-  // Options, looks around, callouts, quotes: what changes the meaning of what stands beside it.
+  // Options, looks around, callouts, quotes, control characters: what changes the meaning of what stands beside it.
   bool hasUnknownParts() const {
     for (std::size_t at = 0; at + 1 < pattern_.size(); ++at) {
       const std::string_view rest = pattern_.substr(at);
-      if (rest.starts_with("(*") || rest.starts_with("\\Q")) return true;
+      for (const std::string_view part : {"(*", "\\Q", "\\c", "\\C", "\\M"}) {
+        if (rest.starts_with(part)) return true;
+      }
       if (rest.starts_with("(?") && !rest.starts_with("(?:")) return true;
     }
     return false;
@@ -42,12 +44,7 @@ class LineStart::Reader {
   // Takes what an alternative begins with; false for what may be empty.
   bool readAtom() {
     if (take('(')) {
-      if (take('?')) (void)take(':');
-      do {
-        if (!readAtom()) return false;
-        skipToAlternative();
-      } while (take('|'));
-      if (!take(')')) return false;
+      if (!readGroup()) return false;
     } else if (take('\\')) {
       if (!readEscape()) return false;
     } else if (at_ == pattern_.size() || isAtOneOf("^$.[]()|?*+{}")) {
@@ -58,6 +55,15 @@ class LineStart::Reader {
     }
     if (take('+') && isAtOneOf("?*+{")) return false;
     return !isAtOneOf("?*{");
+  }
+
+  bool readGroup() {
+    if (take('?')) (void)take(':');
+    do {
+      if (!readAtom()) return false;
+      skipToAlternative();
+    } while (take('|'));
+    return take(')');
   }
 
   bool readEscape() {

@@ -1,6 +1,8 @@
 #include "Matchery/PatternShape.h"
 
 #include <algorithm>
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace tavlo {
@@ -15,17 +17,17 @@ bool isLetter(char letter) {
   return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z');
 }
 
-// One pass over the pattern. Where a "#" may begin a comment of extended mode, nobody knows what is hidden: nothing
-// closes there, and every quantifier counts as one more.
+constexpr std::string_view kPOSIXBrackets[] = {"alnum", "alpha", "ascii", "blank", "cntrl", "digit", "graph",
+                                               "lower", "print", "punct", "space", "upper", "word",  "xdigit"};
+
+// One pass over the pattern.
 class ShapeReader {
  public:
-  explicit ShapeReader(std::string_view pattern)
-      : pattern_(pattern),
-        isExtended_(hasExtendedMode(pattern)),
-        mayHide_(isExtended_ && pattern.find('#') != std::string_view::npos) {}
+  explicit ShapeReader(std::string_view pattern) : pattern_(pattern) {}
 
   PatternShape read() {
     for (; at_ < pattern_.size() && shape_.depth <= PatternShape::kCounted; ++at_) step();
+    shape_.depthAtMost = std::max(shape_.depth, isHardToRead() ? levelsAtMost() : 0);
     return shape_;
   }
 
@@ -34,14 +36,25 @@ class ShapeReader {
   struct Level {
     std::int32_t opened;   // the levels it opens itself, with the option groups in it
     std::int32_t tallest;  // of what it has held so far
+    bool isExtended;       // white space and comments do not count
   };
 
-  static bool hasExtendedMode(std::string_view pattern) {
-    for (std::size_t at = pattern.find("(?"); at != std::string_view::npos; at = pattern.find("(?", at + 1)) {
-      const std::string_view options = pattern.substr(at + 2, pattern.find_first_of(":)(", at + 2) - at - 2);
-      if (options.find('x') != std::string_view::npos) return true;
-    }
-    return false;
+  // What the options at the start of a group say.
+  struct Options {
+    bool isExtended;
+    bool standAlone;  // "(?x)", not "(?x:"
+  };
+
+  // Whether the pattern has what was hard to read: then the stack is asked for more than was counted.
+  bool isHardToRead() const {
+    const auto has = [this](std::string_view part) { return pattern_.find(part) != std::string_view::npos; };
+    return has("\\c") || has("\\C") || has("\\M") || has("[:") || has("(?{") || has("(*") || (has("#") && has("(?"));
+  }
+
+  // As if each byte that may open a level did.
+  std::int32_t levelsAtMost() const {
+    return static_cast<std::int32_t>(std::ranges::count_if(
+        pattern_, [](char byte) { return std::string_view("([*+?{").find(byte) != std::string_view::npos; }));
   }
 
   bool isAt(std::string_view text) const { return pattern_.substr(at_).starts_with(text); }
@@ -50,6 +63,8 @@ class ShapeReader {
     const char letter = pattern_[at_];
     if (letter == '\\') {
       stepOverEscape();
+    } else if (letter == '[' && classes_ > 0 && isAt("[:")) {
+      stepOverPOSIXBracket();
     } else if (letter == '[') {
       openClass();
     } else if (classes_ > 0) {
@@ -60,8 +75,10 @@ class ShapeReader {
   }
 
   void stepOverEscape() {
-    if (++at_ >= pattern_.size() || classes_ > 0) return;
+    if (++at_ >= pattern_.size()) return;
     const char letter = pattern_[at_];
+    stepOverControl();
+    if (classes_ > 0) return;
     if (letter == 'g') {
       ++shape_.calls;
       shape_.depthOfCalls += depth_ + 1;
@@ -70,9 +87,47 @@ class ShapeReader {
     endAtom(0);
   }
 
+  // Past what "\cX", "\C-X" and "\M-X" stand before, which may be another escape.
+  void stepOverControl() {
+    for (;;) {
+      if (isAt("c")) {
+        ++at_;
+      } else if (isAt("C-") || isAt("M-")) {
+        at_ += 2;
+      } else {
+        return;
+      }
+      if (!isAt("\\")) return;
+      ++at_;
+    }
+  }
+
+  // "[:alpha:]" in a class; "[:" that is none of these opens a class, or stands for itself where a ":]" follows.
+  void stepOverPOSIXBracket() {
+    if (!hasPOSIXEnd(at_ + 2)) return openClass();
+    const std::string_view name = pattern_.substr(isAt("[:^") ? at_ + 3 : at_ + 2);
+    for (const std::string_view known : kPOSIXBrackets) {
+      if (!name.starts_with(known) || !name.substr(known.size()).starts_with(":]")) continue;
+      at_ = static_cast<std::size_t>(name.data() - pattern_.data()) + known.size() + 1;
+      return;
+    }
+  }
+
+  // Whether ":]" comes before any other "]".
+  bool hasPOSIXEnd(std::size_t at) const {
+    for (; at < pattern_.size() && pattern_[at] != ']'; ++at) {
+      if (pattern_.substr(at).starts_with(":]")) return true;
+      if (pattern_[at] == '\\') ++at;
+    }
+    return false;
+  }
+
   void stepOutsideClasses(char letter) {
-    if (isAt("(?#") && !mayHide_) {
+    const bool isExtended = levels_.back().isExtended;
+    if (isAt("(?#")) {
       skipComment();
+    } else if (isExtended && letter == '#') {
+      at_ = std::min(pattern_.find('\n', at_), pattern_.size());
     } else if (letter == '(') {
       openGroup();
     } else if (letter == ')') {
@@ -81,18 +136,13 @@ class ShapeReader {
       stepOverLoop();
     } else if (letter == '{' && stepOverInterval()) {
       addQuantifier();
-    } else if (!isExtended_ || (letter != ' ' && (letter < '\t' || letter > '\r'))) {
+    } else if (!isExtended || (letter != ' ' && (letter < '\t' || letter > '\r'))) {
       if (letter == '|') ++shape_.loops;
       endAtom(0);
     }
   }
 
   void openClass() {
-    if (mayHide_) {
-      ++depth_;
-      noteDepth(0);
-      return;
-    }
     ++classes_;
     shape_.depth = std::max(shape_.depth, classes_);
     noteDepth(classes_ - 1);
@@ -107,33 +157,70 @@ class ShapeReader {
   void openGroup() {
     ++shape_.loops;
     endAtom(0);
-    if (isOptionsAlone()) {
-      // The rest of the group around it becomes its content.
-      at_ = pattern_.find(')', at_);
-      ++levels_.back().opened;
-      ++depth_;
-      noteDepth(0);
-      return;
+    bool isExtended = levels_.back().isExtended;
+    if (const std::optional<Options> options = optionsHere()) {
+      if (options->standAlone) return applyToRest(*options);
+      isExtended = options->isExtended;
     }
     // The engine builds an absent operator of several nodes, one inside the other.
     const std::int32_t opened = isAt("(?~") ? 6 : 1;
-    levels_.push_back({opened, 0});
+    levels_.push_back({opened, 0, isExtended});
     depth_ += opened;
+    noteDepth(0);
+    skipCallout();
+  }
+
+  // The rest of the group around options that stand alone becomes their content.
+  void applyToRest(const Options& options) {
+    at_ = pattern_.find(')', at_);
+    levels_.back().isExtended = options.isExtended;
+    ++levels_.back().opened;
+    ++depth_;
     noteDepth(0);
   }
 
-  bool isOptionsAlone() const {
-    std::size_t at = at_ + 1;
-    if (at >= pattern_.size() || pattern_[at] != '?') return false;
-    for (++at; at < pattern_.size(); ++at) {
-      const char letter = pattern_[at];
-      if (!isLetter(letter) && letter != '-' && letter != '{' && letter != '}') return letter == ')';
+  // "(?{contents}[tag])", with any number of braces, and "(*NAME[tag]{arguments})": to before what closes them.
+  void skipCallout() {
+    if (isAt("(?{")) {
+      const std::size_t contents = std::min(pattern_.find_first_not_of('{', at_ + 2), pattern_.size());
+      const std::string end(contents - at_ - 2, '}');
+      skipPast(pattern_.find(end, contents), end.size());
+      if (isAfter('[')) skipPast(pattern_.find(']', at_), 1);
+    } else if (isAt("(*")) {
+      skipPast(pattern_.find_first_of("[{)", at_), 0);
+      if (isAfter('[')) skipPast(pattern_.find(']', at_), 1);
+      if (isAfter('{')) skipArguments();
     }
-    return false;
+  }
+
+  void skipArguments() {
+    while (at_ + 1 < pattern_.size() && pattern_[at_] != '}') at_ += pattern_[at_] == '\\' ? 2 : 1;
+  }
+
+  bool isAfter(char letter) const { return at_ + 1 < pattern_.size() && pattern_[at_ + 1] == letter; }
+
+  // To the last byte of what stands at `found`, or to the end where nothing does.
+  void skipPast(std::size_t found, std::size_t size) {
+    at_ = found == std::string_view::npos ? pattern_.size() : found + size - 1;
+  }
+
+  // The options with which the group here begins; absent where it begins otherwise.
+  std::optional<Options> optionsHere() const {
+    if (!isAt("(?") || isAt("(?{")) return {};
+    bool isExtended = levels_.back().isExtended;
+    bool isOn = true;
+    for (std::size_t at = at_ + 2; at < pattern_.size(); ++at) {
+      const char letter = pattern_[at];
+      if (letter == ':' || letter == ')') return Options{isExtended, letter == ')'};
+      if (letter == 'x') isExtended = isOn;
+      if (letter == '-') isOn = false;
+      if (!isLetter(letter) && letter != '-' && letter != '{' && letter != '}') return {};
+    }
+    return {};
   }
 
   void closeGroup() {
-    if (levels_.size() == 1 || mayHide_) return;
+    if (levels_.size() == 1) return;
     const Level closed = levels_.back();
     levels_.pop_back();
     depth_ -= closed.opened;
@@ -174,7 +261,6 @@ class ShapeReader {
   }
 
   void endAtom(std::int32_t height) {
-    if (mayHide_) return;
     quantifiers_ = 0;
     height_ = height;
     keepHeight();
@@ -188,14 +274,12 @@ class ShapeReader {
   void noteDepth(std::int32_t below) { shape_.depth = std::max(shape_.depth, depth_ + below); }
 
   std::string_view pattern_;
-  bool isExtended_;
-  bool mayHide_;
   std::size_t at_ = 0;
   std::int32_t depth_ = 0;
   std::int32_t classes_ = 0;
   std::int32_t quantifiers_ = 0;  // since the last atom
   std::int32_t height_ = 0;       // of the last atom with them
-  std::vector<Level> levels_{{0, 0}};
+  std::vector<Level> levels_{{0, 0, false}};
   PatternShape shape_;
 };
 

@@ -68,6 +68,10 @@ TEST(LineStart, IsKnownOfPatternsThatBeginAtALineWithSomethingPlain) {
       {"^a(?i)b|c", ""},
       {"^(?=b)b", ""},
       {"^a(*FAIL)", ""},
+      {"^a\\c(|b", ""},
+      {"^(a\\c)\\c(b|c)", ""},
+      {"^(a\\C-))", ""},
+      {"^a\\M-\\C-(|b", ""},
       {"^a[|]", ""},
   };
   for (const StartRow& row : rows) {
@@ -97,8 +101,9 @@ bool matchesWithoutStart(std::string_view pattern, const NSString& text) {
 }
 
 TEST(LineStart, NeverChangesWhatAPatternMatches) {
-  const std::string_view pieces[] = {"^", "^", "^", "a", "b", "(",   "(",   "(?:", ")", ")", "|",  "|",      "+",
-                                     "?", "*", "[", "]", "-", "\\d", "\\(", "\\|", ".", "$", "\n", "\u00e9", "(?i)"};
+  const std::string_view pieces[] = {"^",    "^",   "^",   "a", "b", "(",  "(",      "(?:", ")",   ")",
+                                     "|",    "|",   "+",   "?", "*", "[",  "]",      "-",   "\\d", "\\c",
+                                     "\\C-", "\\(", "\\|", ".", "$", "\n", "\u00e9", "(?i)"};
   const std::string_view characters[] = {"a", "b", "A", "(", "|", "1", "\n", "\n", "\u00e9", "\u0661", "-"};
   std::mt19937 random(20'261'121);
   int known = 0;
