@@ -43,7 +43,7 @@ class NSDictionary : public NSObject {
     // By addresses, which takes no division.
     const auto place = reinterpret_cast<std::uintptr_t>(entries_.data()) + std::uintptr_t{index} * sizeof(Entry);
     if (place >= reinterpret_cast<std::uintptr_t>(entries_.data() + entries_.size())) return nullptr;
-    const Entry& entry = *reinterpret_cast<const Entry*>(place);
+    const Entry& entry = entries_[index];
     return entry.key->hasSameText(key) ? &entry.value : nullptr;
   }
   Value objectForKey(std::string_view key) const;

@@ -58,30 +58,35 @@ class FrameGuard {
   std::int32_t depth_ = 0;
 };
 
-// Runs statements from `index` on for as long as they can neither look at the scopes nor change them, as most literal
-// text, most output and most early returns do. Leaves in `index` the statement that is entered but must be executed;
-// the list's count where none is.
+// Runs the statement where that can neither look at the scopes nor change them, as most literal text, most output and
+// most early returns do; false, and nothing done, where it must be executed. `text` is where output goes, null until
+// that is asked for.
+[[gnu::always_inline]] inline bool runQuietly(const KorTemplateStatement& statement,
+                                              KorTemplateEnvironment& environment, TextBuffer*& text,
+                                              Completion& completion) {
+  if (statement.kind() == kOutputKind) {
+    if (text == nullptr) text = environment.outputText();
+    return text != nullptr &&
+           static_cast<const KorTemplateOutputStatement&>(statement).executeQuietly(environment, *text);
+  }
+  if (statement.kind() != kReturnKind) return false;
+  completion = static_cast<const KorTemplateReturnStatement&>(statement).executeQuietly(environment);
+  return completion.isReturn();
+}
+
+// Runs statements from `index` on for as long as they run so and none returns. Leaves in `index` the statement that is
+// entered but must be executed; the list's count where none is.
 [[gnu::always_inline]] inline Completion runQuietly(const KorTemplateChildList<Ref<KorTemplateStatement>>& statements,
                                                     std::int32_t& index, KorTemplateEnvironment& environment) {
-  TextBuffer* text = nullptr;  // where output goes, once asked for
-  for (; index < statements.count(); ++index) {
+  TextBuffer* text = nullptr;
+  Completion completion = Completion::wentOn();
+  for (; index < statements.count() && !completion.isReturn(); ++index) {
     const KorTemplateStatement& statement = *statements[index];
     environment.step();
     environment.enterStatement(statement);
-    if (statement.kind() == kOutputKind) {
-      if (text == nullptr) text = environment.outputText();
-      if (text == nullptr) break;
-      if (!static_cast<const KorTemplateOutputStatement&>(statement).executeQuietly(environment, *text)) break;
-    } else if (statement.kind() == kReturnKind) {
-      const Completion completion =
-          static_cast<const KorTemplateReturnStatement&>(statement).executeQuietly(environment);
-      if (completion.isReturn()) return completion;
-      break;
-    } else {
-      break;
-    }
+    if (!runQuietly(statement, environment, text, completion)) break;
   }
-  return Completion::wentOn();
+  return completion;
 }
 
 // Runs statements in order until one returns. The list may change while it is walked.

@@ -18,6 +18,20 @@ const KorTemplateConditionalStatement* conditionalIn(const KorTemplateStatement&
                                               : nullptr;
 }
 
+// Runs statements from `index` on, but for the last one where that is a conditional: it is handed back in `last`.
+Completion executeUpToConditional(const KorTemplateChildList<Ref<KorTemplateStatement>>& statements, std::int32_t index,
+                                  KorTemplateEnvironment& environment, const KorTemplateConditionalStatement*& last) {
+  Completion completion = Completion::wentOn();
+  while (!completion.isReturn() && index < statements.count()) {
+    KorTemplateStatement& statement = *statements[index];
+    if (++index == statements.count()) last = conditionalIn(statement);
+    if (last != nullptr) break;
+    completion = statement.execute(environment);
+    if (!completion.isReturn()) completion = runQuietly(statements, index, environment);
+  }
+  return completion;
+}
+
 }  // namespace
 
 KorTemplateConditionalStatement::KorTemplateConditionalStatement()
@@ -63,23 +77,16 @@ Completion KorTemplateConditionalStatement::executeBranch(const KorTemplateChild
                                                           std::int32_t index, KorTemplateEnvironment& environment) {
   FrameGuard frames(environment);
   const KorTemplateChildList<Ref<KorTemplateStatement>>* statements = &branch;
-  Completion completion = Completion::wentOn();
-  while (!completion.isReturn() && index < statements->count()) {
+  for (;;) {
     frames.push();
     const KorTemplateConditionalStatement* last = nullptr;
-    while (!completion.isReturn() && index < statements->count()) {
-      KorTemplateStatement& statement = *(*statements)[index];
-      if (++index == statements->count()) last = conditionalIn(statement);
-      if (last != nullptr) break;
-      completion = statement.execute(environment);
-      if (!completion.isReturn()) completion = runQuietly(*statements, index, environment);
-    }
-    if (last == nullptr) break;
+    Completion completion = executeUpToConditional(*statements, index, environment, last);
+    if (last == nullptr) return frames.pop(completion);
     statements = &last->chosenStatements(environment);
     index = 0;
     completion = runQuietly(*statements, index, environment);
+    if (completion.isReturn() || index >= statements->count()) return frames.pop(completion);
   }
-  return frames.pop(completion);
 }
 
 // A copy, but for the last false statement where that is a conditional: it is handed back, for the caller's loop.

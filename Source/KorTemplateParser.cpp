@@ -345,10 +345,15 @@ Ref<KorTemplateFunctionCallExpression> KorTemplateParser::parseFunctionCallExpre
   requireParameter(eaten != nullptr, "eaten != nil");
   requireParameter(!tokens.empty(), "token != nil");
   working_.clear();
-  std::size_t close = 0;
-  Ref<KorTemplateFunctionCallExpression> call = parseCall(withClosers(tokens), 0, close);
-  *eaten = static_cast<std::int32_t>(close);  // known before the arguments are read, but of no use without the call
-  return call;
+  // Known before the arguments are read, and told even where one of them is wrong.
+  struct Close {
+    ~Close() {
+      if (index != 0) *eaten = static_cast<std::int32_t>(index);
+    }
+    std::int32_t* eaten;
+    std::size_t index = 0;
+  } close{eaten};
+  return parseCall(withClosers(tokens), 0, close.index);
 }
 
 Ref<KorTemplateFunctionCallExpression> KorTemplateParser::parseCall(const ExpressionTokens& tokens, std::size_t index,

@@ -2,6 +2,29 @@
 
 namespace tavlo {
 
+namespace {
+
+// Tells when a walk along a chain comes back to where it has been: by the places it remembers, each twice as many steps
+// behind the one before (R. P. Brent, "An improved Monte Carlo factorization algorithm", 1980).
+class CycleWatch {
+ public:
+  bool isBackAt(const KorTemplateStackFrame* frame) noexcept {
+    if (frame == mark_) return true;
+    if (++steps_ == nextMark_) {
+      mark_ = frame;
+      nextMark_ *= 2;
+    }
+    return false;
+  }
+
+ private:
+  const KorTemplateStackFrame* mark_ = nullptr;
+  std::uint64_t steps_ = 0;
+  std::uint64_t nextMark_ = 1;
+};
+
+}  // namespace
+
 KorTemplateStackFrame::KorTemplateStackFrame(const Ref<NSDictionary>& variables) {
   requireParameter(variables != nullptr, "variables != nil");
   for (const NSDictionary::Entry& entry : variables->entries()) {
@@ -62,12 +85,26 @@ Ref<KorTemplateStackFrame> KorTemplateStackFrame::copyWithZone(NSZone* /*zone*/)
 
 KorTemplateStackFrame* KorTemplateStackFrame::findNextWithVariables() const noexcept {
   KorTemplateStackFrame* next = parentFrame_;
+  CycleWatch watch;
   while (next != nullptr && next->localVariables_.empty()) {
-    next = next->cachedAt_ == linkChanges() ? next->cachedNext_ : next->parentFrame_;
+    if (watch.isBackAt(next)) {
+      next = nullptr;
+    } else {
+      next = next->cachedAt_ == linkChanges() ? next->cachedNext_ : next->parentFrame_;
+    }
   }
   cachedNext_ = next;
   cachedAt_ = linkChanges();
   return next;
+}
+
+const Value* KorTemplateStackFrame::findInLongChain(const Name& name) const noexcept {
+  CycleWatch watch;
+  for (const KorTemplateStackFrame* frame = this; frame != nullptr && !watch.isBackAt(frame);
+       frame = frame->nextWithVariables()) {
+    if (const Value* value = frame->localVariables_.find(name)) return value;
+  }
+  return nullptr;
 }
 
 }  // namespace tavlo

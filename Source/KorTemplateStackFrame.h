@@ -55,19 +55,24 @@ class KorTemplateStackFrame final : public NSObject {
   // The value where it lives, good until a variable changes; null where there is none.
   const Value* find(const Name& name) const noexcept {
     // A loop: recursive templates make chains as long as the stack is deep.
-    for (const KorTemplateStackFrame* frame = this; frame != nullptr; frame = frame->nextWithVariables()) {
+    const KorTemplateStackFrame* frame = this;
+    for (int count = 0; frame != nullptr && count < kManyFrames; ++count) {
       if (const Value* value = frame->localVariables_.find(name)) return value;
+      frame = frame->nextWithVariables();
     }
-    return nullptr;
+    return frame == nullptr ? nullptr : frame->findInLongChain(name);
   }
   // The same without any call; false where that does not suffice.
   [[gnu::always_inline]] bool findQuickly(const Name& name, const Value*& value) const noexcept {
-    for (const KorTemplateStackFrame* frame = this; frame != nullptr; frame = frame->cachedNext_) {
+    const KorTemplateStackFrame* frame = this;
+    for (int count = 0; count < kManyFrames; ++count) {
       if (!frame->localVariables_.findQuickly(name, value)) return false;
       if (value != nullptr) return true;
       if (frame->cachedAt_ != linkChanges()) return false;
+      frame = frame->cachedNext_;
+      if (frame == nullptr) return true;
     }
-    return true;
+    return false;
   }
   void set(const Name& name, Value value) {
     if (localVariables_.empty()) gainFirstVariable();
@@ -168,6 +173,7 @@ class KorTemplateStackFrame final : public NSObject {
     return cachedAt_ == linkChanges() ? cachedNext_ : findNextWithVariables();
   }
   KorTemplateStackFrame* findNextWithVariables() const noexcept;
+  const Value* findInLongChain(const Name& name) const noexcept;
   bool hasChildren() const noexcept { return children_ != 0; }
   static bool endsQuietly(const Value& value) noexcept {
     return !value.isObject() || value.object()->kind() == ObjectKind::String || !value.object()->hasOneReference();
@@ -181,6 +187,9 @@ class KorTemplateStackFrame final : public NSObject {
     static std::atomic<std::uint64_t> frames{0};
     return frames.fetch_add(kScopesOfAFrame, std::memory_order_relaxed);
   }
+
+  // From here on a chain of frames is looked at for a cycle, which a host makes that pushes a frame twice.
+  static constexpr int kManyFrames = 100'000;
 
   static constexpr std::uint32_t kParentForGood = std::uint32_t{1} << 31;
   static inline std::atomic<std::uint64_t> linkChanges_{0};

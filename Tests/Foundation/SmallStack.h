@@ -5,6 +5,9 @@
 #include <cstddef>
 #include <functional>
 #include <stdexcept>
+#include <string>
+
+#include "Foundation/KorTemplateLimits.h"
 
 namespace tavlo::test {
 
@@ -25,6 +28,20 @@ inline void runOnStackOf(std::size_t bytes, std::function<void()> body) {
   pthread_attr_destroy(&attributes);
   if (failure != 0) throw std::runtime_error("no thread could be made");
   pthread_join(thread, nullptr);
+}
+
+// How the body ends on such a thread: "well", with the limit of the "stack", or with the text of another limit.
+inline std::string outcomeOnStackOf(std::size_t bytes, const std::function<void()>& body) {
+  std::string outcome;
+  runOnStackOf(bytes, [&] {
+    try {
+      body();
+      outcome = "well";
+    } catch (const KorTemplateLimitException& exception) {
+      outcome = exception.limit() == KorTemplateLimit::Stack ? "stack" : exception.what();
+    }
+  });
+  return outcome;
 }
 
 }  // namespace tavlo::test

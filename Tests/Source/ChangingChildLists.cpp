@@ -1,9 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
+#include "Source/KorTemplateConditionalStatement.h"
 #include "Tests/Source/HostClasses.h"
 
 // Lists that a host's code changes while the engine walks or shortens them.
@@ -215,6 +217,35 @@ TEST(AFunctionTableThatChanges, IsClearedOfWhatIsStillThere) {
   environment->setFunctionForName(KorTemplateInternalFunction::function(), "other");
   environment->removeFunction(KorTemplateInternalFunction::function());
   EXPECT_THAT(environment->functionNames(), ElementsAre(Name("other")));
+}
+
+// A host's node that changes the list it is copied from.
+class ShrinkingStatement final : public KorTemplateStatement {
+ public:
+  explicit ShrinkingStatement(std::function<void()> copied) : copied_(std::move(copied)) {}
+  void executeWithEnvironment(KorTemplateEnvironment* /*environment*/) override {}
+  Ref<KorTemplateStatement> copyWithZone(NSZone* /*zone*/) const override {
+    const std::function<void()> copied = copied_;
+    copied();
+    return makeRef<HostStatement>([](KorTemplateEnvironment*) {});
+  }
+
+ private:
+  std::function<void()> copied_;
+};
+
+TEST(ListsThatShrink, AreCopiedAsFarAsTheyGo) {
+  const Ref<KorTemplate> whole = makeRef<KorTemplate>();
+  whole->addStatement(makeRef<ShrinkingStatement>([&] { whole->removeAllStatements(); }));
+  for (int index = 0; index < 3; ++index) whole->addStatement(makeRef<HostStatement>([](KorTemplateEnvironment*) {}));
+  const Ref<KorTemplateStatement> copy = whole->copyWithZone();
+  EXPECT_EQ(static_cast<KorTemplate&>(*copy).statements().count(), 1);
+
+  const Ref<KorTemplateConditionalStatement> branch = makeRef<KorTemplateConditionalStatement>();
+  branch->addFalseStatement(makeRef<ShrinkingStatement>([&] { branch->removeAllFalseStatements(); }));
+  branch->addFalseStatement(makeRef<HostStatement>([](KorTemplateEnvironment*) {}));
+  const Ref<KorTemplateStatement> branchCopy = branch->copyWithZone();
+  EXPECT_EQ(static_cast<KorTemplateConditionalStatement&>(*branchCopy).falseStatements().count(), 1);
 }
 
 }  // namespace

@@ -103,6 +103,26 @@ TEST(FrameLinks, AreGoneFromFramesThatAHostKeeps) {
   }
 }
 
+TEST(FrameLinks, ThatLeadBackEndAReadingAllTheSame) {
+  for (const bool hasVariables : {false, true}) {
+    const Ref<KorTemplateStackFrame> first = KorTemplateStackFrame::stackFrame();
+    const Ref<KorTemplateStackFrame> second = KorTemplateStackFrame::stackFrame();
+    if (hasVariables) first->setValueForVariableWithName(1, "a");
+    if (hasVariables) second->setValueForVariableWithName(2, "b");
+    const Ref<KorTemplateStack> stack = KorTemplateStack::stack();
+    for (const Ref<KorTemplateStackFrame>& frame : {first, second, first}) stack->push(frame);
+    EXPECT_EQ(first->parentFrame(), second.get());
+    EXPECT_EQ(second->parentFrame(), first.get());
+    EXPECT_TRUE(first->valueForVariableWithName("missing").isAbsent());
+    EXPECT_FALSE(second->isVariableDefinedWithName("missing"));
+    EXPECT_EQ(first->isVariableDefinedWithName("b"), hasVariables);
+    const Stage stage;
+    stage.environment->setStack(stack);
+    stage.run("<?= $missing ?>,<? if ($missing) ?>a<? else ?>b<?= $missing + 1 ?><? endif ?>");
+    EXPECT_EQ(stage.text(), ",b<null>1");
+  }
+}
+
 }  // namespace
 
 }  // namespace tavlo::test

@@ -7,6 +7,7 @@
 #include "Source/KorTemplateFunctionDefinitionStatement.h"
 #include "Source/KorTemplateReturnIndication.h"
 #include "Source/KorTemplateReturnStatement.h"
+#include "Tests/Foundation/SmallStack.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -345,6 +346,17 @@ TEST(KorTemplateInternalFunction, CopiesItsBodyAndItsNames) {
   copy.removeAllArguments();
   EXPECT_EQ(original->statements().count(), 2);
   EXPECT_EQ(original->arguments().count(), 2);
+}
+
+TEST(KorTemplateFunctionCallExpression, InsideOneAnotherAreCopiedAsFarAsTheStackGoes) {
+  Ref<KorTemplateExpression> call = KorTemplateFunctionCallExpression::expressionWithFunctionName("f");
+  for (int depth = 0; depth < 5000; ++depth) {
+    const Ref<KorTemplateFunctionCallExpression> outer =
+        KorTemplateFunctionCallExpression::expressionWithFunctionName("f");
+    outer->addArgumentExpression(call);
+    call = outer;
+  }
+  EXPECT_EQ(outcomeOnStackOf(256 * 1024, [&] { (void)call->copyWithZone(); }), "stack");
 }
 
 }  // namespace

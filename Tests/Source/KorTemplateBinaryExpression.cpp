@@ -419,6 +419,12 @@ TEST(KorTemplateBinaryExpression, CopiesBothOperands) {
   EXPECT_EQ(copy.evaluateWithEnvironment(stage.get()).description(), "lx");
 }
 
+TEST(KorTemplateBinaryExpression, FindsAbsentValuesEqualToNothing) {
+  const KorTemplateBinaryExpression node(KorTemplateOperatorEquals);
+  EXPECT_TRUE(node.operatorEquals(Value(), Value()).isIdenticalTo(KorNO));
+  EXPECT_TRUE(node.operatorNotEquals(Value(), Value()).isIdenticalTo(KorYES));
+}
+
 }  // namespace
 
 }  // namespace tavlo::test

@@ -151,6 +151,20 @@ TEST(KorTemplateParserExpressions, ACallTellsHowManyTokensItHasEaten) {
   }
 }
 
+TEST(KorTemplateParserExpressions, ACallTellsHowManyTokensItHasEatenAlsoWhereAnArgumentIsWrong) {
+  struct Row {
+    const char* text;
+    std::int32_t eaten;
+  };
+  const Row rows[] = {{"f(1 2) + 3", 4}, {"f(1, )", 4}, {"f(1", -1}, {"f 1", -1}};
+  for (const Row& row : rows) {
+    const AtFirstBlock at("<?" + std::string(row.text) + "?>");
+    std::int32_t eaten = -1;
+    EXPECT_ANY_THROW(at.parser().parseFunctionCallExpressionFromTokensTokensEaten(at.inside(), &eaten)) << row.text;
+    EXPECT_EQ(eaten, row.eaten) << row.text;
+  }
+}
+
 TEST(KorTemplateParserExpressions, AnAssignmentTokenIsAnOperatorByItsText) {
   const Ref<KorTemplateParser> parser = Parser::parserForString("1+2");
   const std::vector<KorToken> tokens = {makeToken(Parser::NonIntegralNumericLiteral, 0, 1),
