@@ -113,6 +113,7 @@ Completion KorTemplateEnumerationStatement::executeLoop(KorTemplateEnvironment& 
       frame->rebindLoop(loopVariable_, std::move(element), indexName(), static_cast<std::int32_t>(index));
     }
     guard.pop();
+    environment.leaveTo(this);
   }
   return Completion::wentOn();
 }

@@ -2,6 +2,7 @@
 
 #include "Foundation/Description.h"
 #include "Foundation/NSArray.h"
+#include "Foundation/NSEnumerator.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -120,6 +121,39 @@ TEST(NestedExecutions, ThatEndWellLeaveTheOuterStatementToo) {
   EXPECT_EQ(textAt(text, stage.environment->failedStatement()), "<?= include() - 1 ?>");
   stage.run("fine");
   EXPECT_EQ(stage.environment->failedStatement().length, 0U);
+}
+
+// Yields numbers until it fails.
+class FailingEnumerator final : public NSEnumerator {
+ public:
+  explicit FailingEnumerator(int left) : left_(left) {}
+  Value nextObject() override {
+    if (left_-- == 0) throw NSException("Boom", "bang");
+    return left_;
+  }
+
+ private:
+  int left_;
+};
+
+class FailingList final : public NSObject {
+ public:
+  explicit FailingList(int count) : count_(count) {}
+  Ref<NSEnumerator> objectEnumerator() const override { return makeRef<FailingEnumerator>(count_); }
+
+ private:
+  int count_;
+};
+
+TEST(NestedExecutions, OfAHostsEnumeratorFailAtTheLoopWhateverItsBodyDid) {
+  for (int count = 0; count < 3; ++count) {
+    const Stage stage;
+    stage.set("list", makeRef<FailingList>(count));
+    const std::string text = "a<? foreach ($e in $list) ?>b<?= $e ?><? endforeach ?>";
+    EXPECT_EQ(raisedBy([&] { stage.run(text); }), "Boom: bang");
+    EXPECT_EQ(textAt(text, stage.environment->failedStatement()), "<? foreach ($e in $list) ?>") << count;
+    EXPECT_EQ(stage.depth(), 1);
+  }
 }
 
 // What an expression runs at once, without a statement around it, has no place.
