@@ -92,8 +92,11 @@ class NSObject {
   // Whether several threads may hold the object; a collection then refuses changes.
   bool isShared() const noexcept { return (count_.load(std::memory_order_relaxed) & kSharedBit) != 0; }
 
-  // Counts atomically from here on. Called while one thread still holds the object alone; see Value::share().
-  void markShared() const noexcept { count_.store(count_.load(std::memory_order_relaxed) | kSharedBit); }
+  // Counts atomically from here on. Called while one thread still holds the object alone, or where it counts so
+  // already; see Value::share().
+  void markShared() const noexcept {
+    if (!isShared()) count_.store(count_.load(std::memory_order_relaxed) | kSharedBit);
+  }
 
   // Whether the object may be held by several threads once it counts atomically; a host's class says so itself.
   virtual bool canBeShared() const { return kind_ != ObjectKind::Other; }

@@ -65,22 +65,27 @@ ObjectArena::Scope::~Scope() {
 }
 
 void* ObjectArena::allocate(std::size_t size) {
-  size = (size + sizeof(Header) + alignof(Header) - 1) / alignof(Header) * alignof(Header);
   ObjectArena* const arena = currentArena;
   if (arena == nullptr) return allocateOnHeap(size);
-  if (size > static_cast<std::size_t>(arena->end_ - arena->next_)) [[unlikely]] {
+  size = (size + sizeof(Header) + alignof(Header) - 1) / alignof(Header) * alignof(Header);
+  if (size + sizeof(Header) > static_cast<std::size_t>(arena->end_ - arena->next_)) [[unlikely]] {
     if (size > kLargest) return allocateOnHeap(size);
     arena->takeChunk();
   }
+  // The size of a class is a multiple of its alignment: every other object needs no more than the header does.
+  const bool mayBeStrict = (size - sizeof(Header)) % kStrictestAlignment == 0;
+  const bool isAligned = (reinterpret_cast<std::uintptr_t>(arena->next_) + sizeof(Header)) % kStrictestAlignment == 0;
+  if (mayBeStrict && !isAligned) arena->next_ += sizeof(Header);
   auto* header = new (arena->next_) Header{arena->chunk_};
   arena->next_ += size;
   ++arena->objects_;
   return header + 1;
 }
 
+// The header stands right before the object there too.
 void* ObjectArena::allocateOnHeap(std::size_t size) {
-  auto* header = new (::operator new(size)) Header{nullptr};
-  return header + 1;
+  auto* memory = static_cast<char*>(::operator new(size + kStrictestAlignment));
+  return new (memory + kStrictestAlignment - sizeof(Header)) Header{nullptr} + 1;
 }
 
 void ObjectArena::takeChunk() {
@@ -94,7 +99,7 @@ void ObjectArena::takeChunk() {
 void ObjectArena::free(void* memory) noexcept {
   auto* header = static_cast<Header*>(memory) - 1;
   if (header->chunk == nullptr) {
-    ::operator delete(header);
+    ::operator delete(static_cast<char*>(memory) - kStrictestAlignment);
   } else {
     letGoOf(header->chunk, 1);
   }

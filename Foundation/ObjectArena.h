@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <new>
 
 namespace tavlo {
 
@@ -28,9 +29,13 @@ class ObjectArena {
     ObjectArena* outer_;
   };
 
-  // What the operators new and delete of such objects call. Memory may be freed by any thread.
+  // What the operators new and delete of such objects call. Memory may be freed by any thread. It is aligned for every
+  // object of that size whose class asks for no more than the platform's strictest alignment; for classes that do, as a
+  // host's may, there are the other two.
   static void* allocate(std::size_t size);
   static void free(void* memory) noexcept;
+  static void* allocate(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
+  static void free(void* memory, std::align_val_t alignment) noexcept { ::operator delete(memory, alignment); }
 
   // The same for what containers hold.
   template <class T>
@@ -57,6 +62,7 @@ class ObjectArena {
     Chunk* chunk;  // null for an object from the heap
   };
 
+  static constexpr std::size_t kStrictestAlignment = alignof(std::max_align_t);
   static constexpr std::size_t kChunkSize = std::size_t{16} * 1024;
   static constexpr std::size_t kLargest = 1024;            // for which a new chunk is taken
   static constexpr std::uint32_t kWhileFilled = 1U << 31;  // users that a chunk has beyond its objects until it is left

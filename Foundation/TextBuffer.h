@@ -16,7 +16,7 @@ class TextBuffer {
   TextBuffer& operator=(const TextBuffer&) = delete;
 
   // Good until the text grows.
-  std::string_view view() const noexcept { return {bytes_.get(), size_}; }
+  std::string_view view() const noexcept { return {size_ == 0 ? "" : bytes_.get(), size_}; }
   std::size_t size() const noexcept { return size_; }
   // The bytes that the text can have before its memory must grow.
   std::size_t capacity() const noexcept { return capacity_; }

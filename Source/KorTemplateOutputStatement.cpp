@@ -16,16 +16,17 @@ KorTemplateOutputStatement::KorTemplateOutputStatement(Ref<KorTemplateExpression
 }
 
 KorTemplateOutputStatement::KorTemplateOutputStatement(const Ref<NSString>& text, SourceRange part)
-    : KorTemplateStatement(kOutputKind),
-      template_(text),
-      text_(text->characters() + part.offset),
-      textLength_(part.length),
-      refersToText_(true) {
+    : KorTemplateStatement(kOutputKind), template_(text), refersToText_(true) {
+  const std::string_view literal = text->view().substr(part.offset, part.length);
+  text_ = literal.data();
+  textLength_ = static_cast<std::uint32_t>(literal.size());
   setSourceRange(part);
 }
 
 Ref<KorTemplateOutputStatement> KorTemplateOutputStatement::statementWithText(const Ref<NSString>& text,
                                                                               SourceRange part) {
+  requireParameter(text != nullptr, "text != nil");
+  text->markShared();  // threads that run the statement count it
   return Ref<KorTemplateOutputStatement>::adopt(new KorTemplateOutputStatement(text, part));
 }
 

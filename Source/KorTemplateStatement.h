@@ -36,6 +36,12 @@ class KorTemplateStatement : public NSObject {
 
   static void* operator new(std::size_t size) { return ObjectArena::allocate(size); }
   static void operator delete(void* memory) noexcept { ObjectArena::free(memory); }
+  static void* operator new(std::size_t size, std::align_val_t alignment) {
+    return ObjectArena::allocate(size, alignment);
+  }
+  static void operator delete(void* memory, std::align_val_t alignment) noexcept {
+    ObjectArena::free(memory, alignment);
+  }
 
  protected:
   explicit KorTemplateStatement(ObjectKind kind = ObjectKind::Other) : NSObject(kind, Counting::Atomic) {}

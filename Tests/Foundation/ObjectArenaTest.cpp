@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -102,6 +104,35 @@ TEST(ObjectArena, ServesContainers) {
   std::vector<int, ObjectArena::Allocator<int>> numbers;
   for (int number = 0; number < 10'000; ++number) numbers.push_back(number);
   for (int number = 0; number < 10'000; ++number) ASSERT_EQ(numbers[static_cast<std::size_t>(number)], number);
+}
+
+// What a host derives, with a member of an alignment of its own.
+template <class Base, std::size_t alignment>
+class AlignedObject final : public Base {
+ public:
+  using Base::Base;
+  alignas(alignment) double numbers[8] = {};
+};
+
+template <class Object>
+bool isAligned() {
+  const Ref<Object> object = makeRef<Object>();
+  return reinterpret_cast<std::uintptr_t>(&object->numbers) % alignof(Object) == 0;
+}
+
+TEST(ObjectArena, AlignsObjectsAsTheirClassesAsk) {
+  for (const bool inArena : {false, true}) {
+    ObjectArena arena;
+    std::optional<ObjectArena::Scope> scope;
+    if (inArena) scope.emplace(arena);
+    for (int round = 0; round < 20; ++round) {
+      const Ref<NSString> between = atomicString(std::string(static_cast<std::size_t>(round), 'a'));
+      EXPECT_TRUE((isAligned<AlignedObject<NSArray, 16>>()));
+      EXPECT_TRUE((isAligned<AlignedObject<NSDictionary, 16>>()));
+      EXPECT_TRUE((isAligned<AlignedObject<NSArray, 64>>()));
+      EXPECT_TRUE((isAligned<AlignedObject<NSDictionary, 128>>()));
+    }
+  }
 }
 
 }  // namespace

@@ -57,7 +57,7 @@ TEST(TextBuffer, TakesWhatIsWrittenIntoItsRoom) {
 TEST(TextBuffer, DoesNotMoveWithinTheRoomThatWasReserved) {
   TextBuffer text;
   text.reserve(1000);
-  const char* const bytes = text.view().data();
+  const char* const bytes = text.room(0);
   while (text.size() < 1000) text.append("0123456789");
   EXPECT_EQ(text.view().data(), bytes);
   text.reserve(10);

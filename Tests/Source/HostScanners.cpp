@@ -4,6 +4,7 @@
 #include "Lexwright/KorPartitionRule.h"
 #include "Lexwright/KorRegularExpressionRule.h"
 #include "Lexwright/KorWhitespaceRule.h"
+#include "Tests/Source/HostClasses.h"
 #include "Tests/Source/KorTemplateParserSupport.h"
 
 // Compiling from what a host's scanner and a host's rules find.
@@ -132,6 +133,16 @@ TEST(TokensMadeByHand, HaveTheirTextWhereTheirPositionsSay) {
   EXPECT_EQ(shapeOf(parser->parseExpressionFromTokens(tokens)), "($\xC3\xA9 + \"\xC3\xA9\")");
   EXPECT_EQ(parser->stringFromToken(&tokens[0]), "$\xC3\xA9");
   EXPECT_EQ(shapeOf(parser->parseExpressionFromTokens(KorTokenList(tokens).span().last(1))), "\"\xC3\xA9\"");
+}
+
+TEST(HostScanners, OverALongerTextYieldLiteralTextThatEndsWithTheText) {
+  const Ref<KorTemplateParser> parser =
+      makeRef<KorTemplateParser>(NSString::stringWithUTF8("short"), scannerOver(std::string(5000, 'a') + "<?= 1 ?>"));
+  const Ref<KorTemplateStatement> statement = parser->nextStatement();
+  EXPECT_EQ(shapeOf(statement), "out \"short\"");
+  const Stage stage;
+  statement->executeWithEnvironment(stage.get());
+  EXPECT_EQ(stage.text(), "short");
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -74,6 +75,15 @@ TEST(LiteralText, MayBeAskedForByManyThreadsAtOnce) {
   }
   for (std::thread& thread : threads) thread.join();
   for (const Ref<KorTemplateExpression>& answer : answers) EXPECT_EQ(answer, answers.front());
+}
+
+TEST(LiteralText, IsAPartOfItsText) {
+  const Ref<NSString> text = NSString::stringWithUTF8("abcdef");
+  EXPECT_EQ(literalOf(*KorTemplateOutputStatement::statementWithText(text, {2, 3})).description(), "cde");
+  EXPECT_EQ(literalOf(*KorTemplateOutputStatement::statementWithText(text, {4, 100})).description(), "ef");
+  EXPECT_THROW((void)KorTemplateOutputStatement::statementWithText(text, {7, 1}), std::out_of_range);
+  EXPECT_THROW((void)KorTemplateOutputStatement::statementWithText(nullptr, {}), NSException);
+  EXPECT_TRUE(text->isShared());
 }
 
 }  // namespace

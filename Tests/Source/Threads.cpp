@@ -6,6 +6,7 @@
 
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
+#include "Source/KorTemplateParser.h"
 #include "Source/KorTemplateStringStream.h"
 #include "Tests/Source/HostClasses.h"
 
@@ -86,6 +87,24 @@ TEST(Threads, TakeAnEnvironmentOverFromOneAnother) {
   }
   compiled->executeWithEnvironment(stage.get());
   EXPECT_EQ(stage.text(), "1,2,3,4,");
+}
+
+TEST(Threads, CompileOneSharedTextAtOnce) {
+  const Ref<NSString> text = NSString::stringWithUTF8("a<?= $x ?>b<?= $y ?>c");
+  Value(text).share();
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < kThreads; ++thread) {
+    threads.emplace_back([&text] {
+      for (int round = 0; round < 2'000; ++round) {
+        const Ref<KorTemplateParser> parser = makeRef<KorTemplateParser>(text);
+        while (parser->nextStatement() != nullptr) {
+        }
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_TRUE(text->hasOneReference());
+  EXPECT_EQ(text->view(), "a<?= $x ?>b<?= $y ?>c");
 }
 
 }  // namespace
