@@ -146,8 +146,7 @@ int compile(std::string_view pattern, re_pattern_buffer*& compiled, OnigErrorInf
 // The engine's compiler recurses into groups, and from a call into the group it calls.
 void requireStackFor(const PatternShape& shape) {
   constexpr std::uint64_t kBytesOfLevel = 1152;
-  const std::uint64_t levels =
-      static_cast<std::uint64_t>(shape.depthAtMost) + static_cast<std::uint64_t>(shape.depthOfCalls);
+  const std::uint64_t levels = static_cast<std::uint64_t>(shape.depth) + static_cast<std::uint64_t>(shape.depthOfCalls);
   StackGuard::forThisThread(KorTemplateLimits{}.stackLeft + levels * kBytesOfLevel).check();
 }
 

@@ -27,7 +27,6 @@ class ShapeReader {
 
   PatternShape read() {
     for (; at_ < pattern_.size() && shape_.depth <= PatternShape::kCounted; ++at_) step();
-    shape_.depthAtMost = std::max(shape_.depth, isHardToRead() ? levelsAtMost() : 0);
     return shape_;
   }
 
@@ -44,18 +43,6 @@ class ShapeReader {
     bool isExtended;
     bool standAlone;  // "(?x)", not "(?x:"
   };
-
-  // Whether the pattern has what was hard to read: then the stack is asked for more than was counted.
-  bool isHardToRead() const {
-    const auto has = [this](std::string_view part) { return pattern_.find(part) != std::string_view::npos; };
-    return has("\\c") || has("\\C") || has("\\M") || has("[:") || has("(?{") || has("(*") || (has("#") && has("(?"));
-  }
-
-  // As if each byte that may open a level did.
-  std::int32_t levelsAtMost() const {
-    return static_cast<std::int32_t>(std::ranges::count_if(
-        pattern_, [](char byte) { return std::string_view("([*+?{").find(byte) != std::string_view::npos; }));
-  }
 
   bool isAt(std::string_view text) const { return pattern_.substr(at_).starts_with(text); }
 

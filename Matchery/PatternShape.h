@@ -10,8 +10,6 @@ struct PatternShape {
   // How deep groups, classes and quantifiers of quantifiers lie inside one another. The engine's compiler recurses as
   // deep. The count ends soon after `kCounted`.
   std::int32_t depth = 0;
-  // The same where escapes, classes, comments and callouts are not trusted to have been read right.
-  std::int32_t depthAtMost = 0;
   // How often the pattern calls one of its groups ("\g<name>"), and how deep the calls lie, all together: the compiler
   // follows calls as it does groups, and a group that is called twice it visits twice.
   std::int32_t calls = 0;

@@ -4,6 +4,7 @@
 
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
+#include "Source/KorTokenList.h"
 
 namespace tavlo {
 
@@ -17,7 +18,15 @@ KorTemplateOutputStatement::KorTemplateOutputStatement(Ref<KorTemplateExpression
 
 KorTemplateOutputStatement::KorTemplateOutputStatement(const Ref<NSString>& text, SourceRange part)
     : KorTemplateStatement(kOutputKind), template_(text), refersToText_(true) {
-  const std::string_view literal = text->view().substr(part.offset, part.length);
+  const std::string_view whole = text->view();
+  const auto isInsideCharacter = [whole](std::size_t at) {
+    return at < whole.size() && (static_cast<unsigned char>(whole[at]) & 0xC0) == 0x80;
+  };
+  if (part.offset > whole.size()) raiseRange(part.offset, whole.size());
+  const std::string_view literal = whole.substr(part.offset, part.length);
+  if (isInsideCharacter(part.offset) || isInsideCharacter(part.offset + literal.size())) {
+    raiseRange(part.offset, whole.size());
+  }
   text_ = literal.data();
   textLength_ = static_cast<std::uint32_t>(literal.size());
   setSourceRange(part);

@@ -27,7 +27,7 @@ class KorTemplateOutputStatement final : public KorTemplateStatement {
 
   // A statement over a literal that is a part of a template's text: the text is referred to, not copied, and the
   // literal is made when it is first asked for. The text may not be absent, and counts atomically from here on. A part
-  // that goes beyond it ends with it; one that begins beyond it raises `std::out_of_range`.
+  // that goes beyond it ends with it; one that begins beyond it, or that cuts a character, raises `NSRangeException`.
   static Ref<KorTemplateOutputStatement> statementWithText(const Ref<NSString>& text, SourceRange part);
 
   const Ref<KorTemplateExpression>& expression() const { return refersToText() ? madeLiteral() : expression_; }

@@ -192,18 +192,6 @@ TEST(DeepValues, GoIntoASetWithoutRecursionAndDeeperOnesEndWithALimit) {
   EXPECT_EQ(limit, KorTemplateLimit::ValueDepth);
 }
 
-TEST(DeepValues, AreComparedAsFarAsTheStackGoes) {
-  for (const Wrap wrap : {inList, inSet}) {
-    const Value left = nested(wrap, 1, 900);
-    const Value right = nested(wrap, 1, 900);
-    EXPECT_TRUE(left.isEqual(right));
-    for (const std::size_t kilobytes : {80, 96, 128, 256}) {
-      const std::string outcome = outcomeOnStackOf(kilobytes * 1024, [&] { (void)left.isEqual(right); });
-      EXPECT_TRUE(outcome == "stack" || outcome == "well") << kilobytes << ": " << outcome;  // the levels' size decides
-    }
-  }
-}
-
 }  // namespace
 
 }  // namespace tavlo::test

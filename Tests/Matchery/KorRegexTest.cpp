@@ -269,6 +269,8 @@ TEST(KorRegex, CompilesUpToAHundredGroupsInsideOneAnother) {
       {"callouts in more braces", repeated("((?{{)}(}})", 101) + repeated(")", 101), false},
       {"callouts with tags", repeated("((?{)}[t])", 101) + repeated(")", 101), false},
       {"callouts side by side", repeated("(?{(((})", 300), true},
+      {"many bracket expressions", repeated("[[:alpha:]]+", 5'000), true},
+      {"many groups and a comment", repeated("(a)", 15'000) + "(?#c)", true},
       {"very many groups", repeated("(", 30'000) + repeated(")", 30'000), false},
       {"very many classes", repeated("[", 60'000), false},
   };

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include "Lexwright/KorDefaultScannerRule.h"
@@ -143,6 +144,12 @@ TEST(HostScanners, OverALongerTextYieldLiteralTextThatEndsWithTheText) {
   const Stage stage;
   statement->executeWithEnvironment(stage.get());
   EXPECT_EQ(stage.text(), "short");
+}
+
+TEST(HostScanners, OverALongerTextFailOutOfRangeBehindTheText) {
+  const Ref<KorTemplateParser> parser =
+      makeRef<KorTemplateParser>(NSString::stringWithUTF8("ab<?= 1"), scannerOver("ab<?= 1 ?>cdefghi<?= 2 ?>"));
+  EXPECT_THAT(statementsOf(*parser), testing::HasSubstr("NSRangeException"));
 }
 
 }  // namespace

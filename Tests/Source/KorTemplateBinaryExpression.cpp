@@ -419,7 +419,7 @@ TEST(KorTemplateBinaryExpression, CopiesBothOperands) {
   EXPECT_EQ(copy.evaluateWithEnvironment(stage.get()).description(), "lx");
 }
 
-TEST(KorTemplateBinaryExpression, FindsAbsentValuesEqualToNothing) {
+TEST(KorTemplateBinaryExpression, FindsNothingEqualToAnAbsentValue) {
   const KorTemplateBinaryExpression node(KorTemplateOperatorEquals);
   EXPECT_TRUE(node.operatorEquals(Value(), Value()).isIdenticalTo(KorNO));
   EXPECT_TRUE(node.operatorNotEquals(Value(), Value()).isIdenticalTo(KorYES));

@@ -1,12 +1,12 @@
 #include <gtest/gtest.h>
 
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "Source/KorTemplateLiteralExpression.h"
 #include "Source/KorTemplateOutputStatement.h"
+#include "Tests/Foundation/Raised.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -81,9 +81,16 @@ TEST(LiteralText, IsAPartOfItsText) {
   const Ref<NSString> text = NSString::stringWithUTF8("abcdef");
   EXPECT_EQ(literalOf(*KorTemplateOutputStatement::statementWithText(text, {2, 3})).description(), "cde");
   EXPECT_EQ(literalOf(*KorTemplateOutputStatement::statementWithText(text, {4, 100})).description(), "ef");
-  EXPECT_THROW((void)KorTemplateOutputStatement::statementWithText(text, {7, 1}), std::out_of_range);
-  EXPECT_THROW((void)KorTemplateOutputStatement::statementWithText(nullptr, {}), NSException);
+  EXPECT_EQ(raisedName([&] { (void)KorTemplateOutputStatement::statementWithText(text, {7, 1}); }), "NSRangeException");
+  EXPECT_EQ(raisedName([&] { (void)KorTemplateOutputStatement::statementWithText(nullptr, {}); }),
+            "NSInternalInconsistencyException");
   EXPECT_TRUE(text->isShared());
+  const Ref<NSString> accented = NSString::stringWithUTF8("\u00e9\u00e9");
+  for (const SourceRange part : {SourceRange{1, 3}, SourceRange{0, 3}, SourceRange{2, 1}}) {
+    EXPECT_EQ(raisedName([&] { (void)KorTemplateOutputStatement::statementWithText(accented, part); }),
+              "NSRangeException");
+  }
+  EXPECT_EQ(literalOf(*KorTemplateOutputStatement::statementWithText(accented, {2, 2})).description(), "\u00e9");
 }
 
 }  // namespace

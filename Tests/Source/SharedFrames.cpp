@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 
+#include "Foundation/NSArray.h"
+#include "Foundation/NSSet.h"
 #include "Source/KorTemplateParser.h"
+#include "Tests/Foundation/SmallStack.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -62,6 +65,25 @@ TEST(AFrameWhoseParentHasEnded, IsPoppedAllTheSame) {
   stack->pop();
   stack->pop();
   EXPECT_EQ(stack->currentFrame(), nullptr);
+}
+
+TEST(DeepValues, AreComparedAsFarAsTheStackGoes) {
+  const auto nested = [](bool asSets) {
+    Value value = 1;
+    for (int depth = 0; depth < 900; ++depth) {
+      value = asSets ? Value(NSSet::setWithObjects({value})) : Value(NSArray::arrayWithObjects({value}));
+    }
+    return value;
+  };
+  for (const bool asSets : {false, true}) {
+    const Value left = nested(asSets);
+    const Value right = nested(asSets);
+    EXPECT_TRUE(left.isEqual(right));
+    for (const std::size_t kilobytes : {80, 96, 128, 256}) {
+      const std::string outcome = outcomeOnStackOf(kilobytes * 1024, [&] { (void)left.isEqual(right); });
+      EXPECT_TRUE(outcome == "stack" || outcome == "well") << kilobytes << ": " << outcome;  // the levels' size decides
+    }
+  }
 }
 
 }  // namespace
