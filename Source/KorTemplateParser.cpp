@@ -144,7 +144,6 @@ KorTemplateParser::KorTemplateParser(const Ref<NSString>& string, const Ref<KorR
       limits_(limits),
       stackGuard_(StackGuard::forThisThread(limits.stackLeft)) {
   requireParameter(string != nullptr, "string != nil");
-  string->markShared();             // statements refer to it, and count it as they count their other parts
   constexpr std::size_t kFew = 16;  // most expressions hold no more
   working_.reserve(kFew);
   closers_.reserve(kFew);
