@@ -33,15 +33,29 @@ class FrameGuard {
 
   // Pops the environment's stack, whatever host code has made of it, once for each push. Raises "Stack frame is empty".
   void pop() {
-    while (depth_ > 0) {
-      --depth_;
-      KorTemplateStack* const stack = environment_.stack().get();
-      if (stack != nullptr && !stack->popIfAny()) failAssertion("Stack frame is empty");
-    }
+    while (depth_ > 0) popOne();
   }
 
   // The same on the way out of a statement, whose returned value is let go of where popping fails.
   Completion pop(Completion completion) {
+    return popping(completion, [this] { pop(); });
+  }
+  // The same after a single push.
+  [[gnu::always_inline]] Completion popOnly(Completion completion) {
+    return popping(completion, [this] { popOne(); });
+  }
+
+ private:
+  static void popQuietly(KorTemplateEnvironment& environment, std::int32_t depth) noexcept;
+
+  [[gnu::always_inline]] void popOne() {
+    --depth_;
+    KorTemplateStack* const stack = environment_.stack().get();
+    if (stack != nullptr && !stack->popIfAny()) failAssertion("Stack frame is empty");
+  }
+
+  template <class Pop>
+  [[gnu::always_inline]] static Completion popping(Completion completion, const Pop& pop) {
     if (!completion.isReturn() || !completion.value().isOwned()) {
       pop();
       return completion;
@@ -50,9 +64,6 @@ class FrameGuard {
     pop();
     return Completion::returned(value.leak());
   }
-
- private:
-  static void popQuietly(KorTemplateEnvironment& environment, std::int32_t depth) noexcept;
 
   KorTemplateEnvironment& environment_;
   std::int32_t depth_ = 0;
@@ -92,16 +103,22 @@ class FrameGuard {
 // Runs statements in order until one returns. The list may change while it is walked.
 [[gnu::always_inline]] inline Completion executeStatements(
     const KorTemplateChildList<Ref<KorTemplateStatement>>& statements, KorTemplateEnvironment& environment) {
-  for (std::int32_t index = 0;; ++index) {
-    Completion completion = runQuietly(statements, index, environment);
-    if (completion.isReturn() || index >= statements.count()) return completion;
+  TextBuffer* text = nullptr;
+  Completion completion = Completion::wentOn();
+  for (std::int32_t index = 0; index < statements.count(); ++index) {
     KorTemplateStatement& statement = *statements[index];
-    // Most of what returns is a function's body, whose last statement needs no virtual call.
-    completion = statement.kind() == kReturnKind
-                     ? static_cast<const KorTemplateReturnStatement&>(statement).executeEvaluating(environment)
-                     : statement.execute(environment);
+    environment.step();
+    environment.enterStatement(statement);
+    if (!runQuietly(statement, environment, text, completion)) {
+      // Most of what returns is a function's body, whose last statement needs no virtual call.
+      completion = statement.kind() == kReturnKind
+                       ? static_cast<const KorTemplateReturnStatement&>(statement).executeEvaluating(environment)
+                       : statement.execute(environment);
+      text = nullptr;  // the statement may have replaced the stream
+    }
     if (completion.isReturn()) return completion;
   }
+  return completion;
 }
 
 }  // namespace tavlo

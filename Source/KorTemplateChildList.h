@@ -105,7 +105,12 @@ class KorTemplateChildList {
   // ones for the next.
 
   // The item behind the last, as it was left there; null where there is none.
-  Item* spare() noexcept { return count_ < items_.size() ? &items_[count_] : nullptr; }
+  Item* spare() noexcept {
+    Item* const next = items_.data() + count_;
+    return next != items_.data() + items_.size() ? next : nullptr;
+  }
+  // Unchecked: the list is not empty.
+  const Item& last() const noexcept { return items_[count_ - 1]; }
   void takeSpare() noexcept { ++count_; }
   void append(Item item) {
     if (Item* left = spare()) {
@@ -117,10 +122,11 @@ class KorTemplateChildList {
     }
     ++count_;
   }
-  // Whether one more item may be left as a spare one.
-  bool hasRoomForSpare() const noexcept {
+  // Lets go of most spare ones, where there are very many.
+  void trimSpare() noexcept {
     constexpr std::size_t kMostSpare = 1024;
-    return items_.size() - count_ < kMostSpare;
+    if (items_.size() - count_ > kMostSpare) [[unlikely]]
+      items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(count_ + kMostSpare), items_.end());
   }
   // Leaves the last item as the first spare one.
   void leaveLast() noexcept { --count_; }

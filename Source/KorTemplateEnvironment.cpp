@@ -159,6 +159,7 @@ void KorTemplateEnvironment::beginExecution() {
 void KorTemplateEnvironment::endExecution(const KorTemplateStatement* outer) noexcept {
   statement_ = outer;  // what ran on this level may be gone with its template
   if (--executionDepth_ > 0) return;
+  if (stack_ != nullptr) stack_->trimSpareFrames();
   reachedLimit_.reset();
   // Their ends may run a host's code.
   const std::vector<Ref<NSObject>> parked = std::exchange(parked_, {});

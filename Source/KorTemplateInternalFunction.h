@@ -52,10 +52,8 @@ class KorTemplateInternalFunction final : public KorTemplateFunction {
     try {
       FrameGuard guard(environment);
       bind(arguments, guard.push());
-      const Completion completion = executeStatements(statements_, environment);
-      if (completion.isReturn()) return guard.pop(completion).value();
-      guard.pop();
-      return RawValue::null();
+      const Completion completion = guard.popOnly(executeStatements(statements_, environment));
+      return completion.isReturn() ? completion.value() : RawValue::null();
     } catch (const KorTemplateReturnIndication& indication) {  // from a host's statement
       return valueOf(indication, environment);
     }

@@ -54,7 +54,7 @@ class KorTemplateStack final : public NSObject {
   // The same as pop(), but false instead of an exception.
   [[gnu::always_inline]] bool popIfAny() noexcept {
     KorTemplateStackFrame* const frame = current_;
-    if (frame == nullptr || !frame->hasOneReference() || !frames_.hasRoomForSpare()) [[unlikely]]
+    if (frame == nullptr || !frame->hasOneReference()) [[unlikely]]
       return popKept();
     frames_.leaveLast();
     current_ = last();
@@ -63,6 +63,9 @@ class KorTemplateStack final : public NSObject {
       resetPopped();
     return true;
   }
+
+  // Lets go of most of the frames that wait to be pushed again, where a deep recursion has left very many.
+  void trimSpareFrames() noexcept { frames_.trimSpare(); }
 
  private:
   KorTemplateStackFrame* pushMade();
@@ -73,9 +76,7 @@ class KorTemplateStack final : public NSObject {
   // meanwhile.
   void resetPopped() noexcept;
 
-  KorTemplateStackFrame* last() const noexcept {
-    return frames_.empty() ? nullptr : frames_[frames_.count() - 1].get();
-  }
+  KorTemplateStackFrame* last() const noexcept { return frames_.empty() ? nullptr : frames_.last().get(); }
 
   KorTemplateChildList<Ref<KorTemplateStackFrame>> frames_{"frames", "frame"};
   KorTemplateStackFrame* current_ = nullptr;  // the last of frames_; null once somebody else can change the list

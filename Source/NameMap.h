@@ -64,11 +64,12 @@ class NameMap {
   }
 
   // The same for a name that is known not to be there.
-  [[gnu::always_inline]] void append(const Name& name, T value) {
+  template <class V>
+  [[gnu::always_inline]] void append(const Name& name, V&& value) {
     Entry* const entry = entries_.data() + size_;
     if (entry == entries_.data() + entries_.size() || !(entry->name == name)) [[unlikely]]
-      return appendNewName(name, std::move(value));
-    std::construct_at(&entry->value, std::move(value));  // over one that holds nothing
+      return appendNewName(name, T(std::forward<V>(value)));
+    std::construct_at(&entry->value, std::forward<V>(value));  // over one that holds nothing
     ++size_;
     if (size_ > kSmall) [[unlikely]]
       addSlot();
