@@ -11,14 +11,6 @@
 
 namespace tavlo {
 
-namespace {
-
-constexpr bool isContinuation(char byte) noexcept {
-  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
-}
-
-}  // namespace
-
 std::size_t endOfASCII(std::string_view text, std::size_t offset) noexcept {
   constexpr std::uint64_t kHighBits = 0x8080808080808080U;
   std::array<std::uint64_t, 4> words{};

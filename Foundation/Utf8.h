@@ -20,6 +20,11 @@ void requireValidUTF8(std::string_view text);
 // The text's length in UTF-16 units; the text must be valid.
 std::size_t utf16Length(std::string_view text) noexcept;
 
+// Whether a byte goes on with a character that an earlier one starts.
+constexpr bool isContinuation(char byte) noexcept {
+  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
+}
+
 // A character and the bytes it takes; (0, 0) at the end of the text.
 struct CodePoint {
   char32_t value;

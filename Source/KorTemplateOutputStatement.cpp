@@ -1,10 +1,11 @@
 #include "Source/KorTemplateOutputStatement.h"
 
+#include <algorithm>
 #include <mutex>
 
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
-#include "Source/KorTokenList.h"
+#include "Foundation/Utf8.h"
 
 namespace tavlo {
 
@@ -19,14 +20,13 @@ KorTemplateOutputStatement::KorTemplateOutputStatement(Ref<KorTemplateExpression
 KorTemplateOutputStatement::KorTemplateOutputStatement(const Ref<NSString>& text, SourceRange part)
     : KorTemplateStatement(kOutputKind), template_(text), refersToText_(true) {
   const std::string_view whole = text->view();
-  const auto isInsideCharacter = [whole](std::size_t at) {
-    return at < whole.size() && (static_cast<unsigned char>(whole[at]) & 0xC0) == 0x80;
-  };
-  if (part.offset > whole.size()) raiseRange(part.offset, whole.size());
-  const std::string_view literal = whole.substr(part.offset, part.length);
-  if (isInsideCharacter(part.offset) || isInsideCharacter(part.offset + literal.size())) {
-    raiseRange(part.offset, whole.size());
+  const auto cutsCharacter = [whole](std::size_t at) { return at < whole.size() && isContinuation(whole[at]); };
+  const std::size_t end = std::min(whole.size(), std::size_t{part.offset} + part.length);
+  if (part.offset > whole.size() || cutsCharacter(part.offset) || cutsCharacter(end)) {
+    NSException::raise(NSRangeException, "Byte %d with %d bytes is no part of a text of %d bytes in whole characters",
+                       part.offset, part.length, whole.size());
   }
+  const std::string_view literal = whole.substr(part.offset, part.length);
   text_ = literal.data();
   textLength_ = static_cast<std::uint32_t>(literal.size());
   setSourceRange(part);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Foundation/Utf8.h"
 #include "Tool/PrintableText.h"
 #include "Tool/TextPlace.h"
 
@@ -12,10 +13,6 @@ namespace {
 constexpr std::string_view kCut = "...";
 // How much of a line is shown before and after the caret, in bytes.
 constexpr std::size_t kShown = 400;
-
-bool isContinuation(char byte) {
-  return (static_cast<unsigned char>(byte) & 0xC0) == 0x80;
-}
 
 // The part of the line that is shown around `offset`, whole characters each.
 struct Window {

@@ -81,7 +81,10 @@ TEST(LiteralText, IsAPartOfItsText) {
   const Ref<NSString> text = NSString::stringWithUTF8("abcdef");
   EXPECT_EQ(literalOf(*KorTemplateOutputStatement::statementWithText(text, {2, 3})).description(), "cde");
   EXPECT_EQ(literalOf(*KorTemplateOutputStatement::statementWithText(text, {4, 100})).description(), "ef");
-  EXPECT_EQ(raisedName([&] { (void)KorTemplateOutputStatement::statementWithText(text, {7, 1}); }), "NSRangeException");
+  EXPECT_EQ(raised([&] {
+              (void)KorTemplateOutputStatement::statementWithText(text, {7, 1});
+            }),
+            "NSRangeException: Byte 7 with 1 bytes is no part of a text of 6 bytes in whole characters");
   EXPECT_EQ(raisedName([&] { (void)KorTemplateOutputStatement::statementWithText(nullptr, {}); }),
             "NSInternalInconsistencyException");
   EXPECT_TRUE(text->isShared());
