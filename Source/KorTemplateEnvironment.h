@@ -4,6 +4,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Foundation/KorTemplateLimits.h"
@@ -13,6 +14,7 @@
 #include "Foundation/Ref.h"
 #include "Foundation/StackGuard.h"
 #include "Foundation/Value.h"
+#include "Foundation/ValueConversion.h"
 #include "Source/ArgumentStorage.h"
 #include "Source/KorTemplateFunction.h"
 #include "Source/KorTemplateStack.h"
@@ -64,6 +66,12 @@ class KorTemplateEnvironment final : public NSObject {
   // Neither argument may be absent.
   void setValueForGlobalVariableWithName(const Value& variable, const Name& name);
   bool isGlobalVariableDefinedWithName(const Name& name) const;
+
+  // A global of anything that becomes a value; see Foundation/ValueConversion.h.
+  template <ConvertibleToValue T>
+  void setGlobal(const Name& name, T&& object) {
+    setValueForGlobalVariableWithName(valueOf(std::forward<T>(object)), name);
+  }
 
   const KorTemplateLimits& limits() const noexcept { return limits_; }
   // Takes effect when the next outermost execution begins.
