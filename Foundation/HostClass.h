@@ -1,14 +1,84 @@
 #pragma once
 
+#include <concepts>
+#include <cstddef>
 #include <functional>
-#include <map>
+#include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <type_traits>
+#include <utility>
 
+#include "Foundation/Described.h"
+#include "Foundation/Description.h"
+#include "Foundation/HostClassTable.h"
+#include "Foundation/HostResult.h"
+#include "Foundation/LazyContainers.h"
+#include "Foundation/NSEnumerator.h"
+#include "Foundation/NSException.h"
+#include "Foundation/Utf8.h"
 #include "Foundation/Value.h"
-#include "Foundation/ValueConversion.h"
 
 namespace tavlo {
+
+// Whether a getter reads an object of the class, and what it answers.
+template <class Getter, class T>
+concept GetterOf = std::invocable<const Getter&, T&> || std::invocable<const Getter&, const T&>;
+
+// One property that a getter reads: a constant object as a constant, every other one as it is.
+template <class T, class Getter>
+class PropertyByGetter final : public HostProperty {
+ public:
+  explicit PropertyByGetter(Getter getter) : getter_(std::move(getter)) {}
+
+  RawValue read(void* object, const HostInstance& holder) const override {
+    return withResult(object, holder, [&holder](auto&& result) {
+      return referTo(std::forward<decltype(result)>(result), HostContext(holder));
+    });
+  }
+  void lend(void* object, const HostInstance& holder, LentValue& lent) const override {
+    (void)withResult(object, holder, [&](auto&& result) {
+      lendResult(std::forward<decltype(result)>(result), HostContext(holder), lent);
+      return RawValue::nothing();
+    });
+  }
+
+  // Whether all that the getter answers becomes a value.
+  static consteval bool answersValues() {
+    if constexpr (kReadsConstants) {
+      if (!HostResult<std::invoke_result_t<const Getter&, const T&>>) return false;
+    }
+    if constexpr (std::invocable<const Getter&, T&>) return HostResult<std::invoke_result_t<const Getter&, T&>>;
+    return true;
+  }
+
+ private:
+  static constexpr bool kReadsConstants = std::invocable<const Getter&, const T&>;
+
+  // Whether there is a difference between an object and a constant one.
+  static consteval bool hasTwoResults() {
+    if constexpr (kReadsConstants && std::invocable<const Getter&, T&>) {
+      return !std::same_as<std::invoke_result_t<const Getter&, T&>, std::invoke_result_t<const Getter&, const T&>>;
+    }
+    return false;
+  }
+
+  template <class Use>
+  RawValue withResult(void* object, const HostInstance& holder, const Use& use) const {
+    if constexpr (hasTwoResults()) {
+      if (!holder.isConstant()) return use(std::invoke(getter_, *static_cast<T*>(object)));
+      return use(std::invoke(getter_, *static_cast<const T*>(object)));
+    } else if constexpr (kReadsConstants) {
+      return use(std::invoke(getter_, *static_cast<const T*>(object)));
+    } else {
+      if (holder.isConstant()) raiseConstant(holder);
+      return use(std::invoke(getter_, *static_cast<T*>(object)));
+    }
+  }
+
+  Getter getter_;
+};
 
 // The description of a class of the host: its name, what can be read from its objects, and what they can do. The host
 // writes one function beside the class, in its namespace,
@@ -17,52 +87,183 @@ namespace tavlo {
 //     product.name("Product").property("price", &Product::price);
 //   }
 //
-// which is run once, when the class is first used.
+// which is run once, when the class is first used. Functions that the description is given are called by all threads
+// that use objects of the class. What is wrong in a description is said by the compiler where it can tell, and raised
+// as `NSInvalidArgumentException` otherwise, by whatever asks for the class.
 template <class T>
 class HostClass {
  public:
+  HostClass() : table_(typeid(T)) {
+    if constexpr (std::is_polymorphic_v<T>) {
+      table_.operations().whole = [](void* object) { return dynamic_cast<const void*>(at(object)); };
+    }
+  }
+  HostClass(const HostClass&) = delete;
+  HostClass& operator=(const HostClass&) = delete;
+
+  // The name that templates see: in descriptions and messages. Every class has one, which is not empty.
   HostClass& name(std::string_view name) {
-    name_ = name;
+    table_.setName(name);
     return *this;
   }
 
-  // What `getter` answers for an object: a member function, a data member, or whatever is called with the object.
-  template <class Function>
-  HostClass& property(std::string_view key, Function getter) {
-    properties_.insert_or_assign(std::string(key),
-                                 [getter](const T& object) { return valueOf(std::invoke(getter, object)); });
+  // What `getter` answers for an object: a member function, a data member, or whatever is called with the object. The
+  // key is not empty, holds no "." and is not that of another property described here. A text that the getter answers
+  // by reference or as a `std::string_view` must live until the object changes: it is written from where it lies.
+  // Described objects and containers that it answers by reference are referred to, and owned by whoever owns the
+  // object.
+  template <class Getter>
+  HostClass& property(std::string_view key, Getter getter) {
+    static_assert(GetterOf<Getter, T>,
+                  "HostClass::property: the getter must be callable with an object of the class and nothing else");
+    if constexpr (GetterOf<Getter, T>) {
+      constexpr bool kAnswersValues = PropertyByGetter<T, Getter>::answersValues();
+      static_assert(kAnswersValues,
+                    "HostClass::property: what the getter answers cannot become a value; describe its class by "
+                    "describeHostClass() or convert it in the getter");
+      if constexpr (kAnswersValues) {
+        table_.addProperty(key, std::make_unique<PropertyByGetter<T, Getter>>(std::move(getter)));
+      }
+    }
     return *this;
   }
 
-  const std::string& className() const noexcept { return name_; }
-
-  bool findValue(const T& object, std::string_view key, Value& value) const {
-    const auto found = properties_.find(key);
-    if (found == properties_.end()) return false;
-    value = found->second(object);
-    return true;
+  // All that the base class's description says, but for its name and whether objects can be shared: what is described
+  // here comes before what is inherited, and a base inherited later before an earlier one. Where an object of the base
+  // is asked for, one of this class serves.
+  template <class Base>
+  HostClass& inherits() {
+    constexpr bool kIsBase = std::derived_from<T, Base> && !std::same_as<T, Base>;
+    static_assert(kIsBase, "HostClass::inherits: the class does not derive publicly from that base");
+    static_assert(Described<Base>, "HostClass::inherits: the base has no describeHostClass() in its namespace");
+    if constexpr (kIsBase && Described<Base>) {
+      table_.inherit(hostClassTable<Base>(), [](void* object) -> void* { return static_cast<Base*>(at(object)); });
+    }
+    return *this;
   }
+
+  // The class's own order, as the operators ask for it: called with two objects, answers a bool; or with an object and
+  // a value, answers an optional that is empty where there is no order between the two.
+  template <class Less>
+  HostClass& lessThan(Less less) {
+    table_.operations().isLessThan = comparison(std::move(less));
+    return *this;
+  }
+  template <class Greater>
+  HostClass& greaterThan(Greater greater) {
+    table_.operations().isGreaterThan = comparison(std::move(greater));
+    return *this;
+  }
+
+  // When two objects are equal, and a hash that is the same for objects that are.
+  template <class Equal, class Hash>
+  HostClass& equal(Equal equal, Hash hash) {
+    constexpr bool kIsEquality = std::is_invocable_r_v<bool, const Equal&, const T&, const T&>;
+    static_assert(kIsEquality,
+                  "HostClass::equal: the first function must be callable with two objects, answering bool");
+    constexpr bool kIsHash = std::is_invocable_r_v<std::size_t, const Hash&, const T&>;
+    static_assert(kIsHash, "HostClass::equal: the second function must be callable with an object, answering a size");
+    if constexpr (kIsEquality && kIsHash) {
+      table_.operations().isEqual = [equal = std::move(equal)](void* object, void* other) -> bool {
+        return std::invoke(equal, constantAt(object), constantAt(other));
+      };
+      table_.operations().hash = [hash = std::move(hash)](void* object) -> std::size_t {
+        return std::invoke(hash, constantAt(object));
+      };
+    }
+    return *this;
+  }
+
+  // The text of an object.
+  template <class Text>
+  HostClass& description(Text text) {
+    constexpr bool kIsText = std::is_invocable_r_v<std::string_view, const Text&, const T&>;
+    static_assert(kIsText, "HostClass::description: the function must be callable with an object, answering a text");
+    if constexpr (kIsText) {
+      table_.operations().describe = [text = std::move(text)](void* object, Description& out) {
+        const auto& written = std::invoke(text, constantAt(object));
+        requireValidUTF8(written);
+        out.part(std::string_view(written));
+      };
+    }
+    return *this;
+  }
+
+  // What a loop over an object walks over: a container that the function answers, or an enumerator.
+  template <class Elements>
+  HostClass& elements(Elements elements) {
+    static_assert(GetterOf<Elements, T>,
+                  "HostClass::elements: the function must be callable with an object of the class and nothing else");
+    if constexpr (GetterOf<Elements, T>) {
+      using Property = PropertyByGetter<T, Elements>;
+      static_assert(Property::answersValues(), "HostClass::elements: what the function answers cannot become a value");
+      if constexpr (Property::answersValues()) {
+        table_.operations().enumerate = [property = std::make_shared<Property>(std::move(elements))](
+                                            void* object, const HostInstance& holder) {
+          return enumeratorOf(Value::adopt(property->read(object, holder)));
+        };
+      }
+    }
+    return *this;
+  }
+
+  // Several threads may read one object at once, so that values which hold it can be shared.
+  HostClass& canBeShared(bool canBeShared = true) {
+    table_.setCanBeShared(canBeShared);
+    return *this;
+  }
+
+  // The one description of the class, made when it is first asked for; it lives as long as the process.
+  static const HostClass& theOne() {
+    static const HostClass& made = *[] {
+      auto description = std::make_unique<HostClass>();
+      describeHostClass(*description);
+      description->table_.complete();
+      return description.release();
+    }();
+    return made;
+  }
+
+  const std::string& className() const noexcept { return table_.name(); }
+  const HostClassTable& table() const noexcept { return table_; }
 
  private:
-  std::string name_;
-  std::map<std::string, std::function<Value(const T&)>, std::less<>> properties_;
+  static T* at(void* object) noexcept { return static_cast<T*>(object); }
+  static const T& constantAt(void* object) noexcept { return *static_cast<const T*>(object); }
+
+  template <class Compare>
+  std::function<std::optional<bool>(void*, const Value&)> comparison(Compare compare) const {
+    constexpr bool kTakesObjects = std::is_invocable_r_v<bool, const Compare&, const T&, const T&>;
+    constexpr bool kTakesValues = std::is_invocable_r_v<std::optional<bool>, const Compare&, const T&, const Value&>;
+    static_assert(kTakesObjects || kTakesValues,
+                  "HostClass: a comparison must be callable with two objects, answering bool, or with an object and a "
+                  "Value, answering std::optional<bool>");
+    if constexpr (kTakesObjects) {
+      return [compare = std::move(compare), this](void* object, const Value& other) -> std::optional<bool> {
+        void* const compared = HostInstance::find(other, table_, true);
+        if (compared == nullptr) return {};
+        return std::invoke(compare, constantAt(object), constantAt(compared));
+      };
+    } else if constexpr (kTakesValues) {
+      return [compare = std::move(compare)](void* object, const Value& other) -> std::optional<bool> {
+        return std::invoke(compare, constantAt(object), other);
+      };
+    }
+    return {};
+  }
+
+  HostClassTable table_;
 };
 
-// A class that the host has described.
-template <class T>
-concept Described = requires(HostClass<T>& description) {
-  describeHostClass(description);
-};
-
-// The description of the class, made when it is first asked for.
+// The description of the class.
 template <Described T>
-const HostClass<T>& hostClass() {
-  static const HostClass<T> description = [] {
-    HostClass<T> made;
-    describeHostClass(made);
-    return made;
-  }();
-  return description;
+const HostClass<std::remove_const_t<T>>& hostClass() {
+  return HostClass<std::remove_const_t<T>>::theOne();
+}
+
+template <Described T>
+const HostClassTable& hostClassTable() {
+  return hostClass<T>().table();
 }
 
 }  // namespace tavlo

@@ -54,6 +54,7 @@ void NSArray::describe(Description& out) const {
 }
 
 bool NSArray::isEqual(const NSObject& other, std::int32_t depth) const {
+  if (other.kind() == ObjectKind::LazyList) return other.isEqual(*this, depth);
   if (other.kind() != ObjectKind::Array) return false;
   requireValueDepth(depth + 1);
   // By index, holding both: comparing may run a host's code, which may change the lists.

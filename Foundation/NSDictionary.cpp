@@ -84,6 +84,7 @@ void NSDictionary::describe(Description& out) const {
 }
 
 bool NSDictionary::isEqual(const NSObject& other, std::int32_t depth) const {
+  if (other.kind() == ObjectKind::LazyDictionary) return other.isEqual(*this, depth);
   if (other.kind() != ObjectKind::Dictionary) return false;
   requireValueDepth(depth + 1);
   const auto& otherDictionary = static_cast<const NSDictionary&>(other);

@@ -4,6 +4,8 @@
 #include <iterator>
 #include <utility>
 
+#include "Foundation/LazyDictionary.h"
+#include "Foundation/LazyList.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Foundation/NSException.h"
@@ -49,6 +51,26 @@ const std::vector<Value>* elementsOf(const Value& value) {
   if (object == nullptr) return nullptr;
   if (object->kind() == ObjectKind::Array) return &static_cast<const NSArray*>(object)->elements();
   return object->kind() == ObjectKind::Set ? &static_cast<const NSSet*>(object)->members() : nullptr;
+}
+
+// Whether collection operators read the value.
+bool isCollection(const Value& value) {
+  const NSObject* object = value.object();
+  if (object == nullptr) return false;
+  const ObjectKind kind = object->kind();
+  return kind == ObjectKind::Array || kind == ObjectKind::Set || kind == ObjectKind::LazyList ||
+         kind == ObjectKind::LazySequence;
+}
+
+std::size_t countOf(const Value& collection) {
+  if (const std::vector<Value>* elements = elementsOf(collection)) return elements->size();
+  if (collection.object()->kind() == ObjectKind::LazyList) {
+    return static_cast<const LazyList*>(collection.object())->count();
+  }
+  std::size_t count = 0;
+  const Ref<NSEnumerator> walk = collection.object()->objectEnumerator();
+  while (!walk->nextObject().isAbsent()) ++count;
+  return count;
 }
 
 // Collection operators work on what the elements contribute and answer false for a value that they cannot use.
@@ -112,7 +134,8 @@ bool applyDistinctUnionOfObjects(const std::vector<Value>& values, Value& result
 
 bool joinArrays(const std::vector<Value>& values, std::vector<Value>& joined) {
   for (const Value& value : values) {
-    const NSObject* object = value.object();
+    const Value list = plainValue(value);
+    const NSObject* object = list.object();
     if (object == nullptr || object->kind() != ObjectKind::Array) return false;
     std::ranges::copy(static_cast<const NSArray*>(object)->elements(), std::back_inserter(joined));
   }
@@ -177,60 +200,89 @@ const Value* NSKeyPath::peekAnew(std::size_t index, const NSDictionary& dictiona
 }
 
 bool NSKeyPath::find(const Value& root, Value& result) const {
-  return findFrom(0, root, result);
-}
-
-bool NSKeyPath::findFrom(std::size_t index, const Value& start, Value& result) const {
-  result = start;
-  for (; index < count_ && !result.isAbsent(); ++index) {
-    const NSString& key = *keyAt(index).text;
+  result = root;
+  for (std::size_t index = 0; index < count_ && !result.isAbsent();) {
     const Value holder = std::move(result);
     result = Value();
-    const std::vector<Value>* elements = elementsOf(holder);
-    if (elements != nullptr && key.view().starts_with('@')) return applyOperator(index, *elements, result);
-    if (!findValueForKey(holder, key, result)) return false;
+    if (!step(index, holder, result)) return false;
   }
   return true;
 }
 
+bool NSKeyPath::lend(const Value& root, Value& holder, LentValue& result) const {
+  holder = root;
+  for (std::size_t index = 0; index < count_ && !holder.isAbsent();) {
+    const bool isLast = index + 1 == count_;
+    if (isLast && holder.isObject() && holder.object()->kind() == ObjectKind::HostObject) {
+      return holder.object()->lendValueForKey(*keyAt(index).text, result);
+    }
+    const Value outer = std::move(holder);
+    holder = Value();
+    if (!step(index, outer, holder)) return false;
+  }
+  result.set(std::move(holder));
+  return true;
+}
+
+bool NSKeyPath::step(std::size_t& index, const Value& holder, Value& result) const {
+  const NSString& key = *keyAt(index).text;
+  if (key.view().starts_with('@') && isCollection(holder)) {
+    const std::size_t at = std::exchange(index, count_);
+    return applyOperator(at, holder, result);
+  }
+  ++index;
+  return findValueForKey(holder, key, result);
+}
+
 NSKeyPath::Contribution NSKeyPath::contributionFrom(std::size_t index, const Value& element, Value& result) const {
   result = element;
-  for (; index < count_ && !result.isAbsent() && !result.isNull(); ++index) {
-    const NSString& key = *keyAt(index).text;
+  while (index < count_ && !result.isAbsent() && !result.isNull()) {
     const Value holder = std::move(result);
     result = Value();
-    const std::vector<Value>* elements = elementsOf(holder);
-    if (elements != nullptr && key.view().starts_with('@')) {
-      if (!applyOperator(index, *elements, result)) return Contribution::UnknownKey;
-      break;
-    }
-    if (!findValueForKey(holder, key, result)) return Contribution::UnknownKey;
+    if (!step(index, holder, result)) return Contribution::UnknownKey;
   }
   return result.isAbsent() || result.isNull() ? Contribution::Nothing : Contribution::Value;
 }
 
-bool NSKeyPath::applyOperator(std::size_t index, const std::vector<Value>& elements, Value& result) const {
+bool NSKeyPath::contribute(std::size_t index, const Value& element, std::vector<Value>& values) const {
+  Value value;
+  const Contribution contribution = contributionFrom(index, element, value);
+  if (contribution == Contribution::UnknownKey) return false;
+  if (contribution == Contribution::Value) values.push_back(std::move(value));
+  return true;
+}
+
+bool NSKeyPath::contributeAll(std::size_t index, const Value& collection, std::vector<Value>& values) const {
+  const std::vector<Value>* const elements = elementsOf(collection);
+  if (elements == nullptr) {
+    const Ref<NSEnumerator> walk = collection.object()->objectEnumerator();
+    for (Value element = walk->nextObject(); !element.isAbsent(); element = walk->nextObject()) {
+      if (!contribute(index, element, values)) return false;
+    }
+    return true;
+  }
+  values.reserve(elements->size());
+  for (std::size_t at = 0; at < elements->size(); ++at) {  // a host's property may change the list
+    if (const Value* lent = index < count_ ? peekFrom(index, (*elements)[at].peek()) : nullptr) {
+      if (!lent->isNull()) values.push_back(*lent);
+      continue;
+    }
+    if (!contribute(index, Value((*elements)[at]), values)) return false;
+  }
+  return true;
+}
+
+bool NSKeyPath::applyOperator(std::size_t index, const Value& collection, Value& result) const {
   checkStack();
   const std::string_view name = keyAt(index).text->view();
   if (name == "@count") {
-    result = elements.size();
+    result = countOf(collection);
     return true;
   }
   const auto* known = std::ranges::find(kCollectionOperators, name, &CollectionOperator::name);
   if (known == std::end(kCollectionOperators)) return false;
   std::vector<Value> values;
-  values.reserve(elements.size());
-  for (std::size_t at = 0; at < elements.size(); ++at) {  // a host's property may change the list
-    if (const Value* lent = index + 1 < count_ ? peekFrom(index + 1, elements[at].peek()) : nullptr) {
-      if (!lent->isNull()) values.push_back(*lent);
-      continue;
-    }
-    Value value;
-    const Contribution contribution = contributionFrom(index + 1, Value(elements[at]), value);
-    if (contribution == Contribution::UnknownKey) return false;
-    if (contribution == Contribution::Value) values.push_back(std::move(value));
-  }
-  return known->apply(values, result);
+  return contributeAll(index + 1, collection, values) && known->apply(values, result);
 }
 
 bool findValueForKey(const Value& object, const NSString& key, Value& value) {
@@ -240,16 +292,42 @@ bool findValueForKey(const Value& object, const NSString& key, Value& value) {
   return object.isAbsent();
 }
 
+Value plainValue(const Value& value) {
+  const NSObject* const object = value.object();
+  if (object == nullptr) return value;
+  if (object->kind() == ObjectKind::LazyList) return static_cast<const LazyList*>(object)->array();
+  return object->kind() == ObjectKind::LazyDictionary ? static_cast<const LazyDictionary*>(object)->dictionary()
+                                                      : value;
+}
+
+namespace {
+
+// Adds the element's value for the key; false when it does not know the key.
+bool addValueForKey(const Value& element, const NSString& key, std::vector<Value>& values) {
+  Value value;
+  if (!element.isNull() && !findValueForKey(element, key, value)) return false;
+  values.push_back(value.isAbsent() ? Value::null() : std::move(value));
+  return true;
+}
+
+}  // namespace
+
 bool findValuesForKey(const std::vector<Value>& elements, const NSString& key, Value& values) {
   checkStack();  // lists may lie inside lists
   std::vector<Value> results;
   results.reserve(elements.size());
   for (std::size_t at = 0; at < elements.size(); ++at) {  // a host's property may change the list
-    const Value element = elements[at];
-    Value value;
-    if (!element.isNull() && !findValueForKey(element, key, value)) return false;
-    if (value.isAbsent()) value = Value::null();
-    results.push_back(std::move(value));
+    if (!addValueForKey(Value(elements[at]), key, results)) return false;
+  }
+  values = makeRef<NSArray>(std::move(results));
+  return true;
+}
+
+bool findValuesForKey(NSEnumerator& elements, const NSString& key, Value& values) {
+  checkStack();  // lists may lie inside lists
+  std::vector<Value> results;
+  for (Value element = elements.nextObject(); !element.isAbsent(); element = elements.nextObject()) {
+    if (!addValueForKey(element, key, results)) return false;
   }
   values = makeRef<NSArray>(std::move(results));
   return true;

@@ -7,7 +7,9 @@
 #include <string_view>
 #include <vector>
 
+#include "Foundation/LentValue.h"
 #include "Foundation/NSDictionary.h"
+#include "Foundation/NSEnumerator.h"
 #include "Foundation/NSString.h"
 #include "Foundation/ObjectArena.h"
 #include "Foundation/Value.h"
@@ -29,6 +31,9 @@ class NSKeyPath {
   // What the path leads to from `root`. False when a value on the way does not know its key; an exception of a host's
   // property passes through. An absent value ends the path: the result is absent too.
   bool find(const Value& root, Value& result) const;
+
+  // The same for who writes the result at once: a text may be lent, for as long as `holder` lives.
+  bool lend(const Value& root, Value& holder, LentValue& result) const;
 
   // The same for a path through dictionaries alone: the value where it lives, good until something changes. Null where
   // the path leads elsewhere or to nothing, and `find` must decide.
@@ -57,9 +62,12 @@ class NSKeyPath {
   }
   // Goes on where a key is not in the place of its last hit.
   const Value* peekAnew(std::size_t index, const NSDictionary& dictionary) const noexcept;
-  bool findFrom(std::size_t index, const Value& start, Value& result) const;
   Contribution contributionFrom(std::size_t index, const Value& element, Value& result) const;
-  bool applyOperator(std::size_t index, const std::vector<Value>& elements, Value& result) const;
+  // Goes on with one key from `holder`; `index` passes the end where the rest of the path belongs to an operator.
+  bool step(std::size_t& index, const Value& holder, Value& result) const;
+  bool applyOperator(std::size_t index, const Value& collection, Value& result) const;
+  bool contribute(std::size_t index, const Value& element, std::vector<Value>& values) const;
+  bool contributeAll(std::size_t index, const Value& collection, std::vector<Value>& values) const;
 
   const Key& keyAt(std::size_t index) const noexcept { return index == 0 ? firstKey_ : moreKeys_[index - 1]; }
 
@@ -76,9 +84,14 @@ bool findValueForKey(const Value& object, const NSString& key, Value& value);
 // What the dotted path leads to. Raises `NSUndefinedKeyException` where a value on the way does not know its key.
 Value valueForKeyPath(const Value& root, std::string_view path);
 
+// The array or the dictionary that a lazy list or dictionary stands for, made of it; every other value as it is.
+Value plainValue(const Value& value);
+
 // The list of the values that the elements have for the key, null for a null element and for an absent value. False
 // when an element does not know the key.
 bool findValuesForKey(const std::vector<Value>& elements, const NSString& key, Value& values);
+// The same for the elements that a walk still has to come.
+bool findValuesForKey(NSEnumerator& elements, const NSString& key, Value& values);
 
 // Raises `NSUndefinedKeyException`.
 [[noreturn]] void raiseUndefinedKey(const Value& object, std::string_view key);

@@ -9,6 +9,7 @@
 namespace tavlo {
 
 class Description;
+class LentValue;
 class NSEnumerator;
 class NSString;
 class Value;
@@ -16,8 +17,20 @@ template <class T>
 class Ref;
 
 // What an object is, for the tests that run at every step: one byte in every object, set once. The engine's own classes
-// count on from `FirstEngineKind`; a host's class is `Other`.
-enum class ObjectKind : std::uint8_t { Other, String, Array, Dictionary, Set, Date, FirstEngineKind };
+// count on from `FirstEngineKind`; a host's class is `Other`, unless it is described.
+enum class ObjectKind : std::uint8_t {
+  Other,
+  String,
+  Array,
+  Dictionary,
+  Set,
+  Date,
+  HostObject,
+  LazyList,
+  LazyDictionary,
+  LazySequence,
+  FirstEngineKind
+};
 
 // How an object's references are counted. `Plain` until the object is shared between threads, `Atomic` from birth for
 // what threads may hold in common without saying so (nodes, functions, regular expressions).
@@ -59,6 +72,10 @@ class NSObject {
   // The same without an exception: false for a key that the class does not know. The default asks `valueForKey`; a
   // class with cheap lookups overrides this one and leaves `valueForKey` alone.
   virtual bool findValueForKey(const NSString& key, Value& value) const;
+
+  // The same for who writes the property at once: a text may be lent where it lives. The default asks
+  // `findValueForKey`.
+  virtual bool lendValueForKey(const NSString& key, LentValue& lent) const;
 
   // A walk over what the object holds; absent when it cannot be enumerated.
   virtual Ref<NSEnumerator> objectEnumerator() const;

@@ -10,6 +10,7 @@
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Foundation/NSException.h"
+#include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/NSNumber.h"
 #include "Foundation/NSSet.h"
 #include "Foundation/NSString.h"
@@ -40,7 +41,8 @@ class CollectionHash {
         if (open_.empty()) return closed(inner);
         add(closed(inner), inner.keyHash);
       }
-      const auto [child, keyHash] = takeChild();
+      auto [child, keyHash] = takeChild();
+      child = plainValue(child);
       if (isWalked(child)) {
         open_.push_back(opened(child, keyHash));
       } else {

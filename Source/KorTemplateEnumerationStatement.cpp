@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Foundation/Description.h"
+#include "Foundation/LazyList.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Foundation/NSException.h"
@@ -79,7 +80,8 @@ Completion KorTemplateEnumerationStatement::execute(KorTemplateEnvironment& envi
     NSException::raise(NSGenericException, "%@ cannot be enumerated because it does not respond to objectEnumerator",
                        collection.className());
   }
-  return executeLoop(environment, false, [&enumerator] { return enumerator->nextObject(); });
+  const bool isQuiet = kind == ObjectKind::LazyList && static_cast<const LazyList*>(object)->isQuiet();
+  return executeLoop(environment, isQuiet, [&enumerator] { return enumerator->nextObject(); });
 }
 
 // `mayKeepFrame`: the next element is found without anybody else's code, so that the frame of one iteration can stay

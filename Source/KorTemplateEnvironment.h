@@ -124,7 +124,7 @@ class KorTemplateEnvironment final : public NSObject {
   }
   // Writes the text of one output statement; the value may be lent, and is not the null object.
   void writeOutput(RawValue value);
-  // Writes a text that is a statement's whole output, and lives as long as the template.
+  // Writes a text that is a statement's whole output, and lives as long as the call.
   void writeText(std::string_view text);
   // Writes a diagnostic to the error stream, behind all output so far.
   void writeDiagnostic(const Text& text);

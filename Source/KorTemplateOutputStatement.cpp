@@ -72,9 +72,22 @@ Completion KorTemplateOutputStatement::execute(KorTemplateEnvironment& environme
     if (value.kind() != ValueKind::Null) environment.writeOutput(value);
     return Completion::wentOn();
   }
+  if (expression_->kind() == kVariableKind) {
+    executePath(static_cast<const KorTemplateVariableExpression&>(*expression_), environment);
+    return Completion::wentOn();
+  }
   const Value evaluated = Value::adopt(expression_->evaluate(environment));
   if (!evaluated.isNull()) environment.writeOutput(evaluated.peek());
   return Completion::wentOn();
+}
+
+void KorTemplateOutputStatement::executePath(const KorTemplateVariableExpression& path,
+                                             KorTemplateEnvironment& environment) {
+  Value holder;
+  LentValue lent;
+  path.lend(environment, holder, lent);
+  if (lent.isText()) return environment.writeText(lent.text());
+  if (!lent.value().isNull()) environment.writeOutput(lent.value().peek());
 }
 
 Ref<KorTemplateStatement> KorTemplateOutputStatement::copyWithZone(NSZone* /*zone*/) const {

@@ -50,6 +50,8 @@ class KorTemplateOutputStatement final : public KorTemplateStatement {
  private:
   KorTemplateOutputStatement(const Ref<NSString>& text, SourceRange part);
 
+  // Writes what a key path leads to that must be asked for.
+  static void executePath(const KorTemplateVariableExpression& path, KorTemplateEnvironment& environment);
   bool writeQuietly(const KorTemplateEnvironment& environment, TextBuffer& text) const {
     if (expression_ == nullptr) return false;
     if (expression_->kind() == kBinaryKind) {

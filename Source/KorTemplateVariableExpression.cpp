@@ -70,17 +70,36 @@ RawValue KorTemplateVariableExpression::evaluate(KorTemplateEnvironment& environ
   return valueAtPath(*path_, *environment.findVariable(rootName_)).leak();
 }
 
+namespace {
+
+// Whether a path leads somewhere: `follow` answers that, or raises that a key is not known.
+template <class Follow>
+bool leadsSomewhere(const Follow& follow) {
+  try {
+    return follow();
+  } catch (const NSException& exception) {
+    if (exception.name() != NSUndefinedKeyException) throw;
+    return false;
+  }
+}
+
+}  // namespace
+
 // The root is taken by copy: a host's property may let go of the variable that holds it.
 Value KorTemplateVariableExpression::valueAtPath(const NSKeyPath& path, const Value& root) {
   const Value held = root;
   Value result;
-  try {
-    if (!path.find(held, result) || result.isAbsent()) return Value::null();
-  } catch (const NSException& exception) {
-    if (exception.name() != NSUndefinedKeyException) throw;
-    return Value::null();
-  }
-  return result;
+  const bool isFound = leadsSomewhere([&] { return path.find(held, result) && !result.isAbsent(); });
+  return isFound ? result : Value::null();
+}
+
+void KorTemplateVariableExpression::lend(const KorTemplateEnvironment& environment, Value& holder,
+                                         LentValue& lent) const {
+  const Value* const root = environment.findVariable(rootName_);
+  const bool isFound = leadsSomewhere([&] {
+    return root != nullptr && path_->lend(Value(*root), holder, lent) && (lent.isText() || !lent.value().isAbsent());
+  });
+  if (!isFound) lent.set(Value::null());
 }
 
 Value KorTemplateVariableExpression::variableWithName(const Name& name, KorTemplateEnvironment* environment) const {

@@ -38,6 +38,10 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   Value variableWithKeyPathInObjectWithName(const Name& path, const Name& name,
                                             KorTemplateEnvironment* environment) const;
 
+  // The value of a variable with a key path for who writes it at once: a text may be lent, for as long as `holder`
+  // lives. Never absent.
+  void lend(const KorTemplateEnvironment& environment, Value& holder, LentValue& lent) const;
+
   // Never absent.
   Value evaluateWithEnvironment(KorTemplateEnvironment* environment) override;
   RawValue evaluate(KorTemplateEnvironment& environment) override;

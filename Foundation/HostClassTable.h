@@ -1,0 +1,131 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <typeinfo>
+#include <vector>
+
+#include "Foundation/NSEnumerator.h"
+#include "Foundation/NSString.h"
+#include "Foundation/RawValue.h"
+#include "Foundation/Ref.h"
+#include "Foundation/Value.h"
+
+namespace tavlo {
+
+class Description;
+class HostInstance;
+class LentValue;
+
+// One readable property of a class of the host. Objects are passed by their address, as the class that the property was
+// described for.
+class HostProperty {
+ public:
+  HostProperty(const HostProperty&) = delete;
+  HostProperty& operator=(const HostProperty&) = delete;
+  virtual ~HostProperty();
+
+  // The property of `object`, which `holder` stands for; the caller adopts it. Raises what reading it raises.
+  virtual RawValue read(void* object, const HostInstance& holder) const = 0;
+  // The same for who writes it at once: a text is lent where it lives. The default reads.
+  virtual void lend(void* object, const HostInstance& holder, LentValue& lent) const;
+
+ protected:
+  HostProperty() = default;
+};
+
+// The description of a class of the host, behind `HostClass<T>`: complete before the first object is asked, and
+// unchanged from then on, so that threads may read it at once. Objects are passed by their address, as that class.
+class HostClassTable {
+ public:
+  // What a class says of its objects beside their properties; empty where it says nothing.
+  struct Operations {
+    // Absent where there is no order between the two.
+    std::function<std::optional<bool>(void* object, const Value& other)> isLessThan;
+    std::function<std::optional<bool>(void* object, const Value& other)> isGreaterThan;
+    // `other` is an object of the same class; objects that are equal have one hash.
+    std::function<bool(void* object, void* other)> isEqual;
+    std::function<std::size_t(void* object)> hash;
+    std::function<void(void* object, Description& out)> describe;
+    std::function<Ref<NSEnumerator>(void* object, const HostInstance& holder)> enumerate;
+    // The address of the whole object that this one may be a part of.
+    std::function<const void*(void* object)> whole;
+  };
+  using Upcast = void* (*)(void* object);
+
+  explicit HostClassTable(const std::type_info& type) : type_(type) {}
+  HostClassTable(const HostClassTable&) = delete;
+  HostClassTable& operator=(const HostClassTable&) = delete;
+
+  // What a description consists of. These raise `NSInvalidArgumentException` for what is wrong in it.
+
+  void setName(std::string_view name);
+  void setCanBeShared(bool canBeShared) noexcept { canBeShared_ = canBeShared; }
+  void addProperty(std::string_view key, std::unique_ptr<HostProperty> property);
+  // All that the base says and this class does not say itself; of two bases the later one wins.
+  void inherit(const HostClassTable& base, Upcast asBase);
+  Operations& operations() noexcept { return operations_; }
+  // Ends the description.
+  void complete();
+
+  // What a complete description is asked.
+
+  const std::string& name() const noexcept { return name_; }
+  bool canBeShared() const noexcept { return canBeShared_; }
+  const Operations& operations() const noexcept { return operations_; }
+  // Null for a key that the class does not know.
+  const HostProperty* find(const NSString& key) const noexcept {
+    const std::uint32_t hash = key.hash32();
+    for (std::size_t at = hash & mask_;; at = (at + 1) & mask_) {
+      const Slot& slot = slots_[at];
+      if (slot.property == nullptr) return nullptr;
+      if (slot.hash == hash && slot.key->hasSameText(key)) return slot.property;
+    }
+  }
+  // The keys of all properties, the inherited ones first, each in the order of their description.
+  std::vector<Ref<NSString>> keys() const;
+  // The object as one of the wanted class, which is this one or one that it inherits; null otherwise.
+  void* objectAs(void* object, const HostClassTable& wanted) const noexcept;
+  // The class that says when objects are equal: this one or one that it inherits; null where none does.
+  const HostClassTable* findEquality() const noexcept;
+  bool isSame(const HostClassTable& other) const noexcept { return this == &other || type_ == other.type_; }
+
+ private:
+  struct Entry {
+    Ref<NSString> key;  // counts atomically
+    std::shared_ptr<const HostProperty> property;
+    bool isInherited;
+  };
+  struct Slot {
+    std::uint32_t hash = 0;
+    const NSString* key = nullptr;
+    const HostProperty* property = nullptr;  // null for a free slot
+  };
+  struct Base {
+    const HostClassTable* table;
+    Upcast asBase;
+  };
+
+  Entry* entryFor(std::string_view key);
+  void inheritProperty(const Entry& inherited, Upcast asBase);
+  void inheritOperations(const HostClassTable& base, Upcast asBase);
+  void inheritComparisons(const Operations& inherited, Upcast asBase);
+  // The class as the compiler calls it, for messages about its description.
+  std::string typeName() const;
+
+  const std::type_info& type_;
+  std::string name_;
+  bool canBeShared_ = false;
+  std::vector<Entry> entries_;
+  std::vector<Slot> slots_{1};  // open addressing, a power of two with free ones among them
+  std::size_t mask_ = 0;
+  std::vector<Base> bases_;
+  Operations operations_;
+};
+
+}  // namespace tavlo

@@ -1,0 +1,125 @@
+#include "Foundation/HostInstance.h"
+
+#include "Foundation/Description.h"
+#include "Foundation/LentValue.h"
+#include "Foundation/NSException.h"
+#include "Foundation/NSKeyValueCoding.h"
+
+namespace tavlo {
+
+namespace {
+
+// Lets go of an object that is counted itself.
+struct Release {
+  void operator()(const void* /*object*/) const { holder->release(); }
+  const NSObject* holder;
+};
+
+}  // namespace
+
+HostInstance::~HostInstance() = default;
+
+std::shared_ptr<const void> HostInstance::owner() const {
+  if (!isItself_) return owner_;
+  retain();
+  return {object_, Release{this}};
+}
+
+bool HostInstance::canShareOwner(const std::shared_ptr<const void>& owner) noexcept {
+  const Release* const release = std::get_deleter<Release>(owner);
+  return release == nullptr || release->holder->isShared();
+}
+
+void* HostInstance::find(const Value& value, const HostClassTable& wanted, bool mayBeConstant) noexcept {
+  const NSObject* const held = value.object();
+  if (held == nullptr || held->kind() != ObjectKind::HostObject) return nullptr;
+  const auto& instance = static_cast<const HostInstance&>(*held);
+  if (instance.isConstant_ && !mayBeConstant) return nullptr;
+  return instance.table_->objectAs(instance.object_, wanted);
+}
+
+const char* HostInstance::className() const {
+  return table_->name().c_str();
+}
+
+void HostInstance::describe(Description& out) const {
+  const auto& describe = table_->operations().describe;
+  if (!describe) return NSObject::describe(out);
+  describe(object_, out);
+}
+
+const void* HostInstance::identity() const {
+  const auto& whole = table_->operations().whole;
+  return whole ? whole(object_) : object_;
+}
+
+bool HostInstance::isEqual(const NSObject& other, std::int32_t /*depth*/) const {
+  if (other.kind() != ObjectKind::HostObject) return false;
+  const auto& instance = static_cast<const HostInstance&>(other);
+  if (const HostClassTable* const judge = table_->findEquality()) {
+    void* const compared = instance.table_->objectAs(instance.object_, *judge);
+    return compared != nullptr && judge->operations().isEqual(table_->objectAs(object_, *judge), compared);
+  }
+  // An object and its first member lie in one place.
+  return identity() == instance.identity() && (table_->objectAs(object_, *instance.table_) != nullptr ||
+                                               instance.table_->objectAs(instance.object_, *table_) != nullptr);
+}
+
+std::size_t HostInstance::hash() const {
+  if (const HostClassTable* const judge = table_->findEquality()) {
+    return judge->operations().hash(table_->objectAs(object_, *judge));
+  }
+  return reinterpret_cast<std::uintptr_t>(identity()) >> 3;
+}
+
+std::optional<bool> HostInstance::isLessThan(const Value& other) const {
+  const auto& isLessThan = table_->operations().isLessThan;
+  return isLessThan ? isLessThan(object_, other) : std::optional<bool>();
+}
+
+std::optional<bool> HostInstance::isGreaterThan(const Value& other) const {
+  const auto& isGreaterThan = table_->operations().isGreaterThan;
+  return isGreaterThan ? isGreaterThan(object_, other) : std::optional<bool>();
+}
+
+Value HostInstance::valueForKey(const NSString& key) const {
+  Value value;
+  return findValueForKey(key, value) ? value : NSObject::valueForKey(key);
+}
+
+bool HostInstance::findValueForKey(const NSString& key, Value& value) const {
+  const HostProperty* const property = table_->find(key);
+  if (property == nullptr) return false;
+  value = Value::adopt(property->read(object_, *this));
+  return true;
+}
+
+bool HostInstance::lendValueForKey(const NSString& key, LentValue& lent) const {
+  const HostProperty* const property = table_->find(key);
+  if (property == nullptr) return false;
+  property->lend(object_, *this, lent);
+  return true;
+}
+
+Ref<NSEnumerator> HostInstance::objectEnumerator() const {
+  const auto& enumerate = table_->operations().enumerate;
+  return enumerate ? enumerate(object_, *this) : nullptr;
+}
+
+bool HostInstance::canBeShared() const {
+  return table_->canBeShared() && canShareOwner(owner_);
+}
+
+Ref<NSEnumerator> enumeratorOf(const Value& value) {
+  if (Ref<NSEnumerator> walk = value.ref<NSEnumerator>()) return walk;
+  return value.isObject() ? value.object()->objectEnumerator() : nullptr;
+}
+
+void raiseConstant(const HostInstance& holder) {
+  NSException::raise(
+      NSInvalidArgumentException,
+      "A property of %s cannot be read: its getter changes the object, which the host gave as a constant",
+      holder.className());
+}
+
+}  // namespace tavlo

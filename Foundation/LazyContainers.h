@@ -1,0 +1,226 @@
+#pragma once
+
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <deque>
+#include <memory>
+#include <optional>
+#include <ranges>
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "Foundation/HostResult.h"
+#include "Foundation/LazyDictionary.h"
+#include "Foundation/LazyList.h"
+#include "Foundation/Utf8.h"
+#include "Foundation/Value.h"
+
+namespace tavlo {
+
+// The value of an element, which a collection never has absent.
+template <class R>
+Value elementValue(R&& element, const HostContext& context) {
+  Value value = Value::adopt(referTo(std::forward<R>(element), context));
+  return value.isAbsent() ? Value::null() : value;
+}
+
+// Makes sure that the elements' class is described, so that reading an element does not have to.
+template <class R>
+void describeElements() {
+  if constexpr (hostResultKind<R>() == HostResultKind::Object) {
+    (void)hostClassTable<std::remove_cvref_t<R>>();
+  }
+}
+
+template <class R>
+inline constexpr bool kIsPlainData =
+    std::is_arithmetic_v<std::remove_cvref_t<R>> || std::same_as<std::remove_cvref_t<R>, std::string> ||
+    std::same_as<std::remove_cvref_t<R>, std::string_view>;
+
+// Whether threads may read such elements at once, as long as nobody changes them.
+template <class R>
+bool canShareElements() {
+  if constexpr (hostResultKind<R>() == HostResultKind::Object) {
+    return hostClassTable<std::remove_cvref_t<R>>().canBeShared();
+  } else {
+    return kIsPlainData<R>;
+  }
+}
+
+template <class C>
+inline constexpr bool kIsStandardList = false;
+template <class T, class Allocator>
+inline constexpr bool kIsStandardList<std::vector<T, Allocator>> = true;
+template <class T, class Allocator>
+inline constexpr bool kIsStandardList<std::deque<T, Allocator>> = true;
+template <class T, std::size_t count>
+inline constexpr bool kIsStandardList<std::array<T, count>> = true;
+template <class T, std::size_t count>
+inline constexpr bool kIsStandardList<std::span<T, count>> = true;
+
+// A container that nobody else has, and what it refers to.
+template <class C>
+struct KeptContainer {
+  C container;
+  std::shared_ptr<const void> referredTo;
+};
+
+// Keeps a container for as long as it is read.
+template <class C>
+struct LentContainer {
+  C& container;
+  std::shared_ptr<const void> owner;  // empty where the host keeps the container
+  bool canBeShared;
+};
+
+// A view is copied, like a temporary, since it may itself be one.
+template <class C>
+auto lendContainer(C&& container, const HostContext& context) {
+  std::shared_ptr<const void> owner = context.owner();
+  const bool canBeShared = HostInstance::canShareOwner(owner);
+  if constexpr (std::is_lvalue_reference_v<C> && !std::ranges::view<std::remove_cvref_t<C>>) {
+    return LentContainer<std::remove_reference_t<C>>{container, std::move(owner), canBeShared};
+  } else {
+    using Held = std::remove_cvref_t<C>;
+    auto kept =
+        std::make_shared<KeptContainer<Held>>(KeptContainer<Held>{std::forward<C>(container), std::move(owner)});
+    Held& held = kept->container;
+    return LentContainer<Held>{held, std::move(kept), canBeShared};
+  }
+}
+
+// The elements of a container that is read by index.
+template <class C>
+class LazyListOver final : public LazyList {
+ public:
+  explicit LazyListOver(LentContainer<C> container)
+      : container_(container.container), owner_(std::move(container.owner)), canBeShared_(container.canBeShared) {
+    describeElements<ListElement<C>>();
+  }
+
+  std::size_t count() const override { return container_.size(); }
+  Value elementAt(std::size_t index, ReusableInstances& reused) const override {
+    if (index >= container_.size()) return {};
+    return elementValue(static_cast<ListElement<C>>(container_[index]), HostContext(owner_, &reused));
+  }
+  bool isQuiet() const noexcept override {
+    using Element = ListElement<C>;
+    constexpr bool kIsReference =
+        hostResultKind<Element>() == HostResultKind::Object && std::is_lvalue_reference_v<Element>;
+    return kIsStandardList<std::remove_const_t<C>> && (kIsReference || kIsPlainData<Element>);
+  }
+  bool canBeShared() const override { return canBeShared_ && canShareElements<ListElement<C>>(); }
+
+ private:
+  C& container_;
+  std::shared_ptr<const void> owner_;
+  bool canBeShared_;
+};
+
+// Walks the entries in the order of their keys, asking the container for the next key at every step, so that it may
+// change.
+template <class C>
+class OrderedWalk final : public LazyDictionary::Walk {
+ public:
+  OrderedWalk(C& container, const std::shared_ptr<const void>& owner) : container_(container), owner_(owner) {}
+
+  bool next(std::string_view& key, Value& value, ReusableInstances& reused) override {
+    const auto found = last_.has_value() ? container_.upper_bound(*last_) : container_.begin();
+    if (found == container_.end()) return false;
+    last_ = found->first;
+    key = std::string_view(*last_);
+    requireValidUTF8(key);
+    value = elementValue(found->second, HostContext(owner_, &reused));
+    return true;
+  }
+
+ private:
+  C& container_;
+  std::shared_ptr<const void> owner_;
+  std::optional<typename C::key_type> last_;
+};
+
+// Walks the entries that were there at the start, and still are when their turn comes.
+template <class C>
+class HashedWalk final : public LazyDictionary::Walk {
+ public:
+  HashedWalk(C& container, const std::shared_ptr<const void>& owner) : container_(container), owner_(owner) {
+    keys_.reserve(container.size());
+    for (const auto& entry : container) keys_.push_back(entry.first);
+  }
+
+  bool next(std::string_view& key, Value& value, ReusableInstances& reused) override {
+    while (next_ < keys_.size()) {
+      const auto& wanted = keys_[next_++];
+      const auto found = container_.find(wanted);
+      if (found == container_.end()) continue;
+      key = std::string_view(wanted);
+      requireValidUTF8(key);
+      value = elementValue(found->second, HostContext(owner_, &reused));
+      return true;
+    }
+    return false;
+  }
+
+ private:
+  C& container_;
+  std::shared_ptr<const void> owner_;
+  std::vector<typename C::key_type> keys_;
+  std::size_t next_ = 0;
+};
+
+// The entries of a container whose keys are texts.
+template <class C>
+class LazyDictionaryOver final : public LazyDictionary {
+ public:
+  explicit LazyDictionaryOver(LentContainer<C> container)
+      : container_(container.container), owner_(std::move(container.owner)), canBeShared_(container.canBeShared) {
+    describeElements<DictionaryElement<C>>();
+  }
+
+  std::size_t count() const override { return container_.size(); }
+  Value objectForKey(std::string_view key) const override {
+    const auto found = find(key);
+    return found == container_.end() ? Value() : elementValue(found->second, HostContext(owner_));
+  }
+  std::unique_ptr<Walk> walk() const override {
+    if constexpr (requires(const typename C::key_type& key) { container_.upper_bound(key); }) {
+      return std::make_unique<OrderedWalk<C>>(container_, owner_);
+    } else {
+      return std::make_unique<HashedWalk<C>>(container_, owner_);
+    }
+  }
+  bool canBeShared() const override { return canBeShared_ && canShareElements<DictionaryElement<C>>(); }
+
+ private:
+  auto find(std::string_view key) const {
+    if constexpr (requires { container_.find(key); }) {
+      return container_.find(key);
+    } else {
+      return container_.find(typename C::key_type(key));
+    }
+  }
+
+  C& container_;
+  std::shared_ptr<const void> owner_;
+  bool canBeShared_;
+};
+
+template <class C>
+Value lazyListOver(C&& container, const HostContext& context) {
+  auto lent = lendContainer(std::forward<C>(container), context);
+  return makeRef<LazyListOver<std::remove_reference_t<decltype(lent.container)>>>(std::move(lent));
+}
+
+template <class C>
+Value lazyDictionaryOver(C&& container, const HostContext& context) {
+  auto lent = lendContainer(std::forward<C>(container), context);
+  return makeRef<LazyDictionaryOver<std::remove_reference_t<decltype(lent.container)>>>(std::move(lent));
+}
+
+}  // namespace tavlo

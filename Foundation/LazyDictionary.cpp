@@ -1,0 +1,80 @@
+#include "Foundation/LazyDictionary.h"
+
+#include <utility>
+
+#include "Foundation/Description.h"
+#include "Foundation/KorTemplateLimits.h"
+
+namespace tavlo {
+
+namespace {
+
+class EntryEnumerator final : public NSEnumerator {
+ public:
+  explicit EntryEnumerator(Ref<LazyDictionary> dictionary)
+      : dictionary_(std::move(dictionary)), walk_(dictionary_->walk()) {}
+
+  Value nextObject() override {
+    std::string_view key;
+    Value value;
+    return walk_->next(key, value, reused_) ? value : Value();
+  }
+
+ private:
+  Ref<LazyDictionary> dictionary_;
+  std::unique_ptr<LazyDictionary::Walk> walk_;
+  ReusableInstances reused_;
+};
+
+}  // namespace
+
+LazyDictionary::Walk::~Walk() = default;
+
+LazyDictionary::~LazyDictionary() = default;
+
+std::vector<Ref<NSString>> LazyDictionary::keys() const {
+  std::vector<Ref<NSString>> keys;
+  const Ref<NSDictionary> entries = dictionary();
+  for (const NSDictionary::Entry& entry : entries->entries()) keys.push_back(entry.key);
+  return keys;
+}
+
+Ref<NSDictionary> LazyDictionary::dictionary() const {
+  const Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
+  const std::unique_ptr<Walk> entries = walk();
+  ReusableInstances reused;
+  std::string_view key;
+  for (Value value; entries->next(key, value, reused);) dictionary->setObjectForKey(std::move(value), key);
+  return dictionary;
+}
+
+const char* LazyDictionary::className() const {
+  return "NSDictionary";
+}
+
+void LazyDictionary::describe(Description& out) const {
+  out.dictionary(*dictionary());
+}
+
+bool LazyDictionary::isEqual(const NSObject& other, std::int32_t depth) const {
+  if (other.kind() == ObjectKind::Dictionary) return dictionary()->isEqual(other, depth);
+  return other.kind() == ObjectKind::LazyDictionary &&
+         dictionary()->isEqual(*static_cast<const LazyDictionary&>(other).dictionary(), depth);
+}
+
+std::size_t LazyDictionary::hash() const {
+  return dictionary()->hash();
+}
+
+bool LazyDictionary::findValueForKey(const NSString& key, Value& value) const {
+  value = objectForKey(key.view());
+  if (value.isAbsent() && key.view() == "@count") value = count();
+  return true;
+}
+
+Ref<NSEnumerator> LazyDictionary::objectEnumerator() const {
+  return makeRef<EntryEnumerator>(
+      Ref<LazyDictionary>::retaining(const_cast<LazyDictionary*>(this)));  // NOLINT(*-const-cast): counted
+}
+
+}  // namespace tavlo

@@ -1,0 +1,94 @@
+#include "Foundation/LazyList.h"
+
+#include <utility>
+#include <vector>
+
+#include "Foundation/Description.h"
+#include "Foundation/KorTemplateLimits.h"
+#include "Foundation/NSKeyValueCoding.h"
+
+namespace tavlo {
+
+namespace {
+
+class ListEnumerator final : public NSEnumerator {
+ public:
+  explicit ListEnumerator(Ref<LazyList> list) : list_(std::move(list)) {}
+
+  Value nextObject() override { return list_->elementAt(next_++, reused_); }
+
+ private:
+  Ref<LazyList> list_;
+  std::size_t next_ = 0;
+  ReusableInstances reused_;
+};
+
+// The element of an array or of a lazy list; absent where it is not so long.
+Value elementOf(const NSObject& list, std::size_t index) {
+  if (list.kind() == ObjectKind::LazyList) {
+    ReusableInstances reused;
+    return static_cast<const LazyList&>(list).elementAt(index, reused);
+  }
+  const auto& array = static_cast<const NSArray&>(list);
+  return index < array.count() ? array[index] : Value();
+}
+
+std::size_t countOf(const NSObject& list) {
+  return list.kind() == ObjectKind::LazyList ? static_cast<const LazyList&>(list).count()
+                                             : static_cast<const NSArray&>(list).count();
+}
+
+}  // namespace
+
+LazyList::~LazyList() = default;
+
+bool LazyList::isQuiet() const noexcept {
+  return false;
+}
+
+Ref<NSArray> LazyList::array() const {
+  std::vector<Value> elements;
+  elements.reserve(count());
+  ReusableInstances reused;
+  for (std::size_t index = 0;; ++index) {
+    Value element = elementAt(index, reused);
+    if (element.isAbsent()) break;
+    elements.push_back(std::move(element));
+  }
+  return makeRef<NSArray>(std::move(elements));
+}
+
+const char* LazyList::className() const {
+  return "NSArray";
+}
+
+void LazyList::describe(Description& out) const {
+  out.array(*array());
+}
+
+bool LazyList::isEqual(const NSObject& other, std::int32_t depth) const {
+  if (other.kind() != ObjectKind::Array && other.kind() != ObjectKind::LazyList) return false;
+  requireValueDepth(depth + 1);
+  if (count() != countOf(other)) return false;
+  for (std::size_t index = 0;; ++index) {
+    const Value left = elementOf(*this, index);
+    const Value right = elementOf(other, index);
+    if (left.isAbsent() || right.isAbsent()) return left.isAbsent() && right.isAbsent();
+    if (!left.isEqual(right, depth + 1)) return false;
+  }
+}
+
+std::size_t LazyList::hash() const {
+  return array()->hash();
+}
+
+bool LazyList::findValueForKey(const NSString& key, Value& value) const {
+  return findValuesForKey(*objectEnumerator(), key, value);
+}
+
+Ref<NSEnumerator> LazyList::objectEnumerator() const {
+  return makeRef<ListEnumerator>(
+      Ref<LazyList>::retaining(const_cast<LazyList*>(this)));  // NOLINT(*-const-cast): counted
+}
+
+}  // namespace tavlo

@@ -1,0 +1,300 @@
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "Foundation/HostObject.h"
+#include "Foundation/LentValue.h"
+#include "Foundation/NSArray.h"
+#include "Foundation/NSDictionary.h"
+#include "Tests/Foundation/HostShop.h"
+#include "Tests/Foundation/Raised.h"
+
+namespace tavlo::test {
+
+namespace {
+
+struct Part {
+  explicit Part(int& alive) : alive_(&alive) { ++*alive_; }
+  Part(const Part& other) : alive_(other.alive_) { ++*alive_; }
+  Part& operator=(const Part&) = delete;
+  ~Part() { --*alive_; }
+
+  int number = 7;
+
+ private:
+  int* alive_;
+};
+
+struct Whole {
+  explicit Whole(int& alive) : part(alive), parts(2, part), shared(std::make_shared<Part>(alive)), alive_(&alive) {
+    unique = std::make_unique<Part>(alive);
+    byName.emplace("one", part);
+  }
+
+  Part part;
+  std::vector<Part> parts;
+  std::shared_ptr<Part> shared;
+  std::unique_ptr<Part> unique;
+  std::map<std::string, Part> byName;
+
+  const Part& constantPart() const { return part; }
+  Part copy() const { return part; }
+  std::unique_ptr<Part> fresh() const { return std::make_unique<Part>(*alive_); }
+  std::vector<Part> freshOnes() const { return std::vector<Part>(3, part); }
+  std::span<const Part> view() const { return parts; }
+  std::reference_wrapper<const Part> wrapped() const { return part; }
+
+ private:
+  int* alive_;
+};
+
+void describeHostClass(HostClass<Part>& part) {
+  part.name("Part").property("number", &Part::number);
+}
+void describeHostClass(HostClass<Whole>& whole) {
+  whole.name("Whole")
+      .property("part", &Whole::part)
+      .property("parts", &Whole::parts)
+      .property("shared", &Whole::shared)
+      .property("unique", &Whole::unique)
+      .property("byName", &Whole::byName)
+      .property("constantPart", &Whole::constantPart)
+      .property("copy", &Whole::copy)
+      .property("fresh", &Whole::fresh)
+      .property("freshOnes", &Whole::freshOnes)
+      .property("view", &Whole::view)
+      .property("wrapped", &Whole::wrapped);
+}
+
+struct PathRow {
+  const char* property;
+  const char* restOfPath;  // from the property to a number, or a list of numbers
+};
+
+const PathRow kPaths[] = {
+    {"part", "number"},           {"parts", "@max.number"},   {"shared", "number"},  {"unique", "number"},
+    {"byName", "one.number"},     {"constantPart", "number"}, {"copy", "number"},    {"fresh", "number"},
+    {"freshOnes", "@min.number"}, {"view", "@max.number"},    {"wrapped", "number"},
+};
+
+TEST(HostObject, KeepsItsOwnerForAsLongAsAPartOfItIsHeld) {
+  for (const PathRow& row : kPaths) {
+    int alive = 0;
+    {
+      Value part = read(hostShared(std::make_shared<Whole>(alive)), row.property);
+      EXPECT_EQ(read(part, row.restOfPath).intValue(), 7) << row.property;
+      EXPECT_GT(alive, 0) << row.property;
+    }
+    EXPECT_EQ(alive, 0) << row.property;
+  }
+}
+
+TEST(HostObject, ThatStaysTheHostsIsNotCopied) {
+  int alive = 0;
+  Whole whole(alive);
+  const int before = alive;
+  const Value value = hostReference(whole);
+  for (const char* property : {"part", "parts", "shared", "unique", "byName", "constantPart", "view", "wrapped"}) {
+    const Value held = read(value, property);
+    EXPECT_EQ(alive, before) << property;
+  }
+  whole.part.number = 8;
+  EXPECT_EQ(read(value, "constantPart.number").intValue(), 8);
+  EXPECT_EQ(read(value, "wrapped.number").intValue(), 8);
+  whole.unique = nullptr;
+  whole.shared = nullptr;
+  EXPECT_TRUE(read(value, "unique").isNull());
+  EXPECT_TRUE(read(value, "shared").isNull());
+}
+
+TEST(HostObject, IsOwnedAsItWasGiven) {
+  int alive = 0;
+  {
+    const Value owned = hostOwned(std::make_unique<Part>(alive));
+    const auto shared = std::make_shared<Part>(alive);
+    const Value together = hostShared(shared);
+    const Value copied = hostCopy(*shared);
+    EXPECT_EQ(alive, 3);
+    EXPECT_EQ(shared.use_count(), 2);
+    EXPECT_EQ(hostOwner<Part>(together), shared);
+    EXPECT_NE(hostOwner<Part>(copied), nullptr);
+    EXPECT_EQ(hostOwner<Part>(hostReference(*shared)), nullptr);
+    EXPECT_EQ(read(owned, "number").intValue(), 7);
+  }
+  EXPECT_EQ(alive, 0);
+  EXPECT_TRUE(hostShared(std::shared_ptr<Part>()).isAbsent());
+  EXPECT_TRUE(hostOwned(std::unique_ptr<Part>()).isAbsent());
+}
+
+TEST(HostObject, IsFoundAsItsClassAndAsEveryClassThatThatInherits) {
+  YoungMaker young("Nova");
+  Maker maker("Acme");
+  Product product;
+  EXPECT_EQ(hostObject<YoungMaker>(hostReference(young)), &young);
+  EXPECT_EQ(hostObject<Maker>(hostReference(young)), &young);
+  EXPECT_EQ(hostObject<const Maker>(hostReference(young)), &young);
+  EXPECT_EQ(hostObject<YoungMaker>(hostReference(maker)), nullptr);
+  EXPECT_EQ(hostObject<Product>(hostReference(maker)), nullptr);
+  const Value none[] = {Value(), NSNull::null(), 1, "a", NSArray::array()};
+  for (const Value& value : none) EXPECT_EQ(hostObject<Product>(value), nullptr) << value.description();
+}
+
+TEST(HostObject, OfAConstantIsNeverGivenOutToBeChanged) {
+  const Product product{.name = "Lamp"};
+  const Value value = hostReference(product);
+  EXPECT_EQ(hostObject<Product>(value), nullptr);
+  EXPECT_EQ(hostObject<const Product>(value), &product);
+  EXPECT_EQ(read(value, "name").description(), "Lamp");
+  EXPECT_EQ(raised([&] { (void)read(value, "reads"); }),
+            "NSInvalidArgumentException: A property of Product cannot be read: its getter changes the object, which "
+            "the host gave as a constant");
+  EXPECT_EQ(hostObject<Maker>(read(value, "maker")), nullptr);  // null
+  int alive = 0;
+  const Whole whole(alive);
+  EXPECT_EQ(hostObject<Part>(read(hostReference(whole), "part")), nullptr);
+  EXPECT_EQ(hostObject<const Part>(read(hostReference(whole), "part")), &whole.part);
+  Whole changeable(alive);
+  EXPECT_EQ(hostObject<Part>(read(hostReference(changeable), "part")), &changeable.part);
+  EXPECT_EQ(hostObject<Part>(read(hostReference(changeable), "constantPart")), nullptr);
+}
+
+struct Faulty {
+  std::string text = "a\xC3";
+};
+[[noreturn]] int raiseUndefinedKeyByName(const Faulty& /*object*/) {
+  throw NSException(NSUndefinedKeyException, "no");
+}
+void describeHostClass(HostClass<Faulty>& faulty) {
+  faulty.name("Faulty")
+      .property("text", &Faulty::text)
+      .property("copy", [](const Faulty& each) { return each.text; })
+      .property("generic", [](const Faulty&) -> int { throw NSException(NSGenericException, "broken"); })
+      .property("standard", [](const Faulty&) -> int { throw std::runtime_error("out of order"); })
+      .property("foreign", [](const Faulty&) -> int { throw 5; })
+      .property("undefined", raiseUndefinedKeyByName)
+      .property("nothing", [](const Faulty&) { return Value(); })
+      .property("noText", [](const Faulty&) -> const char* { return nullptr; });
+  faulty.description([](const Faulty& each) { return each.text; });
+}
+
+TEST(HostObject, LetsExceptionsOfItsPropertiesPass) {
+  Faulty faulty;
+  const Value value = hostReference(faulty);
+  EXPECT_EQ(raised([&] { (void)read(value, "generic"); }), "NSGenericException: broken");
+  EXPECT_EQ(raised([&] { (void)read(value, "undefined"); }), "NSUndefinedKeyException: no");
+  EXPECT_THROW((void)read(value, "standard"), std::runtime_error);
+  EXPECT_THROW((void)read(value, "foreign"), int);
+  EXPECT_TRUE(read(value, "nothing").isAbsent());
+  EXPECT_TRUE(read(value, "noText").isNull());
+}
+
+TEST(HostObject, RefusesTextThatIsNotUTF8) {
+  Faulty faulty;
+  const Value value = hostReference(faulty);
+  const std::string expected = raised([] { (void)Value("a\xC3"); });
+  EXPECT_NE(expected, "");
+  EXPECT_EQ(raised([&] { (void)read(value, "text"); }), expected);
+  EXPECT_EQ(raised([&] { (void)read(value, "copy"); }), expected);
+  EXPECT_EQ(raised([&] { (void)value.description(); }), expected);
+  LentValue lent;
+  EXPECT_EQ(raised([&] { value.object()->lendValueForKey(*NSString::stringWithUTF8("text"), lent); }), expected);
+}
+
+TEST(HostObject, LendsTextsThatOutliveTheGetter) {
+  Product product{.name = "a name that is longer than any short text", .note = "x"};
+  const Value value = hostReference(product);
+  struct Row {
+    const char* key;
+    bool isLent;
+    const char* text;
+  };
+  const Row rows[] = {
+      {"name", true, "a name that is longer than any short text"},    {"code", true, "a"},   {"note", true, "x"},
+      {"label", false, "a name that is longer than any short text!"}, {"stock", false, "0"}, {"maker", false, "<null>"},
+  };
+  for (const Row& row : rows) {
+    LentValue lent;
+    EXPECT_TRUE(value.object()->lendValueForKey(*NSString::stringWithUTF8(row.key), lent)) << row.key;
+    EXPECT_EQ(lent.isText(), row.isLent) << row.key;
+    EXPECT_EQ(lent.isText() ? std::string(lent.text()) : lent.value().description(), row.text) << row.key;
+  }
+  LentValue lent;
+  EXPECT_FALSE(value.object()->lendValueForKey(*NSString::stringWithUTF8("other"), lent));
+  ASSERT_TRUE(value.object()->lendValueForKey(*NSString::stringWithUTF8("name"), lent));
+  EXPECT_EQ(lent.text().data(), product.name.data());
+}
+
+TEST(HostObject, MayBeSharedBetweenThreadsWhereItsClassSaysSo) {
+  Product product;
+  Maker maker("Acme");
+  const Value shared = NSArray::arrayWithObjects({hostReference(product)});
+  shared.share();
+  EXPECT_TRUE(shared.object()->isShared());
+  EXPECT_EQ(raised([&] { Value(NSArray::arrayWithObjects({hostReference(maker)})).share(); }),
+            "NSInvalidArgumentException: Maker cannot be shared between threads");
+}
+
+// A class that is counted itself.
+class Cart final : public DescribedObject<Cart> {
+ public:
+  explicit Cart(int& alive) : first_(alive), items_(2, first_) {}
+
+  int size() const { return 2; }
+  const Part& first() const { return first_; }
+  const std::vector<Part>& items() const { return items_; }
+
+  friend void describeHostClass(HostClass<Cart>& cart) {
+    cart.name("Cart")
+        .property("size", &Cart::size)
+        .property("first", &Cart::first)
+        .property("items", &Cart::items)
+        .property("itself", [](Cart& each) -> Cart& { return each; })
+        .description([](const Cart&) { return "a cart"; })
+        .elements(&Cart::items)
+        .canBeShared();
+  }
+
+ private:
+  Part first_;
+  std::vector<Part> items_;
+};
+
+TEST(DescribedObject, IsAnObjectOfItsDescription) {
+  int alive = 0;
+  {
+    const Ref<Cart> cart = makeRef<Cart>(alive);
+    const Value value = cart;
+    EXPECT_STREQ(value.className(), "Cart");
+    EXPECT_EQ(value.description(), "a cart");
+    EXPECT_EQ(read(value, "size").intValue(), 2);
+    EXPECT_TRUE(read(value, "itself").isIdenticalTo(value));
+    EXPECT_EQ(hostObject<Cart>(value), cart.get());
+    EXPECT_EQ(read(value, "items.@sum.number").intValue(), 14);
+  }
+  EXPECT_EQ(alive, 0);
+}
+
+TEST(DescribedObject, LivesAsLongAsAPartOfIt) {
+  int alive = 0;
+  for (const char* path : {"first", "items"}) {
+    {
+      const Value part = read(Value(makeRef<Cart>(alive)), path);
+      EXPECT_EQ(alive, 3) << path;
+      EXPECT_NE(raised([&] { part.share(); }), "") << path;  // it would be let go of by another thread
+    }
+    EXPECT_EQ(alive, 0) << path;
+  }
+  const Value walked = makeRef<Cart>(alive);
+  const Ref<NSEnumerator> walk = walked.object()->objectEnumerator();
+  EXPECT_EQ(read(walk->nextObject(), "number").intValue(), 7);
+}
+
+}  // namespace
+
+}  // namespace tavlo::test

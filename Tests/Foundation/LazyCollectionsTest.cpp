@@ -1,0 +1,345 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <deque>
+#include <functional>
+#include <iterator>
+#include <list>
+#include <map>
+#include <optional>
+#include <set>
+#include <span>
+#include <sstream>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "Foundation/LazyCollections.h"
+#include "Foundation/NSArray.h"
+#include "Foundation/NSDictionary.h"
+#include "Foundation/NSSet.h"
+#include "Tests/Foundation/HostShop.h"
+#include "Tests/Foundation/Raised.h"
+
+namespace tavlo::test {
+
+namespace {
+
+// Everything that a walk over the value meets.
+std::string walked(const Value& value) {
+  const Ref<NSEnumerator> walk = value.object()->objectEnumerator();
+  std::string texts;
+  for (Value each = walk->nextObject(); !each.isAbsent(); each = walk->nextObject()) texts += each.description() + " ";
+  return texts;
+}
+
+std::vector<Product> products() {
+  return {Product{.name = "Lamp", .price = 9.5, .stock = 3, .tags = {"new"}},
+          Product{.name = "Chair", .price = 20, .stock = 0, .tags = {}},
+          Product{.name = "Desk", .price = 70.5, .stock = 1, .tags = {"new", "old"}}};
+}
+
+TEST(LazyList, ReadsEveryContainerThatHasAnIndex) {
+  std::vector<int> numbers{1, 2, 3};
+  const std::deque<double> doubles{1.5, 2};
+  std::array<std::string, 2> texts{"a", "b"};
+  std::span<int> span(numbers.data(), 2);
+  std::vector<bool> truths{true, false};
+  const std::vector<bool> constantTruths{true, false};
+  std::vector<std::vector<int>> nested{{1}, {}, {2, 3}};
+  std::vector<std::optional<int>> optional{1, {}};
+  std::vector<Value> values{1, "a", NSNull::null(), Value()};
+  struct Row {
+    const char* what;
+    Value list;
+    const char* elements;
+    Value equal;
+  };
+  const Row rows[] = {
+      {"a vector", lazyList(numbers), "1 2 3 ", NSArray::arrayWithObjects({1, 2, 3})},
+      {"std::ref", valueOf(std::ref(numbers)), "1 2 3 ", NSArray::arrayWithObjects({1, 2, 3})},
+      {"a deque", lazyList(doubles), "1.5 2 ", NSArray::arrayWithObjects({1.5, 2})},
+      {"an array", valueOf(std::cref(texts)), "a b ", NSArray::arrayWithObjects({"a", "b"})},
+      {"a span", lazyList(span), "1 2 ", NSArray::arrayWithObjects({1, 2})},
+      {"truths", lazyList(truths), "1 0 ", NSArray::arrayWithObjects({true, false})},
+      {"constant truths", lazyList(constantTruths), "1 0 ", NSArray::arrayWithObjects({true, false})},
+      {"optional numbers", lazyList(optional), "1 <null> ", NSArray::arrayWithObjects({1, NSNull::null()})},
+      {"values", lazyList(values), "1 a <null> <null> ",
+       NSArray::arrayWithObjects({1, "a", NSNull::null(), NSNull::null()})},
+      {"a temporary", lazyList(std::vector<int>{4, 5}), "4 5 ", NSArray::arrayWithObjects({4, 5})},
+      {"an owned one", lazyList(std::make_shared<std::vector<int>>(2, 6)), "6 6 ", NSArray::arrayWithObjects({6, 6})},
+      {"functions", lazyList([] { return 3; }, [](std::size_t index) { return index * index; }), "0 1 4 ",
+       NSArray::arrayWithObjects({0, 1, 4})},
+      {"nothing", lazyList(std::vector<int>{}), "", NSArray::array()},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(walked(row.list), row.elements) << row.what;
+    EXPECT_TRUE(row.list.isEqual(row.equal)) << row.what;
+    EXPECT_TRUE(row.equal.isEqual(row.list)) << row.what;
+    EXPECT_TRUE(row.list.isEqual(row.list)) << row.what;
+    EXPECT_EQ(row.list.hash(), row.equal.hash()) << row.what;
+    EXPECT_EQ(row.list.description(), row.equal.description()) << row.what;
+    EXPECT_STREQ(row.list.className(), "NSArray") << row.what;
+    EXPECT_EQ(read(row.list, "@count").isEqual(read(row.equal, "@count")), true) << row.what;
+    EXPECT_EQ(NSSet::setWithObjects({row.list, row.equal})->count(), 1U) << row.what;
+  }
+  EXPECT_EQ(walked(read(lazyList(nested), "@unionOfArrays")), "1 2 3 ");
+  const Value equal =
+      NSArray::arrayWithObjects({NSArray::arrayWithObjects({1}), NSArray::array(), NSArray::arrayWithObjects({2, 3})});
+  EXPECT_TRUE(lazyList(nested).isEqual(equal));
+  EXPECT_EQ(lazyList(nested).hash(), equal.hash());
+  EXPECT_EQ(Value(NSArray::arrayWithObjects({lazyList(nested)})).hash(),
+            Value(NSArray::arrayWithObjects({equal})).hash());
+  EXPECT_EQ(lazyList(nested).description(), equal.description());
+}
+
+TEST(LazyList, DiffersFromOtherLists) {
+  std::vector<int> numbers{1, 2, 3};
+  const Value list = lazyList(numbers);
+  const Value others[] = {NSArray::arrayWithObjects({1, 2}),
+                          NSArray::arrayWithObjects({1, 2, 3, 4}),
+                          NSArray::arrayWithObjects({1, 2, 4}),
+                          NSSet::setWithObjects({1, 2, 3}),
+                          "(1, 2, 3)",
+                          3};
+  for (const Value& other : others) {
+    EXPECT_FALSE(list.isEqual(other)) << other.description();
+    EXPECT_FALSE(other.isEqual(list)) << other.description();
+  }
+}
+
+TEST(LazyList, FollowsPathsLikeAnArray) {
+  std::vector<Product> all = products();
+  const Value list = lazyList(all);
+  struct Row {
+    const char* path;
+    Value expected;
+  };
+  const Row rows[] = {
+      {"@count", 3},
+      {"@sum.price", 100},
+      {"@avg.price", 100.0 / 3},
+      {"@min.price", 9.5},
+      {"@max.name", "Lamp"},
+      {"@sum.stock", 4},
+      {"name", NSArray::arrayWithObjects({"Lamp", "Chair", "Desk"})},
+      {"name.length", NSArray::arrayWithObjects({4, 5, 4})},
+      {"maker", NSArray::arrayWithObjects({NSNull::null(), NSNull::null(), NSNull::null()})},
+      {"@unionOfArrays.tags", NSArray::arrayWithObjects({"new", "new", "old"})},
+      {"@distinctUnionOfArrays.tags", NSArray::arrayWithObjects({"new", "old"})},
+      {"@unionOfObjects.isCheap", NSArray::arrayWithObjects({true, false, false})},
+      {"tags.@count", 3},
+      {"@sum.tags.@count", 3},
+      {"@count.anything", 3},
+  };
+  for (const Row& row : rows) EXPECT_TRUE(read(list, row.path).isEqual(row.expected)) << row.path;
+  for (const char* path : {"color", "@sum.name.color", "@median.price", "@unionOfArrays.name"}) {
+    Value result;
+    EXPECT_FALSE(NSKeyPath(path).find(list, result)) << path;
+  }
+}
+
+TEST(LazyList, HandsOutAnElementAgainThatNobodyKept) {
+  std::vector<Product> all = products();
+  const Value list = lazyList(all);
+  const Ref<NSEnumerator> walk = list.object()->objectEnumerator();
+  const NSObject* first = walk->nextObject().object();
+  (void)walk->nextObject();
+  const Value kept = walk->nextObject();
+  EXPECT_EQ(kept.object(), first);
+  EXPECT_EQ(read(kept, "name").description(), "Desk");
+  std::vector<Value> allKept;
+  const Ref<NSEnumerator> again = list.object()->objectEnumerator();
+  for (Value each = again->nextObject(); !each.isAbsent(); each = again->nextObject()) allKept.push_back(each);
+  ASSERT_EQ(allKept.size(), 3U);
+  EXPECT_EQ(read(allKept[0], "name").description() + read(allKept[2], "name").description(), "LampDesk");
+}
+
+TEST(LazyList, OfPointersHandsOutWhatTheyLeadTo) {
+  Maker acme("Acme");
+  YoungMaker nova("Nova");
+  std::vector<Maker*> makers{&acme, nullptr, &nova};
+  std::vector<std::shared_ptr<Maker>> shared{std::make_shared<Maker>("A"), nullptr, std::make_shared<YoungMaker>("B")};
+  std::vector<std::unique_ptr<Maker>> unique;
+  unique.push_back(std::make_unique<Maker>("U"));
+  unique.push_back(nullptr);
+  EXPECT_EQ(read(lazyList(makers), "@unionOfObjects.name").description(), "(\n    Acme,\n    Nova\n)");
+  EXPECT_EQ(read(lazyList(shared), "name").description(), "(\n    A,\n    <null>,\n    B\n)");
+  EXPECT_EQ(read(lazyList(unique), "name").description(), "(\n    U,\n    <null>\n)");
+  const Value first = lazyList(shared).object()->objectEnumerator()->nextObject();
+  shared.clear();
+  EXPECT_EQ(read(first, "name").description(), "A");
+}
+
+TEST(LazyList, IsReadAsItIsAtEachStep) {
+  std::vector<int> numbers{1, 2, 3};
+  const Value list = lazyList(numbers);
+  const Ref<NSEnumerator> walk = list.object()->objectEnumerator();
+  EXPECT_EQ(walk->nextObject().intValue(), 1);
+  numbers.assign(100, 5);
+  EXPECT_EQ(walk->nextObject().intValue(), 5);
+  numbers.clear();
+  EXPECT_TRUE(walk->nextObject().isAbsent());
+  EXPECT_TRUE(walk->nextObject().isAbsent());
+  EXPECT_EQ(read(list, "@count").intValue(), 0);
+}
+
+TEST(LazyList, MayBeSharedWhereItsElementsMay) {
+  std::vector<Product> all = products();
+  std::vector<Maker> makers{Maker("Acme")};
+  std::vector<int> numbers{1};
+  std::vector<Value> values{1};
+  const auto refused = [](const Value& value) { return raised([&] { value.share(); }); };
+  EXPECT_EQ(refused(lazyList(all)), "");
+  EXPECT_EQ(refused(lazyList(numbers)), "");
+  EXPECT_EQ(refused(lazyList(std::vector<std::string>{"a"})), "");
+  EXPECT_EQ(refused(lazyList(makers)), "NSInvalidArgumentException: NSArray cannot be shared between threads");
+  EXPECT_NE(refused(lazyList(values)), "");
+  EXPECT_NE(refused(lazyList([] { return 0; }, [](std::size_t index) { return index; })), "");
+}
+
+TEST(LazyDictionary, ReadsEveryContainerThatHasTexts) {
+  std::map<std::string, int> sorted{{"b", 2}, {"a", 1}};
+  const std::map<std::string, int, std::less<>> transparent{{"b", 2}, {"a", 1}};
+  std::map<std::string_view, int> views{{"b", 2}, {"a", 1}};
+  std::unordered_map<std::string, int> hashed{{"b", 2}, {"a", 1}};
+  const auto numberOf = [](std::string_view key) {
+    return key == "a" ? std::optional<int>(1) : key == "b" ? std::optional<int>(2) : std::nullopt;
+  };
+  const auto valueFor = [](std::string_view key) { return key == "a" ? Value(1) : key == "b" ? Value(2) : Value(); };
+  const auto keys = [] { return std::vector<std::string>{"a", "b", "gone"}; };
+  const Value equal = NSDictionary::dictionaryWithEntries({{"a", 1}, {"b", 2}});
+  struct Row {
+    const char* what;
+    Value dictionary;
+  };
+  const Row rows[] = {
+      {"a map", lazyDictionary(sorted)},
+      {"std::ref", valueOf(std::ref(sorted))},
+      {"a constant one", lazyDictionary(transparent)},
+      {"keys that are views", lazyDictionary(views)},
+      {"a hashed one", valueOf(std::cref(hashed))},
+      {"a temporary", lazyDictionary(std::map<std::string, int>{{"b", 2}, {"a", 1}})},
+      {"an owned one", lazyDictionary(std::make_shared<std::map<std::string, int>>(sorted))},
+      {"functions", lazyDictionary(numberOf, keys)},
+      {"functions of values", lazyDictionary(valueFor, keys)},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(read(row.dictionary, "a").intValue(), 1) << row.what;
+    EXPECT_TRUE(read(row.dictionary, "c").isAbsent()) << row.what;
+    EXPECT_TRUE(row.dictionary.isEqual(equal)) << row.what;
+    EXPECT_TRUE(equal.isEqual(row.dictionary)) << row.what;
+    EXPECT_TRUE(rows[0].dictionary.isEqual(row.dictionary)) << row.what;
+    EXPECT_EQ(row.dictionary.hash(), equal.hash()) << row.what;
+    EXPECT_EQ(row.dictionary.description(), equal.description()) << row.what;
+    EXPECT_STREQ(row.dictionary.className(), "NSDictionary") << row.what;
+    EXPECT_EQ(walked(row.dictionary).size(), 4U) << row.what;
+  }
+  EXPECT_EQ(read(rows[0].dictionary, "@count").intValue(), 2);
+  EXPECT_FALSE(rows[0].dictionary.isEqual(NSDictionary::dictionaryWithEntries({{"a", 1}})));
+  EXPECT_EQ(static_cast<const LazyDictionary*>(rows[0].dictionary.object())->keys().size(), 2U);
+}
+
+TEST(LazyDictionary, MayChangeWhileItIsWalked) {
+  std::map<std::string, int> sorted{{"a", 1}, {"b", 2}, {"c", 3}};
+  std::unordered_map<std::string, int> hashed{{"a", 1}, {"b", 2}, {"c", 3}};
+  const Value sortedValue = lazyDictionary(sorted);
+  const Value hashedValue = lazyDictionary(hashed);
+  const Ref<NSEnumerator> sortedWalk = sortedValue.object()->objectEnumerator();
+  const Ref<NSEnumerator> hashedWalk = hashedValue.object()->objectEnumerator();
+  EXPECT_EQ(sortedWalk->nextObject().intValue(), 1);
+  EXPECT_FALSE(hashedWalk->nextObject().isAbsent());
+  sorted.erase("a");
+  sorted.erase("b");
+  sorted["bb"] = 4;
+  hashed.clear();
+  EXPECT_EQ(sortedWalk->nextObject().intValue(), 4);
+  EXPECT_EQ(sortedWalk->nextObject().intValue(), 3);
+  sorted.clear();
+  EXPECT_TRUE(sortedWalk->nextObject().isAbsent());
+  EXPECT_TRUE(hashedWalk->nextObject().isAbsent());
+}
+
+TEST(LazyDictionary, RefersToItsObjects) {
+  std::map<std::string, Product> all{{"lamp", Product{.name = "Lamp", .stock = 3}}};
+  std::map<std::string, int> invalid{{"a\xff", 1}};
+  const Value value = lazyDictionary(all);
+  all["lamp"].stock = 4;
+  EXPECT_EQ(read(value, "lamp.stock").intValue(), 4);
+  EXPECT_EQ(hostObject<Product>(read(value, "lamp")), &all["lamp"]);
+  EXPECT_TRUE(raised([&] { (void)walked(lazyDictionary(invalid)); }).starts_with("NSInvalidArgumentException"));
+}
+
+// What can be read once.
+struct Readings {
+  std::istream_iterator<int> begin() const { return first; }
+  std::istream_iterator<int> end() const { return last; }
+
+  std::istream_iterator<int> first;
+  std::istream_iterator<int> last;
+};
+
+std::function<std::optional<int>()> countingTo(int last) {
+  return [last, next = 1]() mutable { return next <= last ? std::optional<int>(next++) : std::nullopt; };
+}
+
+TEST(LazySequence, IsReadOnceOrAgain) {
+  std::istringstream text("1 2 3");
+  Readings readings{{text}, {}};
+  std::list<int> listed{1, 2, 3};
+  const std::set<int> ordered{1, 2, 3};
+  struct Row {
+    const char* what;
+    Value sequence;
+    bool isRestartable;
+  };
+  const Row rows[] = {
+      {"a generator", lazySequence(countingTo(3)), false},
+      {"a maker of generators", lazySequence([] { return countingTo(3); }), true},
+      {"a stream", lazySequence(readings), false},
+      {"a list", lazySequence(listed), true},
+      {"std::cref of a set", valueOf(std::cref(ordered)), true},
+      {"a list that is moved in", lazySequence(std::list<int>{1, 2, 3}), true},
+  };
+  for (const Row& row : rows) {
+    EXPECT_EQ(walked(row.sequence), "1 2 3 ") << row.what;
+    EXPECT_EQ(walked(row.sequence), row.isRestartable ? "1 2 3 " : "") << row.what;
+    EXPECT_EQ(read(row.sequence, "@count").intValue(), row.isRestartable ? 3 : 0) << row.what;
+    EXPECT_EQ(read(row.sequence, "@sum").intValue(), row.isRestartable ? 6 : 0) << row.what;
+    EXPECT_EQ(walked(read(row.sequence, "stringValue")), row.isRestartable ? "1 2 3 " : "") << row.what;
+    EXPECT_TRUE(row.sequence.isEqual(row.sequence)) << row.what;
+    EXPECT_FALSE(row.sequence.isEqual(NSArray::arrayWithObjects({1, 2, 3}))) << row.what;
+    EXPECT_TRUE(row.sequence.description().starts_with("<LazySequence: 0x")) << row.what;
+    EXPECT_NE(raised([&] { row.sequence.share(); }), "") << row.what;
+  }
+}
+
+TEST(LazySequence, IsNotAskedAgainAfterItsEnd) {
+  int asked = 0;
+  const Value sequence = lazySequence([&asked] { return ++asked == 1 ? std::optional<int>(1) : std::nullopt; });
+  EXPECT_EQ(walked(sequence), "1 ");
+  EXPECT_EQ(walked(sequence), "");
+  EXPECT_EQ(asked, 2);
+}
+
+TEST(LazySequence, IsMadeWhileItIsRead) {
+  int made = 0;
+  const Value endless = lazySequence([&made] { return std::optional<int>(++made); });
+  const Ref<NSEnumerator> walk = endless.object()->objectEnumerator();
+  EXPECT_EQ(walk->nextObject().intValue(), 1);
+  EXPECT_EQ(walk->nextObject().intValue(), 2);
+  EXPECT_EQ(made, 2);
+}
+
+TEST(LazySequence, OwnsTheObjectsThatAreMadeForIt) {
+  int left = 2;
+  const Value made = lazySequence([&left]() -> std::optional<Product> {
+    if (left-- == 0) return {};
+    return Product{.name = "Lamp " + std::to_string(left)};
+  });
+  EXPECT_EQ(read(made, "name").description(), "(\n    \"Lamp 1\",\n    \"Lamp 0\"\n)");
+}
+
+}  // namespace
+
+}  // namespace tavlo::test
