@@ -16,10 +16,12 @@
 #include <new>
 #include <string>
 
+#include "Foundation/LazyCollections.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Source/ArgumentStorage.h"
 #include "Source/KorTemplateStringStream.h"
+#include "Tests/Foundation/HostShop.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace {
@@ -173,6 +175,40 @@ TEST(Allocations, OfAStringStreamAreThoseOfItsBuffer) {
   (void)allocationsOf(stage, *compiled, list);
   (void)allocationsOf(stage, *compiled, list);
   EXPECT_EQ(allocationsOf(stage, *compiled, list), 0u);
+}
+
+TEST(Allocations, AreNotMadeForWhatAHostsObjectsAnswer) {
+  struct Row {
+    const char* what;
+    const char* body;
+  };
+  const Row rows[] = {
+      {"a text", "<?= $p.name ?>"},
+      {"a view", "<?= $p.code ?>"},
+      {"an optional text", "<?= $p.note ?>"},
+      {"a double", "<?= $p.price ?>"},
+      {"an integer", "<?= $p.stock ?>"},
+      {"a boolean", "<? if ($p.isCheap) ?>cheap<? endif ?>"},
+      {"arithmetic", "<?= $p.stock * $p.price ?>"},
+      {"a key that is not known", "<?= $p.unknown ?>"},
+      {"a variable that keeps the element", "<? $kept = $p ?><?= $kept.name ?>"},
+  };
+  const auto productsOf = [](std::size_t count) {
+    return std::vector<Product>(count, Product{.name = "a name that is longer than any short text", .note = "note"});
+  };
+  const std::vector<Product> few = productsOf(10);
+  const std::vector<Product> many = productsOf(1010);
+  for (const Row& row : rows) {
+    const Stage stage;
+    const Ref<CountingStream> stream = makeRef<CountingStream>();
+    stage.environment->setOutputStream(stream);
+    const Ref<KorTemplate> compiled =
+        KorTemplate::compile("<? foreach ($p in $list) ?>" + std::string(row.body) + "<? endforeach ?>");
+    (void)allocationsOf(stage, *compiled, lazyList(many));
+    (void)allocationsOf(stage, *compiled, lazyList(few));
+    const std::uint64_t forFew = allocationsOf(stage, *compiled, lazyList(few));
+    EXPECT_EQ(allocationsOf(stage, *compiled, lazyList(many)), forFew) << row.what;
+  }
 }
 
 // Whether the body runs out of memory where the allocation behind the next `count` ones fails, and no other.
