@@ -133,15 +133,30 @@ void HostClassTable::complete() {
   }
   std::for_each(bases_.rbegin(), bases_.rend(),
                 [this](const Base& base) { inheritOperations(*base.table, base.asBase); });
+  static std::atomic<std::uint32_t> numbers{1};
+  firstNumber_ = numbers.fetch_add(static_cast<std::uint32_t>(entries_.size()), std::memory_order_relaxed);
   std::size_t size = 4;
   while (size < entries_.size() * 2) size *= 2;
-  slots_.assign(size, {});
-  mask_ = size - 1;
-  for (const Entry& entry : entries_) {
-    std::size_t at = entry.key->hash32() & mask_;
-    while (slots_[at].property != nullptr) at = (at + 1) & mask_;
-    slots_[at] = {entry.key->hash32(), entry.key.get(), entry.property.get()};
+  slots_.assign(size, kNowhere);
+  for (std::uint32_t index = 0; index < entries_.size(); ++index) {
+    std::size_t at = entries_[index].key->hash32() & (size - 1);
+    while (slots_[at] != kNowhere) at = (at + 1) & (size - 1);
+    slots_[at] = index;
   }
+}
+
+std::uint32_t HostClassTable::indexOf(const NSString& key) const noexcept {
+  const std::size_t mask = slots_.size() - 1;
+  for (std::size_t at = key.hash32() & mask;; at = (at + 1) & mask) {
+    if (slots_[at] == kNowhere || entries_[slots_[at]].key->hasSameText(key)) return slots_[at];
+  }
+}
+
+const HostProperty* HostClassTable::findAnew(const NSString& key, std::atomic<std::uint32_t>& number) const noexcept {
+  const std::uint32_t index = indexOf(key);
+  if (index == kNowhere) return nullptr;
+  number.store(firstNumber_ + index, std::memory_order_relaxed);
+  return entries_[index].property.get();
 }
 
 std::vector<Ref<NSString>> HostClassTable::keys() const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -80,12 +81,14 @@ class HostClassTable {
   const Operations& operations() const noexcept { return operations_; }
   // Null for a key that the class does not know.
   const HostProperty* find(const NSString& key) const noexcept {
-    const std::uint32_t hash = key.hash32();
-    for (std::size_t at = hash & mask_;; at = (at + 1) & mask_) {
-      const Slot& slot = slots_[at];
-      if (slot.property == nullptr) return nullptr;
-      if (slot.hash == hash && slot.key->hasSameText(key)) return slot.property;
-    }
+    const std::uint32_t index = indexOf(key);
+    return index == kNowhere ? nullptr : entries_[index].property.get();
+  }
+  // The same for who asks again and again: `number` is the property that was found last, of whichever class, and 0 at
+  // first. No two properties of all classes have one number.
+  const HostProperty* find(const NSString& key, std::atomic<std::uint32_t>& number) const noexcept {
+    const std::uint32_t known = number.load(std::memory_order_relaxed) - firstNumber_;
+    return known < entries_.size() ? entries_[known].property.get() : findAnew(key, number);
   }
   // The keys of all properties, the inherited ones first, each in the order of their description.
   std::vector<Ref<NSString>> keys() const;
@@ -101,16 +104,14 @@ class HostClassTable {
     std::shared_ptr<const HostProperty> property;
     bool isInherited;
   };
-  struct Slot {
-    std::uint32_t hash = 0;
-    const NSString* key = nullptr;
-    const HostProperty* property = nullptr;  // null for a free slot
-  };
+  static constexpr std::uint32_t kNowhere = UINT32_MAX;
   struct Base {
     const HostClassTable* table;
     Upcast asBase;
   };
 
+  std::uint32_t indexOf(const NSString& key) const noexcept;
+  const HostProperty* findAnew(const NSString& key, std::atomic<std::uint32_t>& number) const noexcept;
   Entry* entryFor(std::string_view key);
   void inheritProperty(const Entry& inherited, Upcast asBase);
   void inheritOperations(const HostClassTable& base, Upcast asBase);
@@ -122,8 +123,8 @@ class HostClassTable {
   std::string name_;
   bool canBeShared_ = false;
   std::vector<Entry> entries_;
-  std::vector<Slot> slots_{1};  // open addressing, a power of two with free ones among them
-  std::size_t mask_ = 0;
+  std::uint32_t firstNumber_ = 0;     // of the first property; the others follow
+  std::vector<std::uint32_t> slots_;  // open addressing over entries_, a power of two with free ones among them
   std::vector<Base> bases_;
   Operations operations_;
 };

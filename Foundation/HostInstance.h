@@ -47,9 +47,9 @@ class HostInstance : public NSObject {
   std::size_t hash() const override;
   std::optional<bool> isLessThan(const Value& other) const override;
   std::optional<bool> isGreaterThan(const Value& other) const override;
-  Value valueForKey(const NSString& key) const override;
-  bool findValueForKey(const NSString& key, Value& value) const override;
-  bool lendValueForKey(const NSString& key, LentValue& lent) const override;
+  Value valueForKey(const NSString& key) const final;
+  bool findValueForKey(const NSString& key, Value& value) const final;
+  bool lendValueForKey(const NSString& key, LentValue& lent) const final;
   Ref<NSEnumerator> objectEnumerator() const override;
   bool canBeShared() const override;
 

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "Foundation/HostInstance.h"
 #include "Foundation/LazyDictionary.h"
 #include "Foundation/LazyList.h"
 #include "Foundation/NSArray.h"
@@ -51,6 +52,13 @@ const std::vector<Value>* elementsOf(const Value& value) {
   if (object == nullptr) return nullptr;
   if (object->kind() == ObjectKind::Array) return &static_cast<const NSArray*>(object)->elements();
   return object->kind() == ObjectKind::Set ? &static_cast<const NSSet*>(object)->members() : nullptr;
+}
+
+// The object of a described class that the value is; null for every other value.
+const HostInstance* hostInstance(const Value& value) noexcept {
+  const NSObject* const object = value.object();
+  return object != nullptr && object->kind() == ObjectKind::HostObject ? static_cast<const HostInstance*>(object)
+                                                                       : nullptr;
 }
 
 // Whether collection operators read the value.
@@ -200,38 +208,68 @@ const Value* NSKeyPath::peekAnew(std::size_t index, const NSDictionary& dictiona
 }
 
 bool NSKeyPath::find(const Value& root, Value& result) const {
-  result = root;
-  for (std::size_t index = 0; index < count_ && !result.isAbsent();) {
-    const Value holder = std::move(result);
-    result = Value();
-    if (!step(index, holder, result)) return false;
+  Value holder = root;
+  for (std::size_t index = 0; index < count_ && !holder.isAbsent();) {
+    Value next;
+    if (!step(index, holder, next)) return false;
+    holder = std::move(next);
   }
+  result = std::move(holder);
   return true;
 }
 
-bool NSKeyPath::lend(const Value& root, Value& holder, LentValue& result) const {
-  holder = root;
+RawValue NSKeyPath::read(const Value& root) const {
+  const HostInstance* const instance = count_ == 1 ? hostInstance(root) : nullptr;
+  if (instance == nullptr) {
+    Value result;
+    return find(root, result) ? result.leak() : RawValue::nothing();
+  }
+  const HostProperty* const property = propertyOf(*instance, firstKey_);
+  return property != nullptr ? property->read(instance->object(), *instance) : RawValue::nothing();
+}
+
+bool NSKeyPath::lend(Value& holder, LentValue& result) const {
+  const HostInstance* const instance = count_ == 1 ? hostInstance(holder) : nullptr;
+  if (instance == nullptr) return lendFurther(holder, result);
+  const HostProperty* const property = propertyOf(*instance, firstKey_);
+  if (property != nullptr) property->lend(instance->object(), *instance, result);
+  return property != nullptr;
+}
+
+bool NSKeyPath::lendFurther(Value& holder, LentValue& result) const {
   for (std::size_t index = 0; index < count_ && !holder.isAbsent();) {
-    const bool isLast = index + 1 == count_;
-    if (isLast && holder.isObject() && holder.object()->kind() == ObjectKind::HostObject) {
-      return holder.object()->lendValueForKey(*keyAt(index).text, result);
+    const HostInstance* const instance = index + 1 == count_ ? hostInstance(holder) : nullptr;
+    if (instance != nullptr) {
+      const HostProperty* const property = propertyOf(*instance, keyAt(index));
+      if (property != nullptr) property->lend(instance->object(), *instance, result);
+      return property != nullptr;
     }
-    const Value outer = std::move(holder);
-    holder = Value();
-    if (!step(index, outer, holder)) return false;
+    Value next;
+    if (!step(index, holder, next)) return false;
+    holder = std::move(next);
   }
   result.set(std::move(holder));
   return true;
 }
 
+const HostProperty* NSKeyPath::propertyOf(const HostInstance& instance, const Key& key) const noexcept {
+  return instance.table().find(*key.text, key.lastNumber);
+}
+
 bool NSKeyPath::step(std::size_t& index, const Value& holder, Value& result) const {
-  const NSString& key = *keyAt(index).text;
-  if (key.view().starts_with('@') && isCollection(holder)) {
+  const Key& key = keyAt(index);
+  if (const HostInstance* const instance = hostInstance(holder)) {
+    ++index;
+    const HostProperty* const property = propertyOf(*instance, key);
+    if (property != nullptr) result = Value::adopt(property->read(instance->object(), *instance));
+    return property != nullptr;
+  }
+  if (key.text->view().starts_with('@') && isCollection(holder)) {
     const std::size_t at = std::exchange(index, count_);
     return applyOperator(at, holder, result);
   }
   ++index;
-  return findValueForKey(holder, key, result);
+  return findValueForKey(holder, *key.text, result);
 }
 
 NSKeyPath::Contribution NSKeyPath::contributionFrom(std::size_t index, const Value& element, Value& result) const {

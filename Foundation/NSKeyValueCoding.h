@@ -16,6 +16,9 @@
 
 namespace tavlo {
 
+class HostInstance;
+class HostProperty;
+
 // A dotted path of keys, cut once and followed often. Several threads may follow one path at once.
 class NSKeyPath {
  public:
@@ -32,8 +35,13 @@ class NSKeyPath {
   // property passes through. An absent value ends the path: the result is absent too.
   bool find(const Value& root, Value& result) const;
 
-  // The same for who writes the result at once: a text may be lent, for as long as `holder` lives.
-  bool lend(const Value& root, Value& holder, LentValue& result) const;
+  // The same, for the caller to adopt; nothing where a value on the way does not know its key. `root` must stay what it
+  // is meanwhile.
+  RawValue read(const Value& root) const;
+
+  // The same for who writes the result at once: `holder`, the root at first, becomes what the last key was asked of,
+  // and a text may be lent for as long as that lives.
+  bool lend(Value& holder, LentValue& result) const;
 
   // The same for a path through dictionaries alone: the value where it lives, good until something changes. Null where
   // the path leads elsewhere or to nothing, and `find` must decide.
@@ -42,7 +50,8 @@ class NSKeyPath {
  private:
   struct Key {
     Ref<NSString> text;
-    mutable std::atomic<std::uint32_t> lastSlot{0};  // of the last dictionary that had the key
+    mutable std::atomic<std::uint32_t> lastSlot{0};    // of the last dictionary that had the key
+    mutable std::atomic<std::uint32_t> lastNumber{0};  // of the last property of a host's class that had the key
   };
 
   // What an element of a collection contributes to an operator.
@@ -63,6 +72,8 @@ class NSKeyPath {
   // Goes on where a key is not in the place of its last hit.
   const Value* peekAnew(std::size_t index, const NSDictionary& dictionary) const noexcept;
   Contribution contributionFrom(std::size_t index, const Value& element, Value& result) const;
+  const HostProperty* propertyOf(const HostInstance& instance, const Key& key) const noexcept;
+  bool lendFurther(Value& holder, LentValue& result) const;
   // Goes on with one key from `holder`; `index` passes the end where the rest of the path belongs to an operator.
   bool step(std::size_t& index, const Value& holder, Value& result) const;
   bool applyOperator(std::size_t index, const Value& collection, Value& result) const;

@@ -65,9 +65,17 @@ RawValue KorTemplateVariableExpression::peekPath(const KorTemplateEnvironment& e
 }
 
 RawValue KorTemplateVariableExpression::evaluate(KorTemplateEnvironment& environment) {
-  const RawValue lent = peek(environment);
-  if (!lent.isNothing()) return Value::retaining(lent).leak();
-  return valueAtPath(*path_, *environment.findVariable(rootName_)).leak();
+  if (!hasKeyPath()) return Value::retaining(peek(environment)).leak();
+  const Value* const root = environment.findVariable(rootName_);
+  if (root == nullptr) return RawValue::null();
+  noteRoot(*root);
+  const Value* const found = path_->peek(root->peek());
+  return found != nullptr ? Value::retaining(found->peek()).leak() : valueAtPath(*path_, *root);
+}
+
+void KorTemplateVariableExpression::noteRoot(const Value& root) const noexcept {
+  const bool asksHost = root.isObject() && root.object()->kind() == ObjectKind::HostObject;
+  if (asksHost_.load(std::memory_order_relaxed) != asksHost) asksHost_.store(asksHost, std::memory_order_relaxed);
 }
 
 namespace {
@@ -86,19 +94,24 @@ bool leadsSomewhere(const Follow& follow) {
 }  // namespace
 
 // The root is taken by copy: a host's property may let go of the variable that holds it.
-Value KorTemplateVariableExpression::valueAtPath(const NSKeyPath& path, const Value& root) {
+RawValue KorTemplateVariableExpression::valueAtPath(const NSKeyPath& path, const Value& root) {
   const Value held = root;
-  Value result;
-  const bool isFound = leadsSomewhere([&] { return path.find(held, result) && !result.isAbsent(); });
-  return isFound ? result : Value::null();
+  RawValue result = RawValue::null();
+  const bool isFound = leadsSomewhere([&] {
+    result = path.read(held);
+    return !result.isNothing() && result.kind() != ValueKind::Absent;
+  });
+  return isFound ? result : RawValue::null();
 }
 
 void KorTemplateVariableExpression::lend(const KorTemplateEnvironment& environment, Value& holder,
                                          LentValue& lent) const {
   const Value* const root = environment.findVariable(rootName_);
-  const bool isFound = leadsSomewhere([&] {
-    return root != nullptr && path_->lend(Value(*root), holder, lent) && (lent.isText() || !lent.value().isAbsent());
-  });
+  if (root == nullptr) return lent.set(Value::null());
+  noteRoot(*root);
+  holder = *root;
+  const bool isFound =
+      leadsSomewhere([&] { return path_->lend(holder, lent) && (lent.isText() || !lent.value().isAbsent()); });
   if (!isFound) lent.set(Value::null());
 }
 
@@ -115,7 +128,7 @@ Value KorTemplateVariableExpression::variableWithKeyPathInObjectWithName(const N
   requireParameter(!name.isAbsent(), "name != nil");
   requireParameter(environment != nullptr, "environment != nil");
   const Value* root = environment->findVariable(name);
-  return root == nullptr ? Value::null() : valueAtPath(NSKeyPath(path.view()), *root);
+  return root == nullptr ? Value::null() : Value::adopt(valueAtPath(NSKeyPath(path.view()), *root));
 }
 
 Value KorTemplateVariableExpression::evaluateWithEnvironment(KorTemplateEnvironment* environment) {

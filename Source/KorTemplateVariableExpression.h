@@ -56,7 +56,8 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   // The value where it lives, lent until a variable changes or other code runs. Nothing where a key path leads through
   // more than dictionaries, and evaluate() must be asked.
   RawValue peek(const KorTemplateEnvironment& environment) const noexcept {
-    return path_ == nullptr ? peekNamed(variable_, environment) : peekPath(environment);
+    if (path_ == nullptr) return peekNamed(variable_, environment);
+    return asksHost_.load(std::memory_order_relaxed) ? RawValue::nothing() : peekPath(environment);
   }
 
  private:
@@ -65,12 +66,16 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
     return found == nullptr ? RawValue::null() : found->peek();
   }
   RawValue peekPath(const KorTemplateEnvironment& environment) const noexcept;
-  static Value valueAtPath(const NSKeyPath& path, const Value& root);
+  // Never absent; the caller adopts it.
+  static RawValue valueAtPath(const NSKeyPath& path, const Value& root);
+  void noteRoot(const Value& root) const noexcept;
   const Name& joinedVariable() const;
 
   mutable Name variable_;
   // Whether variable_ has been set. Few ask for the name of a variable with a key path, so that only then it is made.
   mutable std::atomic<bool> isNamed_{true};
+  // Whether the root was a host's object when the path was followed last: then nobody need try to peek.
+  mutable std::atomic<bool> asksHost_{false};
   Name rootName_;
   std::unique_ptr<NSKeyPath> path_;  // absent without a key path
 };
