@@ -59,7 +59,10 @@ class PropertyByGetter final : public HostProperty {
   // Whether there is a difference between an object and a constant one.
   static consteval bool hasTwoResults() {
     if constexpr (kReadsConstants && std::invocable<const Getter&, T&>) {
-      return !std::same_as<std::invoke_result_t<const Getter&, T&>, std::invoke_result_t<const Getter&, const T&>>;
+      using Result = std::invoke_result_t<const Getter&, T&>;
+      constexpr HostResultKind kKind = hostResultKind<Result>();
+      if (kKind == HostResultKind::Plain || kKind == HostResultKind::Text) return false;
+      return !std::same_as<Result, std::invoke_result_t<const Getter&, const T&>>;
     }
     return false;
   }

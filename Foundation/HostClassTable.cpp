@@ -134,7 +134,10 @@ void HostClassTable::complete() {
   std::for_each(bases_.rbegin(), bases_.rend(),
                 [this](const Base& base) { inheritOperations(*base.table, base.asBase); });
   static std::atomic<std::uint32_t> numbers{1};
-  firstNumber_ = numbers.fetch_add(static_cast<std::uint32_t>(entries_.size()), std::memory_order_relaxed);
+  count_ = static_cast<std::uint32_t>(entries_.size());
+  firstNumber_ = numbers.fetch_add(count_, std::memory_order_relaxed);
+  properties_ = std::make_unique<const HostProperty*[]>(count_);
+  for (std::uint32_t index = 0; index < count_; ++index) properties_[index] = entries_[index].property.get();
   std::size_t size = 4;
   while (size < entries_.size() * 2) size *= 2;
   slots_.assign(size, kNowhere);

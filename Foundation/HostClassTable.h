@@ -88,7 +88,7 @@ class HostClassTable {
   // first. No two properties of all classes have one number.
   const HostProperty* find(const NSString& key, std::atomic<std::uint32_t>& number) const noexcept {
     const std::uint32_t known = number.load(std::memory_order_relaxed) - firstNumber_;
-    return known < entries_.size() ? entries_[known].property.get() : findAnew(key, number);
+    return known < count_ ? properties_[known] : findAnew(key, number);
   }
   // The keys of all properties, the inherited ones first, each in the order of their description.
   std::vector<Ref<NSString>> keys() const;
@@ -123,7 +123,9 @@ class HostClassTable {
   std::string name_;
   bool canBeShared_ = false;
   std::vector<Entry> entries_;
-  std::uint32_t firstNumber_ = 0;     // of the first property; the others follow
+  std::uint32_t firstNumber_ = 0;  // of the first property; the others follow
+  std::uint32_t count_ = 0;
+  std::unique_ptr<const HostProperty*[]> properties_;  // those of entries_  NOLINT(*-avoid-c-arrays)
   std::vector<std::uint32_t> slots_;  // open addressing over entries_, a power of two with free ones among them
   std::vector<Base> bases_;
   Operations operations_;

@@ -218,14 +218,15 @@ bool NSKeyPath::find(const Value& root, Value& result) const {
   return true;
 }
 
-RawValue NSKeyPath::read(const Value& root) const {
-  const HostInstance* const instance = count_ == 1 ? hostInstance(root) : nullptr;
-  if (instance == nullptr) {
-    Value result;
-    return find(root, result) ? result.leak() : RawValue::nothing();
-  }
-  const HostProperty* const property = propertyOf(*instance, firstKey_);
-  return property != nullptr ? property->read(instance->object(), *instance) : RawValue::nothing();
+RawValue NSKeyPath::readProperty(const NSObject& hostObject) const {
+  const auto& instance = static_cast<const HostInstance&>(hostObject);
+  const HostProperty* const property = propertyOf(instance, firstKey_);
+  return property != nullptr ? property->read(instance.object(), instance) : RawValue::nothing();
+}
+
+RawValue NSKeyPath::readFurther(const Value& root) const {
+  Value result;
+  return find(root, result) ? result.leak() : RawValue::nothing();
 }
 
 bool NSKeyPath::lend(Value& holder, LentValue& result) const {

@@ -37,7 +37,11 @@ class NSKeyPath {
 
   // The same, for the caller to adopt; nothing where a value on the way does not know its key. `root` must stay what it
   // is meanwhile.
-  RawValue read(const Value& root) const;
+  RawValue read(const Value& root) const {
+    const NSObject* const object = count_ == 1 ? root.object() : nullptr;
+    const bool isHostObject = object != nullptr && object->kind() == ObjectKind::HostObject;
+    return isHostObject ? readProperty(*object) : readFurther(root);
+  }
 
   // The same for who writes the result at once: `holder`, the root at first, becomes what the last key was asked of,
   // and a text may be lent for as long as that lives.
@@ -73,6 +77,8 @@ class NSKeyPath {
   const Value* peekAnew(std::size_t index, const NSDictionary& dictionary) const noexcept;
   Contribution contributionFrom(std::size_t index, const Value& element, Value& result) const;
   const HostProperty* propertyOf(const HostInstance& instance, const Key& key) const noexcept;
+  RawValue readProperty(const NSObject& hostObject) const;
+  RawValue readFurther(const Value& root) const;
   bool lendFurther(Value& holder, LentValue& result) const;
   // Goes on with one key from `holder`; `index` passes the end where the rest of the path belongs to an operator.
   bool step(std::size_t& index, const Value& holder, Value& result) const;

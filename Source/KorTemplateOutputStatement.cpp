@@ -83,9 +83,11 @@ Completion KorTemplateOutputStatement::execute(KorTemplateEnvironment& environme
 
 void KorTemplateOutputStatement::executePath(const KorTemplateVariableExpression& path,
                                              KorTemplateEnvironment& environment) {
-  Value holder;
+  const Value* const root = path.rootOfPath(environment);
+  if (root == nullptr) return;
+  Value holder = *root;  // a host's property may let go of the variable that holds it
   LentValue lent;
-  path.lend(environment, holder, lent);
+  path.lend(holder, lent);
   if (lent.isText()) return environment.writeText(lent.text());
   if (!lent.value().isNull()) environment.writeOutput(lent.value().peek());
 }

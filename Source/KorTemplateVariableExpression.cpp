@@ -66,16 +66,11 @@ RawValue KorTemplateVariableExpression::peekPath(const KorTemplateEnvironment& e
 
 RawValue KorTemplateVariableExpression::evaluate(KorTemplateEnvironment& environment) {
   if (!hasKeyPath()) return Value::retaining(peek(environment)).leak();
-  const Value* const root = environment.findVariable(rootName_);
+  const Value* const root = rootOfPath(environment);
   if (root == nullptr) return RawValue::null();
-  noteRoot(*root);
+  if (isHostObject(*root)) return valueAtPath(*path_, *root);
   const Value* const found = path_->peek(root->peek());
   return found != nullptr ? Value::retaining(found->peek()).leak() : valueAtPath(*path_, *root);
-}
-
-void KorTemplateVariableExpression::noteRoot(const Value& root) const noexcept {
-  const bool asksHost = root.isObject() && root.object()->kind() == ObjectKind::HostObject;
-  if (asksHost_.load(std::memory_order_relaxed) != asksHost) asksHost_.store(asksHost, std::memory_order_relaxed);
 }
 
 namespace {
@@ -104,12 +99,7 @@ RawValue KorTemplateVariableExpression::valueAtPath(const NSKeyPath& path, const
   return isFound ? result : RawValue::null();
 }
 
-void KorTemplateVariableExpression::lend(const KorTemplateEnvironment& environment, Value& holder,
-                                         LentValue& lent) const {
-  const Value* const root = environment.findVariable(rootName_);
-  if (root == nullptr) return lent.set(Value::null());
-  noteRoot(*root);
-  holder = *root;
+void KorTemplateVariableExpression::lend(Value& holder, LentValue& lent) const {
   const bool isFound =
       leadsSomewhere([&] { return path_->lend(holder, lent) && (lent.isText() || !lent.value().isAbsent()); });
   if (!isFound) lent.set(Value::null());

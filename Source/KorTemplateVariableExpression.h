@@ -38,10 +38,6 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   Value variableWithKeyPathInObjectWithName(const Name& path, const Name& name,
                                             KorTemplateEnvironment* environment) const;
 
-  // The value of a variable with a key path for who writes it at once: a text may be lent, for as long as `holder`
-  // lives. Never absent.
-  void lend(const KorTemplateEnvironment& environment, Value& holder, LentValue& lent) const;
-
   // Never absent.
   Value evaluateWithEnvironment(KorTemplateEnvironment* environment) override;
   RawValue evaluate(KorTemplateEnvironment& environment) override;
@@ -60,6 +56,16 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
     return asksHost_.load(std::memory_order_relaxed) ? RawValue::nothing() : peekPath(environment);
   }
 
+  // The same in two steps for who writes the value of a key path at once: the value of its root, lent, or null where
+  // there is none; and what the path leads to from there, never absent. `holder`, the root at first, becomes what the
+  // last key was asked of, and a text may be lent for as long as that lives.
+  const Value* rootOfPath(const KorTemplateEnvironment& environment) const noexcept {
+    const Value* const root = environment.findVariable(rootName_);
+    if (root != nullptr) noteRoot(*root);
+    return root;
+  }
+  void lend(Value& holder, LentValue& lent) const;
+
  private:
   static RawValue peekNamed(const Name& name, const KorTemplateEnvironment& environment) noexcept {
     const Value* found = environment.findVariable(name);
@@ -68,7 +74,13 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   RawValue peekPath(const KorTemplateEnvironment& environment) const noexcept;
   // Never absent; the caller adopts it.
   static RawValue valueAtPath(const NSKeyPath& path, const Value& root);
-  void noteRoot(const Value& root) const noexcept;
+  static bool isHostObject(const Value& value) noexcept {
+    return value.isObject() && value.object()->kind() == ObjectKind::HostObject;
+  }
+  void noteRoot(const Value& root) const noexcept {
+    const bool asksHost = isHostObject(root);
+    if (asksHost_.load(std::memory_order_relaxed) != asksHost) asksHost_.store(asksHost, std::memory_order_relaxed);
+  }
   const Name& joinedVariable() const;
 
   mutable Name variable_;
