@@ -17,6 +17,7 @@
 #include "Foundation/LazyContainers.h"
 #include "Foundation/NSEnumerator.h"
 #include "Foundation/NSException.h"
+#include "Foundation/Selector.h"
 #include "Foundation/Utf8.h"
 #include "Foundation/Value.h"
 
@@ -142,6 +143,16 @@ class HostClass {
     if constexpr (kIsBase && Described<Base>) {
       table_.inherit(hostClassTable<Base>(), [](void* object) -> void* { return static_cast<Base*>(at(object)); });
     }
+    return *this;
+  }
+
+  // What an object does: a member function, or whatever is called with the object first. The selector has a colon for
+  // each argument, "priceInCurrency:discount:"; what the types of C++ are to a template, Foundation/TypeEncoding.h
+  // says. Raises `NSInvalidArgumentException` for another number of colons, and for a selector that the class has
+  // already.
+  template <class Function>
+  HostClass& method(const Selector& selector, Function function) {
+    table_.methods().template add<T>(selector, std::move(function));
     return *this;
   }
 

@@ -82,6 +82,7 @@ void HostClassTable::addProperty(std::string_view key, std::unique_ptr<HostPrope
 
 void HostClassTable::inherit(const HostClassTable& base, Upcast asBase) {
   bases_.push_back({&base, asBase});
+  methods_.inherit(base.methods_, asBase);
   std::vector<Entry> own = std::exchange(entries_, {});
   std::ranges::copy_if(own, std::back_inserter(entries_), &Entry::isInherited);
   for (const Entry& entry : base.entries_) inheritProperty(entry, asBase);

@@ -11,6 +11,7 @@
 #include <typeinfo>
 #include <vector>
 
+#include "Foundation/HostMethodTable.h"
 #include "Foundation/NSEnumerator.h"
 #include "Foundation/NSString.h"
 #include "Foundation/RawValue.h"
@@ -71,6 +72,7 @@ class HostClassTable {
   // All that the base says and this class does not say itself; of two bases the later one wins.
   void inherit(const HostClassTable& base, Upcast asBase);
   Operations& operations() noexcept { return operations_; }
+  HostMethodTable& methods() noexcept { return methods_; }
   // Ends the description.
   void complete();
 
@@ -79,6 +81,7 @@ class HostClassTable {
   const std::string& name() const noexcept { return name_; }
   bool canBeShared() const noexcept { return canBeShared_; }
   const Operations& operations() const noexcept { return operations_; }
+  const HostMethodTable& methods() const noexcept { return methods_; }
   // Null for a key that the class does not know.
   const HostProperty* find(const NSString& key) const noexcept {
     const std::uint32_t index = indexOf(key);
@@ -129,6 +132,7 @@ class HostClassTable {
   std::vector<std::uint32_t> slots_;  // open addressing over entries_, a power of two with free ones among them
   std::vector<Base> bases_;
   Operations operations_;
+  HostMethodTable methods_;
 };
 
 }  // namespace tavlo

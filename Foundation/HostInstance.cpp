@@ -1,5 +1,6 @@
 #include "Foundation/HostInstance.h"
 
+#include "Foundation/BoundMethod.h"
 #include "Foundation/Description.h"
 #include "Foundation/LentValue.h"
 #include "Foundation/NSException.h"
@@ -99,6 +100,11 @@ bool HostInstance::lendValueForKey(const NSString& key, LentValue& lent) const {
   if (property == nullptr) return false;
   property->lend(object_, *this, lent);
   return true;
+}
+
+BoundMethod HostInstance::methodForSelector(const Selector& selector) const {
+  if (isConstant_) return table_->methods().find(selector, static_cast<const void*>(object_));
+  return table_->methods().find(selector, object_);
 }
 
 Ref<NSEnumerator> HostInstance::objectEnumerator() const {

@@ -51,6 +51,7 @@ class HostInstance : public NSObject {
   bool findValueForKey(const NSString& key, Value& value) const final;
   bool lendValueForKey(const NSString& key, LentValue& lent) const final;
   Ref<NSEnumerator> objectEnumerator() const override;
+  BoundMethod methodForSelector(const Selector& selector) const override;
   bool canBeShared() const override;
 
  protected:

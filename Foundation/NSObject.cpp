@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Foundation/Description.h"
+#include "Foundation/HostMethod.h"
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/LentValue.h"
 #include "Foundation/NSEnumerator.h"
@@ -112,6 +113,19 @@ bool NSObject::lendValueForKey(const NSString& key, LentValue& lent) const {
 
 Ref<NSEnumerator> NSObject::objectEnumerator() const {
   return {};
+}
+
+BoundMethod NSObject::methodForSelector(const Selector& /*selector*/) const {
+  return {};
+}
+
+Ref<NSMethodSignature> NSObject::methodSignatureForSelector(const Selector& selector) const {
+  const BoundMethod found = methodForSelector(selector);
+  return found.method == nullptr ? Ref<NSMethodSignature>() : found.method->signature();
+}
+
+bool NSObject::respondsToSelector(const Selector& selector) const {
+  return methodForSelector(selector).method != nullptr;
 }
 
 }  // namespace tavlo

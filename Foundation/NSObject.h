@@ -11,8 +11,11 @@ namespace tavlo {
 class Description;
 class LentValue;
 class NSEnumerator;
+class NSMethodSignature;
 class NSString;
+class Selector;
 class Value;
+struct BoundMethod;
 template <class T>
 class Ref;
 
@@ -79,6 +82,16 @@ class NSObject {
 
   // A walk over what the object holds; absent when it cannot be enumerated.
   virtual Ref<NSEnumerator> objectEnumerator() const;
+
+  // The method behind the selector, for calls that are put together at run time; none by default. A class with methods
+  // answers from its table, see Foundation/HostMethodTable.h.
+  virtual BoundMethod methodForSelector(const Selector& selector) const;
+
+  // The types of that method; absent where there is none.
+  virtual Ref<NSMethodSignature> methodSignatureForSelector(const Selector& selector) const;
+
+  // Whether there is such a method.
+  virtual bool respondsToSelector(const Selector& selector) const;
 
   ObjectKind kind() const noexcept { return kind_; }
 

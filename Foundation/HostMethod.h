@@ -1,0 +1,271 @@
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+
+#include "Foundation/BoundMethod.h"
+#include "Foundation/NSInvocation.h"
+#include "Foundation/NSMethodSignature.h"
+#include "Foundation/NSString.h"
+#include "Foundation/Ref.h"
+#include "Foundation/Selector.h"
+#include "Foundation/TypeEncoding.h"
+#include "Foundation/Value.h"
+
+namespace tavlo {
+
+// Raises `NSInvalidArgumentException` for an object of another class than the one that the method takes.
+[[noreturn]] void raiseUnsuitableObject(const NSInvocation& invocation, std::int32_t index, std::string_view expected);
+
+// One parameter of a method during a call: read out of the invocation's buffer, and kept for as long as the method
+// runs. This one is for structures and whatever else passes through as it is.
+template <class P>
+class HostParameter {
+ public:
+  using Held = std::remove_cvref_t<P>;
+  static_assert(std::default_initializable<Held>,
+                "A parameter without a conversion from values reaches the method empty: its type must allow that");
+
+  HostParameter(NSInvocation& invocation, std::int32_t index)
+      : held_(NSInvocation::read<Held>(invocation.slotAtIndex(index))) {}
+  P pass() { return std::forward<P>(held_); }
+
+ private:
+  Held held_;
+};
+
+// An object of a known class, by an owning reference: absent for null.
+template <class P>
+requires kIsRef<std::remove_cvref_t<P>>
+class HostParameter<P> {
+ public:
+  using Held = std::remove_cvref_t<P>;
+
+  HostParameter(NSInvocation& invocation, std::int32_t index) {
+    const Value& value = invocation.slotAtIndex(index).object;
+    held_ = value.ref<ReferredClass<Held>>();
+    const bool isSuitable = held_ != nullptr || value.isAbsent() || value.isNull();
+    if (!isSuitable) raiseUnsuitableObject(invocation, index, typeName<ReferredClass<Held>>());
+  }
+  P pass() { return std::forward<P>(held_); }
+
+ private:
+  Held held_;
+};
+
+// The same by a pointer, which is null for null, or by a reference of the language, which takes no null.
+template <class P>
+requires ObjectClass<std::remove_pointer_t<std::remove_cvref_t<P>>>
+class HostParameter<P> {
+ public:
+  using Class = std::remove_cv_t<std::remove_pointer_t<std::remove_cvref_t<P>>>;
+  static constexpr bool kIsPointer = std::is_pointer_v<std::remove_cvref_t<P>>;
+
+  HostParameter(NSInvocation& invocation, std::int32_t index)
+      : reference_(invocation, index), pointer_(reference_.pass().get()) {
+    if (!kIsPointer && pointer_ == nullptr) raiseUnsuitableObject(invocation, index, typeName<Class>());
+  }
+  P pass() {
+    if constexpr (kIsPointer) {
+      return static_cast<P>(pointer_);
+    } else {
+      return static_cast<P>(*pointer_);
+    }
+  }
+
+ private:
+  HostParameter<const Ref<Class>&> reference_;
+  std::remove_cv_t<Class>* pointer_;
+};
+
+// A text: empty for null.
+template <EncodedText P>
+class HostParameter<P> {
+ public:
+  HostParameter(NSInvocation& invocation, std::int32_t index) : string_(invocation, index) {
+    const Ref<NSString>& string = string_.pass();
+    if (string != nullptr) held_ = std::remove_cvref_t<P>(string->view());
+  }
+  P pass() { return std::forward<P>(held_); }
+
+ private:
+  HostParameter<const Ref<NSString>&> string_;
+  std::remove_cvref_t<P> held_;
+};
+
+// What values convert to. Its object may refer into the value, which is kept too.
+template <ConvertedArgument P>
+class HostParameter<P> {
+ public:
+  using Conversion = ValueConversion<std::remove_cvref_t<P>>;
+
+  HostParameter(NSInvocation& invocation, std::int32_t index)
+      : value_(invocation.slotAtIndex(index).object), held_(Conversion::fromValue(value_)) {
+    if (!held_.has_value()) raiseUnsuitableObject(invocation, index, expectedName());
+  }
+  P pass() { return static_cast<P>(*std::move(held_)); }
+
+ private:
+  static std::string_view expectedName() {
+    if constexpr (requires { Conversion::kExpected; }) {
+      return Conversion::kExpected;
+    } else {
+      return typeName<std::remove_pointer_t<std::remove_cvref_t<P>>>();
+    }
+  }
+
+  Value value_;
+  decltype(Conversion::fromValue(std::declval<const Value&>())) held_;
+};
+
+// What a callable takes behind the object that it is called with, and what it answers.
+template <class Result, class... Parameters>
+struct MethodTypes {
+  static constexpr std::size_t kCount = sizeof...(Parameters);
+
+  static Ref<NSMethodSignature> signature() { return NSMethodSignature::signatureOf<Result, Parameters...>(); }
+
+  // Whether it can be called with such an object.
+  template <class Function, class Object>
+  static constexpr bool kTakes = std::is_invocable_v<Function&, Object&, Parameters...>;
+
+  // Calls it with the arguments of the invocation, which are all read before, and keeps its result there afterwards: so
+  // it may itself use the same invocation.
+  template <class Function, class Object>
+  static void call(Function& function, Object& object, NSInvocation& invocation) {
+    call(function, object, invocation, std::index_sequence_for<Parameters...>());
+  }
+
+ private:
+  template <class Function, class Object, std::size_t... positions>
+  static void call(Function& function, Object& object, NSInvocation& invocation,
+                   std::index_sequence<positions...> /*all*/) {
+    constexpr std::size_t kFirst = NSMethodSignature::kHiddenArguments;
+    [[maybe_unused]] std::tuple<HostParameter<Parameters>...> arguments{
+        HostParameter<Parameters>(invocation, static_cast<std::int32_t>(positions + kFirst))...};
+    if constexpr (std::is_void_v<Result>) {
+      std::invoke(function, object, std::get<positions>(arguments).pass()...);
+      invocation.resultSlot() = {};
+    } else {
+      NSInvocation::store<Result>(invocation.resultSlot(),
+                                  std::invoke(function, object, std::get<positions>(arguments).pass()...));
+    }
+  }
+};
+
+// The types of everything that can be a method: member functions, functions and function objects that take the object
+// first, and data members, which take nothing. None for a function object with several calls, or a template for one.
+template <class Function>
+struct MethodTypesOf;
+
+template <class Types>
+struct WithoutObject;
+template <class R, class First, class... P>
+struct WithoutObject<MethodTypes<R, First, P...>> {
+  using Types = MethodTypes<R, P...>;
+};
+
+template <class Function>
+requires requires {
+  typename WithoutObject<typename MethodTypesOf<decltype(&Function::operator())>::Types>::Types;
+}
+struct MethodTypesOf<Function> : WithoutObject<typename MethodTypesOf<decltype(&Function::operator())>::Types> {};
+
+template <class R, class First, class... P>
+struct MethodTypesOf<R (*)(First, P...)> {
+  using Types = MethodTypes<R, P...>;
+};
+template <class R, class First, class... P>
+struct MethodTypesOf<R (*)(First, P...) noexcept> : MethodTypesOf<R (*)(First, P...)> {};
+
+template <class Class, class Member>
+requires std::is_object_v<Member>
+struct MethodTypesOf<Member Class::*> {
+  using Types = MethodTypes<const Member&>;
+};
+template <class Class, class R, class... P>
+struct MethodTypesOf<R (Class::*)(P...)> {
+  using Types = MethodTypes<R, P...>;
+};
+template <class Class, class R, class... P>
+struct MethodTypesOf<R (Class::*)(P...) noexcept> : MethodTypesOf<R (Class::*)(P...)> {};
+template <class Class, class R, class... P>
+struct MethodTypesOf<R (Class::*)(P...) const> : MethodTypesOf<R (Class::*)(P...)> {};
+template <class Class, class R, class... P>
+struct MethodTypesOf<R (Class::*)(P...) const noexcept> : MethodTypesOf<R (Class::*)(P...)> {};
+template <class Class, class R, class... P>
+struct MethodTypesOf<R (Class::*)(P...)&> : MethodTypesOf<R (Class::*)(P...)> {};
+template <class Class, class R, class... P>
+struct MethodTypesOf<R (Class::*)(P...)& noexcept> : MethodTypesOf<R (Class::*)(P...)> {};
+template <class Class, class R, class... P>
+struct MethodTypesOf<R (Class::*)(P...) const&> : MethodTypesOf<R (Class::*)(P...)> {};
+template <class Class, class R, class... P>
+struct MethodTypesOf<R (Class::*)(P...) const& noexcept> : MethodTypesOf<R (Class::*)(P...)> {};
+
+template <class Function>
+concept MethodFunction = requires {
+  typename MethodTypesOf<Function>::Types;
+};
+
+// The implementation behind a selector: the types of the method, and the code that is called with an object of the
+// class and takes its arguments from an invocation, where it leaves its result.
+class HostMethod {
+ public:
+  using Code = std::function<void(void* object, NSInvocation& invocation)>;
+
+  // Code made by hand, for a signature with any encodings; see NSInvocation for what it reads and stores. `isConstant`
+  // says that it changes nothing in the object. Raises `NSInvalidArgumentException` for an absent signature and for no
+  // code.
+  HostMethod(const Ref<NSMethodSignature>& signature, Code code, bool isConstant = false);
+
+  // The method of an object of class T that a member function, a data member, or a callable that takes the object first
+  // makes up.
+  template <class T, class Function>
+  static HostMethod of(Function function) {
+    static_assert(MethodFunction<Function>,
+                  "A method is a member function, or a callable with one call operator that takes the object first");
+    if constexpr (MethodFunction<Function>) {
+      using Types = typename MethodTypesOf<Function>::Types;
+      constexpr bool kIsConstant = Types::template kTakes<Function, const T>;
+      static_assert(kIsConstant || Types::template kTakes<Function, T>, "The method is not one of this class");
+      return HostMethod(Types::signature(), codeOf<T, Types>(std::move(function)), kIsConstant);
+    }
+  }
+
+  const Ref<NSMethodSignature>& signature() const noexcept { return signature_; }
+  // Whether it can be called with an object that is constant.
+  bool isConstant() const noexcept { return isConstant_; }
+
+  // The same code with other encodings. Raises `NSInvalidArgumentException` for another number of arguments.
+  HostMethod withSignature(const Ref<NSMethodSignature>& signature) const;
+
+  void call(void* object, NSInvocation& invocation) const { code_(object, invocation); }
+
+ private:
+  template <class T, class Types, class Function>
+  static Code codeOf(Function function) {
+    if constexpr (std::copy_constructible<Function>) {
+      return [function = std::move(function)](void* object, NSInvocation& invocation) mutable {
+        Types::call(function, *static_cast<T*>(object), invocation);
+      };
+    } else {
+      return [function = std::make_shared<Function>(std::move(function))](void* object, NSInvocation& invocation) {
+        Types::call(*function, *static_cast<T*>(object), invocation);
+      };
+    }
+  }
+
+  Ref<NSMethodSignature> signature_;
+  Code code_;
+  bool isConstant_;
+};
+
+}  // namespace tavlo
