@@ -16,10 +16,12 @@
 #include <new>
 #include <string>
 
+#include "Foundation/HostMethodTable.h"
 #include "Foundation/LazyCollections.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Source/ArgumentStorage.h"
+#include "Source/KorTemplateExternalFunction.h"
 #include "Source/KorTemplateStringStream.h"
 #include "Tests/Foundation/HostShop.h"
 #include "Tests/Source/HostClasses.h"
@@ -162,6 +164,43 @@ TEST(Allocations, AreNotMadeByAWarmExecution) {
   for (int time = 0; time < 3; ++time) (void)allocationsOf(stage, *compiled, list);
   EXPECT_EQ(allocationsOf(stage, *compiled, list), 0u);
   EXPECT_EQ(stream->writes, 4u * 15);
+}
+
+// An object with methods that allocate nothing themselves.
+class Calculator final : public NSObject {
+ public:
+  double add(int left, double right) const { return left + right; }
+  Value pick(const Value& first, const Value& /*second*/) const { return first; }
+  std::size_t length(std::string_view text) const { return text.size(); }
+  const char* className() const override { return "Calculator"; }
+  BoundMethod methodForSelector(const Selector& selector) const override {
+    static const HostMethodTable methods = HostMethodTable()
+                                               .add<Calculator>("add:to:", &Calculator::add)
+                                               .add<Calculator>("pick:of:", &Calculator::pick)
+                                               .add<Calculator>("length:", &Calculator::length);
+    return methods.find(selector, *this);
+  }
+};
+
+TEST(Allocations, AreNotMadeByCallsOfABoundMethod) {
+  const Stage stage;
+  const Ref<CountingStream> stream = makeRef<CountingStream>();
+  stage.environment->setOutputStream(stream);
+  const Ref<Calculator> calculator = makeRef<Calculator>();
+  const auto bind = [&](const Name& name, const Selector& selector) {
+    stage.environment->setFunctionForName(KorTemplateExternalFunction::functionWithSelectorTarget(selector, calculator),
+                                          name);
+  };
+  bind("add", "add:to:");
+  bind("pick", "pick:of:");
+  bind("length", "length:");
+  const Value list = listOf(10);
+  const Ref<KorTemplate> compiled = KorTemplate::compile(
+      "<? foreach ($e in $list) ?><?= add($e.n, 2.5) ?><?= pick($e.name, $e) ?><?= length($e.name) ?>"
+      "<? endforeach ?>");
+  (void)allocationsOf(stage, *compiled, list);
+  EXPECT_EQ(allocationsOf(stage, *compiled, list), 0u);
+  EXPECT_EQ(stream->bytes, 2u * ((8 * 3 + 2 * 4) + 10 * 3 + 10));
 }
 
 TEST(Allocations, OfAStringStreamAreThoseOfItsBuffer) {

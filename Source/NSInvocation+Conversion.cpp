@@ -1,0 +1,140 @@
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <type_traits>
+
+#include "Foundation/NSException.h"
+#include "Foundation/NSNumber.h"
+#include "Foundation/TypeEncoding.h"
+#include "Source/NSInvocation+Conversion.h"
+
+namespace tavlo {
+
+namespace {
+
+// The integer type of fixed size that has the values of T.
+template <std::integral T,
+          class Signed =
+              std::conditional_t<sizeof(T) == 1, std::int8_t,
+                                 std::conditional_t<sizeof(T) == 2, std::int16_t,
+                                                    std::conditional_t<sizeof(T) == 4, std::int32_t, std::int64_t>>>>
+using FixedInteger = std::conditional_t<std::is_signed_v<T>, Signed, std::make_unsigned_t<Signed>>;
+
+// The number's value in the type, as the bits that an argument buffer holds.
+template <class T>
+std::uint64_t bitsFor(RawValue number) {
+  if constexpr (std::integral<T>) {
+    const bool isReal = number.kind() == ValueKind::Double || number.kind() == ValueKind::Float;
+    if (!isReal) return number.payload.unsignedInteger;  // the method takes the low ones
+    return bitsOfNumber(static_cast<T>(numberAsInteger<FixedInteger<T>>(number)));
+  } else if (number.kind() == ValueKind::Signed) {  // rounded once
+    return bitsOfNumber(static_cast<T>(number.payload.signedInteger));
+  } else if (number.kind() == ValueKind::Unsigned) {
+    return bitsOfNumber(static_cast<T>(number.payload.unsignedInteger));
+  } else {
+    return bitsOfNumber(static_cast<T>(numberAsDouble(number)));
+  }
+}
+
+template <class T>
+Value numberFor(std::uint64_t bits) {
+  return numberOfBits<T>(bits);
+}
+
+// One type of numbers: how messages name it, and its way into a buffer and out of it.
+struct NumberRow {
+  char encoding;
+  const char* typeName;
+  std::uint64_t (*bits)(RawValue number);
+  Value (*number)(std::uint64_t bits);
+};
+
+template <class T>
+constexpr NumberRow rowOf(const char* typeName) {
+  return {numberEncoding<T>(), typeName, bitsFor<T>, numberFor<T>};
+}
+
+constexpr NumberRow kNumberRows[] = {
+    rowOf<signed char>("char"),
+    rowOf<unsigned char>("unsigned char"),
+    rowOf<short>("short"),
+    rowOf<unsigned short>("unsigned short"),
+    rowOf<int>("int"),
+    rowOf<unsigned>("unsigned int"),
+    rowOf<long>("long"),
+    rowOf<unsigned long>("unsigned long"),
+    rowOf<long long>("long long"),
+    rowOf<unsigned long long>("unsigned long long"),
+    rowOf<float>("float"),
+    rowOf<double>("double"),
+};
+
+// The rows by their encodings, null for every other character.
+constexpr auto kRowsByEncoding = [] {
+  std::array<const NumberRow*, 256> rows{};
+  for (const NumberRow& row : kNumberRows) rows[static_cast<unsigned char>(row.encoding)] = &row;
+  return rows;
+}();
+
+const NumberRow* findRow(char encoding) {
+  return kRowsByEncoding[static_cast<unsigned char>(encoding)];
+}
+
+const NumberRow& rowFor(char type) {
+  const NumberRow* const row = findRow(type);
+  if (row == nullptr) {
+    NSException::raise(NSInvalidArgumentException, "\"%s\" is no encoding of numbers", std::string_view(&type, 1));
+  }
+  return *row;
+}
+
+void setNumber(NSInvocation& invocation, const Value& object, std::int32_t index, const NumberRow& row) {
+  const bool isNumber = object.isNumber();
+  if (!isNumber && !object.isAbsent()) {
+    NSException::raise(NSGenericException, "Incorrect type for %s argument at index %d of %@. NSNumber expected.",
+                       row.typeName, index, NSStringFromSelector(invocation.selector()));
+  }
+  invocation.slotAtIndex(index).bits = row.bits(isNumber ? object.peek() : RawValue::integer(0));
+}
+
+}  // namespace
+
+void setObjectForArgumentAtIndex(NSInvocation& invocation, const Value& object, std::int32_t index) {
+  requireParameter(index >= 2, "index >= 2");
+  const char encoding = invocation.methodSignature()->argumentCodeAtIndex(index);
+  if (encoding == '\0') return;
+  if (encoding == '@') {
+    invocation.slotAtIndex(index).object = object;
+  } else if (const NumberRow* const row = findRow(encoding)) {
+    setNumber(invocation, object, index, *row);
+  } else {
+    NSException::raise(NSInvalidArgumentException, "%@: unsupported argument type: %@ at index %d",
+                       NSStringFromSelector(invocation.selector()), NSStringFromClass(ClassReference(object)), index);
+  }
+}
+
+Value returnValueAsObject(const NSInvocation& invocation) {
+  const char encoding = invocation.methodSignature()->returnCode();
+  if (encoding == '\0' || encoding == 'v') return Value::null();
+  if (encoding == '@') return invocation.resultSlot().object;
+  const NumberRow* const row = findRow(encoding);
+  if (row == nullptr) {
+    NSException::raise(NSInvalidArgumentException, "%@: unsupported return type",
+                       NSStringFromSelector(invocation.selector()));
+  }
+  return row->number(invocation.resultSlot().bits);
+}
+
+void setObjectForNumberArgumentAtIndex(NSInvocation& invocation, const Value& object, std::int32_t index, char type) {
+  const NumberRow& row = rowFor(type);
+  invocation.requireArgumentType(std::string_view(&type, 1), index);
+  setNumber(invocation, object, index, row);
+}
+
+Value returnValueAsNumber(const NSInvocation& invocation, char type) {
+  const NumberRow& row = rowFor(type);
+  invocation.requireReturnType(std::string_view(&type, 1));
+  return row.number(invocation.resultSlot().bits);
+}
+
+}  // namespace tavlo
