@@ -145,18 +145,18 @@ struct MethodTypes {
   }
 
  private:
-  template <class Function, class Object, std::size_t... positions>
+  template <class Function, class Object, std::size_t... Positions>
   static void call(Function& function, Object& object, NSInvocation& invocation,
-                   std::index_sequence<positions...> /*all*/) {
+                   std::index_sequence<Positions...> /*all*/) {
     constexpr std::size_t kFirst = NSMethodSignature::kHiddenArguments;
     [[maybe_unused]] std::tuple<HostParameter<Parameters>...> arguments{
-        HostParameter<Parameters>(invocation, static_cast<std::int32_t>(positions + kFirst))...};
+        HostParameter<Parameters>(invocation, static_cast<std::int32_t>(Positions + kFirst))...};
     if constexpr (std::is_void_v<Result>) {
-      std::invoke(function, object, std::get<positions>(arguments).pass()...);
+      std::invoke(function, object, std::get<Positions>(arguments).pass()...);
       invocation.resultSlot() = {};
     } else {
       NSInvocation::store<Result>(invocation.resultSlot(),
-                                  std::invoke(function, object, std::get<positions>(arguments).pass()...));
+                                  std::invoke(function, object, std::get<Positions>(arguments).pass()...));
     }
   }
 };

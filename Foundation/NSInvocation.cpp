@@ -68,6 +68,10 @@ void requireSameKind(std::string_view given, std::string_view expected) {
 NSInvocation::NSInvocation(const Ref<NSMethodSignature>& signature) : signature_(signature) {
   if (signature == nullptr) NSException::raise(NSInvalidArgumentException, "An invocation needs a method signature");
   arguments_.resize(signature->numberOfArguments());
+  hasObjects_ = signature->returnCode() == '@';
+  for (std::size_t index = NSMethodSignature::kHiddenArguments; index < arguments_.size(); ++index) {
+    if (signature->argumentCodeAtIndex(static_cast<std::int32_t>(index)) == '@') hasObjects_ = true;
+  }
 }
 
 void NSInvocation::setSelector(const Selector& value) {
@@ -96,7 +100,7 @@ void NSInvocation::invoke() {
   method_.method->call(method_.self, *this);
 }
 
-void NSInvocation::releaseObjects() noexcept {
+void NSInvocation::clearObjects() noexcept {
   for (ArgumentSlot& slot : arguments_) slot.object.clear();
   result_.object.clear();
 }

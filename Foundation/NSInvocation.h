@@ -120,7 +120,9 @@ class NSInvocation final : public NSObject {
   }
 
   // Lets go of the objects in the buffer, the result's too: absent from here on.
-  void releaseObjects() noexcept;
+  void releaseObjects() noexcept {
+    if (hasObjects_) clearObjects();
+  }
 
   // Raises `NSInvalidArgumentException` unless a value of that encoding can be stored at the position, or be the
   // result.
@@ -189,12 +191,14 @@ class NSInvocation final : public NSObject {
     return static_cast<std::size_t>(index);
   }
   void findMethod();
+  void clearObjects() noexcept;
 
   Ref<NSMethodSignature> signature_;
   Selector selector_;
   NSObject* target_ = nullptr;  // the host's, unless ownedTarget_ is the same
   Ref<NSObject> ownedTarget_;
   bool retainsTarget_ = false;
+  bool hasObjects_ = false;              // the signature has some
   BoundMethod method_;                   // found at the first call of this target and selector
   std::vector<ArgumentSlot> arguments_;  // by position; the two hidden ones stay empty
   ArgumentSlot result_;

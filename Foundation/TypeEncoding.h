@@ -121,43 +121,60 @@ concept ConvertedResult = PlainClass<T> && ConvertibleToValue<ConvertedForm<T>>;
 // Whether a type is encoded for what goes into a method or for what comes out of it.
 enum class TypeUse : bool { Argument, Result };
 
-template <class T, TypeUse use>
-concept EncodedAsObject = EncodedObject<T> || EncodedText<T> ||(use == TypeUse::Argument && ConvertedArgument<T>) ||
-                          (use == TypeUse::Result && ConvertedResult<T>);
+template <class T, TypeUse Use>
+concept EncodedAsObject = EncodedObject<T> || EncodedText<T> ||(Use == TypeUse::Argument && ConvertedArgument<T>) ||
+                          (Use == TypeUse::Result && ConvertedResult<T>);
 
 template <class T>
 std::string pointerEncoding(std::string_view mark);
 
+// The encodings of pointers, the two of characters among them.
+template <class T>
+std::string encodingOfPointer() {
+  using Pointee = std::remove_pointer_t<T>;
+  if constexpr (CharacterPointer<T>) {
+    return std::is_const_v<Pointee> ? "r*" : "*";
+  } else {
+    return pointerEncoding<std::remove_cv_t<Pointee>>(std::is_const_v<Pointee> ? "r" : "");
+  }
+}
+
+// The encodings of what is neither an object nor a number nor a pointer.
+template <class T>
+std::string encodingOfOther() {
+  if constexpr (std::is_void_v<T>) {
+    return "v";
+  } else if constexpr (std::same_as<T, Selector>) {
+    return ":";
+  } else if constexpr (std::same_as<T, ClassReference>) {
+    return "#";
+  } else if constexpr (std::is_union_v<T>) {
+    return "(" + std::string(typeName<T>()) + "=...)";
+  } else if constexpr (std::is_class_v<T>) {
+    return "{" + std::string(typeName<T>()) + "=...}";
+  } else {
+    return std::same_as<T, long double> ? "D" : "?";
+  }
+}
+
 // The encoding of a type of C++: one character for numbers, objects, selectors, classes, nothing and `char*`; more for
 // everything else. A class with a conversion to or from values is an object; every other class is a structure, which
 // carries no value between a template and a method.
-template <class T, TypeUse use = TypeUse::Argument>
+template <class T, TypeUse Use = TypeUse::Argument>
 std::string typeEncoding() {
   using Plain = std::remove_cvref_t<T>;
-  constexpr bool kIsChanged = std::is_lvalue_reference_v<T> && !std::is_const_v<std::remove_reference_t<T>>;
-  if constexpr (EncodedAsObject<T, use>) {
+  constexpr bool kIsChanged =
+      Use == TypeUse::Argument && std::is_lvalue_reference_v<T> && !std::is_const_v<std::remove_reference_t<T>>;
+  if constexpr (EncodedAsObject<T, Use>) {
     return "@";
-  } else if constexpr (std::is_void_v<T>) {
-    return "v";
-  } else if constexpr (std::same_as<Plain, Selector>) {
-    return ":";
-  } else if constexpr (std::same_as<Plain, ClassReference>) {
-    return "#";
-  } else if constexpr (kIsChanged && use == TypeUse::Argument) {
+  } else if constexpr (kIsChanged) {
     return pointerEncoding<Plain>("");
   } else if constexpr (EncodedNumber<Plain>) {
     return std::string(1, numberEncoding<Plain>());
-  } else if constexpr (CharacterPointer<Plain>) {
-    return std::same_as<Plain, const char*> ? "r*" : "*";
   } else if constexpr (std::is_pointer_v<Plain>) {
-    using Pointee = std::remove_pointer_t<Plain>;
-    return pointerEncoding<std::remove_cv_t<Pointee>>(std::is_const_v<Pointee> ? "r" : "");
-  } else if constexpr (std::is_union_v<Plain>) {
-    return "(" + std::string(typeName<Plain>()) + "=...)";
-  } else if constexpr (std::is_class_v<Plain>) {
-    return "{" + std::string(typeName<Plain>()) + "=...}";
+    return encodingOfPointer<Plain>();
   } else {
-    return std::same_as<Plain, long double> ? "D" : "?";
+    return encodingOfOther<Plain>();
   }
 }
 

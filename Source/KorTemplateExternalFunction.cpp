@@ -19,12 +19,15 @@ class RunningInvocation {
   NSInvocation& invocation_;
 };
 
+[[noreturn, gnu::noinline]] void raiseArgumentCount(const NSInvocation& invocation, std::size_t supplied,
+                                                    std::size_t expected) {
+  NSException::raise(NSGenericException, "%@. Incorrect number of arguments: %d supplied, %d expected.",
+                     NSStringFromSelector(invocation.selector()), supplied, expected);
+}
+
 void setArguments(NSInvocation& invocation, std::span<const Value> arguments) {
   const std::size_t expected = invocation.methodSignature()->numberOfArguments() - NSMethodSignature::kHiddenArguments;
-  if (arguments.size() != expected) {
-    NSException::raise(NSGenericException, "%@. Incorrect number of arguments: %d supplied, %d expected.",
-                       NSStringFromSelector(invocation.selector()), arguments.size(), expected);
-  }
+  if (arguments.size() != expected) raiseArgumentCount(invocation, arguments.size(), expected);
   const Value absent;
   std::int32_t index = NSMethodSignature::kHiddenArguments;
   for (const Value& argument : arguments) {
@@ -39,7 +42,7 @@ Ref<NSInvocation> invocationFor(const Selector& selector, const NSObject& target
     NSException::raise(NSInvalidArgumentException, "Failed to obtain methodSignature for %@",
                        NSStringFromSelector(selector));
   }
-  const Ref<NSInvocation> invocation = NSInvocation::invocationWithMethodSignature(signature);
+  Ref<NSInvocation> invocation = NSInvocation::invocationWithMethodSignature(signature);
   invocation->setSelector(selector);
   return invocation;
 }

@@ -37,8 +37,8 @@ std::uint64_t bitsFor(RawValue number) {
 }
 
 template <class T>
-Value numberFor(std::uint64_t bits) {
-  return numberOfBits<T>(bits);
+RawValue numberFor(std::uint64_t bits) {
+  return Value(numberOfBits<T>(bits)).leak();
 }
 
 // One type of numbers: how messages name it, and its way into a buffer and out of it.
@@ -46,7 +46,7 @@ struct NumberRow {
   char encoding;
   const char* typeName;
   std::uint64_t (*bits)(RawValue number);
-  Value (*number)(std::uint64_t bits);
+  RawValue (*number)(std::uint64_t bits);
 };
 
 template <class T>
@@ -88,12 +88,26 @@ const NumberRow& rowFor(char type) {
   return *row;
 }
 
+[[noreturn, gnu::noinline]] void raiseNoNumber(const NSInvocation& invocation, std::int32_t index,
+                                               const NumberRow& row) {
+  NSException::raise(NSGenericException, "Incorrect type for %s argument at index %d of %@. NSNumber expected.",
+                     row.typeName, index, NSStringFromSelector(invocation.selector()));
+}
+
+[[noreturn, gnu::noinline]] void raiseUnsupportedArgument(const NSInvocation& invocation, const Value& object,
+                                                          std::int32_t index) {
+  NSException::raise(NSInvalidArgumentException, "%@: unsupported argument type: %@ at index %d",
+                     NSStringFromSelector(invocation.selector()), NSStringFromClass(ClassReference(object)), index);
+}
+
+[[noreturn, gnu::noinline]] void raiseUnsupportedReturn(const NSInvocation& invocation) {
+  NSException::raise(NSInvalidArgumentException, "%@: unsupported return type",
+                     NSStringFromSelector(invocation.selector()));
+}
+
 void setNumber(NSInvocation& invocation, const Value& object, std::int32_t index, const NumberRow& row) {
   const bool isNumber = object.isNumber();
-  if (!isNumber && !object.isAbsent()) {
-    NSException::raise(NSGenericException, "Incorrect type for %s argument at index %d of %@. NSNumber expected.",
-                       row.typeName, index, NSStringFromSelector(invocation.selector()));
-  }
+  if (!isNumber && !object.isAbsent()) raiseNoNumber(invocation, index, row);
   invocation.slotAtIndex(index).bits = row.bits(isNumber ? object.peek() : RawValue::integer(0));
 }
 
@@ -108,8 +122,7 @@ void setObjectForArgumentAtIndex(NSInvocation& invocation, const Value& object, 
   } else if (const NumberRow* const row = findRow(encoding)) {
     setNumber(invocation, object, index, *row);
   } else {
-    NSException::raise(NSInvalidArgumentException, "%@: unsupported argument type: %@ at index %d",
-                       NSStringFromSelector(invocation.selector()), NSStringFromClass(ClassReference(object)), index);
+    raiseUnsupportedArgument(invocation, object, index);
   }
 }
 
@@ -118,11 +131,8 @@ Value returnValueAsObject(const NSInvocation& invocation) {
   if (encoding == '\0' || encoding == 'v') return Value::null();
   if (encoding == '@') return invocation.resultSlot().object;
   const NumberRow* const row = findRow(encoding);
-  if (row == nullptr) {
-    NSException::raise(NSInvalidArgumentException, "%@: unsupported return type",
-                       NSStringFromSelector(invocation.selector()));
-  }
-  return row->number(invocation.resultSlot().bits);
+  if (row == nullptr) raiseUnsupportedReturn(invocation);
+  return Value::adopt(row->number(invocation.resultSlot().bits));
 }
 
 void setObjectForNumberArgumentAtIndex(NSInvocation& invocation, const Value& object, std::int32_t index, char type) {
@@ -134,7 +144,7 @@ void setObjectForNumberArgumentAtIndex(NSInvocation& invocation, const Value& ob
 Value returnValueAsNumber(const NSInvocation& invocation, char type) {
   const NumberRow& row = rowFor(type);
   invocation.requireReturnType(std::string_view(&type, 1));
-  return row.number(invocation.resultSlot().bits);
+  return Value::adopt(row.number(invocation.resultSlot().bits));
 }
 
 }  // namespace tavlo
