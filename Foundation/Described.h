@@ -1,6 +1,9 @@
 #pragma once
 
+#include <memory>
 #include <type_traits>
+
+#include "Foundation/Value.h"
 
 namespace tavlo {
 
@@ -17,5 +20,17 @@ concept Described = std::is_class_v<T> && requires(HostClass<std::remove_const_t
 // The description of the class, made when it is first asked for; it lives as long as the process.
 template <Described T>
 const HostClassTable& hostClassTable();
+template <Described T>
+const HostClass<std::remove_const_t<T>>& hostClass();
+
+// How objects of the class become values, and back; see Foundation/HostObject.h.
+template <class T>
+Value hostReference(T& object);
+template <class T>
+Value hostShared(std::shared_ptr<T> object);
+template <Described T>
+T* hostObject(const Value& value);
+template <Described T>
+std::shared_ptr<T> hostOwner(const Value& value);
 
 }  // namespace tavlo

@@ -55,6 +55,15 @@ class KorTemplateEnvironment final : public NSObject {
   std::vector<Name> namesForFunction(const Ref<KorTemplateFunction>& function) const;
   // Stores the function in place of an old one of that name. Neither argument may be absent.
   void setFunctionForName(const Ref<KorTemplateFunction>& function, const Name& name);
+  // Stores anything that can be called, of several that which takes as many arguments as a call has. What the callables
+  // may take and answer is checked when the host compiles; see Source/KorTemplateCallableFunction.h, which the host
+  // includes. A member function with an object (a pointer, a smart pointer, a reference wrapper or the object itself)
+  // is bound to it:
+  //
+  //   environment->setFunction("money", [](double amount, std::string_view currency) { ... });
+  //   environment->setFunction("total", &Cart::total, &cart);
+  template <class... Callables>
+  void setFunction(const Name& name, Callables&&... callables);
   // Removes all names of functions equal to that one.
   void removeFunction(const Ref<KorTemplateFunction>& function);
   // Does nothing where there is no such name.

@@ -14,13 +14,16 @@
 #include <cstdint>
 #include <cstdlib>
 #include <new>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "Foundation/HostMethodTable.h"
 #include "Foundation/LazyCollections.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Source/ArgumentStorage.h"
+#include "Source/KorTemplateCallableFunction.h"
 #include "Source/KorTemplateExternalFunction.h"
 #include "Source/KorTemplateStringStream.h"
 #include "Tests/Foundation/HostShop.h"
@@ -127,6 +130,7 @@ TEST(Allocations, AreNotMadePerIterationOnceWarm) {
       {"the value of a call", "<?= g($e.name) ?>"},
       {"a recursive call", "<? r(3) ?>"},
       {"a host's function", "<?= h($e.n) ?>"},
+      {"a host's callable", "<?= add($e.n, 2) ?><? take($e.name) ?>"},
       {"an unknown function", "<?= unknown($e.n) ?>"},
       {"a nested loop", "<? foreach ($i in $small) ?><?= $i ?><? endforeach ?>"},
       {"a dictionary's loop", "<? foreach ($v in $e) ?><?= $v ?><? endforeach ?>"},
@@ -140,6 +144,8 @@ TEST(Allocations, AreNotMadePerIterationOnceWarm) {
     const Ref<CountingStream> stream = makeRef<CountingStream>();
     stage.environment->setOutputStream(stream);
     stage.set("small", NSArray::arrayWithObjects({1, 2}));
+    stage.environment->setFunction("add", [](double left, int right) { return left + right; });
+    stage.environment->setFunction("take", [](std::string_view text, std::optional<int>) { return text.size(); });
     stage.define("h", [](KorTemplateEnvironment*, ListArgument<Value> arguments) -> Value { return arguments[0]; });
     stage.run(
         "<? function f($a, $b) ?><? $c = $a ?><? endfunction ?><? function g($a) ?><? return $a ?><? endfunction ?>"

@@ -1,0 +1,55 @@
+#include <benchmark/benchmark.h>
+
+#include <mutex>
+
+#include "Foundation/Value.h"
+#include "Source/KorTemplateCallableFunction.h"
+#include "Source/KorTemplateEnvironment.h"
+#include "Source/KorTemplateFunctionCallExpression.h"
+#include "Source/KorTemplateLiteralExpression.h"
+
+namespace tavlo::benchmarks {
+
+namespace {
+
+double sum(double left, double right) {
+  return left + right;
+}
+
+// What a template does at "sum(1.5, 2.25)": finds the function, collects the values, calls and takes the result.
+void callBoundFunction(benchmark::State& state) {
+  const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+  environment->setFunction("sum", sum);
+  const auto call = KorTemplateFunctionCallExpression::expressionWithFunctionName("sum");
+  call->addArgumentExpression(KorTemplateLiteralExpression::expressionWithLiteral(1.5));
+  call->addArgumentExpression(KorTemplateLiteralExpression::expressionWithLiteral(2.25));
+  environment->enter([&] {
+    if (Value::adopt(call->evaluate(*environment)).doubleValue() != 3.75) state.SkipWithError("a wrong sum");
+    for (auto _ : state) benchmark::DoNotOptimize(Value::adopt(call->evaluate(*environment)));
+  });
+}
+
+// The function alone, as other code of the engine's would call it.
+void invokeBoundFunction(benchmark::State& state) {
+  const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+  const Ref<KorTemplateFunction> function = callableFunction("sum", sum);
+  const Value arguments[] = {1.5, 2.25};
+  for (auto _ : state) benchmark::DoNotOptimize(Value::adopt(function->invoke(*environment, arguments)));
+}
+
+void lockAndUnlock(benchmark::State& state) {
+  std::mutex mutex;
+  for (auto _ : state) {
+    mutex.lock();
+    benchmark::ClobberMemory();
+    mutex.unlock();
+  }
+}
+
+BENCHMARK(callBoundFunction);
+BENCHMARK(invokeBoundFunction);
+BENCHMARK(lockAndUnlock);
+
+}  // namespace
+
+}  // namespace tavlo::benchmarks

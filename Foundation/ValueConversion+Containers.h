@@ -1,0 +1,346 @@
+#pragma once
+
+#include <array>
+#include <concepts>
+#include <cstddef>
+#include <iterator>
+#include <optional>
+#include <ranges>
+#include <span>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <variant>
+#include <vector>
+
+#include "Foundation/Described.h"
+#include "Foundation/NSDictionary.h"
+#include "Foundation/Value.h"
+#include "Foundation/ValueConversion+Scalars.h"
+#include "Foundation/ValueConversionTrait.h"
+
+namespace tavlo {
+
+// The elements of an array or a set; null for every other value.
+const std::vector<Value>* elementsIn(const Value& value) noexcept;
+// The dictionary that the value is; null for every other value.
+const NSDictionary* dictionaryIn(const Value& value) noexcept;
+// Values as an array, and without equals as a set.
+Value arrayOfValues(std::vector<Value> elements);
+Value setOfValues(const std::vector<Value>& members);
+
+// Which types are containers
+
+// What can be walked and is not something else before all.
+template <class T>
+concept WalkedContainer =
+    std::ranges::input_range<T&> && !AnyText<T> && !Described<T> && !ValueLike<T> &&
+    !std::same_as<std::remove_cvref_t<std::ranges::range_reference_t<T&>>, T>;  // as a path is a list of paths
+template <class T>
+concept HasMappedValues = requires {
+  typename T::key_type;
+  typename T::mapped_type;
+};
+
+// Keys are texts, and each has one value.
+template <class T>
+concept HostMap = WalkedContainer<T> && HasMappedValues<T> && TextLike<typename T::key_type>;
+template <class T>
+concept HostList = WalkedContainer<T> && !HasMappedValues<T>;
+// Each element is there once.
+template <class T>
+concept HostSet = HostList<T> && requires(T& set, typename T::key_type key) {
+  { set.insert(key).second } -> std::convertible_to<bool>;
+};
+
+// A part of the object as it is handed on: it may be moved out of an object that is given away.
+template <class Object, class Part>
+using PartOf = std::conditional_t<std::is_lvalue_reference_v<Object>, const Part&, Part>;
+
+// The same of a list, whose elements are given away only where they are its own.
+template <class List>
+constexpr bool givesElementsAway() {
+  if constexpr (std::is_lvalue_reference_v<List> || std::is_const_v<List>) {
+    return false;
+  } else {
+    return !std::ranges::borrowed_range<List> && !std::ranges::view<List> &&
+           std::same_as<std::ranges::range_reference_t<List&>, std::ranges::range_value_t<List&>&>;
+  }
+}
+template <class List>
+using ElementOf =
+    std::conditional_t<givesElementsAway<List>(), std::ranges::range_value_t<List>,
+                       std::conditional_t<std::is_reference_v<std::ranges::range_reference_t<List>>,
+                                          const std::ranges::range_value_t<List>&, std::ranges::range_value_t<List>>>;
+
+// Lists
+
+// The values of the elements, in order.
+template <class List>
+std::vector<Value> valuesOf(List&& list) {
+  std::vector<Value> values;
+  if constexpr (std::ranges::sized_range<List>) values.reserve(static_cast<std::size_t>(std::ranges::size(list)));
+  for (auto&& element : list) {
+    if constexpr (givesElementsAway<List>()) {
+      values.push_back(presentValueOf(std::move(element)));
+    } else {
+      values.push_back(presentValueOf(static_cast<ElementOf<List>>(element)));
+    }
+  }
+  return values;
+}
+
+// Copied element by element; an absent element becomes null.
+template <class T>
+struct ListToValue {
+  template <class List>
+  requires(std::same_as<std::remove_cvref_t<List>, T>&& ConvertibleToValue<ElementOf<List>>) static Value
+      toValue(List&& list) {
+    if constexpr (HostSet<T>) {
+      return setOfValues(valuesOf(std::forward<List>(list)));
+    } else {
+      return arrayOfValues(valuesOf(std::forward<List>(list)));
+    }
+  }
+};
+
+// "NSArray of NSNumber"
+template <class Element>
+std::string expectedList() {
+  return "NSArray of " + expectedClassName<Element>();
+}
+
+// An array or a set whose elements all convert; `append` takes them. Whether it is such a list.
+template <class Element, class Append>
+bool readElements(const Value& value, const Append& append) {
+  const std::vector<Value>* const elements = elementsIn(value);
+  if (elements == nullptr) return false;
+  for (std::size_t index = 0; index < elements->size(); ++index) {
+    std::optional<Element> element = objectIn<Element>((*elements)[index]);
+    if (!element.has_value()) return false;
+    append(*std::move(element));
+  }
+  return true;
+}
+
+template <class T>
+concept GrowingList = HostList<T> && std::default_initializable<T> && WholeFromValue<std::ranges::range_value_t<T>> &&
+    requires(T& list, std::ranges::range_value_t<T> element) {
+  list.insert(list.end(), std::move(element));
+};
+
+template <HostList T>
+struct ValueConversion<T> : ListToValue<T> {
+  using Element = std::ranges::range_value_t<T>;
+  static constexpr const char* kTypeName = "array";
+  static std::string expected() requires GrowingList<T> { return expectedList<Element>(); }
+
+  static std::optional<T> fromValue(const Value& value) requires GrowingList<T> {
+    std::optional<T> list(std::in_place);
+    const auto append = [&](Element element) { list->insert(list->end(), std::move(element)); };
+    if (!readElements<Element>(value, append)) list.reset();
+    return list;
+  }
+};
+
+// Exactly as many elements.
+template <class Element, std::size_t Count>
+struct ValueConversion<std::array<Element, Count>> : ListToValue<std::array<Element, Count>> {
+  static constexpr const char* kTypeName = "array";
+  static std::string expected() requires WholeFromValue<Element> {
+    return "NSArray of " + std::to_string(Count) + " " + expectedClassName<Element>();
+  }
+
+  static std::optional<std::array<Element, Count>> fromValue(const Value& value) requires(
+      WholeFromValue<Element>&& std::default_initializable<Element>) {
+    const std::vector<Value>* const elements = elementsIn(value);
+    if (elements == nullptr || elements->size() != Count) return {};
+    std::optional<std::array<Element, Count>> array(std::in_place);
+    std::size_t index = 0;
+    const auto append = [&](Element element) { (*array)[index++] = std::move(element); };
+    if (!readElements<Element>(value, append)) array.reset();
+    return array;
+  }
+};
+
+// A parameter sees elements that are kept for the call.
+template <class Element>
+struct ValueConversion<std::span<Element>> : ListToValue<std::span<Element>> {
+  using Whole = std::remove_cv_t<Element>;
+  static constexpr const char* kTypeName = "array";
+  static std::string expected() requires WholeFromValue<Whole> { return expectedList<Whole>(); }
+
+  static std::optional<std::vector<Whole>> fromValue(const Value& value) requires(
+      std::is_const_v<Element>&& WholeFromValue<Whole> && !std::same_as<Whole, bool>) {
+    return ValueConversion<std::vector<Whole>>::fromValue(value);
+  }
+};
+
+// Maps
+
+template <class T>
+concept GrowingMap = HostMap<T> && std::default_initializable<T> && WholeFromValue<typename T::key_type> &&
+    WholeFromValue<typename T::mapped_type> &&
+    requires(T& map, typename T::key_type key, typename T::mapped_type value) {
+  map.insert_or_assign(std::move(key), std::move(value));
+};
+
+// A dictionary in the order of the map; of entries with one key the last stands.
+template <HostMap T>
+struct ValueConversion<T> {
+  using Key = typename T::key_type;
+  using Mapped = typename T::mapped_type;
+  static constexpr const char* kTypeName = "dictionary";
+  static std::string expected() requires GrowingMap<T> { return "NSDictionary of " + expectedClassName<Mapped>(); }
+
+  template <class Map>
+  requires(std::same_as<std::remove_cvref_t<Map>, T>&& ConvertibleToValue<PartOf<Map, Mapped>>) static Value
+      toValue(Map&& map) {
+    const Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
+    if constexpr (std::ranges::sized_range<T>) dictionary->reserve(std::ranges::size(map));
+    for (auto&& [key, mapped] : map) {
+      dictionary->setObjectForKey(presentValueOf(static_cast<PartOf<Map, Mapped>&&>(mapped)), std::string_view(key));
+    }
+    return dictionary;
+  }
+  static std::optional<T> fromValue(const Value& value) requires GrowingMap<T> {
+    const NSDictionary* const dictionary = dictionaryIn(value);
+    if (dictionary == nullptr) return {};
+    std::optional<T> map(std::in_place);
+    for (std::size_t index = 0; index < dictionary->count(); ++index) {
+      const NSDictionary::Entry& entry = dictionary->entries()[index];
+      std::optional<Mapped> mapped = objectIn<Mapped>(entry.value);
+      if (!mapped.has_value()) return {};
+      map->insert_or_assign(Key(entry.key->view()), *std::move(mapped));
+    }
+    return map;
+  }
+};
+
+// Tuples
+
+// Arrays of exactly as many elements, each of its own type.
+template <class Tuple, class... Parts>
+struct TupleConversion {
+  static constexpr const char* kTypeName = "tuple";
+  // "NSArray (NSNumber, NSString)"
+  static std::string expected() requires(WholeFromValue<Parts>&&...) {
+    std::string text;
+    ((text += (text.empty() ? "" : ", ") + expectedClassName<Parts>()), ...);
+    return "NSArray (" + text + ")";
+  }
+
+  template <class Object>
+  requires(std::same_as<std::remove_cvref_t<Object>, Tuple> &&
+           (ConvertibleToValue<PartOf<Object, Parts>> && ...)) static Value toValue(Object&& object) {
+    return std::apply(
+        [](auto&&... parts) {
+          std::vector<Value> values;
+          values.reserve(sizeof...(parts));
+          (values.push_back(presentValueOf(static_cast<PartOf<Object, Parts>&&>(parts))), ...);
+          return arrayOfValues(std::move(values));
+        },
+        std::forward<Object>(object));
+  }
+  static std::optional<Tuple> fromValue(const Value& value) requires(WholeFromValue<Parts>&&...) {
+    const std::vector<Value>* const elements = elementsIn(value);
+    if (elements == nullptr || elements->size() != sizeof...(Parts)) return {};
+    return fromElements(*elements, std::index_sequence_for<Parts...>());
+  }
+
+ private:
+  template <std::size_t... Indices>
+  static std::optional<Tuple> fromElements([[maybe_unused]] const std::vector<Value>& elements,
+                                           std::index_sequence<Indices...> /*indices*/) {
+    std::tuple<std::optional<Parts>...> parts{objectIn<Parts>(elements[Indices])...};
+    if (!(std::get<Indices>(parts).has_value() && ...)) return {};
+    return std::optional<Tuple>(std::in_place, *std::get<Indices>(std::move(parts))...);
+  }
+};
+
+template <class First, class Second>
+struct ValueConversion<std::pair<First, Second>> : TupleConversion<std::pair<First, Second>, First, Second> {};
+template <class... Parts>
+struct ValueConversion<std::tuple<Parts...>> : TupleConversion<std::tuple<Parts...>, Parts...> {};
+
+// What may be missing, or one of several
+
+// Empty is null; null, and an argument that is left out, is empty.
+template <class T>
+struct ValueConversion<std::optional<T>> {
+  static std::string typeName() requires WholeFromValue<T> { return convertedTypeName<T>(); }
+  static std::string expected() requires WholeFromValue<T> { return expectedClassName<T>() + " or null"; }
+
+  template <class Object>
+  requires(
+      std::same_as<std::remove_cvref_t<Object>, std::optional<T>>&& ConvertibleToValue<PartOf<Object, T>>) static Value
+      toValue(Object&& object) {
+    return object.has_value() ? presentValueOf(static_cast<PartOf<Object, T>&&>(*object)) : Value::null();
+  }
+  static std::optional<std::optional<T>> fromValue(const Value& value) requires WholeFromValue<T> {
+    if (isNothing(value)) return std::optional<std::optional<T>>(std::in_place);
+    std::optional<T> object = objectIn<T>(value);
+    if (!object.has_value()) return {};
+    return std::optional<std::optional<T>>(std::in_place, std::move(object));
+  }
+};
+
+// Whether the value is one that the type writes, rather than one that it merely takes: a truth, an integer that it
+// holds exactly, a number with a fraction, and null only where the type knows of it.
+template <class T>
+bool isNaturalFor(const Value& value) {
+  if constexpr (std::is_arithmetic_v<T>) {
+    const RawValue raw = value.peek();
+    const bool isBoolean = raw.kind() == ValueKind::Boolean;
+    const bool isReal = raw.kind() == ValueKind::Double || raw.kind() == ValueKind::Float;
+    if (!raw.isNumber() || isBoolean != std::same_as<T, bool> || isReal != std::floating_point<T>) return false;
+    return isReal || valueOf(numberAs<T>(raw)).isEqual(value);
+  } else {
+    return ValueConversion<T>::fromValue(value).has_value();
+  }
+}
+
+// The first alternative that the value is natural for, or else the first that takes it.
+template <class... Alternatives>
+struct ValueConversion<std::variant<Alternatives...>> {
+  using Variant = std::variant<Alternatives...>;
+  static constexpr const char* kTypeName = "variant";
+  // "NSNumber or NSString"
+  static std::string expected() requires(WholeFromValue<Alternatives>&&...) {
+    std::string text;
+    ((text += (text.empty() ? "" : " or ") + expectedClassName<Alternatives>()), ...);
+    return text;
+  }
+
+  // Raises `std::bad_variant_access` for one that an exception has left without a value.
+  template <class Object>
+  requires(std::same_as<std::remove_cvref_t<Object>, Variant> &&
+           (ConvertibleToValue<PartOf<Object, Alternatives>> && ...)) static Value toValue(Object&& object) {
+    return std::visit([]<class Part>(Part&& part) { return presentValueOf(std::forward<Part>(part)); },
+                      std::forward<Object>(object));
+  }
+  static std::optional<Variant> fromValue(const Value& value) requires(WholeFromValue<Alternatives>&&...) {
+    return fromValue(value, std::index_sequence_for<Alternatives...>());
+  }
+
+ private:
+  template <std::size_t... Indices>
+  static std::optional<Variant> fromValue(const Value& value, std::index_sequence<Indices...> /*indices*/) {
+    std::optional<Variant> variant;
+    const bool isFound = ((isNaturalFor<Alternatives>(value) && read<Indices>(value, variant)) || ...) ||
+                         (read<Indices>(value, variant) || ...);
+    if (!isFound) variant.reset();
+    return variant;
+  }
+  template <std::size_t Index>
+  static bool read(const Value& value, std::optional<Variant>& variant) {
+    auto object = objectIn<std::variant_alternative_t<Index, Variant>>(value);
+    if (!object.has_value()) return false;
+    variant.emplace(std::in_place_index<Index>, *std::move(object));
+    return true;
+  }
+};
+
+}  // namespace tavlo

@@ -1,0 +1,105 @@
+#pragma once
+
+#include <concepts>
+#include <functional>
+#include <optional>
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "Foundation/NSException.h"
+#include "Foundation/Value.h"
+
+namespace tavlo {
+
+// How a type of C++ turns into a value, and back. A specialisation has what the type can do of
+//
+//   static Value toValue(const T& object);                     // also T&& where moving is cheaper
+//   static std::optional<Held> fromValue(const Value& value);  // nothing for a value that is no such object
+//   static constexpr const char* kTypeName = "double";         // as messages name the type: "Incorrect type for
+//   double" static constexpr const char* kExpected = "NSNumber";       // as they name what it takes: "NSNumber
+//   expected"
+//
+// where `Held` is what keeps the converted object, and converts to the parameter's type, for the time of a call. What
+// it refers to belongs to the value. In place of the two constants there may be functions, `static std::string
+// typeName()` and `expected()`.
+//
+// Foundation/ValueConversion.h has the specialisations for numbers and texts, containers, enumerations, times and the
+// classes that the host has described. A host adds its own beside its types.
+template <class T>
+struct ValueConversion;
+
+template <class T>
+concept ConvertibleToValue = requires(T&& object) {
+  { ValueConversion<std::remove_cvref_t<T>>::toValue(std::forward<T>(object)) } -> std::convertible_to<Value>;
+};
+
+template <class T>
+concept ConvertibleFromValue = requires(const Value& value) {
+  { ValueConversion<T>::fromValue(value).has_value() } -> std::convertible_to<bool>;
+};
+
+// What keeps the converted object.
+template <ConvertibleFromValue T>
+using HeldFromValue = typename decltype(ValueConversion<T>::fromValue(std::declval<const Value&>()))::value_type;
+
+// What may be a part of something else, or outlive the call: the object itself, or a copy of the host's.
+template <class T>
+concept WholeFromValue = ConvertibleFromValue<T> &&
+    (std::same_as<HeldFromValue<T>, T> ||
+     (std::same_as<HeldFromValue<T>, std::reference_wrapper<T>> && std::copy_constructible<T>));
+
+// The value that stands for the object; absent for an absent `Value` or `Ref`. Raises what converting it raises,
+// `NSInvalidArgumentException` for text that is not UTF-8 among them.
+template <ConvertibleToValue T>
+Value valueOf(T&& object) {
+  return ValueConversion<std::remove_cvref_t<T>>::toValue(std::forward<T>(object));
+}
+
+// The same with the null object in place of an absent value, as a list or a function's result has it.
+template <ConvertibleToValue T>
+Value presentValueOf(T&& object) {
+  Value value = valueOf(std::forward<T>(object));
+  if (value.isAbsent()) return Value::null();
+  return value;
+}
+
+// The type's name, and that of what it takes, as messages have them.
+template <ConvertibleFromValue T>
+std::string convertedTypeName() {
+  if constexpr (requires { ValueConversion<T>::typeName(); }) {
+    return ValueConversion<T>::typeName();
+  } else {
+    return ValueConversion<T>::kTypeName;
+  }
+}
+template <ConvertibleFromValue T>
+std::string expectedClassName() {
+  if constexpr (requires { ValueConversion<T>::expected(); }) {
+    return ValueConversion<T>::expected();
+  } else {
+    return ValueConversion<T>::kExpected;
+  }
+}
+
+// The object that the value stands for; nothing for a value that is no such object. A view, and a pointer to an object
+// of the host's, are good for as long as the value lives.
+template <WholeFromValue T>
+std::optional<T> objectIn(const Value& value) {
+  auto held = ValueConversion<T>::fromValue(value);
+  if (!held.has_value()) return {};
+  return std::optional<T>(static_cast<T>(std::move(*held)));
+}
+
+// The same, raising `NSInvalidArgumentException` that names both classes for every other value.
+template <WholeFromValue T>
+T objectOf(const Value& value) {
+  std::optional<T> object = objectIn<T>(value);
+  if (!object.has_value()) {
+    NSException::raise(NSInvalidArgumentException, "Incorrect type for %@: %@ supplied, %@ expected.",
+                       convertedTypeName<T>(), value.className(), expectedClassName<T>());
+  }
+  return *std::move(object);
+}
+
+}  // namespace tavlo
