@@ -140,7 +140,7 @@ TEST(ConvertedMaps, AreDictionariesInTheirOrder) {
   EXPECT_EQ(value.as<NSDictionary>()->entries()[0].key->view(), "a");
   EXPECT_EQ(lineOf(value), "{ a = 1; b = 2; }");
   EXPECT_EQ(lineOf(valueOf(std::unordered_map<std::string_view, double>{{"x", 0.5}})), "{ x = 0.5; }");
-  EXPECT_EQ(lineOf(valueOf(std::map<std::string, std::optional<int>>{{"n", {}}})), "{ n = \"<null>\"; }");
+  EXPECT_EQ(lineOf(valueOf(std::map<std::string, std::optional<int>>{{"n", {}}})), "{ n = <null>; }");
   EXPECT_EQ((objectOf<std::map<std::string, int>>(value)), map);
   EXPECT_EQ((objectOf<std::unordered_map<std::string, int>>(value)),
             (std::unordered_map<std::string, int>{{"a", 1}, {"b", 2}}));
@@ -273,8 +273,11 @@ TEST(ConvertedObjectsOfAHost, AreCopiedByValueAndReferredToByReference) {
   const Value pointed = valueOf(&product);
   product.title = "Table";
   const Ref<NSString> key = NSString::stringWithUTF8("title");
-  EXPECT_EQ(copied.object()->valueForKey(*key).description(), "Chair");
-  EXPECT_EQ(referred.object()->valueForKey(*key).description(), "Table");
+  Value title;
+  EXPECT_TRUE(copied.object()->findValueForKey(*key, title));
+  EXPECT_EQ(title.description(), "Chair");
+  EXPECT_TRUE(referred.object()->findValueForKey(*key, title));
+  EXPECT_EQ(title.description(), "Table");
   EXPECT_EQ(&objectIn<std::reference_wrapper<Product>>(pointed)->get(), &product);
   EXPECT_EQ(objectOf<Product*>(referred), &product);
   EXPECT_EQ(objectOf<Product>(copied).title, "Chair");
