@@ -80,9 +80,10 @@ TEST(Callables, AreRefusedByTheCompilerInOneLineEach) {
 }
 
 TEST(Callables, OfConvertibleTypesMakeTheCompilerSayNothing) {
-  EXPECT_EQ(complaintsAbout(setFunction("[](int, const std::string&) { return 1.5; }") +
-                            setFunction("[](std::span<const int>) {}, [](int, std::optional<int>&&) { return \"\"; }")),
-            "");
+  EXPECT_EQ(
+      complaintsAbout(setFunction("[](int, const std::string&) { return 1.5; }") +
+                      setFunction("[](std::span<const int>) {}, [](int, int, std::optional<int>&&) { return \"\"; }")),
+      "");
 }
 
 }  // namespace
