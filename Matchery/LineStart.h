@@ -14,7 +14,7 @@ class LineStart {
  public:
   // Absent where the pattern may match elsewhere, may match nothing, or is not that simple. The pattern must be one
   // that compiles; groups in it cost as much stack as they are nested deep.
-  static std::optional<LineStart> of(std::string_view pattern);
+  [[gnu::visibility("hidden")]] static std::optional<LineStart> of(std::string_view pattern);
 
   // Whether a line of the text begins with one of the bytes.
   bool mayMatch(std::string_view text) const noexcept {

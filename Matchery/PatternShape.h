@@ -21,7 +21,7 @@ struct PatternShape {
 
   static constexpr std::int32_t kCounted = 200;
 
-  static PatternShape of(std::string_view pattern);
+  [[gnu::visibility("hidden")]] static PatternShape of(std::string_view pattern);
 };
 
 }  // namespace tavlo

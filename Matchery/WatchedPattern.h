@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#pragma GCC visibility push(hidden)
+
 namespace tavlo {
 
 // A pattern that the engine compiles, which matches as `pattern` does and calls out (see the engine's "(?{...})") so
@@ -15,3 +17,5 @@ namespace tavlo {
 std::optional<std::string> watchedPattern(std::string_view pattern);
 
 }  // namespace tavlo
+
+#pragma GCC visibility pop

@@ -18,6 +18,8 @@
 #include "Source/KorTemplateStatement.h"
 #include "Source/KorTokenList.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace tavlo {
 
 class KorTemplateConditionalStatement;
@@ -191,3 +193,5 @@ class KorTemplateParser : public NSObject {
 };
 
 }  // namespace tavlo
+
+#pragma GCC visibility pop

@@ -5,6 +5,8 @@
 
 #include "Lexwright/KorScannerRule.h"
 
+#pragma GCC visibility push(hidden)
+
 namespace tavlo {
 
 // The fast paths of the scanner's patterns: each answers with the end of the match that begins at `at`, in bytes, or
@@ -38,3 +40,5 @@ FirstBytes startingWithWord();
 }  // namespace recognisers
 
 }  // namespace tavlo
+
+#pragma GCC visibility pop

@@ -1,0 +1,103 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <future>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Tests/Structure/Command.h"
+#include "Tests/Structure/SourceTree.h"
+
+namespace tavlo::test {
+
+namespace {
+
+const std::filesystem::path kHeaders = TAVLO_HEADERS;
+
+// The public headers as programs name them: "tavlo/Source/KorTemplate.h".
+std::vector<std::string> publicHeaders() {
+  std::vector<std::string> headers;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(kHeaders)) {
+    if (entry.is_regular_file()) headers.push_back(entry.path().lexically_relative(kHeaders).generic_string());
+  }
+  std::ranges::sort(headers);
+  return headers;
+}
+
+// What the include lines of a text name, with their quotes or angle brackets.
+std::vector<std::string> includesOf(const std::string& text) {
+  static const std::regex kInclude(R"(^\s*#\s*include\s+(["<][^">]+[">]).*$)");
+  std::vector<std::string> includes;
+  for (const std::string& line : linesOf(text)) {
+    std::smatch match;
+    if (std::regex_match(line, match, kInclude)) includes.push_back(match[1]);
+  }
+  return includes;
+}
+
+// A header of the standard library has neither a folder nor an extension in its name.
+bool isOfTheStandardLibrary(const std::string& include) {
+  return std::regex_match(include, std::regex("<[a-z_]+>"));
+}
+
+TEST(PublicHeaders, IncludeOnlyPublicHeadersAndTheStandardLibrary) {
+  const std::vector<std::string> headers = publicHeaders();
+  ASSERT_GT(headers.size(), 60U);
+  for (const std::string& header : headers) {
+    for (const std::string& include : includesOf(readFile(kHeaders / header))) {
+      const std::string name = include.substr(1, include.size() - 2);
+      EXPECT_TRUE(isOfTheStandardLibrary(include) || std::ranges::binary_search(headers, name))
+          << header << " includes " << include;
+    }
+  }
+}
+
+TEST(PublicHeaders, AreAllReachedFromTheOneForAll) {
+  std::set<std::string> reached;
+  std::vector<std::string> pending = {"tavlo/tavlo.h"};
+  while (!pending.empty()) {
+    const std::string header = pending.back();
+    pending.pop_back();
+    if (!reached.insert(header).second) continue;
+    for (const std::string& include : includesOf(readFile(kHeaders / header))) {
+      if (include.front() == '"') pending.push_back(include.substr(1, include.size() - 2));
+    }
+  }
+  for (const std::string& header : publicHeaders()) {
+    EXPECT_TRUE(reached.contains(header)) << "tavlo/tavlo.h in the tree must include " << header.substr(6);
+  }
+}
+
+// What the compiler says about the headers, each compiled by itself; empty where it says nothing.
+std::string complaintsAbout(const std::vector<std::string>& headers, const char* standard, std::size_t first) {
+  std::string complaints;
+  for (std::size_t index = first; index < headers.size(); index += 2) {
+    const CommandResult result =
+        runCommand(quoted(TAVLO_COMPILER) + " -std=" + standard +
+                   " -Wall -Wextra -Wpedantic -Werror -fsyntax-only -fvisibility=hidden -I " + quoted(TAVLO_HEADERS) +
+                   " -x c++ -include " + quoted(TAVLO_HEADERS "/" + headers[index]) + " /dev/null");
+    if (result.status != 0) complaints += headers[index] + ":\n" + result.output;
+  }
+  return complaints;
+}
+
+std::string complaintsAbout(const std::vector<std::string>& headers, const char* standard) {
+  std::future<std::string> odd = std::async(std::launch::async, [&] { return complaintsAbout(headers, standard, 1); });
+  const std::string even = complaintsAbout(headers, standard, 0);
+  return even + odd.get();
+}
+
+TEST(PublicHeaders, CompileAlone) {
+  EXPECT_EQ(complaintsAbout(publicHeaders(), "c++2b"), "");
+}
+
+TEST(PublicHeaders, CompileTogetherInTheOlderStandard) {
+  EXPECT_EQ(complaintsAbout({"tavlo/tavlo.h"}, "c++20"), "");
+}
+
+}  // namespace
+
+}  // namespace tavlo::test
