@@ -4,6 +4,7 @@ find_program(TAVLO_GZIP gzip REQUIRED)
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME tavlo)
 set(CPACK_PACKAGE_CONTACT "The Tavlo authors <authors@tavlo.example>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "")  # each package has its own as its first line
 set(CPACK_PACKAGE_DIRECTORY ${PROJECT_BINARY_DIR}/packages)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -34,27 +35,27 @@ endfunction()
 set(libraryPackage libtavlo${TAVLO_SOVERSION})
 tavlo_package(library ${libraryPackage} libs)
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION "text template engine - shared library
- Tavlo fills texts with data: a program compiles a template once and renders it
- as often as it likes, with its own objects and functions in it.
- .
- This package holds the library that such programs are run with.")
+Tavlo fills texts with data: a program compiles a template once and renders it
+as often as it likes, with its own objects and functions in it.
+
+This package holds the library that such programs are run with.")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
 configure_file(Packaging/debian/shlibs.in shlibs @ONLY)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/shlibs ${PROJECT_SOURCE_DIR}/Packaging/debian/triggers)
 
 tavlo_package(development libtavlo-dev libdevel)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "text template engine - headers
- Tavlo fills texts with data: a program compiles a template once and renders it
- as often as it likes, with its own objects and functions in it.
- .
- This package holds what such programs are built with: the headers, and what
- CMake and pkg-config ask for.")
+Tavlo fills texts with data: a program compiles a template once and renders it
+as often as it likes, with its own objects and functions in it.
+
+This package holds what such programs are built with: the headers, and what
+CMake and pkg-config ask for.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${libraryPackage} (= ${PROJECT_VERSION})")
 
 tavlo_package(tool tavlo utils)
 set(CPACK_COMPONENT_TOOL_DESCRIPTION "text template engine - program
- Tavlo fills texts with data. This package holds the program that renders a
- template with data from JSON files.")
+Tavlo fills texts with data. This package holds the program that renders a
+template with data from JSON files.")
 set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${libraryPackage} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
