@@ -46,7 +46,7 @@ class PropertyByGetter final : public HostProperty {
   }
 
   // Whether all that the getter answers becomes a value.
-  static consteval bool answersValues() {
+  static constexpr bool answersValues() {
     if constexpr (kReadsConstants) {
       if (!HostResult<std::invoke_result_t<const Getter&, const T&>>) return false;
     }
@@ -58,7 +58,7 @@ class PropertyByGetter final : public HostProperty {
   static constexpr bool kReadsConstants = std::invocable<const Getter&, const T&>;
 
   // Whether there is a difference between an object and a constant one.
-  static consteval bool hasTwoResults() {
+  static constexpr bool hasTwoResults() {
     if constexpr (kReadsConstants && std::invocable<const Getter&, T&>) {
       using Result = std::invoke_result_t<const Getter&, T&>;
       constexpr HostResultKind kKind = hostResultKind<Result>();
