@@ -9,6 +9,7 @@
 #include <string_view>
 #include <type_traits>
 #include <utility>
+#include <vector>
 
 #include "Foundation/Described.h"
 #include "Foundation/Description.h"
@@ -239,6 +240,8 @@ class HostClass {
   }
 
   const std::string& className() const noexcept { return table_.name(); }
+  // The keys of all properties, the inherited ones first, each in the order of their description.
+  std::vector<Ref<NSString>> keys() const { return table_.keys(); }
   const HostClassTable& table() const noexcept { return table_; }
 
  private:

@@ -218,6 +218,25 @@ bool NSKeyPath::find(const Value& root, Value& result) const {
   return true;
 }
 
+bool NSKeyPath::findDefined(const Value& root, Value& result) const {
+  const auto isDictionary = [](const Value& value) {
+    return value.object() != nullptr && value.object()->kind() == ObjectKind::Dictionary;
+  };
+  Value holder = root;
+  try {
+    for (std::size_t index = 0; index < count_ && !holder.isAbsent();) {
+      Value next;
+      if (!step(index, holder, next) || (next.isAbsent() && isDictionary(holder))) return false;
+      holder = std::move(next);
+    }
+  } catch (const NSException& exception) {
+    if (exception.name() != NSUndefinedKeyException) throw;
+    return false;
+  }
+  result = std::move(holder);
+  return true;
+}
+
 RawValue NSKeyPath::readProperty(const NSObject& hostObject) const {
   const auto& instance = static_cast<const HostInstance&>(hostObject);
   const HostProperty* const property = propertyOf(instance, firstKey_);

@@ -35,6 +35,10 @@ class NSKeyPath {
   // property passes through. An absent value ends the path: the result is absent too.
   bool find(const Value& root, Value& result) const;
 
+  // The same for who tells what is undefined from what has no value: false also where a dictionary has no such entry,
+  // and where a host's property raises `NSUndefinedKeyException`.
+  bool findDefined(const Value& root, Value& result) const;
+
   // The same, for the caller to adopt; nothing where a value on the way does not know its key. `root` must stay what it
   // is meanwhile.
   RawValue read(const Value& root) const {

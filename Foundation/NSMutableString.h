@@ -19,7 +19,10 @@ class NSMutableString final : public NSObject {
   // Raises `NSInvalidArgumentException` for an absent text.
   void appendString(const Text& text);
 
-  // The text so far, good until it grows.
+  // Empties the text and keeps its memory, for the next one to be written there.
+  void clear() noexcept { text_.clear(); }
+
+  // The text so far, good until it changes.
   std::string_view string() const noexcept { return text_.view(); }
   // The text itself, for who appends to it piece by piece.
   TextBuffer& mutableText() noexcept { return text_; }

@@ -26,6 +26,9 @@ class TextBuffer {
     if (capacity > capacity_) (void)grow(capacity);
   }
 
+  // Takes the text away and keeps the memory.
+  void clear() noexcept { size_ = 0; }
+
   // The text may be a part of this one.
   [[gnu::always_inline]] void append(std::string_view text) {
     if (text.size() > capacity_ - size_) [[unlikely]]

@@ -4,6 +4,7 @@
 #include "Source/FrameGuard.h"
 #include "Source/KorTemplateExpression.h"
 #include "Source/KorTemplateReturnIndication.h"
+#include "Source/LevelGuard.h"
 
 namespace tavlo {
 
@@ -12,14 +13,32 @@ void KorTemplate::executeWithEnvironment(KorTemplateEnvironment* environment) {
   executePublicly(*environment);
 }
 
+KorTemplateResult<void> KorTemplate::tryExecuteWithEnvironment(KorTemplateEnvironment* environment) {
+  try {
+    executeWithEnvironment(environment);
+    return {};
+  } catch (const std::exception&) {
+    if (environment != nullptr) return environment->failureInHand();
+    return KorTemplateFailure::ofCurrentException({}).value_or(KorTemplateFailure());
+  }
+}
+
+const std::string& KorTemplate::name() const noexcept {
+  static const auto& none = *new std::string;  // templates may outlive every static object
+  return source_ == nullptr ? none : source_->name();
+}
+
 Completion KorTemplate::execute(KorTemplateEnvironment& environment) {
   environment.checkStack();
+  KorTemplateActivation level(source_.get());
+  LevelGuard guard(environment, level);
   try {
     const Completion completion = executeStatements(statements_, environment);
     if (completion.isReturn()) (void)Value::adopt(completion.value());  // dropped with the rest of the template
   } catch (const KorTemplateReturnIndication&) {
     if (environment.takePopFailure()) failAssertion("Stack frame is empty");
   }
+  guard.leave();
   return Completion::wentOn();
 }
 
@@ -27,6 +46,7 @@ Ref<KorTemplateStatement> KorTemplate::copyWithZone(NSZone* /*zone*/) const {
   checkStack();
   Ref<KorTemplate> copy = makeRef<KorTemplate>();
   copy->setSourceRange(sourceRange());
+  copy->setSource(source_);
   statements_.forEach([&](const Ref<KorTemplateStatement>& statement) { copy->addStatement(copyOf(statement)); });
   return copy;
 }

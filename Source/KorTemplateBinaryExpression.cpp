@@ -373,7 +373,8 @@ RawValue KorTemplateBinaryExpression::evaluateAny(KorTemplateEnvironment& enviro
     return RawValue::boolean(literalRegex()->matchesString(*stringIn(left), environment.limitsInForce().regexRetries));
   }
   if (!left.isNumber()) {
-    return combine(isLent && !isQuiet(*rightOperand_) ? Value::retaining(left) : Value::adopt(left), environment);
+    return combine(isLent && !isQuiet(*rightOperand_, environment) ? Value::retaining(left) : Value::adopt(left),
+                   environment);
   }
   // Numbers are worked on as they are: they hold no reference.
   RawValue right = peekExpression(*rightOperand_, environment);
@@ -499,10 +500,11 @@ RawValue KorTemplateBinaryExpression::evaluateChain(KorTemplateEnvironment& envi
 
 // The left operand's value, lent where the right operand cannot change it.
 Value KorTemplateBinaryExpression::leftValue(KorTemplateEnvironment& environment) const {
-  if (op_ == KorTemplateOperatorAssignment && isQuiet(*leftOperand_) && leftOperand_->kind() == kVariableKind) {
+  if (op_ == KorTemplateOperatorAssignment && leftOperand_->kind() == kVariableKind &&
+      !static_cast<const KorTemplateVariableExpression&>(*leftOperand_).hasKeyPath()) {
     return Value::null();  // nobody sees a variable's old value
   }
-  if (isQuiet(*rightOperand_)) return operandOf(*leftOperand_, environment);
+  if (isQuiet(*rightOperand_, environment)) return operandOf(*leftOperand_, environment);
   return Value::adopt(leftOperand_->evaluate(environment));
 }
 

@@ -1,5 +1,6 @@
 #include "Source/KorTemplateEnvironment.h"
 
+#include <algorithm>
 #include <limits>
 #include <string>
 
@@ -50,6 +51,7 @@ std::vector<Name> KorTemplateEnvironment::namesForFunction(const Ref<KorTemplate
 void KorTemplateEnvironment::setFunctionForName(const Ref<KorTemplateFunction>& function, const Name& name) {
   requireParameter(function != nullptr, "function != nil");
   requireParameter(!name.isAbsent(), "name != nil");
+  functionsChanged_ = true;
   Ref<KorTemplateFunction>* known = functions_.find(name);
   if (known == nullptr) return functions_.append(name, function);
   if (*known == function) return;
@@ -63,6 +65,7 @@ void KorTemplateEnvironment::removeFunction(const Ref<KorTemplateFunction>& func
 void KorTemplateEnvironment::removeFunctionForName(const Name& name) {
   requireParameter(!name.isAbsent(), "name != nil");
   if (const Ref<KorTemplateFunction>* known = functions_.find(name)) {
+    functionsChanged_ = true;
     park(*known);
     functions_.remove(name);
   }
@@ -76,7 +79,8 @@ std::vector<Name> KorTemplateEnvironment::globalVariableNames() const {
 Value KorTemplateEnvironment::valueForGlobalVariableWithName(const Name& name) const {
   requireParameter(!name.isAbsent(), "name != nil");
   const Ref<KorTemplateStackFrame> frame = stack_ == nullptr ? nullptr : stack_->firstFrame();
-  return frame == nullptr ? Value() : frame->valueForVariableWithName(name);
+  const Value own = frame == nullptr ? Value() : frame->valueForVariableWithName(name);
+  return own.isAbsent() && layer_ != nullptr ? layer_->valueForGlobalVariableWithName(name) : own;
 }
 
 void KorTemplateEnvironment::setValueForGlobalVariableWithName(const Value& variable, const Name& name) {
@@ -89,7 +93,20 @@ void KorTemplateEnvironment::setValueForGlobalVariableWithName(const Value& vari
 bool KorTemplateEnvironment::isGlobalVariableDefinedWithName(const Name& name) const {
   requireParameter(!name.isAbsent(), "name != nil");
   const Ref<KorTemplateStackFrame> frame = stack_ == nullptr ? nullptr : stack_->firstFrame();
-  return frame != nullptr && frame->isVariableDefinedWithName(name);
+  if (frame != nullptr && frame->isVariableDefinedWithName(name)) return true;
+  return layer_ != nullptr && layer_->findVariable(name) != nullptr;
+}
+
+void KorTemplateEnvironment::setLayer(const Ref<KorTemplateLayer>& value) {
+  if (value != nullptr && !value->isFrozen()) {
+    NSException::raise(NSInvalidArgumentException, "The layer is not frozen: call share() when it is complete");
+  }
+  park(layer_);
+  layer_ = value;
+}
+
+void KorTemplateEnvironment::setDiagnosticCallback(DiagnosticCallback callback) {
+  diagnosticCallback_ = callback == nullptr ? nullptr : std::make_shared<const DiagnosticCallback>(std::move(callback));
 }
 
 void KorTemplateEnvironment::writeOutput(RawValue value) {
@@ -129,8 +146,114 @@ void KorTemplateEnvironment::writeDiagnostic(const Text& text) {
   if (stream != nullptr) stream->write(text);
 }
 
+std::optional<KorTemplateFailure> KorTemplateEnvironment::diagnosticInHand() noexcept {
+  if (diagnosticCallback_ == nullptr) {
+    watch_.forgetUnwinding();
+    return {};
+  }
+  const FailureWatch::SharedTrace trace = traceInHand();
+  if (popFailed_) return KorTemplateFailure(NSInternalInconsistencyException, "Stack frame is empty", trace);
+  std::optional<KorTemplateFailure> failure = KorTemplateFailure::ofCurrentException(trace);
+  return failure.has_value() ? failure : KorTemplateFailure("KorTemplateReturnIndication", "", trace);
+}
+
+void KorTemplateEnvironment::reportDiagnostic(const KorTemplateFailure& failure) {
+  const std::shared_ptr<const DiagnosticCallback> callback = diagnosticCallback_;  // it may replace itself
+  if (callback != nullptr) (*callback)(failure);
+}
+
+KorTemplateFailure KorTemplateEnvironment::failureInHand() noexcept {
+  std::optional<KorTemplateFailure> failure = executionDepth_ == 0 ? failure_ : std::nullopt;
+  if (!failure.has_value()) {
+    failure = KorTemplateFailure::ofCurrentException(executionDepth_ == 0 ? nullptr : traceInHand());
+  }
+  if (!failure.has_value()) failure.emplace("KorTemplateReturnIndication", "", nullptr);
+  failure->setException(std::current_exception());
+  return *failure;
+}
+
+void KorTemplateEnvironment::observe(KorTemplateUndefined kind, std::string_view sigil, std::string_view name) {
+  const Ref<KorTemplateObserver> observer = observer_;  // the callback may replace it
+  if (observer == nullptr) return;
+  observer->noteOne(kind);
+  const KorTemplateUndefinedPolicy policy = observer->policy(kind);
+  if (policy == KorTemplateUndefinedPolicy::Count && observer->callback() == nullptr) return;
+  const KorTemplateObservation observation{kind, std::string(sigil).append(name), FailureWatch::traceAt(position())};
+  if (observer->callback() != nullptr) {
+    const KorTemplateObserver::Callback callback = observer->callback();
+    callback(observation);
+  }
+  if (policy == KorTemplateUndefinedPolicy::Warn) return writeDiagnostic(observation.text());
+  if (policy == KorTemplateUndefinedPolicy::Fail) throw NSException(NSGenericException, observation.text());
+}
+
+void KorTemplateEnvironment::requireIdle(const char* what) const {
+  if (executionDepth_ > 0) {
+    failAssertion(std::string("An environment cannot be ") + what + " while a template runs in it");
+  }
+}
+
+void KorTemplateEnvironment::remember() {
+  requireIdle("remembered");
+  auto remembered = std::make_unique<Remembered>();
+  const Ref<KorTemplateStackFrame> frame = stack_ == nullptr ? nullptr : stack_->firstFrame();
+  if (frame != nullptr) {
+    for (const Name& name : frame->localVariableNames()) {
+      remembered->globals.append(name, frame->valueForLocalVariableWithName(name));
+    }
+  }
+  for (const auto& entry : functions_) remembered->functions.append(entry.name, entry.value);
+  remembered->outputStream = outputStream_;
+  remembered->errorStream = errorStream_;
+  remembered_.swap(remembered);
+  functionsChanged_ = false;
+}
+
+void KorTemplateEnvironment::reset() {
+  requireIdle("reset");
+  if (remembered_ == nullptr) {
+    remembered_ = std::make_unique<Remembered>();
+    remembered_->outputStream = KorTemplateNullStream::nullStream();
+    remembered_->errorStream = KorTemplateConsoleStream::consoleStream();
+  }
+  failure_.reset();
+  failedStatement_ = {};
+  outputStream_ = remembered_->outputStream;
+  errorStream_ = remembered_->errorStream;
+  if (functionsChanged_) {
+    NameMap<Ref<KorTemplateFunction>> functions;
+    for (const auto& entry : remembered_->functions) functions.append(entry.name, entry.value);
+    std::swap(functions_, functions);
+    functionsChanged_ = false;
+  }
+  resetStack();
+  if (KorTemplateStackFrame* const frame = stack_->current()) {
+    for (const auto& entry : remembered_->globals) frame->set(entry.name, entry.value);
+  }
+}
+
+void KorTemplateEnvironment::resetStack() {
+  if (stack_ != nullptr && stack_->hasOneReference() && stack_->resetToFirstFrame()) return;
+  const Ref<KorTemplateStack> stack = KorTemplateStack::stack();
+  stack->push(KorTemplateStackFrame::stackFrame());
+  stack_ = stack;
+}
+
+FailureWatch::SharedTrace KorTemplateEnvironment::traceInHand() noexcept {
+  FailureWatch::SharedTrace trace = watch_.traceOfCurrentException(position());
+  if (!reachedLimit_.has_value()) return trace;
+  try {
+    throw;
+  } catch (const KorTemplateLimitException&) {
+    return limitTrace_;
+  } catch (...) {
+    return trace;
+  }
+}
+
 void KorTemplateEnvironment::noteLimit(const KorTemplateLimitException& limit) {
   if (reachedLimit_.has_value() || executionDepth_ == 0) return;
+  limitTrace_ = watch_.traceOfCurrentException(position());
   reachedLimit_ = limit;
   fuel_ = 0;
 }
@@ -142,15 +265,18 @@ void KorTemplateEnvironment::refuel() {
 }
 
 void KorTemplateEnvironment::raiseFunctionDepth() {
+  ++functionsLeft_;
   raiseLimit(KorTemplateLimit::FunctionDepth, static_cast<std::uint64_t>(limitsInForce_.functionDepth));
 }
 
 void KorTemplateEnvironment::beginExecution() {
   if (executionDepth_ == 0) {
     limitsInForce_ = limits_;
+    functionsLeft_ = std::max(limits_.functionDepth, 0);
     stackGuard_ = StackGuard::forThisThread(limits_.stackLeft);
     fuel_ = 0;  // refilled, or refused, at the first step
     failedStatement_ = {};
+    failure_.reset();
     popFailed_ = false;
   }
   ++executionDepth_;
@@ -161,6 +287,8 @@ void KorTemplateEnvironment::endExecution(const KorTemplateStatement* outer) noe
   if (--executionDepth_ > 0) return;
   if (stack_ != nullptr) stack_->trimSpareFrames();
   reachedLimit_.reset();
+  limitTrace_ = nullptr;
+  watch_.clear();
   // Their ends may run a host's code.
   const std::vector<Ref<NSObject>> parked = std::exchange(parked_, {});
   const std::vector<Ref<KorTemplateStream>> streams = std::exchange(replacedStreams_, {});
@@ -172,8 +300,11 @@ void KorTemplateEnvironment::leave() {
 }
 
 bool KorTemplateEnvironment::leaveFailed() noexcept {
+  const FailureWatch::SharedTrace trace = traceInHand();
   if (executionDepth_ == 1) {
     if (statement_ != nullptr) failedStatement_ = statement_->sourceRange();
+    failure_ = popFailed_ ? KorTemplateFailure(NSInternalInconsistencyException, "Stack frame is empty", trace)
+                          : KorTemplateFailure::ofCurrentException(trace);
     try {
       deliverOutput();
     } catch (...) {

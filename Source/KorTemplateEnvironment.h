@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -16,7 +18,13 @@
 #include "Foundation/Value.h"
 #include "Foundation/ValueConversion.h"
 #include "Source/ArgumentStorage.h"
+#include "Source/FailureWatch.h"
+#include "Source/KorTemplateActivation.h"
+#include "Source/KorTemplateFailure.h"
 #include "Source/KorTemplateFunction.h"
+#include "Source/KorTemplateLayer.h"
+#include "Source/KorTemplateObserver.h"
+#include "Source/KorTemplateResult.h"
 #include "Source/KorTemplateStack.h"
 #include "Source/KorTemplateStream.h"
 #include "Source/KorTemplateStringStream.h"
@@ -46,10 +54,15 @@ class KorTemplateEnvironment final : public NSObject {
   const Ref<KorTemplateStream>& errorStream() const noexcept { return errorStream_; }
   void setErrorStream(const Ref<KorTemplateStream>& value) { replace(errorStream_, value); }
 
-  // All functions, and all their names, in no particular order.
+  // What lies below the environment's own globals and functions: found where it has none of the name, changed by
+  // nothing. Absent for none. Raises `NSInvalidArgumentException` for a layer that is not frozen.
+  const Ref<KorTemplateLayer>& layer() const noexcept { return layer_; }
+  void setLayer(const Ref<KorTemplateLayer>& value);
+
+  // All functions, and all their names, in no particular order, without those of the layer.
   std::vector<Ref<KorTemplateFunction>> functions() const;
   std::vector<Name> functionNames() const;
-  // The function of exactly that name, or absent.
+  // The function of exactly that name, also from the layer, or absent.
   Ref<KorTemplateFunction> functionForName(const Name& name) const;
   // All names of functions equal to that one.
   std::vector<Name> namesForFunction(const Ref<KorTemplateFunction>& function) const;
@@ -69,7 +82,8 @@ class KorTemplateEnvironment final : public NSObject {
   // Does nothing where there is no such name.
   void removeFunctionForName(const Name& name);
 
-  // Globals are the variables of the stack's first frame; without one these do nothing and answer absent or false.
+  // Globals are the variables of the stack's first frame; without one these do nothing and answer absent or false. A
+  // global of the layer is read, and is defined, where there is no own one of its name; the names are the own ones.
   std::vector<Name> globalVariableNames() const;
   Value valueForGlobalVariableWithName(const Name& name) const;
   // Neither argument may be absent.
@@ -90,6 +104,24 @@ class KorTemplateEnvironment final : public NSObject {
 
   // Where the statement stands at which the last outermost execution failed; nowhere when it did not.
   SourceRange failedStatement() const noexcept { return failedStatement_; }
+  // Why it failed, and where that came from; null when it did not. Good until the next one begins, or reset().
+  const KorTemplateFailure* lastFailure() const noexcept { return failure_.has_value() ? &*failure_ : nullptr; }
+
+  // Called for each diagnostic, which is a function that failed, once its text is written to the error stream. What it
+  // raises is raised in the template. Empty for none.
+  using DiagnosticCallback = std::function<void(const KorTemplateFailure&)>;
+  void setDiagnosticCallback(DiagnosticCallback callback);
+
+  // Who hears of undefined variables, keys and functions; absent for nobody.
+  const Ref<KorTemplateObserver>& observer() const noexcept { return observer_; }
+  void setObserver(const Ref<KorTemplateObserver>& value) { replace(observer_, value); }
+
+  // For environments that serve one request after another. remember() notes the globals, the functions and the streams
+  // as they are; reset() goes back to what was noted last, or else to an environment as it is made, with a stack of one
+  // frame, also after an execution that failed. Layer, limits, observer and callback stay as they are. A value that was
+  // a global is the very same one afterwards. Both raise `NSInternalInconsistencyException` while a template runs.
+  void remember();
+  void reset();
 
   const char* className() const override { return "KorTemplateEnvironment"; }
 
@@ -98,7 +130,8 @@ class KorTemplateEnvironment final : public NSObject {
   // The value of a variable where it lives, good until a variable changes or other code runs; null where there is none.
   const Value* findVariable(const Name& name) const noexcept {
     const KorTemplateStackFrame* frame = stack_ == nullptr ? nullptr : stack_->current();
-    return frame == nullptr ? nullptr : frame->find(name);
+    const Value* const value = frame == nullptr ? nullptr : frame->find(name);
+    return value != nullptr || layer_ == nullptr ? value : layer_->findVariable(name);
   }
   // The same without any call; false where that does not suffice.
   [[gnu::always_inline]] bool findVariableQuickly(const Name& name, const Value*& value) const noexcept {
@@ -113,8 +146,16 @@ class KorTemplateEnvironment final : public NSObject {
   // The function of that name, lent; null where there is none.
   KorTemplateFunction* findFunction(const Name& name) const noexcept {
     const Ref<KorTemplateFunction>* function = functions_.find(name);
-    return function == nullptr ? nullptr : function->get();
+    if (function != nullptr) [[likely]]
+      return function->get();
+    return layer_ == nullptr ? nullptr : layer_->findFunction(name);
   }
+  // What is lent for a variable that is not defined: nothing, so that it is evaluated, where that is to be observed.
+  RawValue undefinedVariable() const noexcept { return observer_ == nullptr ? RawValue::null() : RawValue::nothing(); }
+  bool isObserved() const noexcept { return observer_ != nullptr; }
+  // Tells the observer, if there is one; the name is as the template writes it, behind `sigil`. May run a host's code,
+  // and raise.
+  void observe(KorTemplateUndefined kind, std::string_view sigil, std::string_view name);
   ArgumentStorage& argumentStorage() noexcept { return argumentStorage_; }
 
   // The text to which output is appended, where that runs nobody else's code; null otherwise.
@@ -137,6 +178,13 @@ class KorTemplateEnvironment final : public NSObject {
   void writeText(std::string_view text);
   // Writes a diagnostic to the error stream, behind all output so far.
   void writeDiagnostic(const Text& text);
+  // The failure of the function that runs, by the exception whose handler calls this: what the host asks to be told of;
+  // absent where it asks for nothing.
+  std::optional<KorTemplateFailure> diagnosticInHand() noexcept;
+  // Tells the host.
+  void reportDiagnostic(const KorTemplateFailure& failure);
+  // The failure that the exception in hand is, for who answers with it; the exception goes along.
+  KorTemplateFailure failureInHand() noexcept;
 
   // Counts a statement, an iteration or a call. Raises a limit that was reached before in this execution.
   void step() {
@@ -152,13 +200,25 @@ class KorTemplateEnvironment final : public NSObject {
   const KorTemplateStatement* statement() const noexcept { return statement_; }
   void leaveTo(const KorTemplateStatement* statement) noexcept { statement_ = statement; }
 
-  // Raises when one more running function would be too deep.
-  void enterFunction() {
-    if (functionDepth_ >= limitsInForce_.functionDepth) [[unlikely]]
-      raiseFunctionDepth();
-    ++functionDepth_;
+  // One level more that runs, until leaveLevel(). A level that an exception leaves says so before.
+  void enterLevel(KorTemplateActivation& level) noexcept {
+    level.outer = innermost_;
+    level.caller = statement_;
+    innermost_ = &level;
   }
-  void leaveFunction() noexcept { --functionDepth_; }
+  void leaveLevel(const KorTemplateActivation& level) noexcept { innermost_ = level.outer; }
+  void noteUnwinding() noexcept { watch_.noteUnwinding(position()); }
+
+  // The same for a running function. Raises where one more would be too deep.
+  void enterFunction(KorTemplateActivation& level) {
+    if (--functionsLeft_ < 0) [[unlikely]]
+      raiseFunctionDepth();
+    enterLevel(level);
+  }
+  void leaveFunction(const KorTemplateActivation& level) noexcept {
+    ++functionsLeft_;
+    leaveLevel(level);
+  }
 
   // A scope could not be popped while an exception was on its way: whoever catches that one raises this failure in its
   // stead.
@@ -181,7 +241,7 @@ class KorTemplateEnvironment final : public NSObject {
       }
     } catch (const KorTemplateLimitException& limit) {
       noteLimit(limit);
-      leaveFailed();
+      (void)leaveFailed();
       throw;
     } catch (...) {
       if (leaveFailed()) failAssertion("Stack frame is empty");
@@ -193,17 +253,28 @@ class KorTemplateEnvironment final : public NSObject {
   // One level of executions inside one another.
   class Entry {
    public:
-    explicit Entry(KorTemplateEnvironment& environment)
-        : environment_(environment), statement_(environment.statement_) {
+    explicit Entry(KorTemplateEnvironment& environment) : environment_(environment) {
       environment_.beginExecution();
+      environment_.enterLevel(level_);
     }
-    ~Entry() { environment_.endExecution(statement_); }
+    ~Entry() {
+      environment_.leaveLevel(level_);
+      environment_.endExecution(level_.caller);
+    }
     Entry(const Entry&) = delete;
     Entry& operator=(const Entry&) = delete;
 
    private:
     KorTemplateEnvironment& environment_;
-    const KorTemplateStatement* statement_;  // that goes on when this level has ended
+    KorTemplateActivation level_{nullptr};
+  };
+
+  // What reset() goes back to.
+  struct Remembered {
+    NameMap<Value> globals;
+    NameMap<Ref<KorTemplateFunction>> functions;
+    Ref<KorTemplateStream> outputStream;
+    Ref<KorTemplateStream> errorStream;
   };
 
   template <class T>
@@ -228,22 +299,37 @@ class KorTemplateEnvironment final : public NSObject {
   void deliverOutput();
   void refuel();
   [[noreturn]] void raiseFunctionDepth();
+  FailureWatch::Position position() const noexcept { return {innermost_, statement_}; }
+  // Where the exception in hand was raised; for a limit where it was first reached.
+  FailureWatch::SharedTrace traceInHand() noexcept;
+  void requireIdle(const char* what) const;
+  // A stack of one frame without variables.
+  void resetStack();
 
   Ref<KorTemplateStream> outputStream_;
   Ref<KorTemplateStream> errorStream_;
   Ref<KorTemplateStack> stack_;
   NameMap<Ref<KorTemplateFunction>> functions_;
+  Ref<KorTemplateLayer> layer_;
+  Ref<KorTemplateObserver> observer_;
+  std::shared_ptr<const DiagnosticCallback> diagnosticCallback_;
+  std::unique_ptr<Remembered> remembered_;
+  bool functionsChanged_ = false;  // since they were remembered
 
   KorTemplateLimits limits_;
   KorTemplateLimits limitsInForce_;
   std::int64_t fuel_ = 0;
   StackGuard stackGuard_;
-  std::int32_t functionDepth_ = 0;
+  std::int32_t functionsLeft_ = KorTemplateLimits{}.functionDepth;  // that may begin, below those that run
   std::int32_t executionDepth_ = 0;
   bool popFailed_ = false;
-  const KorTemplateStatement* statement_ = nullptr;  // that runs; not owned
+  const KorTemplateStatement* statement_ = nullptr;   // that runs; not owned
+  const KorTemplateActivation* innermost_ = nullptr;  // level that runs; not owned
   SourceRange failedStatement_;
+  std::optional<KorTemplateFailure> failure_;
+  FailureWatch watch_;
   std::optional<KorTemplateLimitException> reachedLimit_;
+  FailureWatch::SharedTrace limitTrace_;  // of reachedLimit_
   ArgumentStorage argumentStorage_;
   std::vector<Ref<NSObject>> parked_;
   std::vector<Ref<KorTemplateStream>> replacedStreams_;  // in this execution

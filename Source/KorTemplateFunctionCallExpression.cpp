@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <new>
+#include <optional>
 #include <stdexcept>
 
 #include "Foundation/Description.h"
@@ -72,34 +73,47 @@ class ArgumentValues {
   };
 };
 
-// One function that runs, and the statement that goes on when it has ended.
+// Keeps the level of a function for as long as that runs.
 class RunningFunction {
  public:
-  explicit RunningFunction(KorTemplateEnvironment& environment)
-      : environment_(environment), statement_(environment.statement()) {
-    environment.enterFunction();
+  RunningFunction(KorTemplateEnvironment& environment, KorTemplateActivation& level)
+      : environment_(environment), level_(level) {
+    environment.enterFunction(level);
   }
   RunningFunction(const RunningFunction&) = delete;
   RunningFunction& operator=(const RunningFunction&) = delete;
-  ~RunningFunction() { environment_.leaveFunction(); }
+  ~RunningFunction() {
+    if (!hasLeft_) [[unlikely]]
+      environment_.noteUnwinding();
+    environment_.leaveFunction(level_);
+  }
 
-  void leave() const noexcept { environment_.leaveTo(statement_); }
+  // The statement that made the call goes on, whatever the function has come to.
+  void leave() noexcept {
+    environment_.leaveTo(level_.caller);
+    hasLeft_ = true;
+  }
 
  private:
   KorTemplateEnvironment& environment_;
-  const KorTemplateStatement* statement_;
+  KorTemplateActivation& level_;
+  bool hasLeft_ = false;
 };
 
-// What a failed call leaves: a diagnostic, and the null object. Where a scope could not be popped on the way out, that
-// is the failure.
-RawValue report(KorTemplateEnvironment& environment, const Text& description) {
+// What a failed call leaves, the exception being in hand: a diagnostic, and the null object. Where a scope could not be
+// popped on the way out, that is the failure.
+RawValue report(KorTemplateEnvironment& environment, RunningFunction& running, const Text& description) {
+  const std::optional<KorTemplateFailure> failure = environment.diagnosticInHand();
+  running.leave();
   environment.writeDiagnostic(environment.takePopFailure() ? Text("Stack frame is empty") : description);
+  if (failure.has_value()) environment.reportDiagnostic(*failure);
   return RawValue::null();
 }
 
-[[gnu::always_inline]] inline RawValue call(KorTemplateFunction& function, std::span<const Value> arguments,
-                                            KorTemplateEnvironment& environment) {
-  const RunningFunction running(environment);
+[[gnu::always_inline]] inline RawValue call(const Name& name, KorTemplateFunction& function,
+                                            std::span<const Value> arguments, KorTemplateEnvironment& environment) {
+  KorTemplateActivation level(function, name);
+  RunningFunction running(environment, level);
   try {
     const RawValue result = function.kind() == kInternalFunctionKind
                                 ? static_cast<KorTemplateInternalFunction&>(function).run(environment, arguments)
@@ -110,15 +124,13 @@ RawValue report(KorTemplateEnvironment& environment, const Text& description) {
     environment.noteLimit(limit);
     throw;
   } catch (const NSException& exception) {
-    running.leave();
-    return report(environment, exception.description());
+    return report(environment, running, exception.description());
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::length_error&) {
     throw;
   } catch (const std::exception& exception) {
-    running.leave();
-    return report(environment, exception.what());
+    return report(environment, running, exception.what());
   }
 }
 
@@ -128,20 +140,21 @@ RawValue KorTemplateFunctionCallExpression::evaluate(KorTemplateEnvironment& env
   KorTemplateFunction* function = environment.findFunction(functionName_);
   if (function == nullptr) [[unlikely]] {
     requireParameter(!functionName_.isAbsent(), "name != nil");
+    if (environment.isObserved()) environment.observe(KorTemplateUndefined::Function, "", functionName_.view());
     return RawValue::null();
   }
   environment.checkStack();
   environment.step();
   if (argumentExpressions_.count() != 1) return callWithArguments(*function, environment);
   const Value argument = Value::adopt(argumentOf(*argumentExpressions_[0], environment));  // the commonest call
-  return call(*function, {&argument, 1}, environment);
+  return call(functionName_, *function, {&argument, 1}, environment);
 }
 
 RawValue KorTemplateFunctionCallExpression::callWithArguments(KorTemplateFunction& function,
                                                               KorTemplateEnvironment& environment) {
   ArgumentValues arguments(environment, argumentExpressions_);
   arguments.evaluate(argumentExpressions_);
-  return call(function, arguments.values(), environment);
+  return call(functionName_, function, arguments.values(), environment);
 }
 
 Value KorTemplateFunctionCallExpression::evaluateWithEnvironment(KorTemplateEnvironment* environment) {

@@ -3,6 +3,7 @@
 #include "Foundation/NSException.h"
 #include "Foundation/StackGuard.h"
 #include "Source/KorTemplateExpression.h"
+#include "Source/LevelGuard.h"
 
 namespace tavlo {
 
@@ -12,7 +13,11 @@ Value KorTemplateInternalFunction::invokeWithEnvironment(KorTemplateEnvironment*
   requireParameter(!arguments.isAbsent(), "args != nil");
   return environment->enter([&] {
     environment->checkStack();
-    return Value::adopt(invoke(*environment, arguments.span()));
+    KorTemplateActivation level(source_.get());
+    LevelGuard guard(*environment, level);
+    Value result = Value::adopt(run(*environment, arguments.span()));
+    guard.leave();
+    return result;
   });
 }
 
@@ -37,6 +42,7 @@ RawValue KorTemplateInternalFunction::valueOf(const KorTemplateReturnIndication&
 Ref<KorTemplateFunction> KorTemplateInternalFunction::copyWithZone(NSZone* /*zone*/) const {
   checkStack();
   Ref<KorTemplateInternalFunction> copy = function();
+  copy->setSource(source_);
   copy->setArguments(arguments_.items());
   statements_.forEach([&](const Ref<KorTemplateStatement>& statement) { copy->addStatement(copyOf(statement)); });
   return copy;

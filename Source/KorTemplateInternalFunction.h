@@ -7,6 +7,7 @@
 #include "Source/KorTemplateChildList.h"
 #include "Source/KorTemplateFunction.h"
 #include "Source/KorTemplateReturnIndication.h"
+#include "Source/KorTemplateSource.h"
 #include "Source/KorTemplateStatement.h"
 
 namespace tavlo {
@@ -38,6 +39,10 @@ class KorTemplateInternalFunction final : public KorTemplateFunction {
   void addStatement(const Ref<KorTemplateStatement>& statement) { statements_.add(statement); }
   void removeStatement(const Ref<KorTemplateStatement>& statement) { statements_.remove(statement); }
   void removeAllStatements() { statements_.removeAll(); }
+
+  // The text that the body stands in; absent for a body made by hand. Copies keep it.
+  const Ref<KorTemplateSource>& source() const noexcept { return source_; }
+  void setSource(const Ref<KorTemplateSource>& value) { source_ = value; }
 
   // The value of the return that ended the call, or the null object. Raises `NSInvalidArgumentException` for a wrong
   // number of values; neither argument may be absent.
@@ -74,6 +79,7 @@ class KorTemplateInternalFunction final : public KorTemplateFunction {
   [[noreturn]] void raiseArgumentCount(std::size_t supplied) const;
   static RawValue valueOf(const KorTemplateReturnIndication& indication, KorTemplateEnvironment& environment);
 
+  Ref<KorTemplateSource> source_;
   KorTemplateChildList<Name> arguments_{"arguments", "argument"};
   KorTemplateChildList<Ref<KorTemplateStatement>> statements_{"statements", "statement"};
 };

@@ -72,7 +72,7 @@ Completion KorTemplateOutputStatement::execute(KorTemplateEnvironment& environme
     if (value.kind() != ValueKind::Null) environment.writeOutput(value);
     return Completion::wentOn();
   }
-  if (expression_->kind() == kVariableKind) {
+  if (expression_->kind() == kVariableKind && !environment.isObserved()) {
     executePath(static_cast<const KorTemplateVariableExpression&>(*expression_), environment);
     return Completion::wentOn();
   }

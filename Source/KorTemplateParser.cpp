@@ -601,6 +601,7 @@ Ref<KorTemplateStatement> KorTemplateParser::parseFunctionDefinitionStatementFor
   const Name name = names_.nameForText(textOf(expect(*token, 1, Symbol, "function statement: name expected")));
   (void)expect(*token, 2, ParenthesisStart, "function statement: opening parenthesis expected");
   const Ref<KorTemplateInternalFunction> function = KorTemplateInternalFunction::function();
+  function->setSource(source_);
   const std::size_t close = parseParameters(*token, *function);
   const KorToken end = token->subtokens[close];  // a copy: the body's blocks take the place of this one
   const SourceRange opening = {token->byteOffset, token->byteLength};

@@ -15,6 +15,7 @@
 #include "Source/KorTemplateExpression.h"
 #include "Source/KorTemplateFunctionCallExpression.h"
 #include "Source/KorTemplateOperator.h"
+#include "Source/KorTemplateSource.h"
 #include "Source/KorTemplateStatement.h"
 #include "Source/KorTokenList.h"
 
@@ -65,6 +66,9 @@ class KorTemplateParser : public NSObject {
   explicit KorTemplateParser(const Ref<NSString>& string, const KorTemplateLimits& limits = {});
 
   const Ref<NSString>& inputString() const noexcept { return inputString_; }
+  // The same text with its name, for what is made of it to keep; absent unless it is set.
+  const Ref<KorTemplateSource>& source() const noexcept { return source_; }
+  void setSource(const Ref<KorTemplateSource>& value) { source_ = value; }
   // The block being read, lent by the scanner; null before the first one and after the last.
   const KorToken* currentBlockToken() const noexcept { return currentBlockToken_; }
   void setCurrentBlockToken(const KorToken* token) noexcept { currentBlockToken_ = token; }
@@ -176,6 +180,7 @@ class KorTemplateParser : public NSObject {
   KorTokenList headExpression(const KorCompoundToken& token, std::size_t first, const char* message);
 
   Ref<NSString> inputString_;
+  Ref<KorTemplateSource> source_;
   Ref<KorRuleBasedScanner> scanner_;
   const KorToken* currentBlockToken_ = nullptr;  // the scanner's
   std::int32_t currentPosition_ = 0;             // in UTF-16 units

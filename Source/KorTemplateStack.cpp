@@ -50,6 +50,16 @@ void KorTemplateStack::resetPopped() noexcept {
   if (spare != nullptr && *spare == nullptr && frame->hasOneReference()) *spare = std::move(frame);
 }
 
+bool KorTemplateStack::resetToFirstFrame() noexcept {
+  if (isListLent_ || frames_.empty()) return false;
+  for (const Ref<KorTemplateStackFrame>& frame : frames_) {
+    if (!frame->hasOneReference()) return false;
+  }
+  while (frames_.count() > 1) (void)popIfAny();
+  frames_[0]->reset();
+  return true;
+}
+
 void KorTemplateStack::push(const Ref<KorTemplateStackFrame>& frame) {
   requireParameter(frame != nullptr, "frame != nil");
   append(frame);

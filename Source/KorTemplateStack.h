@@ -51,6 +51,9 @@ class KorTemplateStack final : public NSObject {
     current_ = frame;
     return frame;
   }
+  // Leaves the first frame alone, without variables. False, and nothing done, where somebody else holds a frame or the
+  // list, or there is none.
+  bool resetToFirstFrame() noexcept;
   // The same as pop(), but false instead of an exception.
   [[gnu::always_inline]] bool popIfAny() noexcept {
     KorTemplateStackFrame* const frame = current_;

@@ -10,6 +10,18 @@ KorTemplateStringStream::KorTemplateStringStream() : KorTemplateStringStream(NSM
 KorTemplateStringStream::KorTemplateStringStream(const Ref<NSMutableString>& buffer)
     : KorTemplateStream(kStringStreamKind), buffer_(buffer) {}
 
+Ref<KorTemplateStringStream> KorTemplateStringStream::stringStreamAppendingTo(std::string& text) {
+  Ref<KorTemplateStringStream> stream = stringStream();
+  stream->text_ = &text;
+  return stream;
+}
+
+void KorTemplateStringStream::flush() {
+  if (text_ == nullptr || buffer_ == nullptr) return;
+  text_->append(buffer_->string());
+  buffer_->clear();
+}
+
 void KorTemplateStringStream::setBuffer(const Ref<NSMutableString>& value) {
   requireParameter(value != nullptr, "value != nil");
   buffer_ = value;

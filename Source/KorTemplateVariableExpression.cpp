@@ -9,6 +9,15 @@
 
 namespace tavlo {
 
+namespace {
+
+// What stands before the name in a template.
+std::string_view sigilOf(const Name& name) {
+  return name.view().starts_with("@@") ? "" : "$";
+}
+
+}  // namespace
+
 KorTemplateVariableExpression::KorTemplateVariableExpression() {
   failAssertion("[KorTemplateVariableExpression init] should not be used");
 }
@@ -59,18 +68,38 @@ RawValue KorTemplateVariableExpression::peekPath(const KorTemplateEnvironment& e
   if (rootName_.isAbsent()) [[unlikely]]
     return peekNamed(variable_, environment);
   const Value* root = environment.findVariable(rootName_);
-  if (root == nullptr) return RawValue::null();
+  if (root == nullptr) return environment.undefinedVariable();
   const Value* found = path_->peek(root->peek());
   return found == nullptr ? RawValue::nothing() : found->peek();
 }
 
 RawValue KorTemplateVariableExpression::evaluate(KorTemplateEnvironment& environment) {
+  if (environment.isObserved()) [[unlikely]]
+    return evaluateObserved(environment);
   if (!hasKeyPath()) return Value::retaining(peek(environment)).leak();
   const Value* const root = rootOfPath(environment);
   if (root == nullptr) return RawValue::null();
   if (isHostObject(*root)) return valueAtPath(*path_, *root);
   const Value* const found = path_->peek(root->peek());
   return found != nullptr ? Value::retaining(found->peek()).leak() : valueAtPath(*path_, *root);
+}
+
+// The same where somebody wants to hear of what is not defined.
+RawValue KorTemplateVariableExpression::evaluateObserved(KorTemplateEnvironment& environment) const {
+  const RawValue lent = peek(environment);
+  if (!lent.isNothing()) return Value::retaining(lent).leak();
+  const Name& name = hasKeyPath() ? rootName_ : variable_;
+  const Value* const root = environment.findVariable(name);
+  if (root == nullptr) {
+    environment.observe(KorTemplateUndefined::Variable, sigilOf(name), name.view());
+    return RawValue::null();
+  }
+  const Value held = *root;
+  Value result;
+  if (path_->findDefined(held, result)) return (result.isAbsent() ? Value::null() : result).leak();
+  const std::string path = std::string(name.view()) + "." + std::string(path_->text());
+  environment.observe(KorTemplateUndefined::Key, sigilOf(name), path);
+  return RawValue::null();
 }
 
 namespace {

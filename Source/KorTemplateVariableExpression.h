@@ -50,7 +50,7 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   // The name of a variable without any key path; null for every other one.
   const Name* plainName() const noexcept { return path_ == nullptr ? &variable_ : nullptr; }
   // The value where it lives, lent until a variable changes or other code runs. Nothing where a key path leads through
-  // more than dictionaries, and evaluate() must be asked.
+  // more than dictionaries, or to something undefined that is observed, and evaluate() must be asked.
   RawValue peek(const KorTemplateEnvironment& environment) const noexcept {
     if (path_ == nullptr) return peekNamed(variable_, environment);
     return asksHost_.load(std::memory_order_relaxed) ? RawValue::nothing() : peekPath(environment);
@@ -69,8 +69,9 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
  private:
   static RawValue peekNamed(const Name& name, const KorTemplateEnvironment& environment) noexcept {
     const Value* found = environment.findVariable(name);
-    return found == nullptr ? RawValue::null() : found->peek();
+    return found == nullptr ? environment.undefinedVariable() : found->peek();
   }
+  RawValue evaluateObserved(KorTemplateEnvironment& environment) const;
   RawValue peekPath(const KorTemplateEnvironment& environment) const noexcept;
   // Never absent; the caller adopts it.
   static RawValue valueAtPath(const NSKeyPath& path, const Value& root);

@@ -49,9 +49,9 @@ inline bool findPlainDouble(const KorTemplateExpression& expression, const KorTe
 
 // Whether evaluating the expression can neither change a variable nor run a host's code, so that what was lent before
 // is still good after it.
-inline bool isQuiet(const KorTemplateExpression& expression) noexcept {
+inline bool isQuiet(const KorTemplateExpression& expression, const KorTemplateEnvironment& environment) noexcept {
   if (expression.kind() == kVariableKind) {
-    return !static_cast<const KorTemplateVariableExpression&>(expression).hasKeyPath();
+    return !static_cast<const KorTemplateVariableExpression&>(expression).hasKeyPath() && !environment.isObserved();
   }
   return expression.kind() == kLiteralKind || expression.kind() == kRegexExpressionKind;
 }

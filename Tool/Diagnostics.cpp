@@ -8,8 +8,9 @@
 #include <string>
 
 #include "Foundation/Utf8.h"
+#include "Source/KorTemplateFailure.h"
+#include "Source/PrintableText.h"
 #include "Tool/FileDescriptor.h"
-#include "Tool/PrintableText.h"
 
 namespace tavlo {
 
@@ -64,11 +65,11 @@ class ObjectWriter {
 };
 
 std::string asText(const Failure& failure) {
-  std::string text = printable(failure.file);
+  std::string where = printable(failure.file);
   if (failure.place.has_value()) {
-    text += ':' + std::to_string(failure.place->line) + ':' + std::to_string(failure.place->column);
+    where += ':' + std::to_string(failure.place->line) + ':' + std::to_string(failure.place->column);
   }
-  return text + ": " + failure.name + ": " + printable(failure.reason) + '\n' + failure.excerpt;
+  return textOfFailure(where, failure.name, failure.reason, failure.excerpt);
 }
 
 std::string asJSON(const Failure& failure) {

@@ -1,8 +1,9 @@
 #include "Tool/Failure.h"
 
+#include <cerrno>
 #include <system_error>
 
-#include "Tool/SourceExcerpt.h"
+#include "Source/SourceExcerpt.h"
 
 namespace tavlo {
 
@@ -27,6 +28,11 @@ Failure Failure::at(std::string_view text, const TextPlace& where) const {
 
 std::string textOfSystemError(int number) {
   return std::generic_category().message(number);
+}
+
+void raiseUndelivered(int errorNumber, const std::string& file) {
+  if (errorNumber == EPIPE) throw ReaderWentAway();
+  throw Failure::ofOutput(file, "The text cannot be written: " + textOfSystemError(errorNumber));
 }
 
 }  // namespace tavlo

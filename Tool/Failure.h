@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "Tool/TextPlace.h"
+#include "Source/TextPlace.h"
 
 namespace tavlo {
 
@@ -35,7 +35,13 @@ struct Failure {
   Failure at(std::string_view text, const TextPlace& where) const;
 };
 
+// Thrown when the reader of what is written has gone away. Like `Failure` it is no `std::exception`.
+struct ReaderWentAway {};
+
 // The text of an error number of the system.
 std::string textOfSystemError(int number);
+
+// Throws what stands for text that could not be written to the file: `ReaderWentAway`, or else `Failure`.
+[[noreturn]] void raiseUndelivered(int errorNumber, const std::string& file);
 
 }  // namespace tavlo

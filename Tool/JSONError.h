@@ -3,7 +3,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "Tool/TextPlace.h"
+#include "Source/TextPlace.h"
 
 namespace tavlo {
 

@@ -6,10 +6,11 @@
 #include <csignal>
 #include <exception>
 
+#include "Source/KorTemplateFileDescriptorStream.h"
+#include "Source/KorTemplateWriteException.h"
 #include "Tool/CommandLine.h"
 #include "Tool/Diagnostics.h"
 #include "Tool/Failure.h"
-#include "Tool/FileStream.h"
 #include "Tool/InputFile.h"
 #include "Tool/Rendering.h"
 
@@ -28,9 +29,13 @@ void occupyStandardStreams() {
 void run(const std::vector<std::string>& arguments, const Diagnostics& diagnostics) {
   const CommandLine commandLine = CommandLine::parse(arguments);
   if (!commandLine.information.has_value()) return render(commandLine.render, diagnostics);
-  FileStream output(STDOUT_FILENO, kStandardStream);
-  output.write(*commandLine.information);
-  output.flush();
+  const Ref<KorTemplateStream> output = KorTemplateFileDescriptorStream::streamWithDescriptor(STDOUT_FILENO);
+  try {
+    output->write(*commandLine.information);
+    output->flush();
+  } catch (const KorTemplateWriteException& exception) {
+    raiseUndelivered(exception.errorNumber(), kStandardStream);
+  }
 }
 
 }  // namespace

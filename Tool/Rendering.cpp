@@ -1,16 +1,15 @@
 #include "Tool/Rendering.h"
 
 #include <exception>
-#include <new>
-#include <optional>
 #include <string>
 
-#include "Foundation/Utf8.h"
 #include "Source/KorTemplate.h"
 #include "Source/KorTemplateEnvironment.h"
+#include "Source/KorTemplateFileDescriptorStream.h"
 #include "Source/KorTemplateSyntaxErrorException.h"
+#include "Source/KorTemplateWriteException.h"
 #include "Tool/DiagnosticStream.h"
-#include "Tool/FileStream.h"
+#include "Tool/Failure.h"
 #include "Tool/GlobalDefinitions.h"
 #include "Tool/InputFile.h"
 #include "Tool/OutputFile.h"
@@ -19,45 +18,33 @@ namespace tavlo {
 
 namespace {
 
-// The exception in flight, which ended the compilation or the run of a template.
-Failure failureOfTemplate() {
-  Failure failure;
-  try {
-    throw;
-  } catch (const NSException& exception) {
-    failure.name = exception.name();
-    failure.reason = exception.description();
-    if (const auto* error = dynamic_cast<const KorTemplateSyntaxErrorException*>(&exception))
-      failure.line = error->line();
-  } catch (const KorTemplateLimitException& limit) {
-    failure.name = "KorTemplateLimitException";
-    failure.reason = limit.what();
-  } catch (const std::bad_alloc&) {
-    failure.name = "std::bad_alloc";
-    failure.reason = "There is not enough memory";
-  } catch (const std::exception& exception) {
-    failure.name = "std::exception";
-    failure.reason = exception.what();
-  }
-  return failure;
-}
-
-// The failure in the template's file, at the range of its text where that is known.
-Failure placed(Failure failure, const std::string& file, const std::string& text, SourceRange range) {
-  failure.file = file;
-  return range.isKnown() ? failure.at(text, TextPlace::inText(text, range.offset, range.length)) : failure;
+// The same failure as the program tells of it.
+Failure failureOf(const KorTemplateFailure& failure, const std::string& file) {
+  Failure told;
+  told.name = failure.name();
+  told.reason = failure.reason();
+  told.file = file;
+  if (!failure.place().isKnown()) return told;
+  told.place = failure.place().inText();
+  told.excerpt = failure.place().excerpt();
+  return told;
 }
 
 Ref<KorTemplate> compile(const std::string& text, const RenderOptions& options) {
-  SourceRange failedAt;
-  if (const std::optional<std::size_t> invalid = firstInvalidByte(text)) {
-    failedAt = {static_cast<std::uint32_t>(*invalid), 1};
-  }
+  KorTemplateFailure failure;
   try {
-    return KorTemplate::compile(text, options.limits, &failedAt);
-  } catch (const std::exception&) {
-    throw placed(failureOfTemplate(), options.templateFile, text, failedAt);
+    return KorTemplate::compile(text, {options.templateFile, options.limits}, &failure);
+  } catch (const std::exception& exception) {
+    Failure told = failureOf(failure, options.templateFile);
+    if (const auto* error = dynamic_cast<const KorTemplateSyntaxErrorException*>(&exception)) told.line = error->line();
+    throw told;
   }
+}
+
+// What the execution has raised.
+[[noreturn]] void raiseFailureOf(const KorTemplateEnvironment& environment, const std::string& file) {
+  const KorTemplateFailure* const failure = environment.lastFailure();
+  throw failureOf(failure == nullptr ? KorTemplateFailure() : *failure, file);
 }
 
 }  // namespace
@@ -71,11 +58,13 @@ void render(const RenderOptions& options, const Diagnostics& diagnostics) {
   const Ref<KorTemplate> compiled = compile(text, options);
 
   OutputFile output(options.outputFile);
-  environment->setOutputStream(FileStream::fileStream(output.descriptor(), output.name()));
+  environment->setOutputStream(KorTemplateFileDescriptorStream::streamWithDescriptor(output.descriptor()));
   try {
     compiled->executeWithEnvironment(environment.get());
+  } catch (const KorTemplateWriteException& exception) {
+    raiseUndelivered(exception.errorNumber(), output.name());
   } catch (const std::exception&) {
-    throw placed(failureOfTemplate(), options.templateFile, text, environment->failedStatement());
+    raiseFailureOf(*environment, options.templateFile);
   }
   output.keep();
 }

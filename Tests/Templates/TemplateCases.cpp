@@ -7,9 +7,9 @@
 #include "Source/KorTemplateEnvironment.h"
 #include "Source/KorTemplateStringStream.h"
 #include "Source/KorTemplateSyntaxErrorException.h"
+#include "Source/TextPlace.h"
 #include "Tests/Templates/CaseFile.h"
 #include "Tool/JSONReader.h"
-#include "Tool/TextPlace.h"
 
 namespace tavlo::test {
 

@@ -1,4 +1,4 @@
-#include "Tool/TextPlace.h"
+#include "Source/TextPlace.h"
 
 #include <algorithm>
 

@@ -1,10 +1,10 @@
-#include "Tool/SourceExcerpt.h"
+#include "Source/SourceExcerpt.h"
 
 #include <algorithm>
 
 #include "Foundation/Utf8.h"
-#include "Tool/PrintableText.h"
-#include "Tool/TextPlace.h"
+#include "Source/PrintableText.h"
+#include "Source/TextPlace.h"
 
 namespace tavlo {
 

@@ -1,4 +1,4 @@
-#include "Tool/PrintableText.h"
+#include "Source/PrintableText.h"
 
 #include <utf8proc.h>
 

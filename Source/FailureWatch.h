@@ -1,0 +1,44 @@
+#pragma once
+
+#include <exception>
+#include <memory>
+
+#include "Source/KorTemplateActivation.h"
+#include "Source/KorTemplateFailure.h"
+
+namespace tavlo {
+
+// Knows where the exception was raised that is on its way out of an environment's executions. The levels that it leaves
+// are gone when it is caught, so each is asked to tell before.
+class FailureWatch {
+ public:
+  using SharedTrace = KorTemplateFailure::SharedTrace;
+
+  // What runs at a moment.
+  struct Position {
+    const KorTemplateActivation* innermost;
+    const KorTemplateStatement* statement;
+  };
+
+  // An exception leaves the innermost level, which is there still.
+  void noteUnwinding(const Position& at) noexcept;
+  // The exception that was leaving levels has been dealt with by who caught it.
+  void forgetUnwinding() noexcept { unwinding_ = nullptr; }
+  // Where the exception was raised whose handler calls this: where it was first seen, or else right here. Absent where
+  // there is no memory for it.
+  const SharedTrace& traceOfCurrentException(const Position& at) noexcept;
+  // Lets go of all exceptions.
+  void clear() noexcept;
+
+  // What runs there.
+  static KorTemplateTrace traceAt(const Position& at);
+
+ private:
+  static SharedTrace sharedTraceAt(const Position& at) noexcept;
+
+  std::exception_ptr exception_;
+  SharedTrace trace_;      // of exception_
+  SharedTrace unwinding_;  // of one that nobody has caught yet; absent for none
+};
+
+}  // namespace tavlo

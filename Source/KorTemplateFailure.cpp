@@ -1,0 +1,77 @@
+#include "Source/KorTemplateFailure.h"
+
+#include <new>
+
+#include "Foundation/KorTemplateLimits.h"
+#include "Foundation/NSException.h"
+#include "Source/KorTemplateReturnIndication.h"
+#include "Source/PrintableText.h"
+
+namespace tavlo {
+
+namespace {
+
+constexpr const char* kOutOfMemory = "std::bad_alloc";
+
+}  // namespace
+
+KorTemplateFailure::KorTemplateFailure(std::string_view name, std::string_view reason, SharedTrace trace) noexcept
+    : trace_(std::move(trace)) {
+  // Made beforehand, for when there is no memory left.
+  static const auto& outOfMemory =
+      *new std::shared_ptr<const Texts>(new Texts{kOutOfMemory, "There is not enough memory"});
+  try {
+    texts_ = std::make_shared<const Texts>(Texts{std::string(name), std::string(reason)});
+  } catch (const std::bad_alloc&) {
+    texts_ = outOfMemory;
+  }
+}
+
+std::optional<KorTemplateFailure> KorTemplateFailure::ofCurrentException(const SharedTrace& trace) noexcept {
+  try {
+    throw;
+  } catch (const KorTemplateReturnIndication&) {
+    return {};
+  } catch (const NSException& exception) {
+    return KorTemplateFailure(exception.name(), exception.description(), trace);
+  } catch (const KorTemplateLimitException& limit) {
+    return KorTemplateFailure("KorTemplateLimitException", limit.what(), trace);
+  } catch (const std::bad_alloc&) {
+    return KorTemplateFailure(kOutOfMemory, "There is not enough memory", trace);
+  } catch (const std::exception& exception) {
+    return KorTemplateFailure("std::exception", exception.what(), trace);
+  } catch (...) {
+    return KorTemplateFailure("exception", "The host has raised what is no std::exception", trace);
+  }
+}
+
+const std::string& KorTemplateFailure::name() const noexcept {
+  static const auto& none = *new std::string;  // failures may outlive every static object
+  return texts_ == nullptr ? none : texts_->name;
+}
+
+const std::string& KorTemplateFailure::reason() const noexcept {
+  static const auto& none = *new std::string;
+  return texts_ == nullptr ? none : texts_->reason;
+}
+
+const KorTemplateTrace& KorTemplateFailure::trace() const noexcept {
+  static const auto& nowhere = *new KorTemplateTrace;
+  return trace_ == nullptr ? nowhere : *trace_;
+}
+
+std::string KorTemplateFailure::text() const {
+  return textOfFailure(place().description(), name(), reason(), place().excerpt());
+}
+
+void KorTemplateFailure::raise() const {
+  if (exception_ != nullptr) std::rethrow_exception(exception_);
+  throw NSException(name(), reason());
+}
+
+std::string textOfFailure(const std::string& where, const std::string& name, const std::string& reason,
+                          const std::string& excerpt) {
+  return where + ": " + name + ": " + printable(reason) + '\n' + excerpt;
+}
+
+}  // namespace tavlo

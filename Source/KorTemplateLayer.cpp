@@ -1,0 +1,52 @@
+#include "Source/KorTemplateLayer.h"
+
+#include "Foundation/NSArray.h"
+#include "Foundation/NSException.h"
+
+namespace tavlo {
+
+void KorTemplateLayer::requireUnfrozen() const {
+  if (isFrozen_) failAssertion("A layer that is shared cannot change");
+}
+
+void KorTemplateLayer::setValueForGlobalVariableWithName(const Value& variable, const Name& name) {
+  requireParameter(!variable.isAbsent(), "variable != nil");
+  requireParameter(!name.isAbsent(), "name != nil");
+  requireUnfrozen();
+  (void)globals_.set(name, variable);
+}
+
+void KorTemplateLayer::setFunctionForName(const Ref<KorTemplateFunction>& function, const Name& name) {
+  requireParameter(function != nullptr, "function != nil");
+  requireParameter(!name.isAbsent(), "name != nil");
+  requireUnfrozen();
+  (void)functions_.set(name, function);
+}
+
+void KorTemplateLayer::share() {
+  if (isFrozen_) return;
+  for (const auto& entry : functions_) {
+    if (entry.value->canBeShared()) continue;
+    NSException::raise(NSInvalidArgumentException,
+                       "The function \"%@\" cannot be shared between threads: its class %s must answer canBeShared()",
+                       entry.name, entry.value->className());
+  }
+  std::vector<Value> values;
+  values.reserve(globals_.size());
+  for (const auto& entry : globals_) values.push_back(entry.value);
+  Value(makeRef<NSArray>(values)).share();  // as one, so that it refuses before it changes anything
+  isFrozen_ = true;
+}
+
+Value KorTemplateLayer::valueForGlobalVariableWithName(const Name& name) const {
+  requireParameter(!name.isAbsent(), "name != nil");
+  const Value* const value = findVariable(name);
+  return value == nullptr ? Value() : *value;
+}
+
+Ref<KorTemplateFunction> KorTemplateLayer::functionForName(const Name& name) const {
+  requireParameter(!name.isAbsent(), "name != nil");
+  return Ref<KorTemplateFunction>::retaining(findFunction(name));
+}
+
+}  // namespace tavlo

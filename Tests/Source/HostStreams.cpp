@@ -1,0 +1,344 @@
+#include <fcntl.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <sstream>
+#include <stdexcept>
+#include <streambuf>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Source/KorTemplateCallbackStream.h"
+#include "Source/KorTemplateFileDescriptorStream.h"
+#include "Source/KorTemplateOStreamStream.h"
+#include "Source/KorTemplateWriteException.h"
+#include "Tests/Source/HostClasses.h"
+
+namespace tavlo::test {
+
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+// A pipe that is read to its end by a thread of its own.
+class Pipe {
+ public:
+  Pipe() {
+    int ends[2] = {-1, -1};
+    if (::pipe(ends) != 0) throw std::runtime_error("no pipe");
+    reader_ = ends[0];
+    writer_ = ends[1];
+  }
+  ~Pipe() {
+    closeWriter();
+    if (thread_.joinable()) thread_.join();
+    ::close(reader_);
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+  int writer() const { return writer_; }
+  // What there is to be read at this moment, without waiting.
+  std::string readSoFar() const {
+    std::string text(1024, '\0');
+    ::fcntl(reader_, F_SETFL, O_NONBLOCK);
+    const ssize_t size = ::read(reader_, text.data(), text.size());
+    text.resize(size < 0 ? 0 : static_cast<std::size_t>(size));
+    return text;
+  }
+  void startReading() {
+    thread_ = std::thread([this] {
+      char buffer[1000];
+      for (ssize_t size = 0; (size = ::read(reader_, buffer, sizeof buffer)) > 0;) {
+        text_.append(buffer, static_cast<std::size_t>(size));
+      }
+    });
+  }
+  // All that was written, once the thread has read it.
+  const std::string& finish() {
+    closeWriter();
+    thread_.join();
+    return text_;
+  }
+  void closeReader() {
+    ::close(reader_);
+    reader_ = -1;
+  }
+
+ private:
+  void closeWriter() {
+    if (writer_ != -1) ::close(writer_);
+    writer_ = -1;
+  }
+
+  int reader_;
+  int writer_;
+  std::thread thread_;
+  std::string text_;
+};
+
+// A stage that writes elsewhere.
+struct StreamStage : Stage {
+  explicit StreamStage(const Ref<KorTemplateStream>& stream) {
+    environment->setOutputStream(stream);
+    define("boom", [](auto&&...) -> Value { throw NSException("Boom", "bang"); });
+    define("foreign", [](auto&&...) -> Value { throw 42; });
+  }
+};
+
+TEST(AFileDescriptorStream, DeliversAtTheEndAndBeforeDiagnostics) {
+  const Pipe pipe;
+  const StreamStage stage(KorTemplateFileDescriptorStream::streamWithDescriptor(pipe.writer()));
+  std::string before;
+  stage.errors->onWrite = [&](const Text&) { before = pipe.readSoFar(); };
+  stage.define("look", [&](auto&&...) -> Value { return pipe.readSoFar(); });
+  stage.run("a<?= 1 ?>(<?= look() ?>)<? boom() ?>b");
+  EXPECT_EQ(before, "a1()");
+  EXPECT_EQ(pipe.readSoFar(), "b");
+}
+
+TEST(AFileDescriptorStream, DeliversAlsoWhenTheExecutionFails) {
+  const Pipe pipe;
+  const StreamStage stage(KorTemplateFileDescriptorStream::streamWithDescriptor(pipe.writer()));
+  EXPECT_NE(raisedBy([&] { stage.run("a<? 1 / 0 ?>b"); }), "nothing");
+  EXPECT_EQ(pipe.readSoFar(), "a");
+  EXPECT_THROW(stage.run("c<? foreign() ?>d"), int);
+  EXPECT_EQ(pipe.readSoFar(), "c");
+}
+
+TEST(AFileDescriptorStream, WritesTextsOfEverySizeInOrder) {
+  constexpr std::size_t kCapacity = KorTemplateFileDescriptorStream::kCapacity;
+  for (const bool isBlocking : {true, false}) {
+    Pipe pipe;
+    if (!isBlocking) ::fcntl(pipe.writer(), F_SETFL, O_NONBLOCK);
+    pipe.startReading();
+    const StreamStage stage(KorTemplateFileDescriptorStream::streamWithDescriptor(pipe.writer()));
+    std::string expected;
+    char letter = 'a';
+    for (const std::size_t size : {std::size_t{1}, kCapacity - 1, kCapacity, kCapacity + 1, 5 * kCapacity,
+                                   std::size_t{0}, std::size_t{2}, kCapacity - 2, std::size_t{3}}) {
+      const std::string text(size, letter++);
+      expected += text;
+      stage.set("t", text);
+      stage.run("<?= $t ?>");
+    }
+    EXPECT_EQ(pipe.finish() == expected, true) << isBlocking;
+  }
+}
+
+TEST(AFileDescriptorStream, EndsTheExecutionWhereItCannotWrite) {
+  struct Row {
+    const char* what;
+    const char* text;
+  };
+  const std::string large(2 * KorTemplateFileDescriptorStream::kCapacity, 'x');
+  const Row rows[] = {
+      {"at the end", "a"},
+      {"in the template", "<?= $large ?><? never() ?>"},
+      {"in a function", "<? function f() ?><?= $large ?><? never() ?><? endfunction ?><? f() ?><? never() ?>"},
+  };
+  for (const Row& row : rows) {
+    const StreamStage stage(KorTemplateFileDescriptorStream::streamWithDescriptor(-1, "the page"));
+    int never = 0;
+    stage.define("never", [&](auto&&...) -> Value { return ++never; });
+    stage.set("large", large);
+    try {
+      stage.run(row.text);
+      FAIL() << row.what;
+    } catch (const KorTemplateWriteException& exception) {
+      EXPECT_EQ(exception.errorNumber(), EBADF) << row.what;
+      EXPECT_EQ(exception.name(), NSGenericException) << row.what;
+      EXPECT_EQ(exception.reason(), "The text cannot be written to the page: Bad file descriptor") << row.what;
+    }
+    EXPECT_EQ(never, 0) << row.what;
+    EXPECT_THAT(stage.errors->writes, IsEmpty()) << row.what;
+    EXPECT_EQ(stage.depth(), 1) << row.what;
+  }
+}
+
+TEST(AFileDescriptorStream, StaysFailed) {
+  Pipe pipe;
+  pipe.closeReader();
+  std::signal(SIGPIPE, SIG_IGN);
+  const Ref<KorTemplateFileDescriptorStream> stream =
+      KorTemplateFileDescriptorStream::streamWithDescriptor(pipe.writer());
+  stream->write("a");
+  const std::string raised = "NSGenericException: The text cannot be written to file descriptor " +
+                             std::to_string(pipe.writer()) + ": Broken pipe";
+  EXPECT_EQ(raisedBy([&] { stream->flush(); }), raised);
+  EXPECT_EQ(raisedBy([&] { stream->write("b"); }), raised);
+  EXPECT_EQ(raisedBy([&] { stream->flush(); }), raised);
+  std::signal(SIGPIPE, SIG_DFL);
+}
+
+TEST(AFileDescriptorStream, GoesOnWhereASignalInterrupts) {
+  struct sigaction action = {};
+  struct sigaction old = {};
+  action.sa_handler = [](int) {};  // without SA_RESTART
+  ::sigaction(SIGUSR1, &action, &old);
+  int ends[2] = {-1, -1};
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM, 0, ends), 0);
+  const std::string text(4U << 20, 'y');
+  const pthread_t writer = ::pthread_self();
+  std::string read;
+  std::thread reader([&] {
+    char buffer[64 * 1024];
+    while (read.size() < text.size()) {
+      ::pthread_kill(writer, SIGUSR1);
+      const ssize_t size = ::read(ends[0], buffer, sizeof buffer);
+      if (size > 0) read.append(buffer, static_cast<std::size_t>(size));
+    }
+  });
+  const StreamStage stage(KorTemplateFileDescriptorStream::streamWithDescriptor(ends[1]));
+  stage.set("t", text);
+  stage.run("<?= $t ?>");
+  reader.join();
+  EXPECT_EQ(read == text, true);
+  ::close(ends[0]);
+  ::close(ends[1]);
+  ::sigaction(SIGUSR1, &old, nullptr);
+}
+
+TEST(AStreamOverAnOStream, WritesAndFlushes) {
+  std::ostringstream out;
+  const StreamStage stage(KorTemplateOStreamStream::streamWithOStream(out));
+  std::string before;
+  stage.errors->onWrite = [&](const Text&) { before = out.str(); };
+  stage.run("a<?= 1 ?><? boom() ?>b");
+  EXPECT_EQ(before, "a1");
+  EXPECT_EQ(out.str(), "a1b");
+  EXPECT_NE(raisedBy([&] { stage.run("c<? 1 / 0 ?>d"); }), "nothing");
+  EXPECT_EQ(out.str(), "a1bc");
+}
+
+TEST(AStreamOverAnOStream, RaisesWhereThatHasFailed) {
+  std::ostringstream out;
+  out.setstate(std::ios::failbit);
+  const StreamStage stage(KorTemplateOStreamStream::streamWithOStream(out));
+  const std::string raised =
+      "NSGenericException: The text cannot be written to the output stream: the stream has failed";
+  EXPECT_EQ(raisedBy([&] { stage.run("a"); }), raised);
+  EXPECT_EQ(raisedBy([&] { stage.run("<? function f() ?>a<? endfunction ?><? f() ?>"); }), raised);
+  EXPECT_THAT(stage.errors->writes, IsEmpty());
+  out.clear();
+  stage.run("b");
+  EXPECT_EQ(out.str(), "b");
+  struct FullBuffer : std::streambuf {
+  } buffer;
+  std::ostream full(&buffer);
+  full.exceptions(std::ios::badbit);
+  EXPECT_THROW(makeRef<KorTemplateOStreamStream>(full, "the log")->write("a"), std::exception);
+}
+
+// Hands all pieces to a list.
+struct Pieces {
+  std::vector<std::string> list;
+  Ref<KorTemplateCallbackStream> stream(std::size_t capacity = KorTemplateCallbackStream::kCapacity) {
+    return KorTemplateCallbackStream::streamWithCallback([this](std::string_view text) { list.emplace_back(text); },
+                                                         capacity);
+  }
+};
+
+TEST(ACallbackStream, DeliversAtItsCapacityBeforeDiagnosticsAndAtTheEnd) {
+  Pieces pieces;
+  const StreamStage stage(pieces.stream(4));
+  stage.run("ab<?= \"cd\" ?><?= \"e\" ?><?= \"fghij\" ?>k<? boom() ?>l");
+  EXPECT_THAT(pieces.list, ElementsAre("abcd", "e", "fghij", "k", "l"));
+  pieces.list.clear();
+  EXPECT_NE(raisedBy([&] { stage.run("m<? 1 / 0 ?>n"); }), "nothing");
+  EXPECT_THROW(stage.run("o<? foreign() ?>p"), int);
+  EXPECT_THAT(pieces.list, ElementsAre("m", "o"));
+}
+
+TEST(ACallbackStream, HandsOverEachOutputWithoutACapacity) {
+  Pieces pieces;
+  const StreamStage stage(pieces.stream(0));
+  stage.run("a<?= 1 ?><?= \"\" ?><?= null ?>b");
+  EXPECT_THAT(pieces.list, ElementsAre("a", "1", "b"));
+}
+
+TEST(ACallbackStream, LetsPassWhatItsCallbackRaises) {
+  std::vector<std::string> pieces;
+  const StreamStage stage(KorTemplateCallbackStream::streamWithCallback([&](std::string_view text) {
+    pieces.emplace_back(text);
+    if (text == "a") throw 42;
+  }));
+  EXPECT_THROW(stage.run("a"), int);
+  stage.run("b");
+  EXPECT_THAT(pieces, ElementsAre("a", "b"));
+  EXPECT_EQ(raisedBy([] { (void)KorTemplateCallbackStream::streamWithCallback(nullptr); }),
+            failedCheck("callback != nil"));
+}
+
+TEST(ACallbackStream, MayBeWrittenToByItsCallback) {
+  std::vector<std::string> pieces;
+  Ref<KorTemplateCallbackStream> stream;
+  stream = KorTemplateCallbackStream::streamWithCallback(
+      [&](std::string_view text) {
+        pieces.emplace_back(text);
+        if (text == "ab") stream->write("!");
+      },
+      2);
+  const StreamStage stage(stream);
+  stage.run("a<?= \"b\" ?><?= \"cdef\" ?>g");
+  EXPECT_THAT(pieces, ElementsAre("ab", "!cdef", "g"));
+  stage.environment->setOutputStream(nullptr);
+}
+
+TEST(AStringStreamOverAHostsString, AppendsWhenItIsFlushed) {
+  std::string text = "> ";
+  const StreamStage stage(KorTemplateStringStream::stringStreamAppendingTo(text));
+  std::string before;
+  stage.errors->onWrite = [&](const Text&) { before = text; };
+  stage.define("look", [&](auto&&...) -> Value { return "[" + text + "]"; });
+  stage.run("a<?= look() ?><? boom() ?>b");
+  EXPECT_EQ(before, "> a[> ]");
+  EXPECT_EQ(text, "> a[> ]b");
+  EXPECT_NE(raisedBy([&] { stage.run("c<? 1 / 0 ?>d"); }), "nothing");
+  EXPECT_THROW(stage.run("e<? foreign() ?>f"), int);
+  EXPECT_EQ(text, "> a[> ]bce");
+}
+
+TEST(StreamsOfTheLibrary, RefuseAnAbsentText) {
+  const Pipe pipe;
+  std::ostringstream out;
+  Pieces pieces;
+  std::string text;
+  const Ref<KorTemplateStream> streams[] = {
+      KorTemplateFileDescriptorStream::streamWithDescriptor(pipe.writer()),
+      KorTemplateOStreamStream::streamWithOStream(out),
+      pieces.stream(),
+      KorTemplateStringStream::stringStreamAppendingTo(text),
+  };
+  for (const Ref<KorTemplateStream>& stream : streams) {
+    const Stage stage;
+    stage.environment->setOutputStream(stream);
+    const std::string raised = raisedBy([&] {
+      templateOf({output("a"), output(nothing())})->executeWithEnvironment(stage.get());
+    });
+    EXPECT_TRUE(raised.starts_with("NSInvalidArgumentException: An absent text cannot be ")) << stream->className();
+  }
+  EXPECT_EQ(pipe.readSoFar() + out.str() + pieces.list.at(0) + text, "aaaa");
+}
+
+TEST(AMutableString, IsEmptiedKeepingItsMemory) {
+  const Ref<NSMutableString> string = NSMutableString::mutableString();
+  string->appendString(std::string(1000, 'a'));
+  const char* const memory = string->string().data();
+  string->clear();
+  EXPECT_EQ(string->string(), "");
+  EXPECT_GE(string->mutableText().capacity(), 1000U);
+  string->appendString("b");
+  EXPECT_EQ(string->string(), "b");
+  EXPECT_EQ(string->string().data(), memory);
+}
+
+}  // namespace
+
+}  // namespace tavlo::test

@@ -1,0 +1,90 @@
+#include <gtest/gtest.h>
+
+#include <new>
+#include <stdexcept>
+#include <string>
+
+#include "Tests/Source/HostClasses.h"
+
+namespace tavlo::test {
+
+namespace {
+
+TEST(AResult, OfACompilationIsTheTemplate) {
+  const KorTemplateResult<Ref<KorTemplate>> result = KorTemplate::tryCompile("a<?= 1 ?>", {.name = "page"});
+  ASSERT_TRUE(result);
+  EXPECT_EQ((*result)->name(), "page");
+  EXPECT_EQ(result.value()->statements().count(), 2);
+  EXPECT_EQ(raisedBy([&] { (void)result.failure(); }), failedCheck("the call has failed"));
+}
+
+TEST(AResult, WithoutAValueRaisesWhatTheCallWouldHaveRaised) {
+  const KorTemplateResult<Ref<KorTemplate>> result = KorTemplate::tryCompile("<?= ?>");
+  ASSERT_FALSE(result);
+  EXPECT_THROW((void)result.value(), NSException);
+  EXPECT_NE(result.failure().exception(), nullptr);
+  EXPECT_EQ(raisedBy([] { KorTemplateFailure("Name", "reason", nullptr).raise(); }), "Name: reason");
+}
+
+TEST(AResult, OfAnExecutionTellsOfTheWholeFamily) {
+  struct Row {
+    const char* what;
+    void (*raise)();
+    const char* name;
+    const char* reason;
+  };
+  const Row rows[] = {
+      {"an exception", [] { throw NSException("Boom", "bang"); }, "Boom", "bang"},
+      {"a standard exception", [] { throw std::runtime_error("what"); }, "std::exception", "what"},
+      {"a lack of memory", [] { throw std::bad_alloc(); }, "std::bad_alloc", "There is not enough memory"},
+      {"a limit", [] { raiseLimit(KorTemplateLimit::Stack, 1); }, "KorTemplateLimitException", nullptr},
+  };
+  for (const Row& row : rows) {
+    const Stage stage;
+    const Ref<KorTemplate> whole =
+        templateOf({output("a"), makeRef<HostStatement>([&](KorTemplateEnvironment*) { row.raise(); })});
+    const KorTemplateResult<void> result = whole->tryExecuteWithEnvironment(stage.get());
+    ASSERT_FALSE(result) << row.what;
+    EXPECT_EQ(result.failure().name(), row.name) << row.what;
+    if (row.reason != nullptr) {
+      EXPECT_EQ(result.failure().reason(), row.reason) << row.what;
+    }
+    EXPECT_ANY_THROW(result.value()) << row.what;
+    EXPECT_EQ(stage.text(), "a") << row.what;
+  }
+}
+
+TEST(AResult, LetsPassWhatIsNoExceptionOfTheFamily) {
+  const Stage stage;
+  const Ref<KorTemplate> whole = templateOf({makeRef<HostStatement>([](KorTemplateEnvironment*) { throw 42; })});
+  EXPECT_THROW((void)whole->tryExecuteWithEnvironment(stage.get()), int);
+  const KorTemplateResult<void> next = templateOf({output("b")})->tryExecuteWithEnvironment(stage.get());
+  EXPECT_TRUE(next);
+  next.value();
+  EXPECT_EQ(raisedBy([&] { (void)next.failure(); }), failedCheck("the call has failed"));
+}
+
+TEST(AResult, WithoutAnEnvironmentIsAFailure) {
+  const KorTemplateResult<void> result = templateOf({})->tryExecuteWithEnvironment(nullptr);
+  ASSERT_FALSE(result);
+  EXPECT_EQ(result.failure().name() + ": " + result.failure().reason(), failedCheck("environment != nil"));
+}
+
+TEST(AResult, InsideARunningTemplateIsPlacedInTheInnerOne) {
+  const Stage stage;
+  const Ref<KorTemplate> inner = KorTemplate::compile("\n<? 1 / 0 ?>", {.name = "inner"});
+  std::string told;
+  stage.define("attempt", [&](KorTemplateEnvironment* environment, ListArgument<Value>) -> Value {
+    const KorTemplateResult<void> result = inner->tryExecuteWithEnvironment(environment);
+    told = result ? "nothing" : result.failure().text();
+    return NSNull::null();
+  });
+  stage.run("a<? attempt() ?>b");
+  EXPECT_EQ(told, "inner:2:1: NSGenericException: Divide by zero\n<? 1 / 0 ?>\n^\n");
+  EXPECT_EQ(stage.text(), "a\nb");
+  EXPECT_EQ(stage.environment->lastFailure(), nullptr);
+}
+
+}  // namespace
+
+}  // namespace tavlo::test
