@@ -1,5 +1,6 @@
 #include "Source/KorTemplate.h"
 
+#include "Foundation/Lasting.h"
 #include "Foundation/StackGuard.h"
 #include "Source/FrameGuard.h"
 #include "Source/KorTemplateExpression.h"
@@ -24,8 +25,8 @@ KorTemplateResult<void> KorTemplate::tryExecuteWithEnvironment(KorTemplateEnviro
 }
 
 const std::string& KorTemplate::name() const noexcept {
-  static const auto& none = *new std::string;  // templates may outlive every static object
-  return source_ == nullptr ? none : source_->name();
+  static const Lasting<std::string> none;
+  return source_ == nullptr ? none.object : source_->name();
 }
 
 Completion KorTemplate::execute(KorTemplateEnvironment& environment) {

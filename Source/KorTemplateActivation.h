@@ -12,9 +12,10 @@ class Name;
 struct KorTemplateActivation {
   // A call; the name is as the template writes it.
   KorTemplateActivation(const KorTemplateFunction& called, const Name& name) noexcept
-      : function(&called), functionName(&name) {}
+      : function(&called), functionName(&name) {}  // NOLINT(clang-analyzer-optin.cplusplus.UninitializedObject)
   // A template, or a function that a host calls; absent for everything else.
-  explicit KorTemplateActivation(const KorTemplateSource* running) noexcept : function(nullptr), source(running) {}
+  explicit KorTemplateActivation(const KorTemplateSource* running) noexcept
+      : outer(nullptr), caller(nullptr), function(nullptr), source(running) {}
   KorTemplateActivation(const KorTemplateActivation&) = delete;
   KorTemplateActivation& operator=(const KorTemplateActivation&) = delete;
 

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "Foundation/KorTemplateLimits.h"
+#include "Foundation/Lasting.h"
 #include "Foundation/NSException.h"
 #include "Source/KorTemplateReturnIndication.h"
 #include "Source/PrintableText.h"
@@ -17,13 +18,11 @@ constexpr const char* kOutOfMemory = "std::bad_alloc";
 
 KorTemplateFailure::KorTemplateFailure(std::string_view name, std::string_view reason, SharedTrace trace) noexcept
     : trace_(std::move(trace)) {
-  // Made beforehand, for when there is no memory left.
-  static const auto& outOfMemory =
-      *new std::shared_ptr<const Texts>(new Texts{kOutOfMemory, "There is not enough memory"});
   try {
     texts_ = std::make_shared<const Texts>(Texts{std::string(name), std::string(reason)});
   } catch (const std::bad_alloc&) {
-    texts_ = outOfMemory;
+    static const Lasting<Texts> outOfMemory(kOutOfMemory, "out of memory");  // short enough to need no memory itself
+    texts_ = {std::shared_ptr<const Texts>(), &outOfMemory.object};
   }
 }
 
@@ -46,18 +45,18 @@ std::optional<KorTemplateFailure> KorTemplateFailure::ofCurrentException(const S
 }
 
 const std::string& KorTemplateFailure::name() const noexcept {
-  static const auto& none = *new std::string;  // failures may outlive every static object
-  return texts_ == nullptr ? none : texts_->name;
+  static const Lasting<std::string> none;
+  return texts_ == nullptr ? none.object : texts_->name;
 }
 
 const std::string& KorTemplateFailure::reason() const noexcept {
-  static const auto& none = *new std::string;
-  return texts_ == nullptr ? none : texts_->reason;
+  static const Lasting<std::string> none;
+  return texts_ == nullptr ? none.object : texts_->reason;
 }
 
 const KorTemplateTrace& KorTemplateFailure::trace() const noexcept {
-  static const auto& nowhere = *new KorTemplateTrace;
-  return trace_ == nullptr ? nowhere : *trace_;
+  static const Lasting<KorTemplateTrace> nowhere;
+  return trace_ == nullptr ? nowhere.object : *trace_;
 }
 
 std::string KorTemplateFailure::text() const {

@@ -88,11 +88,8 @@ class RunningFunction {
     environment_.leaveFunction(level_);
   }
 
-  // The statement that made the call goes on, whatever the function has come to.
-  void leave() noexcept {
-    environment_.leaveTo(level_.caller);
-    hasLeft_ = true;
-  }
+  // The function has ended, and no exception of its goes any further.
+  void leave() noexcept { hasLeft_ = true; }
 
  private:
   KorTemplateEnvironment& environment_;
@@ -102,9 +99,9 @@ class RunningFunction {
 
 // What a failed call leaves, the exception being in hand: a diagnostic, and the null object. Where a scope could not be
 // popped on the way out, that is the failure.
-RawValue report(KorTemplateEnvironment& environment, RunningFunction& running, const Text& description) {
+RawValue report(KorTemplateEnvironment& environment, const KorTemplateActivation& level, const Text& description) {
   const std::optional<KorTemplateFailure> failure = environment.diagnosticInHand();
-  running.leave();
+  environment.leaveTo(level.caller);
   environment.writeDiagnostic(environment.takePopFailure() ? Text("Stack frame is empty") : description);
   if (failure.has_value()) environment.reportDiagnostic(*failure);
   return RawValue::null();
@@ -119,18 +116,21 @@ RawValue report(KorTemplateEnvironment& environment, RunningFunction& running, c
                                 ? static_cast<KorTemplateInternalFunction&>(function).run(environment, arguments)
                                 : function.invoke(environment, arguments);
     running.leave();
+    environment.leaveTo(level.caller);
     return result;
   } catch (const KorTemplateLimitException& limit) {
     environment.noteLimit(limit);
     throw;
   } catch (const NSException& exception) {
-    return report(environment, running, exception.description());
+    running.leave();
+    return report(environment, level, exception.description());
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::length_error&) {
     throw;
   } catch (const std::exception& exception) {
-    return report(environment, running, exception.what());
+    running.leave();
+    return report(environment, level, exception.what());
   }
 }
 

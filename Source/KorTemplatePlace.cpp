@@ -1,13 +1,14 @@
 #include "Source/KorTemplatePlace.h"
 
+#include "Foundation/Lasting.h"
 #include "Source/PrintableText.h"
 #include "Source/SourceExcerpt.h"
 
 namespace tavlo {
 
 const std::string& KorTemplatePlace::templateName() const noexcept {
-  static const auto& none = *new std::string;  // places may outlive every static object
-  return source_ == nullptr ? none : source_->name();
+  static const Lasting<std::string> none;
+  return source_ == nullptr ? none.object : source_->name();
 }
 
 TextPlace KorTemplatePlace::inText() const {
