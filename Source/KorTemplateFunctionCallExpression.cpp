@@ -82,7 +82,7 @@ class RunningFunction {
   }
   RunningFunction(const RunningFunction&) = delete;
   RunningFunction& operator=(const RunningFunction&) = delete;
-  ~RunningFunction() {
+  [[gnu::always_inline]] ~RunningFunction() {  // in registers, which a call would spill
     if (!hasLeft_) [[unlikely]]
       environment_.noteUnwinding();
     environment_.leaveFunction(level_);
