@@ -140,7 +140,8 @@ class HostClass {
   HostClass& inherits() {
     constexpr bool kIsBase = std::derived_from<T, Base> && !std::same_as<T, Base>;
     static_assert(kIsBase, "HostClass::inherits: the class does not derive publicly from that base");
-    static_assert(Described<Base>, "HostClass::inherits: the base has no describeHostClass() in its namespace");
+    static_assert(!kIsBase || Described<Base>,
+                  "HostClass::inherits: the base has no describeHostClass() in its namespace");
     if constexpr (kIsBase && Described<Base>) {
       table_.inherit(hostClassTable<Base>(), [](void* object) -> void* { return static_cast<Base*>(at(object)); });
     }

@@ -114,7 +114,7 @@ consteval HostResultKind kindOfContainer() {
 template <class R>
 consteval HostResultKind hostResultKind() {
   using U = std::remove_cvref_t<R>;
-  if constexpr (std::is_void_v<U>) {
+  if constexpr (std::is_void_v<U> || std::is_void_v<std::remove_pointer_t<U>>) {
     return HostResultKind::None;
   } else if constexpr (Described<U>) {
     return std::is_lvalue_reference_v<R> || std::move_constructible<U> ? HostResultKind::Object : HostResultKind::None;
@@ -122,8 +122,6 @@ consteval HostResultKind hostResultKind() {
     return HostResultKind::Text;
   } else if constexpr (std::constructible_from<Value, R>) {
     return HostResultKind::Plain;
-  } else if constexpr (std::is_pointer_v<U> && std::is_void_v<std::remove_pointer_t<U>>) {
-    return HostResultKind::None;
   } else if constexpr (kWrapperKind<U> != HostResultKind::None) {
     return kindOfWrapper<U>();
   } else {
@@ -147,7 +145,7 @@ template <class C>
 Value lazyDictionaryOver(C&& container, const HostContext& context);
 
 // How the result becomes a value, a row for each kind.
-template <HostResultKind kind>
+template <HostResultKind Kind>
 struct HostResultRule;
 
 template <>

@@ -58,10 +58,10 @@ template <class T, class Allocator>
 inline constexpr bool kIsStandardList<std::vector<T, Allocator>> = true;
 template <class T, class Allocator>
 inline constexpr bool kIsStandardList<std::deque<T, Allocator>> = true;
-template <class T, std::size_t count>
-inline constexpr bool kIsStandardList<std::array<T, count>> = true;
-template <class T, std::size_t count>
-inline constexpr bool kIsStandardList<std::span<T, count>> = true;
+template <class T, std::size_t Count>
+inline constexpr bool kIsStandardList<std::array<T, Count>> = true;
+template <class T, std::size_t Count>
+inline constexpr bool kIsStandardList<std::span<T, Count>> = true;
 
 // A container that nobody else has, and what it refers to.
 template <class C>
