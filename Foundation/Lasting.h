@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#pragma GCC visibility push(hidden)
 namespace tavlo {
 
 // An object that is never destroyed, for a static one that others may refer to when the process ends.
@@ -17,3 +18,4 @@ union Lasting {
 };
 
 }  // namespace tavlo
+#pragma GCC visibility pop

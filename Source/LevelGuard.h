@@ -3,6 +3,7 @@
 #include "Source/KorTemplateActivation.h"
 #include "Source/KorTemplateEnvironment.h"
 
+#pragma GCC visibility push(hidden)
 namespace tavlo {
 
 // Keeps a level of the environment for as long as it runs. It ends by leave(), or else by an exception, which then
@@ -29,3 +30,4 @@ class LevelGuard {
 };
 
 }  // namespace tavlo
+#pragma GCC visibility pop
