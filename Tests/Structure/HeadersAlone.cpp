@@ -12,14 +12,15 @@ namespace tavlo::test {
 
 namespace {
 
-// What the compiler says about the headers, each compiled by itself; empty where it says nothing.
-std::string complaintsAbout(const std::vector<SourceFile>& headers, const char* standard) {
+// What the compiler says about every `step`-th header from `first` on, each compiled by itself; empty where it says
+// nothing. As programs of a later standard they are compiled together; see Tests/Package/PublicHeaders.cpp.
+std::string complaintsAbout(const std::vector<SourceFile>& headers, std::size_t first, std::size_t step) {
   std::string complaints;
-  for (const SourceFile& header : headers) {
+  for (std::size_t index = first; index < headers.size(); index += step) {
     const CommandResult result =
-        runCommand(quoted(TAVLO_COMPILER) + " -std=" + standard + " -Wall -Wextra -Werror -fsyntax-only -I " +
-                   quoted(TAVLO_SOURCE_DIR) + " -x c++ -include " + quoted(header.path) + " /dev/null");
-    if (result.status != 0) complaints += header.path + " as " + standard + ":\n" + result.output;
+        runCommand(quoted(TAVLO_COMPILER) + " -std=c++20 -Wall -Wextra -Werror -fsyntax-only -I " +
+                   quoted(TAVLO_SOURCE_DIR) + " -x c++ -include " + quoted(headers[index].path) + " /dev/null");
+    if (result.status != 0) complaints += headers[index].path + ":\n" + result.output;
   }
   return complaints;
 }
@@ -36,9 +37,9 @@ TEST(Headers, CompileAlone) {
       sourceFiles({"tavlo", "Tool", "Functions", "Source", "Lexwright", "Matchery", "Foundation"}, {".h"});
   ASSERT_GT(headers.size(), 60U);
   std::erase_if(headers, isFirstInItsSource);
-  std::future<std::string> newer = std::async(std::launch::async, complaintsAbout, headers, "c++2b");
-  EXPECT_EQ(complaintsAbout(headers, "c++20"), "");
-  EXPECT_EQ(newer.get(), "");
+  std::future<std::string> odd = std::async(std::launch::async, complaintsAbout, headers, 1, 2);
+  EXPECT_EQ(complaintsAbout(headers, 0, 2), "");
+  EXPECT_EQ(odd.get(), "");
 }
 
 }  // namespace
