@@ -51,7 +51,12 @@ struct ValueConversion<T*> : HostConversion<T> {
 };
 template <Described T>
 struct ValueConversion<const T*> : HostConversion<T> {
-  static std::optional<const T*> fromValue(const Value& value) { return ValueConversion<T*>::fromValue(value); }
+  static Value toValue(const T* object) { return object == nullptr ? Value::null() : hostReference(*object); }
+  static std::optional<const T*> fromValue(const Value& value) {
+    const T* const object = hostObject<const T>(value);
+    if (object == nullptr && !isNothing(value)) return {};
+    return object;
+  }
 };
 
 template <Described T>

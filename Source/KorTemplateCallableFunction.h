@@ -19,6 +19,7 @@
 #include "Source/CallableSignature.h"
 #include "Source/KorTemplateEnvironment.h"
 #include "Source/KorTemplateFunction.h"
+#include "Source/KorTemplateLayer.h"
 
 namespace tavlo {
 
@@ -35,6 +36,10 @@ class KorTemplateCallableFunction : public KorTemplateFunction {
   Value invokeWithEnvironment(KorTemplateEnvironment* environment, ListArgument<Value> arguments) override;
   RawValue invoke(KorTemplateEnvironment& environment, std::span<const Value> arguments) override = 0;
 
+  // Whether several threads may call it at once, so that a layer that holds it can be shared: not unless it was said.
+  bool canBeShared() const override { return bearsThreads_; }
+  void setBearsThreads() noexcept { bearsThreads_ = true; }
+
   const char* className() const override;
 
  protected:
@@ -49,13 +54,14 @@ class KorTemplateCallableFunction : public KorTemplateFunction {
 
  private:
   Name functionName_;
+  bool bearsThreads_ = false;
 };
 
 // A parameter's value for the time of a call, before it is handed over. The environment is none of the template's
 // values, and the rest of them is taken as it stands.
 template <class Parameter>
 struct ParameterHolder {
-  using Type = HeldFromValue<std::remove_cvref_t<Parameter>>;
+  using Type = HeldFromValue<ConvertedAs<Parameter>>;
 };
 template <>
 struct ParameterHolder<KorTemplateEnvironment&> {
@@ -120,7 +126,7 @@ class CallablesFunction final : public KorTemplateCallableFunction {
     } else if constexpr (RestParameter<Parameter>) {
       return arguments.subspan(Position < arguments.size() ? Position : arguments.size());
     } else {
-      using Type = std::remove_cvref_t<Parameter>;
+      using Type = ConvertedAs<Parameter>;
       if constexpr (OptionalParameter<Parameter>) {
         if (Position >= arguments.size()) return {};
       }
@@ -161,7 +167,7 @@ class CallablesFunction final : public KorTemplateCallableFunction {
 // runs lives until the outermost execution has ended. Raises "Invalid parameter not satisfying: callable != nil" for
 // one that is empty.
 template <class... Callables>
-Ref<KorTemplateFunction> callableFunction(const Name& name, Callables&&... callables) {
+Ref<KorTemplateCallableFunction> callableFunction(const Name& name, Callables&&... callables) {
   (checkCallable<std::decay_t<Callables>>(), ...);
   if constexpr ((UsableCallable<std::decay_t<Callables>> && ...)) {
     static_assert(areDistinct<SignatureOf<std::decay_t<Callables>>...>(),
@@ -173,13 +179,26 @@ Ref<KorTemplateFunction> callableFunction(const Name& name, Callables&&... calla
   }
 }
 
+// The same for what setFunction() is given: callables, or one pointer to a member function and its object.
+template <class... Callables>
+Ref<KorTemplateCallableFunction> boundFunction(const Name& name, Callables&&... callables) {
+  if constexpr (kIsBoundMethod<std::decay_t<Callables>...>) {
+    return callableFunction(name, boundMethod(std::forward<Callables>(callables)...));
+  } else {
+    return callableFunction(name, std::forward<Callables>(callables)...);
+  }
+}
+
 template <class... Callables>
 void KorTemplateEnvironment::setFunction(const Name& name, Callables&&... callables) {
-  if constexpr (kIsBoundMethod<std::decay_t<Callables>...>) {
-    setFunctionForName(callableFunction(name, boundMethod(std::forward<Callables>(callables)...)), name);
-  } else {
-    setFunctionForName(callableFunction(name, std::forward<Callables>(callables)...), name);
-  }
+  setFunctionForName(boundFunction(name, std::forward<Callables>(callables)...), name);
+}
+
+template <class... Callables>
+void KorTemplateLayer::setFunction(const Name& name, Callables&&... callables) {
+  const Ref<KorTemplateCallableFunction> function = boundFunction(name, std::forward<Callables>(callables)...);
+  function->setBearsThreads();
+  setFunctionForName(function, name);
 }
 
 }  // namespace tavlo

@@ -16,7 +16,7 @@
 #include "Foundation/Ref.h"
 #include "Foundation/StackGuard.h"
 #include "Foundation/Value.h"
-#include "Foundation/ValueConversion.h"
+#include "Foundation/ValueConversion+Scalars.h"
 #include "Source/ArgumentStorage.h"
 #include "Source/FailureWatch.h"
 #include "Source/KorTemplateActivation.h"
@@ -90,7 +90,8 @@ class KorTemplateEnvironment final : public NSObject {
   void setValueForGlobalVariableWithName(const Value& variable, const Name& name);
   bool isGlobalVariableDefinedWithName(const Name& name) const;
 
-  // A global of anything that becomes a value; see Foundation/ValueConversion.h.
+  // A global of anything that becomes a value: numbers and texts as they are, containers, times and objects of the
+  // host's with Foundation/ValueConversion.h, Foundation/HostObject.h and Foundation/LazyCollections.h.
   template <ConvertibleToValue T>
   void setGlobal(const Name& name, T&& object) {
     setValueForGlobalVariableWithName(valueOf(std::forward<T>(object)), name);

@@ -6,7 +6,7 @@
 #include "Foundation/Name.h"
 #include "Foundation/Ref.h"
 #include "Foundation/Value.h"
-#include "Foundation/ValueConversion.h"
+#include "Foundation/ValueConversion+Scalars.h"
 #include "Source/KorTemplateFunction.h"
 #include "Source/NameMap.h"
 
@@ -25,11 +25,16 @@ class KorTemplateLayer final : public NSObject {
   // `NSInternalInconsistencyException` once the layer is shared.
   void setValueForGlobalVariableWithName(const Value& variable, const Name& name);
   void setFunctionForName(const Ref<KorTemplateFunction>& function, const Name& name);
-  // A global of anything that becomes a value; see Foundation/ValueConversion.h.
+  // A global of anything that becomes a value, as an environment's.
   template <ConvertibleToValue T>
   void setGlobal(const Name& name, T&& object) {
     setValueForGlobalVariableWithName(valueOf(std::forward<T>(object)), name);
   }
+
+  // A function of anything that can be called, as an environment's; Source/KorTemplateCallableFunction.h has it.
+  // Several threads may call it at once, and it must bear that: nothing that it captures may change unguarded.
+  template <class... Callables>
+  void setFunction(const Name& name, Callables&&... callables);
 
   // Freezes the layer and all that it holds; no more than that where it is frozen already. Raises
   // `NSInvalidArgumentException`, and freezes nothing of the layer, where it holds an object or a function of the

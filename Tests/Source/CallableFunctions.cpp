@@ -107,6 +107,20 @@ TEST(Callables, AreMemberFunctionsWithTheirObject) {
             "NSGenericException: Incorrect type for Product argument at index 2 of free. Product expected.");
 }
 
+TEST(Callables, TakeConstantObjectsWhereTheyOnlyRead) {
+  const Stage stage;
+  const Product chair{"Chair", 10};
+  stage.environment->setFunction("read", [](const Product& product) { return product.title; });
+  stage.environment->setFunction("point", [](const Product* product) { return product; });
+  stage.environment->setFunction("copy", [](Product product) { return product.price; });
+  stage.environment->setFunction("change", [](Product& product) { product.price = 0; });
+  EXPECT_EQ(outcomeOf(stage, "read", {hostReference(chair)}), "Chair");
+  EXPECT_EQ(hostObject<const Product>(called(stage, "point", {hostReference(chair)})), &chair);
+  EXPECT_EQ(outcomeOf(stage, "copy", {hostReference(chair)}), "10");
+  EXPECT_EQ(outcomeOf(stage, "change", {hostReference(chair)}),
+            "NSGenericException: Incorrect type for Product argument at index 2 of change. Product expected.");
+}
+
 TEST(Callables, ThatAreEmptyAreRefused) {
   const Stage stage;
   double (*const none)(double) = nullptr;

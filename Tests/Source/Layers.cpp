@@ -8,6 +8,7 @@
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Foundation/NSMutableString.h"
+#include "Source/KorTemplateCallableFunction.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -101,6 +102,16 @@ TEST(ALayer, IsUsedOnceItIsFrozen) {
   EXPECT_EQ(raisedBy([&] { layer->setFunctionForName(makeRef<SharedFunction>(), "f"); }), refused);
   stage.environment->setLayer(nullptr);
   EXPECT_TRUE(stage.global("a").isAbsent());
+}
+
+TEST(ALayer, TakesAnythingThatCanBeCalled) {
+  const Stage stage;
+  const Ref<KorTemplateLayer> layer = KorTemplateLayer::layer();
+  layer->setFunction("twice", [](double number) { return number * 2; });
+  layer->share();
+  stage.environment->setLayer(layer);
+  stage.run("<?= twice(21) ?>");
+  EXPECT_EQ(stage.text(), "42");
 }
 
 TEST(ALayer, RefusesWhatThreadsCannotShare) {
