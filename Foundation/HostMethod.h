@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 #include <tuple>
 #include <type_traits>
@@ -13,6 +14,7 @@
 
 #include "Foundation/BoundMethod.h"
 #include "Foundation/NSInvocation.h"
+#include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/NSMethodSignature.h"
 #include "Foundation/NSString.h"
 #include "Foundation/Ref.h"
@@ -52,6 +54,7 @@ class HostParameter<P> {
   HostParameter(NSInvocation& invocation, std::int32_t index) {
     const Value& value = invocation.slotAtIndex(index).object;
     held_ = value.ref<ReferredClass<Held>>();
+    if (held_ == nullptr && !value.isAbsent()) held_ = plainValue(value).ref<ReferredClass<Held>>();
     const bool isSuitable = held_ != nullptr || value.isAbsent() || value.isNull();
     if (!isSuitable) raiseUnsuitableObject(invocation, index, typeName<ReferredClass<Held>>());
   }
@@ -105,7 +108,7 @@ class HostParameter<P> {
 template <ConvertedArgument P>
 class HostParameter<P> {
  public:
-  using Conversion = ValueConversion<std::remove_cvref_t<P>>;
+  using Conversion = ValueConversion<ConvertedFor<P>>;
 
   HostParameter(NSInvocation& invocation, std::int32_t index)
       : value_(invocation.slotAtIndex(index).object), held_(Conversion::fromValue(value_)) {
@@ -114,11 +117,11 @@ class HostParameter<P> {
   P pass() { return static_cast<P>(*std::move(held_)); }
 
  private:
-  static std::string_view expectedName() {
-    if constexpr (requires { Conversion::kExpected; }) {
-      return Conversion::kExpected;
+  std::string expectedName() const {
+    if constexpr (requires { expectedClassNameFor<ConvertedFor<P>>(value_); }) {
+      return expectedClassNameFor<ConvertedFor<P>>(value_);
     } else {
-      return typeName<std::remove_pointer_t<std::remove_cvref_t<P>>>();
+      return std::string(typeName<std::remove_pointer_t<std::remove_cvref_t<P>>>());
     }
   }
 

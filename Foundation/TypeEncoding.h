@@ -105,7 +105,7 @@ concept PlainClass =
 // A type that a value converts to, in the way that Foundation/ValueConversion.h describes.
 template <class T>
 concept ConvertedArgument = PlainClass<T> && requires(const Value& value) {
-  static_cast<T>(*ValueConversion<std::remove_cvref_t<T>>::fromValue(value));
+  static_cast<T>(*ValueConversion<ConvertedFor<T>>::fromValue(value));
 };
 
 // What a result is handed to the conversion as: what is reached by a reference stays where it is, when it can.

@@ -3,6 +3,7 @@
 #include <array>
 #include <concepts>
 #include <cstddef>
+#include <functional>
 #include <iterator>
 #include <optional>
 #include <ranges>
@@ -17,6 +18,7 @@
 
 #include "Foundation/Described.h"
 #include "Foundation/NSDictionary.h"
+#include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/Value.h"
 #include "Foundation/ValueConversion+Scalars.h"
 #include "Foundation/ValueConversionTrait.h"
@@ -30,6 +32,25 @@ const NSDictionary* dictionaryIn(const Value& value) noexcept;
 // Values as an array, and without equals as a set.
 Value arrayOfValues(std::vector<Value> elements);
 Value setOfValues(const std::vector<Value>& members);
+
+// Whether an object of the type refers to the values that it was made of, so that they have to live as long.
+template <class T>
+inline constexpr bool kRefersToValues = std::is_pointer_v<T> || std::ranges::view<T>;
+template <class T>
+inline constexpr bool kRefersToValues<std::reference_wrapper<T>> = true;
+template <class T, std::size_t Count>
+inline constexpr bool kRefersToValues<std::array<T, Count>> = kRefersToValues<T>;
+template <template <class...> class Whole, class... Parts>
+inline constexpr bool kRefersToValues<Whole<Parts...>> = std::ranges::view<Whole<Parts...>> ||
+                                                         (kRefersToValues<Parts> || ...);
+
+// The array or the dictionary that a lazy collection of the host's stands for, where what is made of it outlives its
+// values; every other value as it is.
+template <class... Parts>
+Value materialised(const Value& value) {
+  if constexpr ((kRefersToValues<Parts> || ...)) return value;
+  return plainValue(value);
+}
 
 // Which types are containers
 
@@ -115,7 +136,8 @@ std::string expectedList() {
 // An array or a set whose elements all convert; `append` takes them. Whether it is such a list.
 template <class Element, class Append>
 bool readElements(const Value& value, const Append& append) {
-  const std::vector<Value>* const elements = elementsIn(value);
+  const Value list = materialised<Element>(value);
+  const std::vector<Value>* const elements = elementsIn(list);
   if (elements == nullptr) return false;
   for (std::size_t index = 0; index < elements->size(); ++index) {
     std::optional<Element> element = objectIn<Element>((*elements)[index]);
@@ -155,12 +177,13 @@ struct ValueConversion<std::array<Element, Count>> : ListToValue<std::array<Elem
 
   static std::optional<std::array<Element, Count>> fromValue(const Value& value) requires(
       WholeFromValue<Element>&& std::default_initializable<Element>) {
-    const std::vector<Value>* const elements = elementsIn(value);
+    const Value list = materialised<Element>(value);
+    const std::vector<Value>* const elements = elementsIn(list);
     if (elements == nullptr || elements->size() != Count) return {};
     std::optional<std::array<Element, Count>> array(std::in_place);
     std::size_t index = 0;
     const auto append = [&](Element element) { (*array)[index++] = std::move(element); };
-    if (!readElements<Element>(value, append)) array.reset();
+    if (!readElements<Element>(list, append)) array.reset();
     return array;
   }
 };
@@ -206,7 +229,8 @@ struct ValueConversion<T> {
     return dictionary;
   }
   static std::optional<T> fromValue(const Value& value) requires GrowingMap<T> {
-    const NSDictionary* const dictionary = dictionaryIn(value);
+    const Value entries = materialised<Key, Mapped>(value);
+    const NSDictionary* const dictionary = dictionaryIn(entries);
     if (dictionary == nullptr) return {};
     std::optional<T> map(std::in_place);
     for (std::size_t index = 0; index < dictionary->count(); ++index) {
@@ -245,7 +269,8 @@ struct TupleConversion {
         std::forward<Object>(object));
   }
   static std::optional<Tuple> fromValue(const Value& value) requires(WholeFromValue<Parts>&&...) {
-    const std::vector<Value>* const elements = elementsIn(value);
+    const Value list = materialised<Parts...>(value);
+    const std::vector<Value>* const elements = elementsIn(list);
     if (elements == nullptr || elements->size() != sizeof...(Parts)) return {};
     return fromElements(*elements, std::index_sequence_for<Parts...>());
   }

@@ -11,6 +11,7 @@
 #include <variant>
 
 #include "Foundation/Described.h"
+#include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/NSNumber.h"
 #include "Foundation/NSString.h"
 #include "Foundation/Value.h"
@@ -256,7 +257,7 @@ constexpr const char* objectClassName() {
   return "NSObject";
 }
 
-// An object of that class; absent for null.
+// An object of that class; absent for null. A lazy collection of the host's is an array or a dictionary made of it.
 template <class T>
 struct ValueConversion<Ref<T>> {
   static constexpr const char* kTypeName = "object";
@@ -266,6 +267,9 @@ struct ValueConversion<Ref<T>> {
   static std::optional<Ref<T>> fromValue(const Value& value) {
     if (isNothing(value)) return std::optional<Ref<T>>(std::in_place);
     Ref<T> object = value.ref<T>();
+    if constexpr (std::same_as<T, NSArray> || std::same_as<T, NSDictionary>) {
+      if (object == nullptr) object = plainValue(value).ref<T>();
+    }
     if (object == nullptr) return {};
     return object;
   }

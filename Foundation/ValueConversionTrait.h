@@ -7,6 +7,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "Foundation/Described.h"
 #include "Foundation/NSException.h"
 #include "Foundation/Value.h"
 
@@ -38,6 +39,14 @@ template <class T>
 concept ConvertibleFromValue = requires(const Value& value) {
   { ValueConversion<T>::fromValue(value).has_value() } -> std::convertible_to<bool>;
 };
+
+// The type whose conversion makes a parameter: an object of the host's that the parameter does not change may be a
+// constant one.
+template <class Parameter>
+using ConvertedFor = std::conditional_t<Described<std::remove_cvref_t<Parameter>> &&
+                                            !(std::is_lvalue_reference_v<Parameter> &&
+                                              !std::is_const_v<std::remove_reference_t<Parameter>>),
+                                        const std::remove_cvref_t<Parameter>, std::remove_cvref_t<Parameter>>;
 
 // What keeps the converted object.
 template <ConvertibleFromValue T>
@@ -74,7 +83,8 @@ std::string convertedTypeName() {
   }
 }
 template <ConvertibleFromValue T>
-std::string expectedClassName() {
+std::string expectedClassName() requires(
+    requires { ValueConversion<T>::expected(); } || requires { ValueConversion<T>::kExpected; }) {
   if constexpr (requires { ValueConversion<T>::expected(); }) {
     return ValueConversion<T>::expected();
   } else {
@@ -82,11 +92,24 @@ std::string expectedClassName() {
   }
 }
 
+// The same for a value that it does not take: "Changeable Product" for a constant object.
+template <ConvertibleFromValue T>
+std::string expectedClassNameFor([[maybe_unused]] const Value& value) requires requires {
+  expectedClassName<T>();
+}
+{
+  using Object = std::remove_pointer_t<T>;
+  if constexpr (Described<Object> && !std::is_const_v<Object>) {
+    if (hostObject<const Object>(value) != nullptr) return "Changeable " + expectedClassName<T>();
+  }
+  return expectedClassName<T>();
+}
+
 // The object that the value stands for; nothing for a value that is no such object. A view, and a pointer to an object
 // of the host's, are good for as long as the value lives.
 template <WholeFromValue T>
 std::optional<T> objectIn(const Value& value) {
-  auto held = ValueConversion<T>::fromValue(value);
+  auto held = ValueConversion<ConvertedFor<T>>::fromValue(value);
   if (!held.has_value()) return {};
   return std::optional<T>(static_cast<T>(std::move(*held)));
 }

@@ -37,12 +37,6 @@ template <class Parameter>
 concept LentParameter = !std::is_lvalue_reference_v<Parameter> || std::is_const_v<std::remove_reference_t<Parameter>> ||
                         Described<std::remove_cvref_t<Parameter>>;
 
-// What a value is read as for the parameter: where that only reads an object of the host's, a constant one serves too.
-template <class Parameter>
-using ConvertedAs = std::conditional_t<Described<std::remove_cvref_t<Parameter>> &&
-                                           !std::same_as<Parameter, std::remove_cvref_t<Parameter>&>,
-                                       const std::remove_cvref_t<Parameter>, std::remove_cvref_t<Parameter>>;
-
 // Whether the parameter can be made of what holds its object. A reference is one to what holds it, or to the host's own
 // object; it would outlive anything that is made for it alone.
 template <class Parameter, class Held>
@@ -51,15 +45,15 @@ constexpr bool takesHeld() {
   if constexpr (!std::is_reference_v<Parameter>) {
     return std::constructible_from<Parameter, Held>;
   } else {
-    const bool isHostObject =
-        std::is_lvalue_reference_v<Parameter> && std::same_as<Held, std::reference_wrapper<ConvertedAs<Parameter>>>;
+    const bool isHostObject = std::is_lvalue_reference_v<Parameter> &&
+                              std::same_as<Held, std::reference_wrapper<std::remove_reference_t<Parameter>>>;
     return std::same_as<Held, Object> || isHostObject;
   }
 }
 
 template <class Parameter>
-concept ValueParameter = ConvertibleFromValue<ConvertedAs<Parameter>> && LentParameter<Parameter> &&
-    takesHeld<Parameter, HeldFromValue<ConvertedAs<Parameter>>>();
+concept ValueParameter = ConvertibleFromValue<std::remove_cvref_t<Parameter>> && LentParameter<Parameter> &&
+    takesHeld<Parameter, HeldFromValue<ConvertedFor<Parameter>>>();
 
 // What a callable's parameter may be.
 template <class Parameter>

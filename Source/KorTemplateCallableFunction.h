@@ -61,7 +61,7 @@ class KorTemplateCallableFunction : public KorTemplateFunction {
 // values, and the rest of them is taken as it stands.
 template <class Parameter>
 struct ParameterHolder {
-  using Type = HeldFromValue<ConvertedAs<Parameter>>;
+  using Type = HeldFromValue<ConvertedFor<Parameter>>;
 };
 template <>
 struct ParameterHolder<KorTemplateEnvironment&> {
@@ -126,21 +126,21 @@ class CallablesFunction final : public KorTemplateCallableFunction {
     } else if constexpr (RestParameter<Parameter>) {
       return arguments.subspan(Position < arguments.size() ? Position : arguments.size());
     } else {
-      using Type = ConvertedAs<Parameter>;
+      using Type = ConvertedFor<Parameter>;
       if constexpr (OptionalParameter<Parameter>) {
         if (Position >= arguments.size()) return {};
       }
       auto object = ValueConversion<Type>::fromValue(arguments[Position]);
       if (!object.has_value()) [[unlikely]]
-        raiseType<Type>(Position);
+        raiseType<Type>(Position, arguments[Position]);
       return *std::move(object);
     }
   }
 
   // A value's type is named only once it is wrong.
   template <class Type>
-  [[noreturn, gnu::noinline, gnu::cold]] void raiseType(std::size_t position) const {
-    raiseArgumentType(position, convertedTypeName<Type>(), expectedClassName<Type>());
+  [[noreturn, gnu::noinline, gnu::cold]] void raiseType(std::size_t position, const Value& value) const {
+    raiseArgumentType(position, convertedTypeName<Type>(), expectedClassNameFor<Type>(value));
   }
 
   template <class Parameter, class Held>
