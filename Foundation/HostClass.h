@@ -190,7 +190,7 @@ class HostClass {
     return *this;
   }
 
-  // The text of an object.
+  // The text of an object; empty for a null pointer.
   template <class Text>
   HostClass& description(Text text) {
     constexpr bool kIsText = std::is_invocable_r_v<std::string_view, const Text&, const T&>;
@@ -198,6 +198,7 @@ class HostClass {
     if constexpr (kIsText) {
       table_.operations().describe = [text = std::move(text)](void* object, Description& out) {
         const auto& written = std::invoke(text, constantAt(object));
+        if (HostResultRule<HostResultKind::Text>::isNull(written)) return;
         requireValidUTF8(written);
         out.part(std::string_view(written));
       };

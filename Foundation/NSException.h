@@ -17,7 +17,7 @@ inline constexpr const char* NSRangeException = "NSRangeException";
 inline constexpr const char* NSUndefinedKeyException = "NSUndefinedKeyException";
 
 // The family of exceptions that the engine and its hosts raise. Thrown by value, caught by const reference; a copy
-// shares its texts and cannot throw.
+// shares its texts and cannot throw. What is not valid UTF-8 in a text becomes U+FFFD.
 class [[gnu::visibility("default")]] NSException : public std::exception {
  public:
   NSException(std::string_view name, std::string_view reason);
@@ -59,6 +59,10 @@ class [[gnu::visibility("default")]] NSException : public std::exception {
   };
   std::shared_ptr<const Texts> texts_;
 };
+
+// What an exception of the standard library's family says, as a host may have written it: its name where it says
+// nothing at all.
+std::string_view reasonOf(const std::exception& exception) noexcept;
 
 // The assertion handler: raises `NSInternalInconsistencyException` with the description as its reason.
 [[noreturn]] void failAssertion(std::string_view description);

@@ -44,6 +44,16 @@ void requireValidUTF8(std::string_view text) {
   }
 }
 
+std::string asValidUTF8(std::string_view text) {
+  constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+  std::string valid;
+  while (const std::optional<std::size_t> offset = firstInvalidByte(text)) {
+    valid.append(text.substr(0, *offset)).append(kReplacement);
+    text.remove_prefix(*offset + 1);
+  }
+  return valid.append(text);
+}
+
 std::size_t utf16Length(std::string_view text) noexcept {
   const std::size_t ascii = endOfASCII(text, 0);
   std::size_t units = ascii;

@@ -17,6 +17,10 @@ std::size_t endOfASCII(std::string_view text, std::size_t offset) noexcept;
 // Raises `NSInvalidArgumentException` that names the byte offset when the text is not valid UTF-8.
 void requireValidUTF8(std::string_view text);
 
+// The text with U+FFFD in place of every byte that is not part of a valid character: for texts that tell what went
+// wrong, and have to be told whatever they are.
+std::string asValidUTF8(std::string_view text);
+
 // The text's length in UTF-16 units; the text must be valid.
 std::size_t utf16Length(std::string_view text) noexcept;
 

@@ -14,6 +14,7 @@ namespace tavlo {
 
 struct KorTemplateCompileOptions {
   std::string name = {};          // what failures call the template, a file's name for example; empty for none
+                                  // (bytes that are no UTF-8 become U+FFFD)
   KorTemplateLimits limits = {};  // of which nesting, stack and pattern sizes matter
 };
 

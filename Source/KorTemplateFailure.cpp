@@ -5,6 +5,7 @@
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/Lasting.h"
 #include "Foundation/NSException.h"
+#include "Foundation/Utf8.h"
 #include "Source/KorTemplateReturnIndication.h"
 #include "Source/PrintableText.h"
 
@@ -19,7 +20,7 @@ constexpr const char* kOutOfMemory = "std::bad_alloc";
 KorTemplateFailure::KorTemplateFailure(std::string_view name, std::string_view reason, SharedTrace trace) noexcept
     : trace_(std::move(trace)) {
   try {
-    texts_ = std::make_shared<const Texts>(Texts{std::string(name), std::string(reason)});
+    texts_ = std::make_shared<const Texts>(Texts{asValidUTF8(name), asValidUTF8(reason)});
   } catch (const std::bad_alloc&) {
     static const Lasting<Texts> outOfMemory(kOutOfMemory, "out of memory");  // short enough to need no memory itself
     texts_ = {std::shared_ptr<const Texts>(), &outOfMemory.object};
@@ -38,7 +39,7 @@ std::optional<KorTemplateFailure> KorTemplateFailure::ofCurrentException(const S
   } catch (const std::bad_alloc&) {
     return KorTemplateFailure(kOutOfMemory, "There is not enough memory", trace);
   } catch (const std::exception& exception) {
-    return KorTemplateFailure("std::exception", exception.what(), trace);
+    return KorTemplateFailure("std::exception", reasonOf(exception), trace);
   } catch (...) {
     return KorTemplateFailure("exception", "The host has raised what is no std::exception", trace);
   }

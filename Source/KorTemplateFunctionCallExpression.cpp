@@ -8,6 +8,7 @@
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
 #include "Foundation/StackGuard.h"
+#include "Foundation/Utf8.h"
 #include "Source/KorTemplateEnvironment.h"
 #include "Source/KorTemplateInternalFunction.h"
 #include "Source/Operand.h"
@@ -130,7 +131,7 @@ RawValue report(KorTemplateEnvironment& environment, const KorTemplateActivation
     throw;
   } catch (const std::exception& exception) {
     running.leave();
-    return report(environment, level, exception.what());
+    return report(environment, level, asValidUTF8(reasonOf(exception)));
   }
 }
 

@@ -15,9 +15,9 @@ namespace tavlo {
 class KorTemplateSource final : public NSObject {
  public:
   // The text may not be absent, and counts atomically from here on.
-  KorTemplateSource(std::string name, const Ref<NSString>& text);
+  KorTemplateSource(std::string_view name, const Ref<NSString>& text);
   // Over a copy of a text that need not be UTF-8, and so is no template.
-  KorTemplateSource(std::string name, std::string_view text);
+  KorTemplateSource(std::string_view name, std::string_view text);
 
   // Empty where the host gave none.
   const std::string& name() const noexcept { return name_; }
