@@ -66,8 +66,8 @@ concept DictionaryLike = requires(C& container) {
 
 // What a lazy list reads: elements by index.
 template <class C>
-concept ListLike =
-    !TextLike<C> && !DictionaryLike<C> && std::ranges::random_access_range<C> && requires(C & container) {
+concept ListLike = !AnyText<std::remove_cvref_t<C>> && !DictionaryLike<C> && std::ranges::random_access_range<C> &&
+                   requires(C & container) {
   { container.size() } -> std::convertible_to<std::size_t>;
   container[std::size_t{0}];
 };

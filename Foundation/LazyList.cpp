@@ -1,5 +1,6 @@
 #include "Foundation/LazyList.h"
 
+#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -47,8 +48,9 @@ bool LazyList::isQuiet() const noexcept {
 }
 
 Ref<NSArray> LazyList::array() const {
+  constexpr std::size_t kMostReserved = std::size_t{1} << 20U;
   std::vector<Value> elements;
-  elements.reserve(count());
+  elements.reserve(std::min(count(), kMostReserved));  // a host may answer any count
   ReusableInstances reused;
   for (std::size_t index = 0;; ++index) {
     Value element = elementAt(index, reused);
