@@ -129,6 +129,16 @@ void KorTemplateEnvironment::writeText(std::string_view text) {
   writeToStream(text);
 }
 
+void KorTemplateEnvironment::writeLentText(std::string_view text) {
+  constexpr std::size_t kMostKept = std::size_t{64} * 1024;
+  TextBuffer* const buffer = outputText();
+  if (buffer != nullptr) return buffer->append(text);
+  std::string copy = std::exchange(lentText_, {});  // a stream may write while it is written to
+  copy = text;
+  writeToStream(copy);
+  if (copy.capacity() <= kMostKept) lentText_ = std::move(copy);
+}
+
 bool KorTemplateEnvironment::appendNumber(RawValue value, TextBuffer& text) {
   text.extend(writeNumber(text.room(kNumberTextSize), value));
   return true;
@@ -233,9 +243,11 @@ void KorTemplateEnvironment::reset() {
 }
 
 void KorTemplateEnvironment::resetStack() {
-  if (stack_ != nullptr && stack_->hasOneReference() && stack_->resetToFirstFrame()) return;
-  const Ref<KorTemplateStack> stack = KorTemplateStack::stack();
-  stack->push(KorTemplateStackFrame::stackFrame());
+  Ref<KorTemplateStack> stack = std::exchange(stack_, nullptr);  // the ends of its values may run a host's code
+  if (stack == nullptr || !stack->hasOneReference() || !stack->resetToFirstFrame()) {
+    stack = KorTemplateStack::stack();
+    stack->push(KorTemplateStackFrame::stackFrame());
+  }
   stack_ = stack;
 }
 

@@ -177,6 +177,8 @@ class KorTemplateEnvironment final : public NSObject {
   void writeOutput(RawValue value);
   // Writes a text that is a statement's whole output, and lives as long as the call.
   void writeText(std::string_view text);
+  // The same for a text that any code of the host's may change.
+  void writeLentText(std::string_view text);
   // Writes a diagnostic to the error stream, behind all output so far.
   void writeDiagnostic(const Text& text);
   // The failure of the function that runs, by the exception whose handler calls this: what the host asks to be told of;
@@ -254,7 +256,8 @@ class KorTemplateEnvironment final : public NSObject {
   // One level of executions inside one another.
   class Entry {
    public:
-    explicit Entry(KorTemplateEnvironment& environment) : environment_(environment) {
+    explicit Entry(KorTemplateEnvironment& environment)
+        : environment_(environment), kept_(Ref<KorTemplateEnvironment>::retaining(&environment)) {
       environment_.beginExecution();
       environment_.enterLevel(level_);
     }
@@ -267,6 +270,7 @@ class KorTemplateEnvironment final : public NSObject {
 
    private:
     KorTemplateEnvironment& environment_;
+    Ref<KorTemplateEnvironment> kept_;  // the host may let go of it meanwhile
     KorTemplateActivation level_{nullptr};
   };
 
@@ -332,6 +336,7 @@ class KorTemplateEnvironment final : public NSObject {
   std::optional<KorTemplateLimitException> reachedLimit_;
   FailureWatch::SharedTrace limitTrace_;  // of reachedLimit_
   ArgumentStorage argumentStorage_;
+  std::string lentText_;  // memory for writeLentText()
   std::vector<Ref<NSObject>> parked_;
   std::vector<Ref<KorTemplateStream>> replacedStreams_;  // in this execution
   std::size_t deliveredStreams_ = 0;                     // of those, the first ones that have been flushed

@@ -88,7 +88,7 @@ void KorTemplateOutputStatement::executePath(const KorTemplateVariableExpression
   Value holder = *root;  // a host's property may let go of the variable that holds it
   LentValue lent;
   path.lend(holder, lent);
-  if (lent.isText()) return environment.writeText(lent.text());
+  if (lent.isText()) return environment.writeLentText(lent.text());
   if (!lent.value().isNull()) environment.writeOutput(lent.value().peek());
 }
 
