@@ -171,7 +171,10 @@ class Holdings {
     const NSObject* object = held.object();
     if (object == nullptr || object->isShared() || !seen_.insert(object).second) return;
     if (!object->canBeShared()) {
-      NSException::raise(NSInvalidArgumentException, "%s cannot be shared between threads", object->className());
+      NSException::raise(NSInvalidArgumentException,
+                         "%s cannot be shared between threads: it, or what it holds, is of a class that does not "
+                         "answer canBeShared() with true",
+                         object->className());
     }
     objects_.push_back(held);
   }

@@ -237,7 +237,8 @@ TEST(HostObject, MayBeSharedBetweenThreadsWhereItsClassSaysSo) {
   shared.share();
   EXPECT_TRUE(shared.object()->isShared());
   EXPECT_EQ(raised([&] { Value(NSArray::arrayWithObjects({hostReference(maker)})).share(); }),
-            "NSInvalidArgumentException: Maker cannot be shared between threads");
+            "NSInvalidArgumentException: Maker cannot be shared between threads: it, or what it holds, is of a class "
+            "that does not answer canBeShared() with true");
 }
 
 // A class that is counted itself.

@@ -193,7 +193,9 @@ TEST(LazyList, MayBeSharedWhereItsElementsMay) {
   EXPECT_EQ(refused(lazyList(all)), "");
   EXPECT_EQ(refused(lazyList(numbers)), "");
   EXPECT_EQ(refused(lazyList(std::vector<std::string>{"a"})), "");
-  EXPECT_EQ(refused(lazyList(makers)), "NSInvalidArgumentException: NSArray cannot be shared between threads");
+  EXPECT_EQ(refused(lazyList(makers)),
+            "NSInvalidArgumentException: NSArray cannot be shared between threads: it, or what it holds, is of a class "
+            "that does not answer canBeShared() with true");
   EXPECT_NE(refused(lazyList(values)), "");
   EXPECT_NE(refused(lazyList([] { return 0; }, [](std::size_t index) { return index; })), "");
 }
