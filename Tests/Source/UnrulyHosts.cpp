@@ -1,0 +1,299 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <functional>
+#include <limits>
+#include <map>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "Foundation/HostObject.h"
+#include "Foundation/LazyCollections.h"
+#include "Foundation/NSArray.h"
+#include "Foundation/NSDictionary.h"
+#include "Source/KorTemplateCallableFunction.h"
+#include "Source/KorTemplateCallbackStream.h"
+#include "Source/KorTemplateExternalFunction.h"
+#include "Source/KorTemplateRendering.h"
+#include "Tests/Source/HostClasses.h"
+
+// Types of a host that does what it should not, or what nobody expects.
+namespace unruly {
+
+struct Note {
+  std::string_view text() const { return body; }
+  double weighed() {
+    if (whenRead) whenRead();
+    return 1.5;
+  }
+  std::string titleOf(const Note& other) const { return other.body; }
+  std::string renamed(Note& other) const { return other.body += "!"; }
+
+  std::string body;
+  std::function<void()> whenRead = {};
+};
+void describeHostClass(tavlo::HostClass<Note>& note) {
+  note.name("Note")
+      .property("text", &Note::text)
+      .property("weight", &Note::weighed)
+      .property("wide", [](const Note& each) { return std::u16string(each.body.begin(), each.body.end()); })
+      .property("bytes", [](const Note& each) { return std::u8string(each.body.begin(), each.body.end()); })
+      .property("brokenWide", [](const Note&) { return std::u16string(1, char16_t{0xD800}); })
+      .method("titleOf:", &Note::titleOf)
+      .method("renamed:", &Note::renamed)
+      .method("countOf:", [](Note&, const tavlo::Ref<tavlo::NSArray>& list) { return list->count(); });
+}
+
+struct Speechless {};
+void describeHostClass(tavlo::HostClass<Speechless>& speechless) {
+  speechless.name("Speechless").description([](const Speechless&) -> const char* { return nullptr; });
+}
+
+struct SilentException : std::exception {
+  const char* what() const noexcept override { return nullptr; }
+};
+
+}  // namespace unruly
+
+namespace tavlo::test {
+
+namespace {
+
+using unruly::Note;
+
+struct RaisedRow {
+  const char* what;
+  std::function<void()> raise;
+  const char* reason;
+};
+
+const RaisedRow kRaised[] = {
+    {"nothing to say", [] { throw unruly::SilentException(); }, "std::exception"},
+    {"bytes that are no text", [] { throw std::runtime_error("a\xFF\xC3z"); }, "a\uFFFD\uFFFDz"},
+    {"an exception of the family with such", [] { throw NSException("Odd\xFF", "b\xE2\x82"); }, "b\uFFFD\uFFFD"},
+    {"a character and its end missing", [] { throw std::runtime_error("\u00e9\xC3"); }, "\u00e9\uFFFD"},
+};
+
+TEST(AnExceptionOfAHost, IsToldAsValidText) {
+  for (const RaisedRow& row : kRaised) {
+    const Stage stage;
+    std::string told;
+    stage.environment->setDiagnosticCallback([&](const KorTemplateFailure& failure) { told = failure.reason(); });
+    stage.environment->setFunction("f", row.raise);
+    stage.run("a<?= f() ?>b");
+    EXPECT_EQ(stage.text(), "ab") << row.what;
+    EXPECT_EQ(stage.diagnostics(), row.reason) << row.what;
+    EXPECT_EQ(told, row.reason) << row.what;
+  }
+}
+
+TEST(AnExceptionOfAHost, IsToldAsValidTextWhereItEndsTheExecution) {
+  for (const RaisedRow& row : kRaised) {
+    const Stage stage;
+    Note note{.body = "n", .whenRead = row.raise};
+    stage.environment->setGlobal("note", std::ref(note));
+    const KorTemplateResult<void> result =
+        KorTemplate::compile("<?= $note.weight ?>")->tryExecuteWithEnvironment(stage.get());
+    ASSERT_FALSE(result) << row.what;
+    EXPECT_EQ(result.failure().reason(), row.reason) << row.what;
+    EXPECT_EQ(stage.environment->lastFailure()->reason(), row.reason) << row.what;
+  }
+}
+
+TEST(ANameOfATemplate, IsToldAsValidText) {
+  const Ref<KorTemplate> page = KorTemplate::compile("x", {.name = "p\xFF.html"});
+  EXPECT_EQ(page->name(), "p\uFFFD.html");
+}
+
+TEST(ADescription, MayHaveNothingToSay) {
+  const Stage stage;
+  unruly::Speechless speechless;
+  stage.environment->setGlobal("it", std::ref(speechless));
+  stage.run("[<?= $it ?>]");
+  EXPECT_EQ(stage.text(), "[]");
+}
+
+TEST(ATextProperty, MayBeOfEveryKindOfText) {
+  const Stage stage;
+  Note note{.body = "abc"};
+  stage.environment->setGlobal("note", std::ref(note));
+  stage.run("<?= $note.wide ?>,<?= $note.bytes ?>,<?= $note.wide.length ?>");
+  EXPECT_EQ(stage.text(), "abc,abc,3");
+  EXPECT_THAT(raisedBy([&] { stage.run("<?= $note.brokenWide ?>"); }),
+              testing::StartsWith("NSInvalidArgumentException: "));
+}
+
+TEST(AStream, MayChangeTheObjectWhoseTextItIsGiven) {
+  const std::string text(500, 'x');
+  const Stage stage;
+  Note note{.body = text};
+  stage.output->onWrite = [&](const Text&) { std::string(1000, 'y').swap(note.body); };
+  stage.environment->setGlobal("note", std::ref(note));
+  stage.run("<?= $note.text ?>");
+  EXPECT_EQ(stage.text(), text);
+}
+
+TEST(AStream, MayWriteWhileItIsGivenAText) {
+  const Stage stage;
+  Note note{.body = std::string(100, 'x')};
+  stage.environment->setGlobal("note", std::ref(note));
+  int left = 3;
+  stage.output->onWrite = [&](const Text&) {
+    if (left-- > 0) stage.run("<?= $note.text ?>");
+  };
+  stage.run("<?= $note.text ?>");
+  EXPECT_EQ(stage.text(), std::string(400, 'x'));
+}
+
+TEST(ACallbackStream, DeliversATextThatItsCallbackHasChanged) {
+  const Stage stage;
+  const std::string text(200, 'x');
+  Note note{.body = text};
+  std::string delivered;
+  const auto callback = [&](std::string_view piece) {
+    std::string("gone").swap(note.body);
+    delivered += piece;
+  };
+  stage.environment->setOutputStream(KorTemplateCallbackStream::streamWithCallback(callback, 100));
+  stage.environment->setGlobal("note", std::ref(note));
+  stage.run("abc<?= $note.text ?>");
+  EXPECT_EQ(delivered, "abc" + text);
+}
+
+TEST(ALazyCollection, IsTakenWhereACopyOfItIsMade) {
+  const Stage stage;
+  const std::vector<int> numbers{1, 2, 3};
+  const std::vector<std::vector<std::string>> nested{{"a", "b"}, {"c"}};
+  const std::map<std::string, int> sizes{{"small", 1}, {"large", 2}};
+  Note note;
+  KorTemplateEnvironment& environment = *stage.environment;
+  environment.setGlobal("numbers", std::cref(numbers));
+  environment.setGlobal("nested", std::cref(nested));
+  environment.setGlobal("sizes", std::cref(sizes));
+  environment.setFunction("second", [](const std::vector<int>& list) { return list.at(1); });
+  environment.setFunction("spanned", [](std::span<const int> list) { return list.size(); });
+  environment.setFunction("third", [](const std::array<int, 3>& list) { return list[2]; });
+  environment.setFunction("first", [](const std::tuple<int, int, int>& list) { return std::get<0>(list); });
+  environment.setFunction("deep", [](const std::vector<std::vector<std::string>>& list) { return list[0][1]; });
+  environment.setFunction("large", [](const std::map<std::string, int>& map) { return map.at("large"); });
+  environment.setFunction("array", [](const Ref<NSArray>& list) { return list->count(); });
+  environment.setFunction("dictionary", [](const Ref<NSDictionary>& entries) { return entries->count(); });
+  environment.setFunctionForName(KorTemplateExternalFunction::functionWithSelectorTarget("countOf:", note), "countOf");
+  stage.run(
+      "<?= second($numbers) ?>,<?= spanned($numbers) ?>,<?= third($numbers) ?>,<?= first($numbers) ?>,"
+      "<?= deep($nested) ?>,<?= large($sizes) ?>,<?= array($numbers) ?>,<?= dictionary($sizes) ?>,"
+      "<?= countOf($numbers) ?>");
+  EXPECT_EQ(stage.text(), "2,3,3,1,b,2,3,2,3");
+  EXPECT_EQ(stage.diagnostics(), "");
+}
+
+TEST(ALazyCollection, IsRefusedWhereItsValuesWouldBeReferredTo) {
+  const Stage stage;
+  const std::vector<std::string> texts{"a"};
+  stage.environment->setGlobal("texts", std::cref(texts));
+  stage.environment->setFunction("f", [](const std::vector<std::string_view>& list) { return list.size(); });
+  stage.run("<?= f($texts) ?>");
+  EXPECT_EQ(stage.diagnostics(), "Incorrect type for array argument at index 2 of f. NSArray of NSString expected.");
+}
+
+TEST(ALazyCollection, MayClaimAnyLength) {
+  const Stage stage;
+  const Value list = lazyList([] { return std::numeric_limits<std::size_t>::max(); },
+                              [](std::size_t index) -> std::size_t {
+                                if (index > 3) throw NSException("Short", "there are no more");
+                                return index;
+                              });
+  stage.set("list", list);
+  EXPECT_EQ(raisedBy([&] { stage.run("<?= $list ?>"); }), "Short: there are no more");
+}
+
+TEST(AConstantObject, IsTakenWhereItIsOnlyRead) {
+  const Stage stage;
+  const Note note{.body = "n"};
+  const std::vector<Note> notes{note, note};
+  KorTemplateEnvironment& environment = *stage.environment;
+  stage.set("note", hostReference(note));
+  environment.setGlobal("notes", std::cref(notes));
+  environment.setFunction("reference", [](const Note& each) { return each.body; });
+  environment.setFunction("pointer", [](const Note* each) { return each->body; });
+  environment.setFunction("copy", [](Note each) { return each.body += "c"; });
+  environment.setFunction("optional", [](const std::optional<Note>& each) { return each->body; });
+  environment.setFunction("list", [](const std::vector<Note>& each) { return each.size(); });
+  environment.setFunction(
+      "overload", [](const Note& each) { return each.body; },
+      [](const Note& each, int count) { return each.body + std::to_string(count); });
+  Note other;
+  environment.setFunctionForName(KorTemplateExternalFunction::functionWithSelectorTarget("titleOf:", other), "titleOf");
+  stage.run(
+      "<?= reference($note) ?>,<?= pointer($note) ?>,<?= copy($note) ?>,<?= optional($note) ?>,<?= list($notes) ?>,"
+      "<?= overload($note, 2) ?>,<?= titleOf($note) ?>");
+  EXPECT_EQ(stage.text(), "n,n,nc,n,2,n2,n");
+  EXPECT_EQ(stage.diagnostics(), "");
+}
+
+TEST(AConstantObject, IsRefusedWhereItMayBeChangedAndTheMessageSaysWhy) {
+  const Stage stage;
+  const Note note{.body = "n"};
+  Note other;
+  stage.set("note", hostReference(note));
+  stage.environment->setFunction("change", [](Note& each) { each.body = "changed"; });
+  stage.environment->setFunction("point", [](Note* each) { each->body = "changed"; });
+  stage.environment->setFunctionForName(KorTemplateExternalFunction::functionWithSelectorTarget("renamed:", other),
+                                        "rename");
+  stage.run("<? change($note) ?><? point($note) ?><? rename($note) ?><? change(1) ?>");
+  EXPECT_EQ(note.body, "n");
+  EXPECT_EQ(stage.diagnostics(),
+            "Incorrect type for Note argument at index 2 of change. Changeable Note expected.|"
+            "Incorrect type for Note argument at index 2 of point. Changeable Note expected.|"
+            "renamed:: incorrect object at index 2: Note supplied, Changeable Note expected.|"
+            "Incorrect type for Note argument at index 2 of change. Note expected.");
+}
+
+// Runs what it holds when it ends.
+struct AtItsEnd {
+  explicit AtItsEnd(std::function<void()> action) : end(std::move(action)) {}
+  AtItsEnd(const AtItsEnd&) = delete;
+  AtItsEnd& operator=(const AtItsEnd&) = delete;
+  ~AtItsEnd() { end(); }
+  std::function<void()> end;
+};
+
+TEST(AnEnvironmentThatIsReset, StandsTheEndsOfWhatItHeld) {
+  const std::pair<const char*, std::function<void(KorTemplateEnvironment&)>> rows[] = {
+      {"takes the stack away", [](KorTemplateEnvironment& environment) { environment.setStack(nullptr); }},
+      {"notes it anew", [](KorTemplateEnvironment& environment) { environment.remember(); }},
+      {"resets it once more", [](KorTemplateEnvironment& environment) { environment.reset(); }},
+      {"sets a global", [](KorTemplateEnvironment& environment) { environment.setGlobal("late", 1); }},
+  };
+  for (const auto& [what, action] : rows) {
+    const Stage stage;
+    auto ending = std::make_shared<AtItsEnd>([&stage, &run = action] { run(*stage.environment); });
+    stage.set("list", lazyList([ending] { return std::size_t{1}; }, [](std::size_t index) { return index; }));
+    for (int number = 0; number < 30; ++number) stage.set("g" + std::to_string(number), number);
+    ending.reset();
+    stage.environment->reset();
+    stage.environment->setOutputStream(stage.output);
+    stage.run("<?= $g1 ?><?= $late ?>ok");
+    EXPECT_EQ(stage.text(), "ok") << what;
+  }
+}
+
+TEST(AnEnvironment, LivesUntilTheTemplateThatRunsInItHasEnded) {
+  const Ref<RecordingStream> output = makeRef<RecordingStream>();
+  Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+  environment->setOutputStream(output);
+  environment->setFunction("letGo", [&] { environment = nullptr; });
+  const Ref<KorTemplate> page = KorTemplate::compile("a<? letGo() ?>b");
+  page->executeWithEnvironment(environment.get());
+  EXPECT_EQ(output->joined(""), "ab");
+  EXPECT_EQ(environment, nullptr);
+}
+
+}  // namespace
+
+}  // namespace tavlo::test
