@@ -118,7 +118,7 @@ TEST(Callables, TakeConstantObjectsWhereTheyOnlyRead) {
   EXPECT_EQ(hostObject<const Product>(called(stage, "point", {hostReference(chair)})), &chair);
   EXPECT_EQ(outcomeOf(stage, "copy", {hostReference(chair)}), "10");
   EXPECT_EQ(outcomeOf(stage, "change", {hostReference(chair)}),
-            "NSGenericException: Incorrect type for Product argument at index 2 of change. Product expected.");
+            "NSGenericException: Incorrect type for Product argument at index 2 of change. Changeable Product expected.");
 }
 
 TEST(Callables, ThatAreEmptyAreRefused) {
