@@ -26,7 +26,7 @@ void requireIndex(bool holds, std::size_t index, std::size_t count) {
   if (!holds) NSException::raise(NSRangeException, "Index %d is beyond a list of %d elements", index, count);
 }
 
-void requireUnshared(const NSObject& object) {
+void requireUnsharedList(const NSObject& object) {
   if (object.isShared()) failAssertion("A list that is shared between threads cannot change");
 }
 
@@ -83,33 +83,33 @@ Ref<NSEnumerator> NSArray::objectEnumerator() const {
 
 void NSMutableArray::addObject(Value element) {
   requireElement(element);
-  requireUnshared(*this);
+  requireUnsharedList(*this);
   elements_.push_back(std::move(element));
 }
 
 void NSMutableArray::insertObjectAtIndex(Value element, std::size_t index) {
   requireElement(element);
-  requireUnshared(*this);
+  requireUnsharedList(*this);
   requireIndex(index <= elements_.size(), index, elements_.size());
   elements_.insert(elements_.begin() + static_cast<std::ptrdiff_t>(index), std::move(element));
 }
 
 void NSMutableArray::replaceObjectAtIndex(std::size_t index, Value element) {
   requireElement(element);
-  requireUnshared(*this);
+  requireUnsharedList(*this);
   requireIndex(index < elements_.size(), index, elements_.size());
   elements_[index] = std::move(element);
 }
 
 void NSMutableArray::removeObjectAtIndex(std::size_t index) {
-  requireUnshared(*this);
+  requireUnsharedList(*this);
   requireIndex(index < elements_.size(), index, elements_.size());
   const Value removed = std::move(elements_[index]);  // let go of last
   elements_.erase(elements_.begin() + static_cast<std::ptrdiff_t>(index));
 }
 
 void NSMutableArray::removeAllObjects() {
-  requireUnshared(*this);
+  requireUnsharedList(*this);
   std::vector<Value>().swap(elements_);
 }
 

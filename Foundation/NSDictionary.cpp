@@ -24,7 +24,7 @@ class ValueEnumerator final : public NSEnumerator {
   std::size_t next_ = 0;
 };
 
-void requireUnshared(const NSObject& object) {
+void requireUnsharedDictionary(const NSObject& object) {
   if (object.isShared()) failAssertion("A dictionary that is shared between threads cannot change");
 }
 
@@ -159,12 +159,12 @@ void NSMutableDictionary::setObjectForKey(Value value, std::string_view key) {
 void NSMutableDictionary::setObjectForKey(Value value, Ref<NSString> key) {
   if (value.isAbsent()) NSException::raise(NSInvalidArgumentException, "A dictionary's value cannot be absent");
   if (key == nullptr) NSException::raise(NSInvalidArgumentException, "A dictionary's key cannot be absent");
-  requireUnshared(*this);
+  requireUnsharedDictionary(*this);
   store(std::move(key), std::move(value));
 }
 
 void NSMutableDictionary::removeObjectForKey(std::string_view key) {
-  requireUnshared(*this);
+  requireUnsharedDictionary(*this);
   const std::uint32_t index = indexOf(key, NSString::hashOf(key));
   if (index == kNowhere) return;
   const Entry removed = entries_[index];  // let go of last
@@ -173,7 +173,7 @@ void NSMutableDictionary::removeObjectForKey(std::string_view key) {
 }
 
 void NSMutableDictionary::removeAllObjects() {
-  requireUnshared(*this);
+  requireUnsharedDictionary(*this);
   slots_.clear();
   Entries().swap(entries_);
 }

@@ -181,7 +181,7 @@ TEST(StackGuard, KnowsTheStackOfItsThread) {
   std::optional<KorTemplateLimit> reached;
   runOnStackOf(kSmallStack, [&] {
     passed = !limitReached([] { StackGuard::forThisThread(kSmallStack / 4).check(); }).has_value();
-    reached = limitReached([] { StackGuard::forThisThread(kSmallStack - 100).check(); });
+    reached = limitReached([] { StackGuard::forThisThread(kSmallStack).check(); });
   });
   EXPECT_TRUE(passed);
   EXPECT_EQ(reached, KorTemplateLimit::Stack);

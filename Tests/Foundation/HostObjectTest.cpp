@@ -72,19 +72,19 @@ void describeHostClass(HostClass<Whole>& whole) {
       .property("wrapped", &Whole::wrapped);
 }
 
-struct PathRow {
+struct RestOfPathRow {
   const char* property;
   const char* restOfPath;  // from the property to a number, or a list of numbers
 };
 
-const PathRow kPaths[] = {
+const RestOfPathRow kPaths[] = {
     {"part", "number"},           {"parts", "@max.number"},   {"shared", "number"},  {"unique", "number"},
     {"byName", "one.number"},     {"constantPart", "number"}, {"copy", "number"},    {"fresh", "number"},
     {"freshOnes", "@min.number"}, {"view", "@max.number"},    {"wrapped", "number"},
 };
 
 TEST(HostObject, KeepsItsOwnerForAsLongAsAPartOfItIsHeld) {
-  for (const PathRow& row : kPaths) {
+  for (const RestOfPathRow& row : kPaths) {
     int alive = 0;
     {
       Value part = read(hostShared(std::make_shared<Whole>(alive)), row.property);

@@ -6,13 +6,11 @@
 
 #include "Foundation/NSNumber.h"
 #include "Foundation/Value.h"
+#include "Tests/Foundation/SpecialNumbers.h"
 
 namespace tavlo::test {
 
 namespace {
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
 
 struct ComparisonRow {
   Value left;

@@ -11,13 +11,11 @@
 #include "Foundation/NSDate.h"
 #include "Foundation/ValueConversion.h"
 #include "Tests/Foundation/Raised.h"
+#include "Tests/Foundation/SpecialNumbers.h"
 
 namespace tavlo::test {
 
 namespace {
-
-constexpr double kInfinity = std::numeric_limits<double>::infinity();
-constexpr double kNotANumber = std::numeric_limits<double>::quiet_NaN();
 
 // The value of the next number above the largest one, and below the smallest one, as a double.
 template <class T>

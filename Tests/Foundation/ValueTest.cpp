@@ -15,12 +15,11 @@
 #include "Matchery/KorRegex.h"
 #include "Tests/Foundation/HostObjects.h"
 #include "Tests/Foundation/Raised.h"
+#include "Tests/Foundation/SpecialNumbers.h"
 
 namespace tavlo::test {
 
 namespace {
-
-const double kNotANumber = std::numeric_limits<double>::quiet_NaN();
 
 struct KindRow {
   const char* what;

@@ -27,9 +27,6 @@ Ref<KorScannerRule> skipAll() {
 Ref<KorScannerRule> eachCharacter() {
   return KorDefaultScannerRule::ruleWithTokenClass(classNamed('d'));
 }
-Ref<KorScannerRule> pattern(const char* text, char letter) {
-  return KorRegularExpressionRule::ruleWithPattern(text, classNamed(letter));
-}
 
 struct ScanRow {
   const char* what;

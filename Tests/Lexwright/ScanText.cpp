@@ -4,12 +4,17 @@
 
 #include "Foundation/NSString.h"
 #include "Foundation/Utf8.h"
+#include "Lexwright/KorRegularExpressionRule.h"
 
 namespace tavlo::test {
 
 const KorTokenClass* classNamed(char letter) {
   static const std::array<KorTokenClass, 26> classes;
   return &classes[static_cast<std::size_t>(letter - 'a')];
+}
+
+Ref<KorScannerRule> pattern(const char* text, char letter) {
+  return KorRegularExpressionRule::ruleWithPattern(text, classNamed(letter));
 }
 
 Ref<KorRuleBasedScanner> scannerOver(std::string_view text, const Rules& rules) {

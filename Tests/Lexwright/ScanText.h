@@ -15,6 +15,9 @@ using Rules = std::vector<Ref<KorScannerRule>>;
 // The class that a small letter stands for; the same one at every call.
 const KorTokenClass* classNamed(char letter);
 
+// The rule of a regular expression whose tokens are of that letter's class.
+Ref<KorScannerRule> pattern(const char* text, char letter);
+
 // A scanner over the text.
 Ref<KorRuleBasedScanner> scannerOver(std::string_view text, const Rules& rules);
 

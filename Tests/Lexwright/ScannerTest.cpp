@@ -24,10 +24,6 @@ namespace tavlo::test {
 
 namespace {
 
-Ref<KorScannerRule> pattern(const char* text, char letter) {
-  return KorRegularExpressionRule::ruleWithPattern(text, classNamed(letter));
-}
-
 // Blocks between "<?" and "?>" with words, quoted texts and single characters inside.
 Rules blockRules() {
   const Ref<KorPartitionRule> block = KorPartitionRule::ruleWithBoundary(pattern("<\\?", 's'));

@@ -15,17 +15,12 @@
 #include "Matchery/KorRegex.h"
 #include "Matchery/WatchedPattern.h"
 #include "Tests/Foundation/Raised.h"
+#include "Tests/Foundation/Repeated.h"
 #include "Tests/Foundation/SmallStack.h"
 
 namespace tavlo::test {
 
 namespace {
-
-std::string repeated(std::string_view text, int count) {
-  std::string result;
-  for (int round = 0; round < count; ++round) result += text;
-  return result;
-}
 
 double processorSeconds() {
   timespec now{};

@@ -11,6 +11,7 @@
 #include "Foundation/Value.h"
 #include "Matchery/KorRegex.h"
 #include "Tests/Foundation/Raised.h"
+#include "Tests/Foundation/Repeated.h"
 
 namespace tavlo::test {
 
@@ -186,12 +187,6 @@ TEST(KorRegex, RefusesAPatternThatIsNoUTF8) {
 
 TEST(KorRegex, OfNoPatternIsAbsent) {
   EXPECT_TRUE(KorRegex::compileExpression(nullptr) == nullptr);
-}
-
-std::string repeated(std::string_view text, int count) {
-  std::string result;
-  for (int round = 0; round < count; ++round) result += text;
-  return result;
 }
 
 struct NestingRow {

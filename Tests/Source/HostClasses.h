@@ -95,6 +95,17 @@ class HostObject final : public NSObject {
   const char* className() const override { return "HostObject"; }
 };
 
+// Runs a host's code when it ends.
+class EndingObject final : public NSObject {
+ public:
+  explicit EndingObject(std::function<void()> body) : body_(std::move(body)) {}
+  ~EndingObject() override { body_(); }
+  const char* className() const override { return "EndingObject"; }
+
+ private:
+  std::function<void()> body_;
+};
+
 // An environment whose streams are recorded.
 struct Stage {
   Stage() {

@@ -40,17 +40,6 @@ class RunningCollection final : public NSObject {
   std::function<void(int)> body_;
 };
 
-// Runs a host's code when it ends.
-class EndingObject final : public NSObject {
- public:
-  explicit EndingObject(std::function<void()> body) : body_(std::move(body)) {}
-  ~EndingObject() override { body_(); }
-  const char* className() const override { return "EndingObject"; }
-
- private:
-  std::function<void()> body_;
-};
-
 TEST(ALoopWithoutAStack, PopsTheStackThatItsBodyPutsIn) {
   struct Row {
     int frames;  // of the stack that is put in

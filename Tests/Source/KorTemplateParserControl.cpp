@@ -8,15 +8,6 @@ namespace {
 
 using Parser = KorTemplateParser;
 
-struct ShapeRow {
-  const char* text;
-  const char* shape;
-};
-
-void expectShapes(const std::vector<ShapeRow>& rows) {
-  for (const ShapeRow& row : rows) EXPECT_EQ(shapeOfTemplate(row.text), row.shape) << row.text;
-}
-
 TEST(KorTemplateParserControl, BuildsConditionals) {
   expectShapes({
       {"<? if ($a) ?>x<? else ?>y<? endif ?>", "if $a {out \"x\"} {out \"y\"}"},

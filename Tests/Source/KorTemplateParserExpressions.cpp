@@ -13,12 +13,12 @@ struct ExpressionRow {
   const char* shape;
 };
 
-void expectShapes(const std::vector<ExpressionRow>& rows) {
+void expectExpressions(const std::vector<ExpressionRow>& rows) {
   for (const ExpressionRow& row : rows) EXPECT_EQ(shapeOfExpression(row.text), row.shape) << row.text;
 }
 
 TEST(KorTemplateParserExpressions, ReadOperands) {
-  expectShapes({
+  expectExpressions({
       {"42", "42"},
       {"+7", "7"},
       {"-7", "-7"},
@@ -48,7 +48,7 @@ TEST(KorTemplateParserExpressions, ReadOperands) {
 }
 
 TEST(KorTemplateParserExpressions, ReadCalls) {
-  expectShapes({
+  expectExpressions({
       {"f()", "f()"},
       {"f(1)", "f(1)"},
       {"f(1, g(2, 3), (4 + 5))", "f(1, g(2, 3), (4 + 5))"},
@@ -62,7 +62,7 @@ TEST(KorTemplateParserExpressions, ReadCalls) {
 }
 
 TEST(KorTemplateParserExpressions, FoldByPrecedenceAndFromTheLeft) {
-  expectShapes({
+  expectExpressions({
       {"1 + 2 * 3", "(1 + (2 * 3))"},
       {"10 - 2 + 3", "(10 - (2 + 3))"},
       {"10 - 2 - 3", "((10 - 2) - 3)"},

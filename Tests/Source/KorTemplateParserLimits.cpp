@@ -4,18 +4,12 @@
 #include <chrono>
 #include <functional>
 
+#include "Tests/Foundation/Repeated.h"
 #include "Tests/Source/KorTemplateParserSupport.h"
 
 namespace tavlo::test::parsing {
 
 namespace {
-
-std::string repeated(std::string_view piece, std::size_t times) {
-  std::string result;
-  result.reserve(piece.size() * times);
-  for (std::size_t time = 0; time < times; ++time) result += piece;
-  return result;
-}
 
 struct NestingRow {
   const char* what;

@@ -10,13 +10,8 @@ namespace {
 
 using Parser = KorTemplateParser;
 
-struct ShapeRow {
-  const char* text;
-  const char* shape;
-};
-
 TEST(KorTemplateParserReader, TurnsTextAndBlocksIntoStatements) {
-  const ShapeRow rows[] = {
+  expectShapes({
       {"", ""},
       {"plain", "out \"plain\""},
       {" \n ", "out \" \n \""},
@@ -36,8 +31,7 @@ TEST(KorTemplateParserReader, TurnsTextAndBlocksIntoStatements) {
       {"<? elseif ($a) ?>", "block elseif $a"},
       {"<? ELSEIF ($a) ?>", "block elseif $a"},
       {"<? return ?>", "return absent"},
-  };
-  for (const ShapeRow& row : rows) EXPECT_EQ(shapeOfTemplate(row.text), row.shape) << row.text;
+  });
 }
 
 TEST(KorTemplateParserReader, RefusesABlockThatIsNotClosed) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -223,6 +225,15 @@ inline std::string shapeOf(const Ref<KorTemplateStatement>& statement) {
 // The statements that a text compiles to.
 inline std::string shapeOfTemplate(const std::string& text) {
   return shapesOf(KorTemplate::compile(text)->statements(), "; ");
+}
+
+struct ShapeRow {
+  const char* text;
+  const char* shape;
+};
+
+inline void expectShapes(const std::vector<ShapeRow>& rows) {
+  for (const ShapeRow& row : rows) EXPECT_EQ(shapeOfTemplate(row.text), row.shape) << row.text;
 }
 
 // The expression of an output block.

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Source/KorTemplateConditionalStatement.h"
+#include "Tests/Foundation/Repeated.h"
 #include "Tests/Source/HostClasses.h"
 #include "Tests/Source/SmallThread.h"
 
@@ -11,22 +12,6 @@ namespace tavlo::test {
 namespace {
 
 constexpr int kLinks = 100'000;
-
-// Counts its end.
-class EndingObject final : public NSObject {
- public:
-  explicit EndingObject(int& ended) : ended_(ended) {}
-  ~EndingObject() override { ++ended_; }
-
- private:
-  int& ended_;
-};
-
-std::string repeated(const std::string& text, int times) {
-  std::string result;
-  for (int time = 0; time < times; ++time) result += text;
-  return result;
-}
 
 // Compiles, runs, copies, describes and frees the template's only statement on a small stack.
 void expectFromChain(const std::string& text, const std::string& written, const std::string& piece) {
@@ -78,9 +63,10 @@ TEST(LongChains, OfElseifsPopAllTheirScopesWhenTheyFail) {
 TEST(LongChains, MadeByHandAreFreedOnASmallStack) {
   runOnSmallThread([] {
     int freed = 0;
-    Ref<KorTemplateExpression> left = literal(makeRef<EndingObject>(freed));
-    Ref<KorTemplateExpression> right = literal(makeRef<EndingObject>(freed));
-    Ref<KorTemplateStatement> nested = output(literal(makeRef<EndingObject>(freed)));
+    const auto countEnd = [&freed] { ++freed; };
+    Ref<KorTemplateExpression> left = literal(makeRef<EndingObject>(countEnd));
+    Ref<KorTemplateExpression> right = literal(makeRef<EndingObject>(countEnd));
+    Ref<KorTemplateStatement> nested = output(literal(makeRef<EndingObject>(countEnd)));
     for (int link = 0; link < kLinks; ++link) {
       left = binary(KorTemplateOperatorAdd, left, literal(1));
       right = binary(KorTemplateOperatorAdd, literal(1), right);

@@ -7,16 +7,6 @@ namespace tavlo::test {
 
 namespace {
 
-// Runs a host's code when it ends.
-class EndingObject final : public NSObject {
- public:
-  explicit EndingObject(std::function<void()> body) : body_(std::move(body)) {}
-  ~EndingObject() override { body_(); }
-
- private:
-  std::function<void()> body_;
-};
-
 // The loop's scope holds the last reference to an element, or to a variable of its body, and lets go of it between two
 // iterations; what then ends exchanges the scope.
 void exchangeScopesBetweenIterations(const char* body, const std::function<void(const Stage&)>& exchange) {

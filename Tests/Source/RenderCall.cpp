@@ -15,13 +15,13 @@ namespace tavlo::test {
 
 namespace {
 
-struct Product {
+struct Article {
   std::string title;
   double price = 0;
 };
 
-void describeHostClass(HostClass<Product>& product) {
-  product.name("Product").property("title", &Product::title).property("price", &Product::price);
+void describeHostClass(HostClass<Article>& article) {
+  article.name("Article").property("title", &Article::title).property("price", &Article::price);
 }
 
 TEST(TheRenderCall, TakesPairs) {
@@ -43,9 +43,9 @@ TEST(TheRenderCall, TakesWhateverHasNamesAndValues) {
 }
 
 TEST(TheRenderCall, TakesAnObjectOfTheHostWhosePropertiesBecomeGlobals) {
-  Product product{"Lamp", 12.5};
+  Article product{"Lamp", 12.5};
   EXPECT_EQ(render("<?= $title ?>: <?= $price ?>", product), "Lamp: 12.5");
-  const Product& constant = product;
+  const Article& constant = product;
   EXPECT_EQ(render("<?= $title ?>: <?= $price * 2 ?>", constant), "Lamp: 25");
 }
 

@@ -8,19 +8,14 @@
 
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
+#include "Tests/Foundation/Repeated.h"
 #include "Tool/JSONReader.h"
 
-namespace tavlo {
+namespace tavlo::test {
 
 namespace {
 
 using namespace std::string_view_literals;
-
-std::string repeated(std::string_view text, int times) {
-  std::string all;
-  for (int time = 0; time < times; ++time) all += text;
-  return all;
-}
 
 // The value written out with its kinds: "i:1" is an integer, "d:1" a double.
 std::string dumped(const Value& value) {
@@ -396,4 +391,4 @@ TEST(JSONReader, CountsTheByteOrderMarkInTheOffsetOnly) {
 
 }  // namespace
 
-}  // namespace tavlo
+}  // namespace tavlo::test
