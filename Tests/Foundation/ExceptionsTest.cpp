@@ -181,7 +181,8 @@ TEST(StackGuard, KnowsTheStackOfItsThread) {
   std::optional<KorTemplateLimit> reached;
   runOnStackOf(kSmallStack, [&] {
     passed = !limitReached([] { StackGuard::forThisThread(kSmallStack / 4).check(); }).has_value();
-    reached = limitReached([] { StackGuard::forThisThread(kSmallStack).check(); });
+    // The system may hand out a larger stack than was asked for, one that another thread has left.
+    reached = limitReached([] { StackGuard::forThisThread(1024 * kSmallStack).check(); });
   });
   EXPECT_TRUE(passed);
   EXPECT_EQ(reached, KorTemplateLimit::Stack);
