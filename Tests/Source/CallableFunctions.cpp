@@ -117,8 +117,9 @@ TEST(Callables, TakeConstantObjectsWhereTheyOnlyRead) {
   EXPECT_EQ(outcomeOf(stage, "read", {hostReference(chair)}), "Chair");
   EXPECT_EQ(hostObject<const Product>(called(stage, "point", {hostReference(chair)})), &chair);
   EXPECT_EQ(outcomeOf(stage, "copy", {hostReference(chair)}), "10");
-  EXPECT_EQ(outcomeOf(stage, "change", {hostReference(chair)}),
-            "NSGenericException: Incorrect type for Product argument at index 2 of change. Changeable Product expected.");
+  EXPECT_EQ(
+      outcomeOf(stage, "change", {hostReference(chair)}),
+      "NSGenericException: Incorrect type for Product argument at index 2 of change. Changeable Product expected.");
 }
 
 TEST(Callables, ThatAreEmptyAreRefused) {
