@@ -32,7 +32,7 @@ concept GetterOf = std::invocable<const Getter&, T&> || std::invocable<const Get
 template <class T, class Getter>
 class PropertyByGetter final : public HostProperty {
  public:
-  explicit PropertyByGetter(Getter getter) : getter_(std::move(getter)) {}
+  explicit PropertyByGetter(Getter getter) : HostProperty(readsPlainMember()), getter_(std::move(getter)) {}
 
   RawValue read(void* object, const HostInstance& holder) const override {
     return withResult(object, holder, [&holder](auto&& result) {
@@ -57,6 +57,14 @@ class PropertyByGetter final : public HostProperty {
 
  private:
   static constexpr bool kReadsConstants = std::invocable<const Getter&, const T&>;
+
+  static constexpr bool readsPlainMember() {
+    if constexpr (std::is_member_object_pointer_v<Getter>) {
+      using Member = std::remove_cvref_t<std::invoke_result_t<const Getter&, T&>>;
+      return std::is_arithmetic_v<Member> || std::same_as<Member, std::string>;
+    }
+    return false;
+  }
 
   // Whether there is a difference between an object and a constant one.
   static constexpr bool hasTwoResults() {

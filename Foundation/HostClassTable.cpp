@@ -18,7 +18,7 @@ namespace {
 class InheritedProperty final : public HostProperty {
  public:
   InheritedProperty(std::shared_ptr<const HostProperty> property, HostClassTable::Upcast asBase)
-      : property_(std::move(property)), asBase_(asBase) {}
+      : HostProperty(property->isPlainMember()), property_(std::move(property)), asBase_(asBase) {}
 
   RawValue read(void* object, const HostInstance& holder) const override {
     return property_->read(asBase_(object), holder);

@@ -37,8 +37,14 @@ class HostProperty {
   // The same for who writes it at once: a text is lent where it lives. The default reads.
   virtual void lend(void* object, const HostInstance& holder, LentValue& lent) const;
 
+  // Whether it is a number or a text where it lies in the object, so that reading it runs none of the host's code.
+  bool isPlainMember() const noexcept { return isPlainMember_; }
+
  protected:
-  HostProperty() = default;
+  explicit HostProperty(bool isPlainMember) : isPlainMember_(isPlainMember) {}
+
+ private:
+  const bool isPlainMember_;
 };
 
 // The description of a class of the host, behind `HostClass<T>`: complete before the first object is asked, and

@@ -47,6 +47,11 @@ class NSKeyPath {
     return isHostObject ? readProperty(*object) : readFurther(root);
   }
 
+  // The property of a host's object that is the whole path; null where there is none.
+  const HostProperty* wholePathIn(const HostInstance& instance) const noexcept {
+    return count_ == 1 ? propertyOf(instance, firstKey_) : nullptr;
+  }
+
   // The same for who writes the result at once: `holder`, the root at first, becomes what the last key was asked of,
   // and a text may be lent for as long as that lives.
   bool lend(Value& holder, LentValue& result) const;

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Foundation/Description.h"
+#include "Foundation/HostInstance.h"
 #include "Foundation/NSException.h"
 #include "Source/KorTemplateEnvironment.h"
 
@@ -79,7 +80,7 @@ RawValue KorTemplateVariableExpression::evaluate(KorTemplateEnvironment& environ
   if (!hasKeyPath()) return Value::retaining(peek(environment)).leak();
   const Value* const root = rootOfPath(environment);
   if (root == nullptr) return RawValue::null();
-  if (isHostObject(*root)) return valueAtPath(*path_, *root);
+  if (isHostObject(*root)) return valueOfHost(*path_, *root);
   const Value* const found = path_->peek(root->peek());
   return found != nullptr ? Value::retaining(found->peek()).leak() : valueAtPath(*path_, *root);
 }
@@ -124,6 +125,21 @@ RawValue KorTemplateVariableExpression::valueAtPath(const NSKeyPath& path, const
   const bool isFound = leadsSomewhere([&] {
     result = path.read(held);
     return !result.isNothing() && result.kind() != ValueKind::Absent;
+  });
+  return isFound ? result : RawValue::null();
+}
+
+// What the engine reads by itself lets go of nothing and knows every key.
+RawValue KorTemplateVariableExpression::valueOfHost(const NSKeyPath& path, const Value& root) {
+  const auto& instance = static_cast<const HostInstance&>(*root.object());
+  const HostProperty* const property = path.wholePathIn(instance);
+  if (property == nullptr) return valueAtPath(path, root);
+  if (property->isPlainMember()) return property->read(instance.object(), instance);
+  const auto held = Ref<const HostInstance>::retaining(&instance);
+  RawValue result = RawValue::null();
+  const bool isFound = leadsSomewhere([&] {
+    result = property->read(instance.object(), instance);
+    return result.kind() != ValueKind::Absent;
   });
   return isFound ? result : RawValue::null();
 }

@@ -75,6 +75,8 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   RawValue peekPath(const KorTemplateEnvironment& environment) const noexcept;
   // Never absent; the caller adopts it.
   static RawValue valueAtPath(const NSKeyPath& path, const Value& root);
+  // The same where the root is an object of a host's class.
+  static RawValue valueOfHost(const NSKeyPath& path, const Value& root);
   static bool isHostObject(const Value& value) noexcept {
     return value.isObject() && value.object()->kind() == ObjectKind::HostObject;
   }
