@@ -106,7 +106,8 @@ void structsByHand(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(renderItems(items, size));
 }
 
-// What a template does at "$item.price", which lies in the object, and at "$item.worth", which a function of its answers.
+// What a template does at "$item.price", which lies in the object, and at "$item.worth", which a function of its
+// answers.
 void readProperty(benchmark::State& state, const char* path) {
   Item item{"Lamp", 9.5, 3};
   const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();

@@ -2,9 +2,11 @@
 
 #include <mutex>
 
+#include "Foundation/HostClass.h"
 #include "Foundation/Value.h"
 #include "Source/KorTemplateCallableFunction.h"
 #include "Source/KorTemplateEnvironment.h"
+#include "Source/KorTemplateExternalFunction.h"
 #include "Source/KorTemplateFunctionCallExpression.h"
 #include "Source/KorTemplateLiteralExpression.h"
 
@@ -16,10 +18,17 @@ double sum(double left, double right) {
   return left + right;
 }
 
+// An object of a host, and its method.
+struct Adder {
+  double sum(double left, double right) const { return left + right; }
+};
+
+void describeHostClass(HostClass<Adder>& adder) {
+  adder.name("Adder").method("sum:and:", &Adder::sum);
+}
+
 // What a template does at "sum(1.5, 2.25)": finds the function, collects the values, calls and takes the result.
-void callBoundFunction(benchmark::State& state) {
-  const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
-  environment->setFunction("sum", sum);
+void callSum(benchmark::State& state, const Ref<KorTemplateEnvironment>& environment) {
   const auto call = KorTemplateFunctionCallExpression::expressionWithFunctionName("sum");
   call->addArgumentExpression(KorTemplateLiteralExpression::expressionWithLiteral(1.5));
   call->addArgumentExpression(KorTemplateLiteralExpression::expressionWithLiteral(2.25));
@@ -27,6 +36,19 @@ void callBoundFunction(benchmark::State& state) {
     if (Value::adopt(call->evaluate(*environment)).doubleValue() != 3.75) state.SkipWithError("a wrong sum");
     for (auto _ : state) benchmark::DoNotOptimize(Value::adopt(call->evaluate(*environment)));
   });
+}
+
+void callBoundFunction(benchmark::State& state) {
+  const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+  environment->setFunction("sum", sum);
+  callSum(state, environment);
+}
+
+void callBoundMethod(benchmark::State& state) {
+  Adder adder;
+  const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+  environment->setFunctionForName(KorTemplateExternalFunction::functionWithSelectorTarget("sum:and:", adder), "sum");
+  callSum(state, environment);
 }
 
 // The function alone, as other code of the engine's would call it.
@@ -47,6 +69,7 @@ void lockAndUnlock(benchmark::State& state) {
 }
 
 BENCHMARK(callBoundFunction);
+BENCHMARK(callBoundMethod);
 BENCHMARK(invokeBoundFunction);
 BENCHMARK(lockAndUnlock);
 

@@ -13,7 +13,10 @@ void requireEncoding(std::string_view type) {
 }  // namespace
 
 NSMethodSignature::NSMethodSignature(std::string_view returnType, ListArgument<std::string_view> argumentTypes)
-    : NSObject(ObjectKind::Other, Counting::Atomic), returnType_(returnType), argumentTypes_{"@", ":"} {
+    : NSObject(ObjectKind::Other, Counting::Atomic),
+      returnType_(returnType),
+      argumentTypes_{"@", ":"},
+      returnCode_(codeOf(returnType_)) {
   requireEncoding(returnType);
   for (const std::string_view type : argumentTypes) {
     requireEncoding(type);

@@ -43,7 +43,7 @@ class NSMethodSignature final : public NSObject {
 
   // The same where it is a single character, and zero where it is longer.
   char argumentCodeAtIndex(std::int32_t index) const { return argumentCodes_[checked(index)]; }
-  char returnCode() const noexcept { return codeOf(returnType_); }
+  char returnCode() const noexcept { return returnCode_; }
 
   const char* className() const override;
   bool canBeShared() const override { return true; }
@@ -61,6 +61,7 @@ class NSMethodSignature final : public NSObject {
   std::string returnType_;
   std::vector<std::string> argumentTypes_;
   std::vector<char> argumentCodes_;
+  char returnCode_;
 };
 
 }  // namespace tavlo

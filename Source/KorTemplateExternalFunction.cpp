@@ -28,12 +28,7 @@ class RunningInvocation {
 void setArguments(NSInvocation& invocation, std::span<const Value> arguments) {
   const std::size_t expected = invocation.methodSignature()->numberOfArguments() - NSMethodSignature::kHiddenArguments;
   if (arguments.size() != expected) raiseArgumentCount(invocation, arguments.size(), expected);
-  const Value absent;
-  std::int32_t index = NSMethodSignature::kHiddenArguments;
-  for (const Value& argument : arguments) {
-    setObjectForArgumentAtIndex(invocation, argument.isNull() ? absent : argument, index);
-    ++index;
-  }
+  setObjectsForArguments(invocation, arguments);
 }
 
 Ref<NSInvocation> invocationFor(const Selector& selector, const NSObject& target) {
@@ -98,7 +93,7 @@ RawValue KorTemplateExternalFunction::invoke(KorTemplateEnvironment& /*environme
   setArguments(*invocation, arguments);
   const RunningInvocation running(*invocation);
   invocation->invoke();
-  const RawValue result = returnValueAsObject(*invocation).leak();
+  const RawValue result = takeReturnValue(*invocation);
   return result.kind() == ValueKind::Absent ? RawValue::null() : result;
 }
 

@@ -45,13 +45,26 @@ RawValue numberFor(std::uint64_t bits) {
 struct NumberRow {
   char encoding;
   const char* typeName;
-  std::uint64_t (*bits)(RawValue number);
-  RawValue (*number)(std::uint64_t bits);
+  ValueKind same;  // the numbers that are in the buffer as they are in a value
+  bool isWide;     // and in a value as they are in the buffer
+  std::uint64_t (*convertedBits)(RawValue number);
+  RawValue (*convertedNumber)(std::uint64_t bits);
+
+  std::uint64_t bits(RawValue number) const {
+    return number.kind() == same ? number.payload.unsignedInteger : convertedBits(number);
+  }
+  RawValue number(std::uint64_t bits) const {
+    return isWide ? RawValue::of(same, {.unsignedInteger = bits}) : convertedNumber(bits);
+  }
 };
 
 template <class T>
 constexpr NumberRow rowOf(const char* typeName) {
-  return {numberEncoding<T>(), typeName, bitsFor<T>, numberFor<T>};
+  constexpr ValueKind kIntegers = std::is_signed_v<T> ? ValueKind::Signed : ValueKind::Unsigned;
+  constexpr ValueKind kSame = std::same_as<T, double>  ? ValueKind::Double
+                              : std::same_as<T, float> ? ValueKind::Float
+                                                       : kIntegers;
+  return {numberEncoding<T>(), typeName, kSame, sizeof(T) == sizeof(std::uint64_t), bitsFor<T>, numberFor<T>};
 }
 
 constexpr NumberRow kNumberRows[] = {
@@ -126,13 +139,30 @@ void setObjectForArgumentAtIndex(NSInvocation& invocation, const Value& object, 
   }
 }
 
-Value returnValueAsObject(const NSInvocation& invocation) {
+void setObjectsForArguments(NSInvocation& invocation, std::span<const Value> objects) {
+  constexpr auto kFirst = static_cast<std::int32_t>(NSMethodSignature::kHiddenArguments);
+  std::int32_t index = kFirst;
+  for (const Value& object : objects) {
+    const NumberRow* const row = findRow(invocation.methodSignature()->argumentCodeAtIndex(index));
+    if (row != nullptr && object.isNumber()) [[likely]] {
+      invocation.slotAtIndex(index).bits = row->bits(object.peek());
+    } else {
+      setObjectForArgumentAtIndex(invocation, object.isNull() ? Value() : object, index);
+    }
+    ++index;
+  }
+}
+
+RawValue takeReturnValue(const NSInvocation& invocation) {
   const char encoding = invocation.methodSignature()->returnCode();
-  if (encoding == '\0' || encoding == 'v') return Value::null();
-  if (encoding == '@') return invocation.resultSlot().object;
-  const NumberRow* const row = findRow(encoding);
-  if (row == nullptr) raiseUnsupportedReturn(invocation);
-  return Value::adopt(row->number(invocation.resultSlot().bits));
+  if (const NumberRow* const row = findRow(encoding)) return row->number(invocation.resultSlot().bits);
+  if (encoding == '\0' || encoding == 'v') return RawValue::null();
+  if (encoding == '@') return Value(invocation.resultSlot().object).leak();
+  raiseUnsupportedReturn(invocation);
+}
+
+Value returnValueAsObject(const NSInvocation& invocation) {
+  return Value::adopt(takeReturnValue(invocation));
 }
 
 void setObjectForNumberArgumentAtIndex(NSInvocation& invocation, const Value& object, std::int32_t index, char type) {

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "Foundation/NSInvocation.h"
+#include "Foundation/RawValue.h"
 #include "Foundation/Value.h"
 
 namespace tavlo {
@@ -16,9 +18,14 @@ namespace tavlo {
 // and the value is none; the position must be at least 2.
 void setObjectForArgumentAtIndex(NSInvocation& invocation, const Value& object, std::int32_t index);
 
+// All arguments of a call, which are as many as the method takes, in the same way; null is absent.
+void setObjectsForArguments(NSInvocation& invocation, std::span<const Value> objects);
+
 // The result as a value: a number, or the object, which may be absent. The null object for no result and for an
 // encoding of several characters. Raises `NSInvalidArgumentException` for an encoding that no value is made from.
 Value returnValueAsObject(const NSInvocation& invocation);
+// The same for the caller to adopt.
+RawValue takeReturnValue(const NSInvocation& invocation);
 
 // The same for one type of numbers, by its encoding. Raises `NSInvalidArgumentException` as well when the method has
 // another type there.
