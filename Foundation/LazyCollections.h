@@ -23,8 +23,9 @@ namespace tavlo {
 
 // A list of the elements of a container that is read by index: std::vector, std::deque, std::array, std::span. The
 // container that is named stays the host's, which may change it while a template reads it: the list's length is looked
-// at before every element. Objects of described classes are referred to where they lie: one that a template still holds,
-// as a loop holds its element, may not move. A container that is moved in, or given with its owner, is owned by the list.
+// at before every element. Objects of described classes are referred to where they lie: one that a template still
+// holds, as a loop holds its element, may not move. A container that is moved in, or given with its owner, is owned by
+// the list.
 template <class C>
 requires ListLike<std::remove_reference_t<C>> Value lazyList(C&& container) {
   constexpr bool kHasValues = HostResult<ListElement<std::remove_reference_t<C>>>;
