@@ -6,6 +6,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <tuple>
@@ -17,6 +18,8 @@
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/NSMethodSignature.h"
 #include "Foundation/NSString.h"
+#include "Foundation/NumberBits.h"
+#include "Foundation/RawValue.h"
 #include "Foundation/Ref.h"
 #include "Foundation/Selector.h"
 #include "Foundation/TypeEncoding.h"
@@ -129,6 +132,11 @@ class HostParameter<P> {
   decltype(Conversion::fromValue(std::declval<const Value&>())) held_;
 };
 
+// Whether a number's type is one of those that encodings stand for, and not another one that shares an encoding.
+template <class T>
+inline constexpr bool kIsPlainNumber =
+    EncodedNumber<T> && !std::is_enum_v<T> && !std::same_as<T, bool> && !std::same_as<T, char>;
+
 // What a callable takes behind the object that it is called with, and what it answers.
 template <class Result, class... Parameters>
 struct MethodTypes {
@@ -139,6 +147,17 @@ struct MethodTypes {
   // Whether it can be called with such an object.
   template <class Function, class Object>
   static constexpr bool kTakes = std::is_invocable_v<Function&, Object&, Parameters...>;
+
+  // Whether it takes numbers alone, each of a type that has an encoding of its own, and answers one or nothing.
+  static constexpr bool kTakesNumbers = (kIsPlainNumber<std::remove_cvref_t<Parameters>> && ...) &&
+                                        (kIsPlainNumber<std::remove_cvref_t<Result>> || std::is_void_v<Result>);
+
+  // Calls it with as many numbers, which the invocation keeps like the result. The result for the caller to adopt.
+  template <class Function, class Object>
+  static RawValue callWithNumbers(Function& function, Object& object, NSInvocation& invocation,
+                                  std::span<const Value> numbers) {
+    return callWithNumbers(function, object, invocation, numbers, std::index_sequence_for<Parameters...>());
+  }
 
   // Calls it with the arguments of the invocation, which are all read before, and keeps its result there afterwards: so
   // it may itself use the same invocation.
@@ -161,6 +180,31 @@ struct MethodTypes {
       NSInvocation::store<Result>(invocation.resultSlot(),
                                   std::invoke(function, object, std::get<Positions>(arguments).pass()...));
     }
+  }
+
+  template <class Function, class Object, std::size_t... Positions>
+  static RawValue callWithNumbers(Function& function, Object& object, NSInvocation& invocation,
+                                  std::span<const Value> numbers, std::index_sequence<Positions...> /*all*/) {
+    std::tuple<std::remove_cvref_t<Parameters>...> arguments{
+        keep<std::remove_cvref_t<Parameters>>(invocation, Positions, numbers[Positions].peek())...};
+    if constexpr (std::is_void_v<Result>) {
+      std::invoke(function, object, static_cast<Parameters>(std::get<Positions>(arguments))...);
+      invocation.resultSlot() = {};
+      return RawValue::null();
+    } else {
+      const auto result = std::invoke(function, object, static_cast<Parameters>(std::get<Positions>(arguments))...);
+      invocation.resultSlot().bits = bitsOfNumber(result);
+      return Value(result).leak();
+    }
+  }
+
+  // The number narrowed to the type, as the invocation keeps it.
+  template <class T>
+  static T keep(NSInvocation& invocation, std::size_t position, RawValue number) {
+    constexpr std::size_t kFirst = NSMethodSignature::kHiddenArguments;
+    const std::uint64_t bits = bitsOfNumberIn<T>(number);
+    invocation.slotAtIndex(static_cast<std::int32_t>(position + kFirst)).bits = bits;
+    return numberOfBits<T>(bits);
   }
 };
 
@@ -218,6 +262,45 @@ concept MethodFunction = requires {
   typename MethodTypesOf<Function>::Types;
 };
 
+// The code of a method. Objects are passed by their address, as the class that the method is of.
+class HostMethodCode {
+ public:
+  HostMethodCode(const HostMethodCode&) = delete;
+  HostMethodCode& operator=(const HostMethodCode&) = delete;
+  virtual ~HostMethodCode();
+
+  // Takes the arguments from the invocation and leaves the result there.
+  virtual void call(void* object, NSInvocation& invocation) = 0;
+  // The same for numbers that are given beside it, where that is possible; nothing by default, and nothing is done.
+  virtual RawValue callWithNumbers(void* object, NSInvocation& invocation, std::span<const Value> numbers);
+  // Whether it is possible.
+  virtual bool takesNumbers() const noexcept { return false; }
+
+ protected:
+  HostMethodCode() = default;
+};
+
+// The code of a function of C++ that takes the object first.
+template <class T, class Types, class Function>
+class HostMethodCodeOf final : public HostMethodCode {
+ public:
+  explicit HostMethodCodeOf(Function function) : function_(std::move(function)) {}
+
+  void call(void* object, NSInvocation& invocation) override {
+    Types::call(function_, *static_cast<T*>(object), invocation);
+  }
+  RawValue callWithNumbers(void* object, NSInvocation& invocation, std::span<const Value> numbers) override {
+    if constexpr (Types::kTakesNumbers) {
+      return Types::callWithNumbers(function_, *static_cast<T*>(object), invocation, numbers);
+    }
+    return HostMethodCode::callWithNumbers(object, invocation, numbers);
+  }
+  bool takesNumbers() const noexcept override { return Types::kTakesNumbers; }
+
+ private:
+  Function function_;
+};
+
 // The implementation behind a selector: the types of the method, and the code that is called with an object of the
 // class and takes its arguments from an invocation, where it leaves its result.
 class HostMethod {
@@ -239,7 +322,8 @@ class HostMethod {
       using Types = typename MethodTypesOf<Function>::Types;
       constexpr bool kIsConstant = Types::template kTakes<Function, const T>;
       static_assert(kIsConstant || Types::template kTakes<Function, T>, "The method is not one of this class");
-      return HostMethod(Types::signature(), codeOf<T, Types>(std::move(function)), kIsConstant);
+      return HostMethod(Types::signature(), std::make_shared<HostMethodCodeOf<T, Types, Function>>(std::move(function)),
+                        kIsConstant);
     }
   }
 
@@ -250,24 +334,19 @@ class HostMethod {
   // The same code with other encodings. Raises `NSInvalidArgumentException` for another number of arguments.
   HostMethod withSignature(const Ref<NSMethodSignature>& signature) const;
 
-  void call(void* object, NSInvocation& invocation) const { code_(object, invocation); }
-
- private:
-  template <class T, class Types, class Function>
-  static Code codeOf(Function function) {
-    if constexpr (std::copy_constructible<Function>) {
-      return [function = std::move(function)](void* object, NSInvocation& invocation) mutable {
-        Types::call(function, *static_cast<T*>(object), invocation);
-      };
-    } else {
-      return [function = std::make_shared<Function>(std::move(function))](void* object, NSInvocation& invocation) {
-        Types::call(*function, *static_cast<T*>(object), invocation);
-      };
-    }
+  void call(void* object, NSInvocation& invocation) const { code_->call(object, invocation); }
+  // Whether callWithNumbers() can be asked, which HostMethodCode describes.
+  bool takesNumbers() const noexcept { return code_->takesNumbers(); }
+  RawValue callWithNumbers(void* object, NSInvocation& invocation, std::span<const Value> numbers) const {
+    return code_->callWithNumbers(object, invocation, numbers);
   }
 
+ private:
+  HostMethod(Ref<NSMethodSignature> signature, std::shared_ptr<HostMethodCode> code, bool isConstant)
+      : signature_(std::move(signature)), code_(std::move(code)), isConstant_(isConstant) {}
+
   Ref<NSMethodSignature> signature_;
-  Code code_;
+  std::shared_ptr<HostMethodCode> code_;  // of all copies
   bool isConstant_;
 };
 

@@ -76,11 +76,11 @@ NSInvocation::NSInvocation(const Ref<NSMethodSignature>& signature) : signature_
 
 void NSInvocation::setSelector(const Selector& value) {
   selector_ = value;
-  method_ = {};
+  forgetMethod();
 }
 
 void NSInvocation::setTarget(NSObject* value) {
-  method_ = {};
+  forgetMethod();
   target_ = value;
   if (retainsTarget_) ownedTarget_ = Ref<NSObject>::retaining(value);
 }
@@ -100,6 +100,14 @@ void NSInvocation::invoke() {
   method_.method->call(method_.self, *this);
 }
 
+RawValue NSInvocation::callWithNumbers(std::span<const Value> numbers) {
+  for (const Value& number : numbers) {
+    if (!number.isNumber()) return RawValue::nothing();
+  }
+  const Ref<NSObject> target = ownedTarget_;  // the method may set another one
+  return method_.method->callWithNumbers(method_.self, *this, numbers);
+}
+
 void NSInvocation::clearObjects() noexcept {
   for (ArgumentSlot& slot : arguments_) slot.object.clear();
   result_.object.clear();
@@ -116,6 +124,7 @@ void NSInvocation::findMethod() {
                        NSStringFromSelector(selector_), target_->className());
   }
   method_ = found;
+  takesNumbers_ = signature_ == found.method->signature() && found.method->takesNumbers();
 }
 
 void NSInvocation::requireArgumentType(std::string_view encoding, std::int32_t index) const {

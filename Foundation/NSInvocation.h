@@ -1,9 +1,9 @@
 #pragma once
 
 #include <any>
-#include <bit>
 #include <concepts>
 #include <cstdint>
+#include <span>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -13,38 +13,14 @@
 #include "Foundation/NSMethodSignature.h"
 #include "Foundation/NSObject.h"
 #include "Foundation/NSString.h"
+#include "Foundation/NumberBits.h"
+#include "Foundation/RawValue.h"
 #include "Foundation/Ref.h"
 #include "Foundation/Selector.h"
 #include "Foundation/TypeEncoding.h"
 #include "Foundation/Value.h"
 
 namespace tavlo {
-
-// A number of any type as the 64 bits that an argument buffer holds, and back: a narrower integer has the low ones.
-template <EncodedNumber T>
-std::uint64_t bitsOfNumber(T number) noexcept {
-  if constexpr (std::same_as<T, double>) {
-    return std::bit_cast<std::uint64_t>(number);
-  } else if constexpr (std::same_as<T, float>) {
-    return std::bit_cast<std::uint32_t>(number);
-  } else {
-    return static_cast<std::uint64_t>(number);
-  }
-}
-template <EncodedNumber T>
-T numberOfBits(std::uint64_t bits) noexcept {
-  if constexpr (std::is_enum_v<T>) {
-    return static_cast<T>(numberOfBits<std::underlying_type_t<T>>(bits));
-  } else if constexpr (std::same_as<T, double>) {
-    return std::bit_cast<double>(bits);
-  } else if constexpr (std::same_as<T, float>) {
-    return std::bit_cast<float>(static_cast<std::uint32_t>(bits));
-  } else if constexpr (std::same_as<T, bool>) {
-    return static_cast<std::uint8_t>(bits) != 0;
-  } else {
-    return static_cast<T>(bits);
-  }
-}
 
 // One argument, or the result, of a call; which part of it is used follows from its encoding. All of it is zero,
 // absent and empty at first.
@@ -113,7 +89,13 @@ class NSInvocation final : public NSObject {
   // no method for the selector or one of other types, or when an object among the arguments is of a class that the
   // method does not take; whatever the method raises passes through.
   void invoke();
-  // The same on a target that is set for good.
+  // The same at once for a method whose arguments and result are all numbers, if the values, which are as many as the
+  // method takes, are numbers too: the result, for the caller to adopt; null for none. Nothing where invoke() must do
+  // it.
+  RawValue invokeWithNumbers(std::span<const Value> numbers) {
+    return takesNumbers_ ? callWithNumbers(numbers) : RawValue::nothing();
+  }
+  // Calls the method on a target that is set for good.
   void invokeWithTarget(NSObject* target) {
     setTarget(target);
     invoke();
@@ -191,6 +173,11 @@ class NSInvocation final : public NSObject {
     return static_cast<std::size_t>(index);
   }
   void findMethod();
+  void forgetMethod() noexcept {
+    method_ = {};
+    takesNumbers_ = false;
+  }
+  RawValue callWithNumbers(std::span<const Value> numbers);
   void clearObjects() noexcept;
 
   Ref<NSMethodSignature> signature_;
@@ -199,6 +186,7 @@ class NSInvocation final : public NSObject {
   Ref<NSObject> ownedTarget_;
   bool retainsTarget_ = false;
   bool hasObjects_ = false;              // the signature has some
+  bool takesNumbers_ = false;            // of the method: and nothing else
   BoundMethod method_;                   // found at the first call of this target and selector
   std::vector<ArgumentSlot> arguments_;  // by position; the two hidden ones stay empty
   ArgumentSlot result_;

@@ -25,10 +25,9 @@ class RunningInvocation {
                      NSStringFromSelector(invocation.selector()), supplied, expected);
 }
 
-void setArguments(NSInvocation& invocation, std::span<const Value> arguments) {
+void requireCount(const NSInvocation& invocation, std::span<const Value> arguments) {
   const std::size_t expected = invocation.methodSignature()->numberOfArguments() - NSMethodSignature::kHiddenArguments;
   if (arguments.size() != expected) raiseArgumentCount(invocation, arguments.size(), expected);
-  setObjectsForArguments(invocation, arguments);
 }
 
 Ref<NSInvocation> invocationFor(const Selector& selector, const NSObject& target) {
@@ -90,7 +89,10 @@ Value KorTemplateExternalFunction::invokeWithEnvironment(KorTemplateEnvironment*
 RawValue KorTemplateExternalFunction::invoke(KorTemplateEnvironment& /*environment*/,
                                              std::span<const Value> arguments) {
   const Ref<NSInvocation> invocation = invocation_;  // the method may set another one
-  setArguments(*invocation, arguments);
+  requireCount(*invocation, arguments);
+  const RawValue number = invocation->invokeWithNumbers(arguments);
+  if (!number.isNothing()) return number;
+  setObjectsForArguments(*invocation, arguments);
   const RunningInvocation running(*invocation);
   invocation->invoke();
   const RawValue result = takeReturnValue(*invocation);

@@ -1,7 +1,5 @@
 #include <array>
-#include <concepts>
 #include <cstddef>
-#include <type_traits>
 
 #include "Foundation/NSException.h"
 #include "Foundation/NSNumber.h"
@@ -12,30 +10,6 @@ namespace tavlo {
 
 namespace {
 
-// The integer type of fixed size that has the values of T.
-template <std::integral T,
-          class Signed =
-              std::conditional_t<sizeof(T) == 1, std::int8_t,
-                                 std::conditional_t<sizeof(T) == 2, std::int16_t,
-                                                    std::conditional_t<sizeof(T) == 4, std::int32_t, std::int64_t>>>>
-using FixedInteger = std::conditional_t<std::is_signed_v<T>, Signed, std::make_unsigned_t<Signed>>;
-
-// The number's value in the type, as the bits that an argument buffer holds.
-template <class T>
-std::uint64_t bitsFor(RawValue number) {
-  if constexpr (std::integral<T>) {
-    const bool isReal = number.kind() == ValueKind::Double || number.kind() == ValueKind::Float;
-    if (!isReal) return number.payload.unsignedInteger;  // the method takes the low ones
-    return bitsOfNumber(static_cast<T>(numberAsInteger<FixedInteger<T>>(number)));
-  } else if (number.kind() == ValueKind::Signed) {  // rounded once
-    return bitsOfNumber(static_cast<T>(number.payload.signedInteger));
-  } else if (number.kind() == ValueKind::Unsigned) {
-    return bitsOfNumber(static_cast<T>(number.payload.unsignedInteger));
-  } else {
-    return bitsOfNumber(static_cast<T>(numberAsDouble(number)));
-  }
-}
-
 template <class T>
 RawValue numberFor(std::uint64_t bits) {
   return Value(numberOfBits<T>(bits)).leak();
@@ -45,26 +19,13 @@ RawValue numberFor(std::uint64_t bits) {
 struct NumberRow {
   char encoding;
   const char* typeName;
-  ValueKind same;  // the numbers that are in the buffer as they are in a value
-  bool isWide;     // and in a value as they are in the buffer
-  std::uint64_t (*convertedBits)(RawValue number);
-  RawValue (*convertedNumber)(std::uint64_t bits);
-
-  std::uint64_t bits(RawValue number) const {
-    return number.kind() == same ? number.payload.unsignedInteger : convertedBits(number);
-  }
-  RawValue number(std::uint64_t bits) const {
-    return isWide ? RawValue::of(same, {.unsignedInteger = bits}) : convertedNumber(bits);
-  }
+  std::uint64_t (*bits)(RawValue number);
+  RawValue (*number)(std::uint64_t bits);
 };
 
 template <class T>
 constexpr NumberRow rowOf(const char* typeName) {
-  constexpr ValueKind kIntegers = std::is_signed_v<T> ? ValueKind::Signed : ValueKind::Unsigned;
-  constexpr ValueKind kSame = std::same_as<T, double>  ? ValueKind::Double
-                              : std::same_as<T, float> ? ValueKind::Float
-                                                       : kIntegers;
-  return {numberEncoding<T>(), typeName, kSame, sizeof(T) == sizeof(std::uint64_t), bitsFor<T>, numberFor<T>};
+  return {numberEncoding<T>(), typeName, bitsOfNumberIn<T>, numberFor<T>};
 }
 
 constexpr NumberRow kNumberRows[] = {

@@ -38,6 +38,7 @@
 #include "Foundation/NSSet.h"
 #include "Foundation/NSString.h"
 #include "Foundation/Name.h"
+#include "Foundation/NumberBits.h"
 #include "Foundation/ObjectArena.h"
 #include "Foundation/RawValue.h"
 #include "Foundation/Ref.h"
