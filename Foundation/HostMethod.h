@@ -184,8 +184,9 @@ struct MethodTypes {
 
   template <class Function, class Object, std::size_t... Positions>
   static RawValue callWithNumbers(Function& function, Object& object, NSInvocation& invocation,
-                                  std::span<const Value> numbers, std::index_sequence<Positions...> /*all*/) {
-    std::tuple<std::remove_cvref_t<Parameters>...> arguments{
+                                  [[maybe_unused]] std::span<const Value> numbers,
+                                  std::index_sequence<Positions...> /*all*/) {
+    [[maybe_unused]] std::tuple<std::remove_cvref_t<Parameters>...> arguments{
         keep<std::remove_cvref_t<Parameters>>(invocation, Positions, numbers[Positions].peek())...};
     if constexpr (std::is_void_v<Result>) {
       std::invoke(function, object, static_cast<Parameters>(std::get<Positions>(arguments))...);
