@@ -191,6 +191,28 @@ TEST(ExternalFunctions, NarrowNumbersToEveryTypeAndBack) {
   }
 }
 
+TEST(ExternalFunctions, KeepEveryCallsNumbersInTheirInvocation) {
+  EchoStage stage;
+  for (const TypeRow& type : kTypes) {
+    const Ref<KorTemplateExternalFunction> function = stage.bind(type.selector);
+    (void)function->invokeWithEnvironment(stage.get(), {7});
+    for (const ExtremeRow& row : kExtremes) {  // by now the method is known
+      if (row.value.isAbsent()) continue;
+      const Value result = function->invokeWithEnvironment(stage.get(), {row.value});
+      const Value expected = row.expected(type.selector[0]);
+      EXPECT_EQ(result.kind(), expected.kind()) << row.what << " as " << type.name;
+      EXPECT_EQ(result.description(), expected.description()) << row.what << " as " << type.name;
+      EXPECT_EQ(type.read(*function->invocation()).description(), expected.description()) << row.what;
+      const std::uint64_t argument = function->invocation()->slotAtIndex(2).bits;
+      type.set(*function->invocation(), row.value, 2);
+      EXPECT_EQ(function->invocation()->slotAtIndex(2).bits, argument) << row.what << " as " << type.name;
+    }
+    EXPECT_EQ(function->invokeWithEnvironment(stage.get(), {Value::null()}).description(), "0") << type.name;
+    EXPECT_EQ(raisedBy([&] { (void)function->invokeWithEnvironment(stage.get(), {"7"}); }).substr(0, 40),
+              "NSGenericException: Incorrect type for " + std::string(type.name).substr(0, 1));
+  }
+}
+
 TEST(ExternalFunctions, HaveASetterAndAReaderForEveryType) {
   EchoStage stage;
   for (const ExtremeRow& row : kExtremes) {
