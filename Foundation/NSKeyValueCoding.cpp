@@ -351,8 +351,8 @@ bool findValueForKey(const Value& object, const NSString& key, Value& value) {
 }
 
 Value plainValue(const Value& value) {
+  if (!value.isObject()) return value;
   const NSObject* const object = value.object();
-  if (object == nullptr) return value;
   if (object->kind() == ObjectKind::LazyList) return static_cast<const LazyList*>(object)->array();
   return object->kind() == ObjectKind::LazyDictionary ? static_cast<const LazyDictionary*>(object)->dictionary()
                                                       : value;

@@ -9,7 +9,7 @@ namespace {
 
 // An environment with the data as its globals and the stream for its output.
 Ref<KorTemplateEnvironment> environmentFor(const KorTemplateData& data, const Ref<KorTemplateStringStream>& stream) {
-  const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+  Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
   environment->setOutputStream(stream);
   for (const KorTemplateData::Entry& entry : data.entries()) {
     environment->setValueForGlobalVariableWithName(entry.value, entry.name);
