@@ -26,17 +26,6 @@ std::vector<std::string> publicHeaders() {
   return headers;
 }
 
-// What the include lines of a text name, with their quotes or angle brackets.
-std::vector<std::string> includesOf(const std::string& text) {
-  static const std::regex kInclude(R"(^\s*#\s*include\s+(["<][^">]+[">]).*$)");
-  std::vector<std::string> includes;
-  for (const std::string& line : linesOf(text)) {
-    std::smatch match;
-    if (std::regex_match(line, match, kInclude)) includes.push_back(match[1]);
-  }
-  return includes;
-}
-
 // A header of the standard library has neither a folder nor an extension in its name.
 bool isOfTheStandardLibrary(const std::string& include) {
   return std::regex_match(include, std::regex("<[a-z_]+>"));

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -17,17 +16,6 @@ const std::vector<std::string> kFolders = {"Tool", "Functions", "Source", "Lexwr
 
 std::vector<SourceFile> librarySources() {
   return sourceFiles(kFolders, {".h", ".cpp"});
-}
-
-// What the include lines of a text name, with their quotes or angle brackets.
-std::vector<std::string> includesOf(const std::string& text) {
-  static const std::regex kInclude(R"(^\s*#\s*include\s+(["<][^">]+[">]).*$)");
-  std::vector<std::string> includes;
-  for (const std::string& line : linesOf(text)) {
-    std::smatch match;
-    if (std::regex_match(line, match, kInclude)) includes.push_back(match[1]);
-  }
-  return includes;
 }
 
 std::optional<std::size_t> placeOf(const std::string& folder) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <regex>
 #include <sstream>
 #include <stdexcept>
 
@@ -41,6 +42,16 @@ std::vector<std::string> linesOf(const std::string& text) {
   std::istringstream in(text);
   for (std::string line; std::getline(in, line);) lines.push_back(line);
   return lines;
+}
+
+std::vector<std::string> includesOf(const std::string& text) {
+  static const std::regex kInclude(R"(^\s*#\s*include\s+(["<][^">]+[">]).*$)");
+  std::vector<std::string> includes;
+  for (const std::string& line : linesOf(text)) {
+    std::smatch match;
+    if (std::regex_match(line, match, kInclude)) includes.push_back(match[1]);
+  }
+  return includes;
 }
 
 }  // namespace tavlo::test

@@ -25,4 +25,7 @@ std::vector<SourceFile> sourceFiles(const std::vector<std::string>& folders,
 // The lines of a text, without their line feeds.
 std::vector<std::string> linesOf(const std::string& text);
 
+// What the include lines of a text name, with their quotes or angle brackets.
+std::vector<std::string> includesOf(const std::string& text);
+
 }  // namespace tavlo::test
