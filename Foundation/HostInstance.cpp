@@ -2,7 +2,6 @@
 
 #include "Foundation/BoundMethod.h"
 #include "Foundation/Description.h"
-#include "Foundation/LentValue.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSKeyValueCoding.h"
 
@@ -92,13 +91,6 @@ bool HostInstance::findValueForKey(const NSString& key, Value& value) const {
   const HostProperty* const property = table_->find(key);
   if (property == nullptr) return false;
   value = Value::adopt(property->read(object_, *this));
-  return true;
-}
-
-bool HostInstance::lendValueForKey(const NSString& key, LentValue& lent) const {
-  const HostProperty* const property = table_->find(key);
-  if (property == nullptr) return false;
-  property->lend(object_, *this, lent);
   return true;
 }
 

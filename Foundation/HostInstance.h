@@ -49,7 +49,6 @@ class HostInstance : public NSObject {
   std::optional<bool> isGreaterThan(const Value& other) const override;
   Value valueForKey(const NSString& key) const final;
   bool findValueForKey(const NSString& key, Value& value) const final;
-  bool lendValueForKey(const NSString& key, LentValue& lent) const final;
   Ref<NSEnumerator> objectEnumerator() const override;
   BoundMethod methodForSelector(const Selector& selector) const override;
   bool canBeShared() const override;

@@ -5,7 +5,6 @@
 #include "Foundation/Description.h"
 #include "Foundation/HostMethod.h"
 #include "Foundation/KorTemplateLimits.h"
-#include "Foundation/LentValue.h"
 #include "Foundation/NSEnumerator.h"
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/NSString.h"
@@ -102,13 +101,6 @@ Value NSObject::valueForKey(const NSString& key) const {
 bool NSObject::findValueForKey(const NSString& key, Value& value) const {
   value = valueForKey(key);
   return true;
-}
-
-bool NSObject::lendValueForKey(const NSString& key, LentValue& lent) const {
-  Value value;
-  const bool isKnown = findValueForKey(key, value);
-  lent.set(std::move(value));
-  return isKnown;
 }
 
 Ref<NSEnumerator> NSObject::objectEnumerator() const {

@@ -9,7 +9,6 @@
 namespace tavlo {
 
 class Description;
-class LentValue;
 class NSEnumerator;
 class NSMethodSignature;
 class NSString;
@@ -75,10 +74,6 @@ class NSObject {
   // The same without an exception: false for a key that the class does not know. The default asks `valueForKey`; a
   // class with cheap lookups overrides this one and leaves `valueForKey` alone.
   virtual bool findValueForKey(const NSString& key, Value& value) const;
-
-  // The same for who writes the property at once: a text may be lent where it lives. The default asks
-  // `findValueForKey`.
-  virtual bool lendValueForKey(const NSString& key, LentValue& lent) const;
 
   // A walk over what the object holds; absent when it cannot be enumerated.
   virtual Ref<NSEnumerator> objectEnumerator() const;

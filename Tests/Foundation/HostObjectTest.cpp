@@ -12,6 +12,7 @@
 #include "Foundation/LentValue.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
+#include "Foundation/NSKeyValueCoding.h"
 #include "Tests/Foundation/HostShop.h"
 #include "Tests/Foundation/Raised.h"
 
@@ -194,6 +195,12 @@ TEST(HostObject, LetsExceptionsOfItsPropertiesPass) {
   EXPECT_TRUE(read(value, "noText").isNull());
 }
 
+// Whether the object has the property, which is read as for who writes it at once.
+bool lend(const Value& object, const char* key, LentValue& lent) {
+  Value holder = object;
+  return NSKeyPath(key).lend(holder, lent);
+}
+
 TEST(HostObject, RefusesTextThatIsNotUTF8) {
   Faulty faulty;
   const Value value = hostReference(faulty);
@@ -203,7 +210,7 @@ TEST(HostObject, RefusesTextThatIsNotUTF8) {
   EXPECT_EQ(raised([&] { (void)read(value, "copy"); }), expected);
   EXPECT_EQ(raised([&] { (void)value.description(); }), expected);
   LentValue lent;
-  EXPECT_EQ(raised([&] { value.object()->lendValueForKey(*NSString::stringWithUTF8("text"), lent); }), expected);
+  EXPECT_EQ(raised([&] { lend(value, "text", lent); }), expected);
 }
 
 TEST(HostObject, LendsTextsThatOutliveTheGetter) {
@@ -220,13 +227,13 @@ TEST(HostObject, LendsTextsThatOutliveTheGetter) {
   };
   for (const Row& row : rows) {
     LentValue lent;
-    EXPECT_TRUE(value.object()->lendValueForKey(*NSString::stringWithUTF8(row.key), lent)) << row.key;
+    EXPECT_TRUE(lend(value, row.key, lent)) << row.key;
     EXPECT_EQ(lent.isText(), row.isLent) << row.key;
     EXPECT_EQ(lent.isText() ? std::string(lent.text()) : lent.value().description(), row.text) << row.key;
   }
   LentValue lent;
-  EXPECT_FALSE(value.object()->lendValueForKey(*NSString::stringWithUTF8("other"), lent));
-  ASSERT_TRUE(value.object()->lendValueForKey(*NSString::stringWithUTF8("name"), lent));
+  EXPECT_FALSE(lend(value, "other", lent));
+  ASSERT_TRUE(lend(value, "name", lent));
   EXPECT_EQ(lent.text().data(), product.name.data());
 }
 
