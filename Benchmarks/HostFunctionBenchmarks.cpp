@@ -1,7 +1,5 @@
 #include <benchmark/benchmark.h>
 
-#include <mutex>
-
 #include "Foundation/HostClass.h"
 #include "Foundation/Value.h"
 #include "Source/KorTemplateCallableFunction.h"
@@ -59,19 +57,9 @@ void invokeBoundFunction(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(Value::adopt(function->invoke(*environment, arguments)));
 }
 
-void lockAndUnlock(benchmark::State& state) {
-  std::mutex mutex;
-  for (auto _ : state) {
-    mutex.lock();
-    benchmark::ClobberMemory();
-    mutex.unlock();
-  }
-}
-
 BENCHMARK(callBoundFunction);
 BENCHMARK(callBoundMethod);
 BENCHMARK(invokeBoundFunction);
-BENCHMARK(lockAndUnlock);
 
 }  // namespace
 

@@ -52,6 +52,13 @@ Work renderCatalogue() {
                    test::catalogueAsJSON(test::makeCatalogue(20)));
 }
 
+Work renderTeams() {
+  return rendering(
+      readSourceFile("Benchmarks/peers/templates/tavlo/teams.tavlo"),
+      R"({"title": "The league", "teams": [{"name": "Anchors", "score": 42}, {"name": "Bells", "score": 37},
+                       {"name": "Clocks", "score": 31}, {"name": "Drums", "score": 19}]})");
+}
+
 Work callTemplateFunction() {
   return rendering(
       "<? function fib($n) ?><? if ($n < 2) ?><? return $n ?><? endif ?>"
@@ -115,9 +122,9 @@ struct NamedWork {
 constexpr NamedWork kWorks[] = {
     {"compile-16KB", compileText},         {"read-json-100-products", readJSON},
     {"table-20x20", renderTableOfNumbers}, {"catalogue-20-products", renderCatalogue},
-    {"fib-10", callTemplateFunction},      {"failing-call", failInFunction},
-    {"fresh-environment", renderOnce},     {"100-structs", readStructs},
-    {"100-calls-of-the-host", callHost},
+    {"teams-page", renderTeams},           {"fib-10", callTemplateFunction},
+    {"failing-call", failInFunction},      {"fresh-environment", renderOnce},
+    {"100-structs", readStructs},          {"100-calls-of-the-host", callHost},
 };
 
 int run(std::string_view name, std::uint64_t times) {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <string_view>
 
 namespace tavlo {
 
@@ -25,6 +26,20 @@ inline bool areSameBytes(const char* left, const char* right, std::size_t size) 
     return !differ(std::uint32_t{0}, 0) && !differ(std::uint32_t{0}, size - sizeof(std::uint32_t));
   }
   return size == 0 || (left[0] == right[0] && left[size / 2] == right[size / 2] && left[size - 1] == right[size - 1]);
+}
+
+// A number that mostly differs for texts that differ near their ends, as names and keys do.
+inline std::uint64_t mixedEnds(std::string_view text) noexcept {
+  std::uint64_t first = 0;
+  std::uint64_t last = 0;
+  if (text.size() >= sizeof first) {
+    std::memcpy(&first, text.data(), sizeof first);
+    std::memcpy(&last, text.data() + text.size() - sizeof last, sizeof last);
+  } else {
+    for (const char byte : text) last = last << 8 | static_cast<unsigned char>(byte);
+  }
+  constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15;  // 2^64 by the golden ratio
+  return ((first ^ text.size()) * kOdd ^ last) * kOdd;
 }
 
 // The first and the last word of so many bytes, which overlap where they must.

@@ -37,10 +37,6 @@ namespace {
 
 constexpr std::size_t kIndentation = 4;
 
-void appendIndentation(std::string& out, std::int32_t level) {
-  out.append(static_cast<std::size_t>(level) * kIndentation, ' ');
-}
-
 bool isBareCharacter(char letter) {
   return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z') || (letter >= '0' && letter <= '9') ||
          letter == '_' || letter == '$' || letter == '/' || letter == ':' || letter == '.';
@@ -109,6 +105,7 @@ void Description::part(Base base) {
 }
 
 void Description::part(const Value& value) {
+  work_.step();
   queued_.push_back({{}, value, {}});
 }
 
@@ -138,7 +135,10 @@ void Description::set(const NSSet& set) {
 void Description::dictionary(const NSDictionary& dictionary) {
   Lines lines{.lines = {}, .separator = ";\n", .lastEnd = ";\n", .close = "}", .level = level_};
   for (const NSDictionary::Entry& entry : dictionary.entries()) lines.lines.push_back({entry.key, entry.value});
-  std::ranges::sort(lines.lines, {}, [](const Lines::Line& line) { return line.key.string()->view(); });
+  std::ranges::sort(lines.lines, {}, [this](const Lines::Line& line) {
+    work_.step();
+    return line.key.string()->view();
+  });
   begin(std::move(lines), "{\n");
 }
 
@@ -168,13 +168,14 @@ void Description::run(const Value& value) {
 
 // Writes the next line of a collection, or its end, and queues what comes behind.
 void Description::writeLine(const Piece& piece) {
+  work_.step();
   Lines& lines = *piece.lines;
   if (lines.next == lines.lines.size()) {
-    appendIndentation(out_, lines.level);
+    indent(lines.level);
     return append(lines.close);
   }
   const Lines::Line line = lines.lines[lines.next++];
-  appendIndentation(out_, lines.level + 1);
+  indent(lines.level + 1);
   if (!line.key.isAbsent()) append(quoted(line.key.string()->view()) + " = ");
   level_ = lines.level + 1;
   if (const NSString* string = line.value.string()) {
@@ -197,9 +198,20 @@ void Description::write(const Value& value) {
   }
 }
 
+void Description::count(std::size_t bytes) const {
+  if (out_.size() + bytes > limit_) raiseLimit(KorTemplateLimit::StringLength, limit_);
+  work_.countBytes(bytes);
+}
+
 void Description::append(std::string_view text) {
-  if (out_.size() + text.size() > limit_) raiseLimit(KorTemplateLimit::StringLength, limit_);
+  count(text.size());
   out_.append(text);
+}
+
+void Description::indent(std::int32_t level) {
+  const std::size_t spaces = static_cast<std::size_t>(level) * kIndentation;
+  count(spaces);
+  out_.append(spaces, ' ');
 }
 
 }  // namespace tavlo

@@ -9,6 +9,7 @@
 
 #include "Foundation/StringFormat.h"
 #include "Foundation/Value.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -73,8 +74,11 @@ class Description {
   void begin(Lines lines, std::string_view open);
   void writeLine(const Piece& piece);
   void write(const Value& value);
+  void count(std::size_t bytes) const;
   void append(std::string_view text);
+  void indent(std::int32_t level);
 
+  WorkCounter work_;
   std::uint64_t limit_;
   std::int32_t level_ = 0;  // of the collection that is being described
   std::string out_;

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <type_traits>
 
+#include "Foundation/NumberBits.h"
 #include "Foundation/Value.h"
 #include "Foundation/ValueConversion+Scalars.h"
 #include "Foundation/ValueConversionTrait.h"
@@ -20,7 +21,7 @@ namespace tavlo {
 //   }
 //
 // Of two names for one enumerator the first is written, and both are read. An enumeration that is not listed is its
-// underlying number.
+// underlying number, and read where it has a fixed type: as an `enum class`, or `enum Status : int`.
 template <class Enum>
 struct EnumName {
   Enum value;
@@ -76,7 +77,7 @@ requires(std::is_enum_v<T> && !NamedEnum<T>) struct ValueConversion<T> {
   static constexpr const char* kExpected = "NSNumber";
 
   static Value toValue(T object) { return valueOf(static_cast<Number>(object)); }
-  static std::optional<T> fromValue(const Value& value) {
+  static std::optional<T> fromValue(const Value& value) requires(!UnfixedEnum<T>) {
     const std::optional<Number> number = objectIn<Number>(value);
     if (!number.has_value()) return {};
     return static_cast<T>(*number);

@@ -47,7 +47,7 @@ class PropertyByGetter final : public HostProperty {
   }
 
   // Whether all that the getter answers becomes a value.
-  static constexpr bool answersValues() {
+  static consteval bool answersValues() {
     if constexpr (kReadsConstants) {
       if (!HostResult<std::invoke_result_t<const Getter&, const T&>>) return false;
     }

@@ -15,6 +15,16 @@ struct Release {
   const NSObject* holder;
 };
 
+// Lets go of something that refers into what another owner keeps, and then of that owner.
+struct ReleaseBoth {
+  void operator()(const void* /*object*/) {
+    kept.reset();
+    referredTo.reset();
+  }
+  std::shared_ptr<const void> kept;
+  std::shared_ptr<const void> referredTo;
+};
+
 }  // namespace
 
 HostInstance::~HostInstance() = default;
@@ -25,8 +35,17 @@ std::shared_ptr<const void> HostInstance::owner() const {
   return {object_, Release{this}};
 }
 
+std::shared_ptr<const void> HostInstance::ownerOfBoth(std::shared_ptr<const void> kept,
+                                                      std::shared_ptr<const void> referredTo) {
+  if (referredTo == nullptr) return kept;
+  const void* const object = kept.get();
+  return {object, ReleaseBoth{std::move(kept), std::move(referredTo)}};
+}
+
 bool HostInstance::canShareOwner(const std::shared_ptr<const void>& owner) noexcept {
-  const Release* const release = std::get_deleter<Release>(owner);
+  const std::shared_ptr<const void>* innermost = &owner;
+  while (const ReleaseBoth* const both = std::get_deleter<ReleaseBoth>(*innermost)) innermost = &both->referredTo;
+  const Release* const release = std::get_deleter<Release>(*innermost);
   return release == nullptr || release->holder->isShared();
 }
 

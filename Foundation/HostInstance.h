@@ -35,7 +35,11 @@ class HostInstance : public NSObject {
   // Keeps the object, and all that is a part of it; empty where the host does.
   std::shared_ptr<const void> owner() const;
 
-  // Whether several threads may let go of what an owner() keeps: not while it keeps an object that counts plainly.
+  // An owner of something that refers into what another owner, which may be empty, keeps.
+  static std::shared_ptr<const void> ownerOfBoth(std::shared_ptr<const void> kept,
+                                                 std::shared_ptr<const void> referredTo);
+
+  // Whether several threads may let go of what such an owner keeps: not while it keeps an object that counts plainly.
   static bool canShareOwner(const std::shared_ptr<const void>& owner) noexcept;
 
   // The object that the value stands for, as one of that class; null for every other value.

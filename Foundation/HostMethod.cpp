@@ -28,7 +28,7 @@ class HandMadeCode final : public HostMethodCode {
 HostMethodCode::~HostMethodCode() = default;
 
 RawValue HostMethodCode::callWithNumbers(void* /*object*/, NSInvocation& /*invocation*/,
-                                         std::span<const Value> /*numbers*/) {
+                                         std::span<const Value> /*values*/) {
   return RawValue::nothing();
 }
 

@@ -24,6 +24,7 @@
 #include "Foundation/Selector.h"
 #include "Foundation/TypeEncoding.h"
 #include "Foundation/Value.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -38,6 +39,10 @@ class HostParameter {
   using Held = std::remove_cvref_t<P>;
   static_assert(std::default_initializable<Held>,
                 "A parameter without a conversion from values reaches the method empty: its type must allow that");
+
+  static_assert(!UnfixedEnum<Held>,
+                "A template may pass any number to this enumeration: declare it with a fixed type, as \"enum class "
+                "Status\" or \"enum Status : int\"");
 
   HostParameter(NSInvocation& invocation, std::int32_t index)
       : held_(NSInvocation::read<Held>(invocation.slotAtIndex(index))) {}
@@ -98,7 +103,9 @@ class HostParameter<P> {
  public:
   HostParameter(NSInvocation& invocation, std::int32_t index) : string_(invocation, index) {
     const Ref<NSString>& string = string_.pass();
-    if (string != nullptr) held_ = std::remove_cvref_t<P>(string->view());
+    if (string == nullptr) return;
+    if constexpr (std::same_as<std::remove_cvref_t<P>, std::string>) countWorkOnText(string->byteLength());
+    held_ = std::remove_cvref_t<P>(string->view());
   }
   P pass() { return std::forward<P>(held_); }
 
@@ -152,11 +159,12 @@ struct MethodTypes {
   static constexpr bool kTakesNumbers = (kIsPlainNumber<std::remove_cvref_t<Parameters>> && ...) &&
                                         (kIsPlainNumber<std::remove_cvref_t<Result>> || std::is_void_v<Result>);
 
-  // Calls it with as many numbers, which the invocation keeps like the result. The result for the caller to adopt.
+  // Calls it with the values, if they are as many as it takes and all numbers; the invocation keeps them like the
+  // result, which is for the caller to adopt. Nothing, and nothing is done, for all other values.
   template <class Function, class Object>
   static RawValue callWithNumbers(Function& function, Object& object, NSInvocation& invocation,
-                                  std::span<const Value> numbers) {
-    return callWithNumbers(function, object, invocation, numbers, std::index_sequence_for<Parameters...>());
+                                  std::span<const Value> values) {
+    return callWithNumbers(function, object, invocation, values, std::index_sequence_for<Parameters...>());
   }
 
   // Calls it with the arguments of the invocation, which are all read before, and keeps its result there afterwards: so
@@ -184,8 +192,8 @@ struct MethodTypes {
 
   template <class Function, class Object, std::size_t... Positions>
   static RawValue callWithNumbers(Function& function, Object& object, NSInvocation& invocation,
-                                  [[maybe_unused]] std::span<const Value> numbers,
-                                  std::index_sequence<Positions...> /*all*/) {
+                                  std::span<const Value> numbers, std::index_sequence<Positions...> /*all*/) {
+    if (numbers.size() != kCount || !(numbers[Positions].isNumber() && ...)) return RawValue::nothing();
     [[maybe_unused]] std::tuple<std::remove_cvref_t<Parameters>...> arguments{
         keep<std::remove_cvref_t<Parameters>>(invocation, Positions, numbers[Positions].peek())...};
     if constexpr (std::is_void_v<Result>) {
@@ -272,9 +280,10 @@ class HostMethodCode {
 
   // Takes the arguments from the invocation and leaves the result there.
   virtual void call(void* object, NSInvocation& invocation) = 0;
-  // The same for numbers that are given beside it, where that is possible; nothing by default, and nothing is done.
-  virtual RawValue callWithNumbers(void* object, NSInvocation& invocation, std::span<const Value> numbers);
-  // Whether it is possible.
+  // The same for numbers that are given beside it, where that is possible. Nothing, and nothing is done, where it is
+  // not, which is the default, and for any other values.
+  virtual RawValue callWithNumbers(void* object, NSInvocation& invocation, std::span<const Value> values);
+  // Whether it is possible with some values.
   virtual bool takesNumbers() const noexcept { return false; }
 
  protected:
@@ -290,11 +299,11 @@ class HostMethodCodeOf final : public HostMethodCode {
   void call(void* object, NSInvocation& invocation) override {
     Types::call(function_, *static_cast<T*>(object), invocation);
   }
-  RawValue callWithNumbers(void* object, NSInvocation& invocation, std::span<const Value> numbers) override {
+  RawValue callWithNumbers(void* object, NSInvocation& invocation, std::span<const Value> values) override {
     if constexpr (Types::kTakesNumbers) {
-      return Types::callWithNumbers(function_, *static_cast<T*>(object), invocation, numbers);
+      return Types::callWithNumbers(function_, *static_cast<T*>(object), invocation, values);
     }
-    return HostMethodCode::callWithNumbers(object, invocation, numbers);
+    return HostMethodCode::callWithNumbers(object, invocation, values);
   }
   bool takesNumbers() const noexcept override { return Types::kTakesNumbers; }
 
@@ -338,8 +347,8 @@ class HostMethod {
   void call(void* object, NSInvocation& invocation) const { code_->call(object, invocation); }
   // Whether callWithNumbers() can be asked, which HostMethodCode describes.
   bool takesNumbers() const noexcept { return code_->takesNumbers(); }
-  RawValue callWithNumbers(void* object, NSInvocation& invocation, std::span<const Value> numbers) const {
-    return code_->callWithNumbers(object, invocation, numbers);
+  RawValue callWithNumbers(void* object, NSInvocation& invocation, std::span<const Value> values) const {
+    return code_->callWithNumbers(object, invocation, values);
   }
 
  private:

@@ -20,6 +20,7 @@
 #include "Foundation/LentValue.h"
 #include "Foundation/Value.h"
 #include "Foundation/ValueConversion.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -178,7 +179,10 @@ struct HostResultRule<HostResultKind::Text> {
   }
   template <class T>
   static RawValue refer(const T& text, const HostContext& /*context*/) {
-    return isNull(text) ? RawValue::null() : Value(std::string_view(text)).leak();
+    if (isNull(text)) return RawValue::null();
+    const std::string_view view = text;
+    countWorkOnText(view.size());
+    return Value(view).leak();
   }
 };
 

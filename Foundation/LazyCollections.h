@@ -15,6 +15,7 @@
 #include "Foundation/LazyContainers.h"
 #include "Foundation/LazySequence.h"
 #include "Foundation/ValueConversion.h"
+#include "Foundation/WorkMeter.h"
 
 // Collections of the host's that templates read where they are: nothing is copied, and an element becomes a value when
 // it is asked for. Elements are whatever a property may answer; see HostClass::property.
@@ -23,9 +24,9 @@ namespace tavlo {
 
 // A list of the elements of a container that is read by index: std::vector, std::deque, std::array, std::span. The
 // container that is named stays the host's, which may change it while a template reads it: the list's length is looked
-// at before every element. Objects of described classes are referred to where they lie: one that a template still
-// holds, as a loop holds its element, may not move. A container that is moved in, or given with its owner, is owned by
-// the list.
+// at before every element. Objects of described classes and containers inside it are referred to where they lie: one
+// that a template still holds, as a loop holds its element, may not move. A container that is moved in, or given with
+// its owner, is owned by the list.
 template <class C>
 requires ListLike<std::remove_reference_t<C>> Value lazyList(C&& container) {
   constexpr bool kHasValues = HostResult<ListElement<std::remove_reference_t<C>>>;
@@ -44,7 +45,7 @@ Value lazyList(const std::shared_ptr<C>& container) {
 
 // A dictionary of the entries of a container whose keys are texts: std::map, std::unordered_map. It may change while a
 // template reads it: a loop over a sorted one finds what is there at each step, one over a hashed one what was there
-// at its start and still is. Owned as a list.
+// at its start and still is. What a template holds of it must stay where it lies. Owned as a list.
 template <class C>
 requires DictionaryLike<std::remove_reference_t<C>> Value lazyDictionary(C&& container) {
   constexpr bool kHasValues = HostResult<DictionaryElement<std::remove_reference_t<C>>>;
@@ -129,7 +130,11 @@ class LazyDictionaryByFunctions final : public LazyDictionary {
 
   std::vector<std::string> heldKeys() const {
     std::vector<std::string> keys;
-    for (auto&& key : std::invoke(keys_)) keys.emplace_back(std::string_view(key));
+    ElementCounter work;
+    for (auto&& key : std::invoke(keys_)) {
+      work.next();
+      countWorkOnText(keys.emplace_back(std::string_view(key)).size());
+    }
     return keys;
   }
   Value valueFor(std::string_view key, ReusableInstances& reused) const {

@@ -19,6 +19,7 @@
 #include "Foundation/LazyList.h"
 #include "Foundation/Utf8.h"
 #include "Foundation/Value.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -63,13 +64,6 @@ inline constexpr bool kIsStandardList<std::array<T, Count>> = true;
 template <class T, std::size_t Count>
 inline constexpr bool kIsStandardList<std::span<T, Count>> = true;
 
-// A container that nobody else has, and what it refers to.
-template <class C>
-struct KeptContainer {
-  C container;
-  std::shared_ptr<const void> referredTo;
-};
-
 // Keeps a container for as long as it is read.
 template <class C>
 struct LentContainer {
@@ -87,10 +81,9 @@ auto lendContainer(C&& container, const HostContext& context) {
     return LentContainer<std::remove_reference_t<C>>{container, std::move(owner), canBeShared};
   } else {
     using Held = std::remove_cvref_t<C>;
-    auto kept =
-        std::make_shared<KeptContainer<Held>>(KeptContainer<Held>{std::forward<C>(container), std::move(owner)});
-    Held& held = kept->container;
-    return LentContainer<Held>{held, std::move(kept), canBeShared};
+    auto kept = std::make_shared<Held>(std::forward<C>(container));
+    Held& held = *kept;
+    return LentContainer<Held>{held, HostInstance::ownerOfBoth(std::move(kept), std::move(owner)), canBeShared};
   }
 }
 
@@ -132,6 +125,7 @@ class OrderedWalk final : public LazyDictionary::Walk {
   bool next(std::string_view& key, Value& value, ReusableInstances& reused) override {
     const auto found = last_.has_value() ? container_.upper_bound(*last_) : container_.begin();
     if (found == container_.end()) return false;
+    countWorkOnText(std::string_view(found->first).size());
     last_ = found->first;
     key = std::string_view(*last_);
     requireValidUTF8(key);
@@ -151,7 +145,12 @@ class HashedWalk final : public LazyDictionary::Walk {
  public:
   HashedWalk(C& container, const std::shared_ptr<const void>& owner) : container_(container), owner_(owner) {
     keys_.reserve(container.size());
-    for (const auto& entry : container) keys_.push_back(entry.first);
+    ElementCounter work;
+    for (const auto& entry : container) {
+      work.next();
+      countWorkOnText(std::string_view(entry.first).size());
+      keys_.push_back(entry.first);
+    }
   }
 
   bool next(std::string_view& key, Value& value, ReusableInstances& reused) override {

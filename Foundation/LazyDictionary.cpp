@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "Foundation/Description.h"
-#include "Foundation/KorTemplateLimits.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -44,7 +44,11 @@ Ref<NSDictionary> LazyDictionary::dictionary() const {
   const std::unique_ptr<Walk> entries = walk();
   ReusableInstances reused;
   std::string_view key;
-  for (Value value; entries->next(key, value, reused);) dictionary->setObjectForKey(std::move(value), key);
+  const WorkCounter work;
+  for (Value value; entries->next(key, value, reused);) {
+    work.step();
+    dictionary->setObjectForKey(std::move(value), key);
+  }
   return dictionary;
 }
 

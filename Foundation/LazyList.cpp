@@ -7,6 +7,7 @@
 #include "Foundation/Description.h"
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSKeyValueCoding.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -52,7 +53,9 @@ Ref<NSArray> LazyList::array() const {
   std::vector<Value> elements;
   elements.reserve(std::min(count(), kMostReserved));  // a host may answer any count
   ReusableInstances reused;
+  const WorkCounter work;
   for (std::size_t index = 0;; ++index) {
+    work.step();
     Value element = elementAt(index, reused);
     if (element.isAbsent()) break;
     elements.push_back(std::move(element));
@@ -72,7 +75,9 @@ bool LazyList::isEqual(const NSObject& other, std::int32_t depth) const {
   if (other.kind() != ObjectKind::Array && other.kind() != ObjectKind::LazyList) return false;
   requireValueDepth(depth + 1);
   if (count() != countOf(other)) return false;
+  const WorkCounter work;
   for (std::size_t index = 0;; ++index) {
+    work.step();
     const Value left = elementOf(*this, index);
     const Value right = elementOf(other, index);
     if (left.isAbsent() || right.isAbsent()) return left.isAbsent() && right.isAbsent();

@@ -6,6 +6,7 @@
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSKeyValueCoding.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -60,7 +61,9 @@ bool NSArray::isEqual(const NSObject& other, std::int32_t depth) const {
   // By index, holding both: comparing may run a host's code, which may change the lists.
   const auto& otherElements = static_cast<const NSArray&>(other).elements_;
   if (elements_.size() != otherElements.size()) return false;
+  const WorkCounter work;
   for (std::size_t index = 0; index < elements_.size() && index < otherElements.size(); ++index) {
+    work.step();
     const Value left = elements_[index];
     const Value right = otherElements[index];
     if (!left.isEqual(right, depth + 1)) return false;

@@ -1,10 +1,12 @@
 #include "Foundation/NSDictionary.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "Foundation/Description.h"
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSException.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -89,8 +91,10 @@ bool NSDictionary::isEqual(const NSObject& other, std::int32_t depth) const {
   requireValueDepth(depth + 1);
   const auto& otherDictionary = static_cast<const NSDictionary&>(other);
   if (count() != otherDictionary.count()) return false;
+  const WorkCounter work;
   // By index, holding both: comparing may run a host's code, which may change the dictionaries.
   for (std::size_t index = 0; index < entries_.size(); ++index) {
+    work.step();
     const Value* found = otherDictionary.find(*entries_[index].key);
     if (found == nullptr) return false;
     const Value left = entries_[index].value;
@@ -124,31 +128,37 @@ void NSDictionary::store(Ref<NSString> key, Value value) {
     entries_[index].value = std::move(value);
     return;
   }
+  const std::size_t count = entries_.size() + 1;
+  // Both may run out of memory; an entry is there only once it can be found.
+  if (count > kSmall && count * 2 > slots_.size()) rebuildSlots(slotsFor(count));
   entries_.push_back({std::move(key), std::move(value)});
-  if (entries_.size() <= kSmall) return;
-  if (entries_.size() * 2 > slots_.size()) return rebuildSlots();
-  const std::size_t mask = slots_.size() - 1;
-  std::size_t slot = entries_.back().key->hash32() & mask;
-  while (slots_[slot] != kNowhere) slot = (slot + 1) & mask;
-  slots_[slot] = static_cast<std::uint32_t>(entries_.size() - 1);
+  if (count > kSmall) putSlot(static_cast<std::uint32_t>(count - 1));
 }
 
-void NSDictionary::rebuildSlots() {
+std::size_t NSDictionary::slotsFor(std::size_t count) noexcept {
+  if (count <= kSmall) return 0;
   std::size_t size = kSmall * 4;
-  while (size < entries_.size() * 4) size *= 2;
-  slots_.assign(entries_.size() <= kSmall ? 0 : size, kNowhere);
-  if (slots_.empty()) return;
-  for (std::uint32_t index = 0; index < entries_.size(); ++index) {
-    std::size_t slot = entries_[index].key->hash32() & (size - 1);
-    while (slots_[slot] != kNowhere) slot = (slot + 1) & (size - 1);
-    slots_[slot] = index;
-  }
+  while (size < count * 4) size *= 2;
+  return size;
+}
+
+void NSDictionary::rebuildSlots(std::size_t size) {
+  slots_.assign(size, kNowhere);
+  if (size == 0) return;
+  for (std::uint32_t index = 0; index < entries_.size(); ++index) putSlot(index);
+}
+
+void NSDictionary::putSlot(std::uint32_t index) noexcept {
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t slot = entries_[index].key->hash32() & mask;
+  while (slots_[slot] != kNowhere) slot = (slot + 1) & mask;
+  slots_[slot] = index;
 }
 
 Ref<NSMutableDictionary> NSMutableDictionary::dictionaryWithDistinctEntries(Entries entries) {
   Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
   dictionary->entries_ = std::move(entries);
-  if (dictionary->entries_.size() > kSmall) dictionary->rebuildSlots();
+  dictionary->rebuildSlots(slotsFor(dictionary->entries_.size()));
   return dictionary;
 }
 
@@ -169,7 +179,7 @@ void NSMutableDictionary::removeObjectForKey(std::string_view key) {
   if (index == kNowhere) return;
   const Entry removed = entries_[index];  // let go of last
   entries_.erase(entries_.begin() + index);
-  rebuildSlots();
+  rebuildSlots(std::min(slotsFor(entries_.size()), slots_.size()));  // no more than there are: that takes no memory
 }
 
 void NSMutableDictionary::removeAllObjects() {

@@ -70,8 +70,13 @@ class NSDictionary : public NSObject {
   static constexpr std::uint32_t kNowhere = UINT32_MAX;
 
   std::uint32_t indexOf(std::string_view key, std::uint32_t hash) const noexcept;
+  // Where it raises, nothing has changed.
   void store(Ref<NSString> key, Value value);
-  void rebuildSlots();
+  // How many slots a table takes that grows to so many entries.
+  static std::size_t slotsFor(std::size_t count) noexcept;
+  // Fills a table of that size, or none; where there is no memory for it, the old one stays.
+  void rebuildSlots(std::size_t size);
+  void putSlot(std::uint32_t index) noexcept;
 
   Entries entries_;
   std::vector<std::uint32_t>

@@ -100,12 +100,9 @@ void NSInvocation::invoke() {
   method_.method->call(method_.self, *this);
 }
 
-RawValue NSInvocation::callWithNumbers(std::span<const Value> numbers) {
-  for (const Value& number : numbers) {
-    if (!number.isNumber()) return RawValue::nothing();
-  }
+RawValue NSInvocation::callWithNumbers(std::span<const Value> values) {
   const Ref<NSObject> target = ownedTarget_;  // the method may set another one
-  return method_.method->callWithNumbers(method_.self, *this, numbers);
+  return method_.method->callWithNumbers(method_.self, *this, values);
 }
 
 void NSInvocation::clearObjects() noexcept {

@@ -19,6 +19,7 @@
 #include "Foundation/Selector.h"
 #include "Foundation/TypeEncoding.h"
 #include "Foundation/Value.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -89,11 +90,10 @@ class NSInvocation final : public NSObject {
   // no method for the selector or one of other types, or when an object among the arguments is of a class that the
   // method does not take; whatever the method raises passes through.
   void invoke();
-  // The same at once for a method whose arguments and result are all numbers, if the values, which are as many as the
-  // method takes, are numbers too: the result, for the caller to adopt; null for none. Nothing where invoke() must do
-  // it.
-  RawValue invokeWithNumbers(std::span<const Value> numbers) {
-    return takesNumbers_ ? callWithNumbers(numbers) : RawValue::nothing();
+  // The same at once for a method whose arguments and result are all numbers, if the values are as many as the method
+  // takes and numbers too: the result, for the caller to adopt; null for none. Nothing where invoke() must do it.
+  RawValue invokeWithNumbers(std::span<const Value> values) {
+    return takesNumbers_ ? callWithNumbers(values) : RawValue::nothing();
   }
   // Calls the method on a target that is set for good.
   void invokeWithTarget(NSObject* target) {
@@ -145,7 +145,9 @@ class NSInvocation final : public NSObject {
     if constexpr (EncodedNumber<T>) {
       slot.bits = bitsOfNumber<Plain>(value);
     } else if constexpr (EncodedText<T>) {
-      slot.object = Value(std::string_view(value));
+      const std::string_view text = value;
+      countWorkOnText(text.size());
+      slot.object = Value(text);
     } else if constexpr (EncodedObject<T> && std::constructible_from<Value, T>) {
       slot.object = Value(std::forward<T>(value));
     } else if constexpr (EncodedObject<T>) {
@@ -177,7 +179,7 @@ class NSInvocation final : public NSObject {
     method_ = {};
     takesNumbers_ = false;
   }
-  RawValue callWithNumbers(std::span<const Value> numbers);
+  RawValue callWithNumbers(std::span<const Value> values);
   void clearObjects() noexcept;
 
   Ref<NSMethodSignature> signature_;

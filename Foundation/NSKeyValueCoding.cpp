@@ -13,6 +13,7 @@
 #include "Foundation/NSNumber.h"
 #include "Foundation/NSSet.h"
 #include "Foundation/StackGuard.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -76,8 +77,9 @@ std::size_t countOf(const Value& collection) {
     return static_cast<const LazyList*>(collection.object())->count();
   }
   std::size_t count = 0;
+  const WorkCounter work;
   const Ref<NSEnumerator> walk = collection.object()->objectEnumerator();
-  while (!walk->nextObject().isAbsent()) ++count;
+  for (; !walk->nextObject().isAbsent(); ++count) work.step();
   return count;
 }
 
@@ -141,11 +143,14 @@ bool applyDistinctUnionOfObjects(const std::vector<Value>& values, Value& result
 }
 
 bool joinArrays(const std::vector<Value>& values, std::vector<Value>& joined) {
+  const WorkCounter work;
   for (const Value& value : values) {
     const Value list = plainValue(value);
     const NSObject* object = list.object();
     if (object == nullptr || object->kind() != ObjectKind::Array) return false;
-    std::ranges::copy(static_cast<const NSArray*>(object)->elements(), std::back_inserter(joined));
+    const std::vector<Value>& elements = static_cast<const NSArray*>(object)->elements();
+    work.count(elements.size());
+    std::ranges::copy(elements, std::back_inserter(joined));
   }
   return true;
 }
@@ -164,31 +169,59 @@ bool applyDistinctUnionOfArrays(const std::vector<Value>& values, Value& result)
   return true;
 }
 
-struct CollectionOperator {
-  std::string_view name;
-  bool (*apply)(const std::vector<Value>& values, Value& result);
+// The same for numbers that come one after another and need not be kept: each takes one, and has the result in the end.
+
+class SumOfNumbers {
+ public:
+  void add(RawValue number) noexcept { sum_ += number.isDouble() ? number.payload.real : numberAsDouble(number); }
+  Value result(std::size_t /*count*/) const { return sum_; }
+
+ protected:
+  double sum_ = 0;
 };
 
-constexpr CollectionOperator kCollectionOperators[] = {
-    {"@sum", applySum},
-    {"@avg", applyAverage},
-    {"@min", applyMinimum},
-    {"@max", applyMaximum},
-    {"@unionOfObjects", applyUnionOfObjects},
-    {"@distinctUnionOfObjects", applyDistinctUnionOfObjects},
-    {"@unionOfArrays", applyUnionOfArrays},
-    {"@distinctUnionOfArrays", applyDistinctUnionOfArrays},
+class AverageOfNumbers : public SumOfNumbers {
+ public:
+  Value result(std::size_t count) const { return count == 0 ? 0.0 : sum_ / static_cast<double>(count); }
 };
+
+bool isLess(RawValue left, RawValue right) noexcept {
+  if (left.isDouble() && right.isDouble()) return left.payload.real < right.payload.real;
+  const bool areSigned = left.kind() == ValueKind::Signed && right.kind() == ValueKind::Signed;
+  if (areSigned) return left.payload.signedInteger < right.payload.signedInteger;
+  return compareNumbers(left, right) == NumberOrder::Less;
+}
+
+template <bool IsWanted(RawValue number, RawValue best)>
+class ExtremeOfNumbers {
+ public:
+  void add(RawValue number) noexcept {
+    if (best_.kind() == ValueKind::Absent || IsWanted(number, best_)) best_ = number;
+  }
+  Value result(std::size_t /*count*/) const { return Value::retaining(best_); }
+
+ private:
+  RawValue best_ = RawValue::absent();
+};
+
+bool isBelow(RawValue number, RawValue best) noexcept {
+  return isLess(number, best);
+}
+bool isAbove(RawValue number, RawValue best) noexcept {
+  return isLess(best, number);
+}
 
 }  // namespace
 
-NSKeyPath::NSKeyPath(std::string_view path) : text_(NSString::stringWithValidUTF8(path, Counting::Atomic)) {
-  const auto dots = static_cast<std::size_t>(std::ranges::count(path, '.'));
-  if (dots == 0) {
-    firstKey_.text = text_;
+NSKeyPath::NSKeyPath(const Ref<NSString>& string) {
+  std::string_view path = string->view();
+  if (path.find('.') == std::string_view::npos) {
+    firstKey_.text = string;
     return;
   }
-  moreKeys_ = std::make_unique<Key[]>(dots);
+  const auto dots = static_cast<std::uint32_t>(std::ranges::count(path, '.'));
+  moreKeys_ = std::make_unique<Key[]>(dots + 1);
+  moreKeys_[dots].text = string;
   const auto next = [&path] {
     const std::string_view key = path.substr(0, path.find('.'));
     path.remove_prefix(std::min(key.size() + 1, path.size()));
@@ -207,7 +240,18 @@ const Value* NSKeyPath::peekAnew(std::size_t index, const NSDictionary& dictiona
   return index + 1 == count_ ? value : peekFrom(index + 1, value->peek());
 }
 
+namespace {
+
+// A path may lead in circles through objects of the host's.
+void countKeys(std::size_t count) {
+  constexpr std::size_t kKeysOfStep = 16;
+  if (count >= kKeysOfStep) WorkCounter().count(count / kKeysOfStep);
+}
+
+}  // namespace
+
 bool NSKeyPath::find(const Value& root, Value& result) const {
+  countKeys(count_);
   Value holder = root;
   for (std::size_t index = 0; index < count_ && !holder.isAbsent();) {
     Value next;
@@ -257,6 +301,7 @@ bool NSKeyPath::lend(Value& holder, LentValue& result) const {
 }
 
 bool NSKeyPath::lendFurther(Value& holder, LentValue& result) const {
+  countKeys(count_);
   for (std::size_t index = 0; index < count_ && !holder.isAbsent();) {
     const HostInstance* const instance = index + 1 == count_ ? hostInstance(holder) : nullptr;
     if (instance != nullptr) {
@@ -310,17 +355,24 @@ bool NSKeyPath::contribute(std::size_t index, const Value& element, std::vector<
   return true;
 }
 
-bool NSKeyPath::contributeAll(std::size_t index, const Value& collection, std::vector<Value>& values) const {
-  const std::vector<Value>* const elements = elementsOf(collection);
-  if (elements == nullptr) {
-    const Ref<NSEnumerator> walk = collection.object()->objectEnumerator();
-    for (Value element = walk->nextObject(); !element.isAbsent(); element = walk->nextObject()) {
-      if (!contribute(index, element, values)) return false;
-    }
-    return true;
+bool NSKeyPath::contributeWalked(std::size_t index, const Value& collection, std::vector<Value>& values) const {
+  const WorkCounter work;
+  const Ref<NSEnumerator> walk = collection.object()->objectEnumerator();
+  for (Value element = walk->nextObject(); !element.isAbsent(); element = walk->nextObject()) {
+    work.step();
+    if (!contribute(index, element, values)) return false;
   }
+  return true;
+}
+
+bool NSKeyPath::contributeAll(std::size_t index, const Value& collection, std::size_t counted,
+                              std::vector<Value>& values) const {
+  const std::vector<Value>* const elements = elementsOf(collection);
+  if (elements == nullptr) return contributeWalked(index, collection, values);
+  const WorkCounter work;
   values.reserve(elements->size());
   for (std::size_t at = 0; at < elements->size(); ++at) {  // a host's property may change the list
+    if (at >= counted) work.step();
     if (const Value* lent = index < count_ ? peekFrom(index, (*elements)[at].peek()) : nullptr) {
       if (!lent->isNull()) values.push_back(*lent);
       continue;
@@ -330,6 +382,46 @@ bool NSKeyPath::contributeAll(std::size_t index, const Value& collection, std::v
   return true;
 }
 
+struct NSKeyPath::CollectionOperator {
+  std::string_view name;
+  bool (*apply)(const std::vector<Value>& values, Value& result);
+  // What takes numbers one after another; null for an operator that needs all values together.
+  std::size_t (NSKeyPath::*reduce)(std::size_t index, const std::vector<Value>& elements, Value& result) const;
+};
+
+const NSKeyPath::CollectionOperator* NSKeyPath::operatorNamed(std::string_view name) noexcept {
+  static constexpr CollectionOperator kOperators[] = {
+      {"@sum", applySum, &NSKeyPath::reduce<SumOfNumbers>},
+      {"@avg", applyAverage, &NSKeyPath::reduce<AverageOfNumbers>},
+      {"@min", applyMinimum, &NSKeyPath::reduce<ExtremeOfNumbers<isBelow>>},
+      {"@max", applyMaximum, &NSKeyPath::reduce<ExtremeOfNumbers<isAbove>>},
+      {"@unionOfObjects", applyUnionOfObjects, nullptr},
+      {"@distinctUnionOfObjects", applyDistinctUnionOfObjects, nullptr},
+      {"@unionOfArrays", applyUnionOfArrays, nullptr},
+      {"@distinctUnionOfArrays", applyDistinctUnionOfArrays, nullptr},
+  };
+  const auto* const known = std::ranges::find(kOperators, name, &CollectionOperator::name);
+  return known == std::end(kOperators) ? nullptr : known;
+}
+
+// Runs nobody's code, so that what has been walked through may be walked through again.
+template <class Reduction>
+std::size_t NSKeyPath::reduce(std::size_t index, const std::vector<Value>& elements, Value& result) const {
+  const WorkCounter work;
+  Reduction reduction;
+  std::size_t numbers = 0;
+  for (std::size_t at = 0; at < elements.size(); ++at) {
+    const Value* const value = index < count_ ? peekFrom(index, elements[at].peek()) : &elements[at];
+    if (value == nullptr || (!value->isNumber() && !value->isNull())) return at;
+    work.step();
+    if (value->isNull()) continue;
+    reduction.add(value->peek());
+    ++numbers;
+  }
+  result = reduction.result(numbers);
+  return elements.size();
+}
+
 bool NSKeyPath::applyOperator(std::size_t index, const Value& collection, Value& result) const {
   checkStack();
   const std::string_view name = keyAt(index).text->view();
@@ -337,10 +429,16 @@ bool NSKeyPath::applyOperator(std::size_t index, const Value& collection, Value&
     result = countOf(collection);
     return true;
   }
-  const auto* known = std::ranges::find(kCollectionOperators, name, &CollectionOperator::name);
-  if (known == std::end(kCollectionOperators)) return false;
+  const CollectionOperator* const known = operatorNamed(name);
+  if (known == nullptr) return false;
+  std::size_t counted = 0;
+  const std::vector<Value>* const elements = elementsOf(collection);
+  if (known->reduce != nullptr && elements != nullptr) {
+    counted = (this->*known->reduce)(index + 1, *elements, result);
+    if (counted == elements->size()) return true;
+  }
   std::vector<Value> values;
-  return contributeAll(index + 1, collection, values) && known->apply(values, result);
+  return contributeAll(index + 1, collection, counted, values) && known->apply(values, result);
 }
 
 bool findValueForKey(const Value& object, const NSString& key, Value& value) {
@@ -374,7 +472,9 @@ bool findValuesForKey(const std::vector<Value>& elements, const NSString& key, V
   checkStack();  // lists may lie inside lists
   std::vector<Value> results;
   results.reserve(elements.size());
+  const WorkCounter work;
   for (std::size_t at = 0; at < elements.size(); ++at) {  // a host's property may change the list
+    work.step();
     if (!addValueForKey(Value(elements[at]), key, results)) return false;
   }
   values = makeRef<NSArray>(std::move(results));
@@ -384,7 +484,9 @@ bool findValuesForKey(const std::vector<Value>& elements, const NSString& key, V
 bool findValuesForKey(NSEnumerator& elements, const NSString& key, Value& values) {
   checkStack();  // lists may lie inside lists
   std::vector<Value> results;
+  const WorkCounter work;
   for (Value element = elements.nextObject(); !element.isAbsent(); element = elements.nextObject()) {
+    work.step();
     if (!addValueForKey(element, key, results)) return false;
   }
   values = makeRef<NSArray>(std::move(results));

@@ -5,13 +5,13 @@
 #include <cstdint>
 #include <memory>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Foundation/LentValue.h"
 #include "Foundation/NSDictionary.h"
 #include "Foundation/NSEnumerator.h"
 #include "Foundation/NSString.h"
-#include "Foundation/ObjectArena.h"
 #include "Foundation/Value.h"
 
 namespace tavlo {
@@ -22,14 +22,26 @@ class HostProperty;
 // A dotted path of keys, cut once and followed often. Several threads may follow one path at once.
 class NSKeyPath {
  public:
+  // No path; nobody may follow it.
+  NSKeyPath() noexcept = default;
   // The path must be valid UTF-8. Its keys are what stands between the dots; each may be empty.
-  explicit NSKeyPath(std::string_view path);
+  explicit NSKeyPath(std::string_view path) : NSKeyPath(NSString::stringWithValidUTF8(path, Counting::Atomic)) {}
+  // The same for a string that counts atomically.
+  explicit NSKeyPath(const Ref<NSString>& path);
 
-  static void* operator new(std::size_t size) { return ObjectArena::allocate(size); }
-  static void operator delete(void* memory) noexcept { ObjectArena::free(memory); }
+  // Of what is moved nothing but the path itself goes along; what was there has none then.
+  NSKeyPath(NSKeyPath&& other) noexcept { *this = std::move(other); }
+  NSKeyPath& operator=(NSKeyPath&& other) noexcept {
+    firstKey_.text = std::exchange(other.firstKey_.text, nullptr);
+    moreKeys_ = std::move(other.moreKeys_);
+    count_ = std::exchange(other.count_, 1);
+    return *this;
+  }
+  ~NSKeyPath() = default;
 
-  // The whole path.
-  std::string_view text() const noexcept { return text_->view(); }
+  bool isAbsent() const noexcept { return firstKey_.text == nullptr; }
+  // The whole path, which is not absent.
+  std::string_view text() const noexcept { return keyAt(count_ == 1 ? 0 : count_).text->view(); }
 
   // What the path leads to from `root`. False when a value on the way does not know its key; an exception of a host's
   // property passes through. An absent value ends the path: the result is absent too.
@@ -47,9 +59,11 @@ class NSKeyPath {
     return isHostObject ? readProperty(*object) : readFurther(root);
   }
 
-  // The property of a host's object that is the whole path; null where there is none.
-  const HostProperty* wholePathIn(const HostInstance& instance) const noexcept {
-    return count_ == 1 ? propertyOf(instance, firstKey_) : nullptr;
+  // The property of a host's object that is the whole path; null where there is none. For a HostInstance, whose header
+  // needs this one.
+  template <class Instance>
+  const HostProperty* wholePathIn(const Instance& instance) const noexcept {
+    return count_ == 1 ? instance.table().find(*firstKey_.text, firstKey_.lastNumber) : nullptr;
   }
 
   // The same for who writes the result at once: `holder`, the root at first, becomes what the last key was asked of,
@@ -93,14 +107,22 @@ class NSKeyPath {
   bool step(std::size_t& index, const Value& holder, Value& result) const;
   bool applyOperator(std::size_t index, const Value& collection, Value& result) const;
   bool contribute(std::size_t index, const Value& element, std::vector<Value>& values) const;
-  bool contributeAll(std::size_t index, const Value& collection, std::vector<Value>& values) const;
+  bool contributeWalked(std::size_t index, const Value& collection, std::vector<Value>& values) const;
+  // Of the elements, the first `counted` have been counted as work.
+  bool contributeAll(std::size_t index, const Value& collection, std::size_t counted, std::vector<Value>& values) const;
+  // The result of an operator on numbers that the path finds in dictionaries from each of the elements. Answers how
+  // many of those it has walked through; fewer than all where the next one leads to something else, and there is no
+  // result.
+  template <class Reduction>
+  std::size_t reduce(std::size_t index, const std::vector<Value>& elements, Value& result) const;
+  struct CollectionOperator;
+  static const CollectionOperator* operatorNamed(std::string_view name) noexcept;
 
   const Key& keyAt(std::size_t index) const noexcept { return index == 0 ? firstKey_ : moreKeys_[index - 1]; }
 
-  Ref<NSString> text_;
   Key firstKey_;
-  std::unique_ptr<Key[]> moreKeys_;
-  std::size_t count_ = 1;
+  std::unique_ptr<Key[]> moreKeys_;  // and behind them the whole path, which is the first key where that is all
+  std::uint32_t count_ = 1;
 };
 
 // The value for one key, whatever the kind of the value that is asked; absent for an absent value. False for a key that

@@ -74,7 +74,7 @@ void NSObject::describe(Description& out) const {
 
 std::string NSObject::description() const {
   return Description::of(Value(Ref<NSObject>::retaining(const_cast<NSObject*>(this))),  // NOLINT(*-const-cast): counted
-                         KorTemplateLimits{}.stringLength);
+                         longestString());
 }
 
 bool NSObject::isEqual(const NSObject& other, std::int32_t /*depth*/) const {

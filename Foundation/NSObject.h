@@ -140,8 +140,8 @@ class NSObject {
   void end() const noexcept;
 
   mutable std::atomic<std::uint32_t> count_;  // twice the references, plus the shared bit
-  ObjectKind kind_;
   mutable std::uint16_t linkHigh_ = 0;  // while the object waits to be freed, with count_: the next one that waits
+  ObjectKind kind_;                     // last, so that a class that derives may put a byte of its own behind it
 };
 
 }  // namespace tavlo

@@ -7,6 +7,7 @@
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSKeyValueCoding.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -28,7 +29,9 @@ class SetEnumerator final : public NSEnumerator {
 }  // namespace
 
 NSSet::NSSet(const std::vector<Value>& members) : NSObject(ObjectKind::Set) {
+  const WorkCounter work;
   for (const Value& member : members) {
+    work.step();
     if (member.isAbsent()) NSException::raise(NSInvalidArgumentException, "A set's member cannot be absent");
     if (index_.insert(member)) members_.push_back(member);
   }
@@ -47,7 +50,9 @@ bool NSSet::isEqual(const NSObject& other, std::int32_t depth) const {
   requireValueDepth(depth + 1);
   const auto& otherSet = static_cast<const NSSet&>(other);
   const ValueSet::AtDepth inside(depth + 1);
-  return count() == otherSet.count() && std::all_of(members_.begin(), members_.end(), [&otherSet](const Value& member) {
+  const WorkCounter work;
+  return count() == otherSet.count() && std::ranges::all_of(members_, [&](const Value& member) {
+           work.step();
            return otherSet.containsObject(member);
          });
 }

@@ -11,14 +11,16 @@
 #include "Foundation/NSEnumerator.h"
 #include "Foundation/NSObject.h"
 #include "Foundation/Value.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
 // Finds equal values fast. What they hold must not change.
 class ValueSet {
  public:
-  // Whether the value was not there yet; it is from here on.
+  // Whether no equal value was there yet; it is from here on.
   bool insert(const Value& value) {
+    if (value.isNumber() && !value.isEqual(value)) return true;  // a not-a-number: nothing equals it, so none is kept
     const Member member{value.hash(), value};
     if (!members_.insert(member).second) return false;
     hash_ += HashSeed::ofProcess().mixed(member.hash, 0);
@@ -51,7 +53,10 @@ class ValueSet {
   };
   struct Equal {
     bool operator()(const Member& left, const Member& right) const {
-      return left.hash == right.hash && left.value.isEqual(right.value, depth_);
+      if (left.hash != right.hash) return false;
+      const bool areEqual = left.value.isEqual(right.value, depth_);
+      if (!areEqual) WorkCounter().step();  // rare, unless somebody makes such values
+      return areEqual;
     }
   };
   static thread_local std::int32_t depth_;

@@ -11,10 +11,12 @@
 
 #include "Foundation/Description.h"
 #include "Foundation/HashSeed.h"
+#include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSNumber.h"
 #include "Foundation/ObjectArena.h"
 #include "Foundation/Utf8.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -140,7 +142,10 @@ void NSString::describe(Description& out) const {
 }
 
 bool NSString::isEqual(const NSObject& other, std::int32_t /*depth*/) const {
-  return other.kind() == ObjectKind::String && static_cast<const NSString&>(other).view() == view();
+  if (other.kind() != ObjectKind::String) return false;
+  const std::string_view text = static_cast<const NSString&>(other).view();
+  if (text.size() == byteLength_) countWorkOnText(text.size());
+  return text == view();
 }
 
 std::uint32_t NSString::hashOf(std::string_view text) noexcept {
@@ -158,12 +163,14 @@ std::uint32_t NSString::computeHash() const noexcept {
 std::optional<bool> NSString::isLessThan(const Value& other) const {
   const NSString* text = other.string();
   if (text == nullptr) return {};
+  countWorkOnText(std::min(text->byteLength_, byteLength_));
   return view() < text->view();
 }
 
 std::optional<bool> NSString::isGreaterThan(const Value& other) const {
   const NSString* text = other.string();
   if (text == nullptr) return {};
+  countWorkOnText(std::min(text->byteLength_, byteLength_));
   return view() > text->view();
 }
 
@@ -196,11 +203,18 @@ template <class Mapping>
 Value mapped(std::string_view text, const Mapping& mapping) {
   std::string result;
   result.reserve(text.size());
+  const WorkCounter work;
+  std::size_t nextStep = WorkMeter::kBytesOfStep;
   for (std::size_t offset = 0; offset < text.size();) {
     const CodePoint next = codePointAt(text, offset);
     appendCodePoint(result, mapping(next.value));
     offset += next.byteLength;
+    if (offset < nextStep) continue;
+    work.step();
+    requireStringLength(result.size());
+    nextStep += WorkMeter::kBytesOfStep;
   }
+  requireStringLength(result.size());
   return NSString::stringWithValidUTF8(result);
 }
 
@@ -213,6 +227,12 @@ Value capitalized(std::string_view text) {
   });
 }
 
+// The whole text, for who goes through it at once.
+std::string_view readText(const NSString& string) {
+  countWorkOnText(string.byteLength());
+  return string.view();
+}
+
 struct StringProperty {
   std::string_view key;
   Value (*read)(const NSString& string);
@@ -223,11 +243,11 @@ const StringProperty kStringProperties[] = {
     {"uppercaseString", [](const NSString& string) { return mapped(string.view(), uppercase); }},
     {"lowercaseString", [](const NSString& string) { return mapped(string.view(), lowercase); }},
     {"capitalizedString", [](const NSString& string) { return capitalized(string.view()); }},
-    {"intValue", [](const NSString& string) -> Value { return textAsInt(string.view()); }},
-    {"integerValue", [](const NSString& string) -> Value { return textAsInteger(string.view()); }},
-    {"doubleValue", [](const NSString& string) -> Value { return textAsDouble(string.view()); }},
-    {"boolValue", [](const NSString& string) -> Value { return textAsBool(string.view()); }},
-    {"description", [](const NSString& string) -> Value { return string.view(); }},
+    {"intValue", [](const NSString& string) -> Value { return textAsInt(readText(string)); }},
+    {"integerValue", [](const NSString& string) -> Value { return textAsInteger(readText(string)); }},
+    {"doubleValue", [](const NSString& string) -> Value { return textAsDouble(readText(string)); }},
+    {"boolValue", [](const NSString& string) -> Value { return textAsBool(readText(string)); }},
+    {"description", [](const NSString& string) -> Value { return readText(string); }},
 };
 
 }  // namespace

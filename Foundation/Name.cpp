@@ -106,24 +106,6 @@ std::string_view Name::view() const noexcept {
   return entry_ == nullptr ? std::string_view("") : entry_->view();
 }
 
-namespace {
-
-// A number that mostly differs for texts that differ near their ends, as names do.
-std::uint64_t mixedEnds(std::string_view text) noexcept {
-  std::uint64_t first = 0;
-  std::uint64_t last = 0;
-  if (text.size() >= sizeof first) {
-    std::memcpy(&first, text.data(), sizeof first);
-    std::memcpy(&last, text.data() + text.size() - sizeof last, sizeof last);
-  } else {
-    for (const char byte : text) last = last << 8 | static_cast<unsigned char>(byte);
-  }
-  constexpr std::uint64_t kOdd = 0x9E3779B97F4A7C15;  // 2^64 by the golden ratio
-  return ((first ^ text.size()) * kOdd ^ last) * kOdd;
-}
-
-}  // namespace
-
 const Name& NameCache::nameForText(std::string_view text) {
   Name& name = names_[mixedEnds(text) >> (64 - kBits)];
   const std::string_view known = name.view();

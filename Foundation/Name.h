@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -41,7 +42,12 @@ class Name {
   // The name's text, followed by a zero byte; empty for the absent name.
   std::string_view view() const noexcept;
   // Differs for different names; 0 for the absent one.
-  std::size_t hash() const noexcept { return reinterpret_cast<std::uintptr_t>(entry_) >> 5; }
+  std::size_t hash() const noexcept {
+    // Names made one after another lie one after another, in stretches that would fall upon each other in a table. The
+    // factor scatters them, most of all in the upper bits.
+    constexpr std::uint64_t kScatter = 0x9E3779B97F4A7C15;
+    return std::rotl(std::uint64_t{reinterpret_cast<std::uintptr_t>(entry_)} * kScatter, 32);
+  }
 
   friend bool operator==(const Name& left, const Name& right) noexcept { return left.entry_ == right.entry_; }
 

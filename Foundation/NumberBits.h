@@ -10,6 +10,12 @@
 
 namespace tavlo {
 
+// An enumeration of no fixed type, which not every number of its underlying type is a value of.
+template <class T>
+concept UnfixedEnum = std::is_enum_v<T> && !requires {
+  T{std::underlying_type_t<T>{}};
+};
+
 // A number of any type, an enumeration's too, as the 64 bits that an argument buffer holds, and back: a narrower
 // integer has the low ones.
 template <class T>

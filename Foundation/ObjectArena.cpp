@@ -3,6 +3,8 @@
 #include <new>
 #include <utility>
 
+#include "Foundation/ThreadEnd.h"
+
 namespace tavlo {
 
 namespace {
@@ -30,6 +32,7 @@ struct SpareChunk {
 [[gnu::tls_model("initial-exec")]] thread_local std::uint32_t spareCount = 0;
 [[gnu::tls_model("initial-exec")]] thread_local std::uint32_t mostSpareChunks =
     320;  // about what a template of a megabyte takes
+[[gnu::tls_model("initial-exec")]] thread_local bool areChunksFreed = false;  // at the thread's end
 
 void freeSpareChunks() noexcept {
   mostSpareChunks = 0;
@@ -37,19 +40,18 @@ void freeSpareChunks() noexcept {
   spareCount = 0;
 }
 
-struct AtThreadEnd {
-  ~AtThreadEnd() { freeSpareChunks(); }
-};
-
 void* takeSpareChunk() noexcept {
   if (spareChunks == nullptr) return nullptr;
   --spareCount;
   return std::exchange(spareChunks, spareChunks->next);
 }
 
-void keepOrFree(void* chunk) noexcept {
-  if (spareCount >= mostSpareChunks) return ::operator delete(chunk);
-  static thread_local const AtThreadEnd atThreadEnd;
+void keepOrFree(void* chunk, bool isSpare) noexcept {
+  if (!isSpare || spareCount >= mostSpareChunks) return ::operator delete(chunk);
+  if (!areChunksFreed) [[unlikely]] {
+    areChunksFreed = ThreadEnd::run(freeSpareChunks);
+    if (!areChunksFreed) return ::operator delete(chunk);
+  }
   spareChunks = new (chunk) SpareChunk{spareChunks};
   ++spareCount;
 }
@@ -67,18 +69,28 @@ ObjectArena::Scope::~Scope() {
 void* ObjectArena::allocate(std::size_t size) {
   ObjectArena* const arena = currentArena;
   if (arena == nullptr) return allocateOnHeap(size);
-  size = (size + sizeof(Header) + alignof(Header) - 1) / alignof(Header) * alignof(Header);
-  if (size + sizeof(Header) > static_cast<std::size_t>(arena->end_ - arena->next_)) [[unlikely]] {
-    if (size > kLargest) return allocateOnHeap(size);
-    arena->takeChunk();
-  }
+  size = sizeWithHeader(size);
   // The size of a class is a multiple of its alignment: every other object needs no more than the header does.
+  char* place = arena->next_;
   const bool mayBeStrict = (size - sizeof(Header)) % kStrictestAlignment == 0;
-  const bool isAligned = (reinterpret_cast<std::uintptr_t>(arena->next_) + sizeof(Header)) % kStrictestAlignment == 0;
-  if (mayBeStrict && !isAligned) arena->next_ += sizeof(Header);
-  auto* header = new (arena->next_) Header{arena->chunk_};
-  arena->next_ += size;
-  ++arena->objects_;
+  const bool isAligned = (reinterpret_cast<std::uintptr_t>(place) + sizeof(Header)) % kStrictestAlignment == 0;
+  if (mayBeStrict && !isAligned) place += sizeof(Header);
+  if (place > arena->end_ || size > static_cast<std::size_t>(arena->end_ - place)) [[unlikely]]
+    return arena->allocateInNextChunk(size);
+  return arena->take(place, size);
+}
+
+// Of that size with the header.
+void* ObjectArena::allocateInNextChunk(std::size_t size) {
+  if (size > kLargest) return allocateOnHeap(size);
+  takeChunk();
+  return take(next_, size);  // which suits every object
+}
+
+inline void* ObjectArena::take(char* place, std::size_t size) noexcept {
+  auto* header = new (place) Header{chunk_};
+  next_ = place + size;
+  ++objects_;
   return header + 1;
 }
 
@@ -90,10 +102,12 @@ void* ObjectArena::allocateOnHeap(std::size_t size) {
 
 void ObjectArena::takeChunk() {
   leaveChunk();
-  void* const spare = takeSpareChunk();
-  chunk_ = new (spare != nullptr ? spare : ::operator new(kChunkSize)) Chunk{kWhileFilled};
-  next_ = reinterpret_cast<char*>(chunk_) + sizeof(Header);
-  end_ = reinterpret_cast<char*>(chunk_) + kChunkSize;
+  void* const spare = chunkSize_ == kChunkSize ? takeSpareChunk() : nullptr;
+  void* const memory = spare != nullptr ? spare : ::operator new(chunkSize_);
+  chunk_ = new (memory) Chunk{kWhileFilled, static_cast<std::uint32_t>(chunkSize_)};
+  next_ = reinterpret_cast<char*>(chunk_ + 1);
+  end_ = reinterpret_cast<char*>(chunk_) + chunkSize_;
+  if (chunkSize_ < kChunkSize) chunkSize_ = kLeastChunkSize;  // more than was expected
 }
 
 void ObjectArena::free(void* memory) noexcept {
@@ -103,6 +117,16 @@ void ObjectArena::free(void* memory) noexcept {
   } else {
     letGoOf(header->chunk, 1);
   }
+}
+
+void ObjectArena::free(void* memory, std::size_t size) noexcept {
+  auto* header = static_cast<Header*>(memory) - 1;
+  ObjectArena* const arena = currentArena;
+  const bool isLast = arena != nullptr && header->chunk != nullptr && header->chunk == arena->chunk_ &&
+                      reinterpret_cast<char*>(header) + sizeWithHeader(size) == arena->next_;
+  if (!isLast) return free(memory);
+  arena->next_ = reinterpret_cast<char*>(header);
+  --arena->objects_;
 }
 
 void ObjectArena::leaveChunk() noexcept {
@@ -116,7 +140,7 @@ void ObjectArena::leaveChunk() noexcept {
 void ObjectArena::letGoOf(Chunk* chunk, std::uint32_t users) noexcept {
   if (chunk->users.load(std::memory_order_acquire) == users ||
       chunk->users.fetch_sub(users, std::memory_order_acq_rel) == users) {
-    keepOrFree(chunk);
+    keepOrFree(chunk, chunk->size == kChunkSize);
   }
 }
 

@@ -13,6 +13,11 @@ namespace tavlo {
 class ObjectArena {
  public:
   ObjectArena() = default;
+  // For about so many bytes in all: where they are few, the first chunk is no larger.
+  explicit ObjectArena(std::size_t expected) noexcept
+      : chunkSize_(expected < kLeastChunkSize ? kLeastChunkSize
+                   : expected < kChunkSize    ? expected
+                                              : kChunkSize) {}
   ~ObjectArena() { leaveChunk(); }
   ObjectArena(const ObjectArena&) = delete;
   ObjectArena& operator=(const ObjectArena&) = delete;
@@ -34,6 +39,8 @@ class ObjectArena {
   // host's may, there are the other two.
   static void* allocate(std::size_t size);
   static void free(void* memory) noexcept;
+  // The same for who knows the size: what was made last in the thread's arena leaves no gap.
+  static void free(void* memory, std::size_t size) noexcept;
   static void* allocate(std::size_t size, std::align_val_t alignment) { return ::operator new(size, alignment); }
   static void free(void* memory, std::align_val_t alignment) noexcept { ::operator delete(memory, alignment); }
 
@@ -47,7 +54,7 @@ class ObjectArena {
     explicit Allocator(const Allocator<U>& /*other*/) noexcept {}
 
     T* allocate(std::size_t count) { return static_cast<T*>(ObjectArena::allocate(count * sizeof(T))); }
-    void deallocate(T* memory, std::size_t /*count*/) noexcept { ObjectArena::free(memory); }
+    void deallocate(T* memory, std::size_t count) noexcept { ObjectArena::free(memory, count * sizeof(T)); }
 
     friend bool operator==(const Allocator&, const Allocator&) = default;
   };
@@ -55,6 +62,7 @@ class ObjectArena {
  private:
   struct Chunk {
     std::atomic<std::uint32_t> users;  // the objects in it; many more while it is filled
+    std::uint32_t size;                // in bytes, with this
   };
 
   // Stands before every object.
@@ -64,10 +72,16 @@ class ObjectArena {
 
   static constexpr std::size_t kStrictestAlignment = alignof(std::max_align_t);
   static constexpr std::size_t kChunkSize = std::size_t{16} * 1024;
-  static constexpr std::size_t kLargest = 1024;            // for which a new chunk is taken
+  static constexpr std::size_t kLargest = 1024;  // for which a new chunk is taken
+  static constexpr std::size_t kLeastChunkSize = 2 * kLargest;
   static constexpr std::uint32_t kWhileFilled = 1U << 31;  // users that a chunk has beyond its objects until it is left
 
+  static std::size_t sizeWithHeader(std::size_t size) noexcept {
+    return (size + sizeof(Header) + alignof(Header) - 1) / alignof(Header) * alignof(Header);
+  }
   static void* allocateOnHeap(std::size_t size);
+  void* allocateInNextChunk(std::size_t size);
+  void* take(char* place, std::size_t size) noexcept;
   void takeChunk();
   void leaveChunk() noexcept;
   static void letGoOf(Chunk* chunk, std::uint32_t users) noexcept;
@@ -76,6 +90,7 @@ class ObjectArena {
   char* next_ = nullptr;       // in chunk_, the first free byte
   char* end_ = nullptr;        // of chunk_
   std::uint32_t objects_ = 0;  // made in chunk_, not counted there yet
+  std::size_t chunkSize_ = kChunkSize;
 };
 
 }  // namespace tavlo

@@ -37,6 +37,9 @@ struct [[nodiscard]] RawValue {
 
   float single() const noexcept { return std::bit_cast<float>(static_cast<std::uint32_t>(payload.unsignedInteger)); }
 
+  // A copy word by word. As a whole the pair would be loaded in one go, which the processor delays until the two words
+  // that were stored one by one are there.
+  constexpr RawValue inWords() const noexcept { return {tag, payload}; }
   // The same value without a claim on its reference.
   constexpr RawValue lent() const noexcept { return {tag & ~kOwned, payload}; }
 

@@ -1,6 +1,11 @@
 #include "Foundation/StackGuard.h"
 
 #include <pthread.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <new>
 
 namespace tavlo {
 
@@ -11,10 +16,16 @@ struct StackBounds {
   std::uintptr_t high = 0;
 };
 
+// Raises `std::bad_alloc` where there is no memory for asking: a thread without bounds would never be guarded. Without
+// the system's file there are none for the main thread.
 StackBounds askForBounds() {
   StackBounds bounds;
   pthread_attr_t attributes;
-  if (pthread_getattr_np(pthread_self(), &attributes) != 0) return bounds;
+  const int error = pthread_getattr_np(pthread_self(), &attributes);
+  if (error != 0) {
+    if (error == ENOMEM || ::access("/proc/self/maps", R_OK) == 0) throw std::bad_alloc();
+    return bounds;
+  }
   void* address = nullptr;
   std::size_t size = 0;
   if (pthread_attr_getstack(&attributes, &address, &size) == 0) {
@@ -25,19 +36,26 @@ StackBounds askForBounds() {
   return bounds;
 }
 
+[[gnu::tls_model("initial-exec")]] constinit thread_local StackBounds knownBounds;
+[[gnu::tls_model("initial-exec")]] constinit thread_local bool areBoundsKnown = false;
+
 // Asked for once a thread: for the main thread the system reads a file to answer.
 const StackBounds& boundsOfThisThread() {
-  thread_local const StackBounds bounds = askForBounds();
-  return bounds;
+  if (!areBoundsKnown) [[unlikely]] {
+    knownBounds = askForBounds();
+    areBoundsKnown = true;
+  }
+  return knownBounds;
 }
 
 }  // namespace
 
 StackGuard StackGuard::forThisThread(std::uint64_t bytesLeft) {
+  bytesLeft = std::max(bytesLeft, KorTemplateLimits::kLeastStackLeft);
   const StackBounds& bounds = boundsOfThisThread();
   const auto here = stackAddress();
   if (here < bounds.low || here >= bounds.high) return {0, bytesLeft};
-  return {bounds.low + bytesLeft, bytesLeft};
+  return {bytesLeft < bounds.high - bounds.low ? bounds.low + bytesLeft : bounds.high, bytesLeft};
 }
 
 void StackGuard::fail() const {

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -28,6 +30,11 @@ class TextBuffer {
 
   // Takes the text away and keeps the memory.
   void clear() noexcept { size_ = 0; }
+  // Takes both away.
+  void release() noexcept {
+    bytes_ = nullptr;
+    size_ = capacity_ = 0;
+  }
 
   // The text may be a part of this one.
   [[gnu::always_inline]] void append(std::string_view text) {
@@ -35,6 +42,26 @@ class TextBuffer {
       return appendGrowing(text);
     copyBytes(bytes_.get() + size_, text.data(), text.size());
     size_ += text.size();
+  }
+
+  // Whether appendPadded() may append a text now.
+  bool hasPaddedRoom() const noexcept { return capacity_ - size_ >= kLongestPadded; }
+  // The same as append() for a text that is not empty and of at most so many bytes, behind which as many can be read as
+  // make paddedSize() of them: copied in whole blocks, it takes the fewest steps.
+  static constexpr std::uint32_t kLongestPadded = 128;
+  [[gnu::always_inline]] void appendPadded(std::string_view text) noexcept {
+    char* const to = bytes_.get() + size_;
+    std::size_t at = 0;
+    do {
+      Block block;
+      std::memcpy(&block, text.data() + at, sizeof block);
+      std::memcpy(to + at, &block, sizeof block);
+      at += sizeof(Block);
+    } while (at < text.size());
+    size_ += text.size();
+  }
+  static std::size_t paddedSize(std::size_t size) noexcept {
+    return (size + sizeof(Block) - 1) / sizeof(Block) * sizeof(Block);
   }
 
   // The place behind the text, with room for so many bytes: what is written there is added by extend().
@@ -46,6 +73,10 @@ class TextBuffer {
   void extend(const char* end) noexcept { size_ = static_cast<std::size_t>(end - bytes_.get()); }
 
  private:
+  struct Block {
+    std::uint64_t words[2];
+  };
+
   using Bytes = std::unique_ptr<char[]>;  // NOLINT(*-avoid-c-arrays)
 
   [[gnu::noinline]] void appendGrowing(std::string_view text);

@@ -54,7 +54,27 @@ std::string asValidUTF8(std::string_view text) {
   return valid.append(text);
 }
 
+namespace {
+
+// Whether a text of at most sixteen bytes, as names and keys are, is ASCII: by its first and its last word, which
+// overlap where they must.
+bool isShortASCII(std::string_view text) noexcept {
+  const auto ends = [text](auto first) {
+    auto last = first;
+    std::memcpy(&first, text.data(), sizeof first);
+    std::memcpy(&last, text.data() + text.size() - sizeof last, sizeof last);
+    return std::uint64_t{first} | last;
+  };
+  constexpr std::uint64_t kHighBits = 0x8080808080808080U;
+  if (text.size() >= sizeof(std::uint64_t)) return (ends(std::uint64_t{0}) & kHighBits) == 0;
+  if (text.size() >= sizeof(std::uint32_t)) return (ends(std::uint32_t{0}) & kHighBits) == 0;
+  return text.empty() || ((text.front() | text[text.size() / 2] | text.back()) & 0x80) == 0;
+}
+
+}  // namespace
+
 std::size_t utf16Length(std::string_view text) noexcept {
+  if (text.size() <= 2 * sizeof(std::uint64_t) && isShortASCII(text)) return text.size();
   const std::size_t ascii = endOfASCII(text, 0);
   std::size_t units = ascii;
   for (const char byte : text.substr(ascii)) {

@@ -60,7 +60,7 @@ inline constexpr char32_t kWhiteSpaceBeyondASCII[] = {
     0x2007, 0x2008, 0x2009, 0x200A, 0x2028, 0x2029, 0x202F, 0x205F, 0x3000,
 };
 bool isLongWhiteSpace(char32_t character) noexcept;
-inline bool isWhiteSpace(char32_t character) noexcept {
+constexpr bool isWhiteSpace(char32_t character) noexcept {
   if (character >= 0x80) return isLongWhiteSpace(character);
   return character == ' ' || (character >= '\t' && character <= '\r');
 }

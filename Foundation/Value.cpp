@@ -1,6 +1,8 @@
 #include "Foundation/Value.h"
 
 #include <algorithm>
+#include <optional>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -14,6 +16,7 @@
 #include "Foundation/NSNumber.h"
 #include "Foundation/NSSet.h"
 #include "Foundation/NSString.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -33,23 +36,17 @@ namespace {
 class CollectionHash {
  public:
   std::uint64_t of(const Value& collection) {
-    open_.push_back(opened(collection, 0));
-    for (std::size_t values = 0; values < kMostValues; ++values) {
-      while (open_.back().next >= sizeOf(open_.back())) {
-        const Open inner = std::move(open_.back());
-        open_.pop_back();
-        if (open_.empty()) return closed(inner);
-        add(closed(inner), inner.keyHash);
-      }
-      auto [child, keyHash] = takeChild();
-      child = plainValue(child);
-      if (isWalked(child)) {
-        open_.push_back(opened(child, keyHash));
-      } else {
-        add(child.hash(), keyHash);
-      }
+    open_.push_back(opened(collection, 0, 1));
+    for (std::size_t values = 0; values < kFew; ++values) {
+      const std::optional<std::uint64_t> hash = step();
+      if (hash.has_value()) return *hash;
     }
-    return closed(opened(collection, 0));
+    // Parts that are shared may stand for many more values than there is memory: from here on each is walked once.
+    known_.emplace();
+    for (;;) {
+      const std::optional<std::uint64_t> hash = step();
+      if (hash.has_value()) return *hash;
+    }
   }
 
   static bool isWalked(const Value& value) {
@@ -58,8 +55,7 @@ class CollectionHash {
   }
 
  private:
-  // What holds more values counts by its size alone: values whose parts are shared have no end.
-  static constexpr std::size_t kMostValues = 32768;
+  static constexpr std::size_t kFew = 1024;
 
   // A collection that the walk is inside of.
   struct Open {
@@ -67,12 +63,56 @@ class CollectionHash {
     std::uint32_t keyHash;  // of the key it has in the dictionary around it
     std::size_t count;      // when it was opened
     std::size_t next;
-    std::uint64_t hash;  // of what lies before `next`
+    std::uint64_t hash;      // of what lies before `next`
+    std::int32_t lazyDepth;  // of the lazy collections around it, with itself; the outermost one counts
   };
   struct Child {
     Value value;
     std::uint32_t keyHash;
   };
+  // A collection that has been walked; held, so that no other takes its address.
+  struct Known {
+    Value collection;
+    std::uint64_t hash;
+  };
+
+  // Takes in one value more; the hash of the whole behind the last one.
+  std::optional<std::uint64_t> step() {
+    work_.step();
+    while (open_.back().next >= sizeOf(open_.back())) {
+      const Open inner = std::move(open_.back());
+      open_.pop_back();
+      const std::uint64_t hash = closed(inner);
+      if (open_.empty()) return hash;
+      noteKnown(inner.collection, hash);
+      add(hash, inner.keyHash);
+    }
+    const auto [read, keyHash] = takeChild();
+    const Value child = plainValue(read);
+    if (!isWalked(child)) {
+      add(child.hash(), keyHash);
+    } else if (const Known* known = findKnown(child)) {
+      add(known->hash, keyHash);
+    } else {
+      // What is there ends somewhere; what is made on demand may have no end.
+      const std::int32_t lazyDepth = open_.back().lazyDepth + (child.object() == read.object() ? 0 : 1);
+      requireValueDepth(lazyDepth);
+      open_.push_back(opened(child, keyHash, lazyDepth));
+    }
+    return {};
+  }
+
+  // What is known of a collection; one that is not known yet is from here on, as one without values.
+  const Known* findKnown(const Value& collection) {
+    if (!known_.has_value()) return nullptr;
+    const auto [place, isNew] = known_->try_emplace(collection.object(), Known{collection, 0});
+    return isNew ? nullptr : &place->second;
+  }
+  void noteKnown(const Value& collection, std::uint64_t hash) {
+    if (!known_.has_value()) return;
+    const auto place = known_->find(collection.object());  // none for one that was begun before
+    if (place != known_->end()) place->second.hash = hash;
+  }
 
   static bool isArray(const Value& collection) { return collection.object()->kind() == ObjectKind::Array; }
   static const std::vector<Value>& elementsOf(const Value& array) {
@@ -85,8 +125,8 @@ class CollectionHash {
     return isArray(collection) ? elementsOf(collection).size() : entriesOf(collection).size();
   }
   static std::size_t sizeOf(const Open& open) { return std::min(open.count, sizeOf(open.collection)); }
-  static Open opened(const Value& collection, std::uint32_t keyHash) {
-    return {collection, keyHash, sizeOf(collection), 0, 0};
+  static Open opened(const Value& collection, std::uint32_t keyHash, std::int32_t lazyDepth) {
+    return {collection, keyHash, sizeOf(collection), 0, 0, lazyDepth};
   }
 
   std::uint64_t closed(const Open& open) const {
@@ -105,7 +145,9 @@ class CollectionHash {
   }
 
   const HashSeed& seed_ = HashSeed::ofProcess();
-  std::vector<Open> open_;  // from the outermost to the innermost
+  WorkCounter work_;
+  std::vector<Open> open_;                                           // from the outermost to the innermost
+  std::optional<std::unordered_map<const NSObject*, Known>> known_;  // absent while there are few values
 };
 
 }  // namespace
@@ -130,28 +172,37 @@ std::optional<bool> Value::isGreaterThan(const Value& other) const {
   return compareNumbers(raw_, other.raw_) == NumberOrder::Greater;
 }
 
+namespace {
+
+std::string_view textToRead(const NSString& string) {
+  countWorkOnText(string.byteLength());
+  return string.view();
+}
+
+}  // namespace
+
 double Value::doubleValue() const {
   if (isNumber()) return numberAsDouble(raw_);
-  return isString() ? textAsDouble(string()->view()) : 0;
+  return isString() ? textAsDouble(textToRead(*string())) : 0;
 }
 
 std::int32_t Value::intValue() const {
   if (isNumber()) return numberAsInteger<std::int32_t>(raw_);
-  return isString() ? textAsInt(string()->view()) : 0;
+  return isString() ? textAsInt(textToRead(*string())) : 0;
 }
 
 std::int64_t Value::integerValue() const {
   if (isNumber()) return numberAsInteger<std::int64_t>(raw_);
-  return isString() ? textAsInteger(string()->view()) : 0;
+  return isString() ? textAsInteger(textToRead(*string())) : 0;
 }
 
 bool Value::boolValue() const {
   if (isNumber()) return numberAsBool(raw_);
-  return isString() && textAsBool(string()->view());
+  return isString() && textAsBool(textToRead(*string()));
 }
 
 std::string Value::description() const {
-  return Description::of(*this, KorTemplateLimits{}.stringLength);
+  return Description::of(*this, longestString());
 }
 
 const char* Value::className() const {

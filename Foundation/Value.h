@@ -53,15 +53,15 @@ class Value {
   noexcept : raw_(ofObject(object.leak())) {}
   // NOLINTEND(google-explicit-constructor)
 
-  Value(const Value& other) noexcept : raw_(other.raw_) { retain(); }
-  Value(Value&& other) noexcept : raw_(std::exchange(other.raw_, RawValue::absent())) {}
+  Value(const Value& other) noexcept : raw_(other.raw_.inWords()) { retain(); }
+  Value(Value&& other) noexcept : raw_(other.leak()) {}
   ~Value() {
     if (raw_.isOwned()) raw_.payload.object->release();
   }
   Value& operator=(const Value& other) noexcept { return *this = Value(other); }
   Value& operator=(Value&& other) noexcept {
-    const Value old = Value::adopt(raw_);  // let go of last, so that its end finds this value changed
-    raw_ = std::exchange(other.raw_, RawValue::absent());
+    const Value old = Value::adopt(raw_.inWords());  // let go of last, so that its end finds this value changed
+    raw_ = other.leak();
     return *this;
   }
 
@@ -80,7 +80,11 @@ class Value {
   }
 
   // Gives the pair, and its reference, to the caller.
-  RawValue leak() noexcept { return std::exchange(raw_, RawValue::absent()); }
+  RawValue leak() noexcept {
+    const RawValue raw = raw_.inWords();
+    raw_ = RawValue::absent();
+    return raw;
+  }
   // Lets go of what it holds: absent from here on.
   void clear() noexcept {
     const RawValue old = leak();

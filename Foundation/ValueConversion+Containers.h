@@ -22,6 +22,7 @@
 #include "Foundation/Value.h"
 #include "Foundation/ValueConversion+Scalars.h"
 #include "Foundation/ValueConversionTrait.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -82,7 +83,7 @@ using PartOf = std::conditional_t<std::is_lvalue_reference_v<Object>, const Part
 
 // The same of a list, whose elements are given away only where they are its own.
 template <class List>
-constexpr bool givesElementsAway() {
+consteval bool givesElementsAway() {
   if constexpr (std::is_lvalue_reference_v<List> || std::is_const_v<List>) {
     return false;
   } else {
@@ -103,7 +104,9 @@ template <class List>
 std::vector<Value> valuesOf(List&& list) {
   std::vector<Value> values;
   if constexpr (std::ranges::sized_range<List>) values.reserve(static_cast<std::size_t>(std::ranges::size(list)));
+  ElementCounter work;
   for (auto&& element : list) {
+    work.next();
     if constexpr (givesElementsAway<List>()) {
       values.push_back(presentValueOf(std::move(element)));
     } else {
@@ -139,7 +142,9 @@ bool readElements(const Value& value, const Append& append) {
   const Value list = materialised<Element>(value);
   const std::vector<Value>* const elements = elementsIn(list);
   if (elements == nullptr) return false;
+  ElementCounter work;
   for (std::size_t index = 0; index < elements->size(); ++index) {
+    work.next();
     std::optional<Element> element = objectIn<Element>((*elements)[index]);
     if (!element.has_value()) return false;
     append(*std::move(element));
@@ -223,7 +228,10 @@ struct ValueConversion<T> {
       toValue(Map&& map) {
     const Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
     if constexpr (std::ranges::sized_range<T>) dictionary->reserve(std::ranges::size(map));
+    ElementCounter work;
     for (auto&& [key, mapped] : map) {
+      work.next();
+      countWorkOnText(std::string_view(key).size());
       dictionary->setObjectForKey(presentValueOf(static_cast<PartOf<Map, Mapped>&&>(mapped)), std::string_view(key));
     }
     return dictionary;
@@ -233,8 +241,11 @@ struct ValueConversion<T> {
     const NSDictionary* const dictionary = dictionaryIn(entries);
     if (dictionary == nullptr) return {};
     std::optional<T> map(std::in_place);
+    ElementCounter work;
     for (std::size_t index = 0; index < dictionary->count(); ++index) {
       const NSDictionary::Entry& entry = dictionary->entries()[index];
+      work.next();
+      countWorkOnText(entry.key->byteLength());
       std::optional<Mapped> mapped = objectIn<Mapped>(entry.value);
       if (!mapped.has_value()) return {};
       map->insert_or_assign(Key(entry.key->view()), *std::move(mapped));

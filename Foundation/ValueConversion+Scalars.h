@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <ranges>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -16,6 +17,7 @@
 #include "Foundation/NSString.h"
 #include "Foundation/Value.h"
 #include "Foundation/ValueConversionTrait.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -35,7 +37,7 @@ inline bool isNothing(const Value& value) noexcept {
 
 // The type's name as messages have it. A plain char is a small number like any other.
 template <class T>
-constexpr const char* numberTypeName() {
+consteval const char* numberTypeName() {
   struct Row {
     bool isType;
     const char* name;
@@ -153,11 +155,13 @@ requires(!Described<T>) struct ValueConversion<T> {
   static Value toValue(const T& text) {
     if (isNullText(text)) return Value::null();
     const std::string_view view = text;
+    countWorkOnText(view.size());
     return Value(view);
   }
   static std::optional<T> fromValue(const Value& value) requires std::constructible_from<T, std::string_view> {
     const std::optional<std::string_view> text = textIn(value);
     if (!text.has_value()) return {};
+    if constexpr (!std::ranges::view<T>) countWorkOnText(text->size());
     return std::optional<T>(T(*text));
   }
   // A text with a null character inside would end there, and is refused.
@@ -176,11 +180,13 @@ requires(!Described<T> && !TextLike<T>) struct ValueConversion<T> {
   static Value toValue(const T& text) {
     if (isNullText(text)) return Value::null();
     const std::u8string_view view = text;
+    countWorkOnText(view.size());
     return Value(std::string_view(reinterpret_cast<const char*>(view.data()), view.size()));
   }
   static std::optional<std::u8string> fromValue(const Value& value) requires std::same_as<T, std::u8string> {
     const std::optional<std::string_view> text = textIn(value);
     if (!text.has_value()) return {};
+    countWorkOnText(text->size());
     return std::u8string(text->begin(), text->end());
   }
 };
@@ -193,11 +199,14 @@ requires(!Described<T> && !TextLike<T>) struct ValueConversion<T> {
 
   static Value toValue(const T& text) {
     if (isNullText(text)) return Value::null();
-    return NSString::stringWithUTF16(text);
+    const std::u16string_view view = text;
+    countWorkOnText(view.size());
+    return NSString::stringWithUTF16(view);
   }
   static std::optional<std::u16string> fromValue(const Value& value) requires std::same_as<T, std::u16string> {
     const std::optional<std::string_view> text = textIn(value);
     if (!text.has_value()) return {};
+    countWorkOnText(text->size());
     return utf16Of(*text);
   }
 };
@@ -239,7 +248,7 @@ struct ValueConversion<T> {
 
 // The name of the class as messages have it; the root's for a host's class.
 template <class T>
-constexpr const char* objectClassName() {
+consteval const char* objectClassName() {
   struct Row {
     bool isClass;
     const char* name;

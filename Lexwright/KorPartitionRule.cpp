@@ -8,17 +8,20 @@ namespace {
 
 // Counts where the sub-tokens stand, which have been cut and placed by their bytes, from the start of their compound
 // token, and answers with the cursor at `end`.
-ScanCursor placeSubtokens(ScanContext& context, ScanCursor start, std::uint32_t end, KorCompoundToken& compound) {
-  if (context.isPlain(start.byte, end)) return context.advance(start, end);
+ScanCursor placeSubtokens(const KorUnicharStream& stream, ScanCursor start, std::uint32_t end,
+                          KorCompoundToken& compound) {
+  if (stream.isPlain(start.byte, end)) {
+    return {end, start.position + static_cast<std::int32_t>(end - start.byte), start.line};
+  }
   ScanCursor at = start;
   for (KorToken& token : compound.subtokens) {
-    const ScanCursor from = context.advance(at, token.byteOffset);
-    at = context.advance(from, token.byteOffset + token.byteLength);
+    const ScanCursor from = stream.advance(at, token.byteOffset);
+    at = stream.advance(from, token.byteOffset + token.byteLength);
     token.line = from.line - start.line;
     token.position = from.position - start.position;
     token.length = at.position - from.position;
   }
-  return context.advance(at, end);
+  return stream.advance(at, end);
 }
 
 }  // namespace
@@ -27,15 +30,35 @@ KorPartitionRule::KorPartitionRule(const Ref<KorScannerRule>& boundary) : KorSca
   requireParameter(boundary != nullptr, "boundary != nil");
 }
 
-void KorPartitionRule::addRule(const Ref<KorScannerRule>& rule) {
-  requireParameter(rule != nullptr, "rule != nil");
-  if (rule->makesCompoundTokens())
-    NSException::raise(NSInvalidArgumentException, "A partition cannot hold a partition");
-  rules_.add(rule);
+void KorPartitionRule::addRules(const std::vector<Ref<KorScannerRule>>& rules) {
+  for (const Ref<KorScannerRule>& rule : rules) {
+    requireParameter(rule != nullptr, "rule != nil");
+    if (rule->makesCompoundTokens()) {
+      NSException::raise(NSInvalidArgumentException, "A partition cannot hold a partition");
+    }
+  }
+  rules_.add(rules);
 }
 
 bool KorPartitionRule::match(ScanContext& context, std::uint32_t at, RuleMatch& match) const {
   return boundary_->match(context, at, match);
+}
+
+// Goes on by one token of the rules, or by what they skip. Whether it was one of the closing class.
+bool KorPartitionRule::scanToken(ScanContext& context, std::uint32_t& at, TokenSink& tokens) const {
+  const std::string_view text = context.text();
+  at = rules_.skip(text, at);
+  if (at == text.size()) return false;
+  RuleMatch match;
+  const KorScannerRule* rule = rules_.firstMatch(context, text, at, match);
+  if (rule == nullptr) {
+    at += context.stream().characterAt(at).byteLength;  // no rule wants the character
+    return false;
+  }
+  at = match.end;
+  if (rule->tokenClass() == nullptr) return false;
+  tokens.add(rule->tokenClass(), match.tokenStart, match.tokenEnd);
+  return rule->tokenClass() == closingClass_;
 }
 
 ScanCursor KorPartitionRule::scan(ScanContext& context, ScanCursor start, const RuleMatch& boundary,
@@ -45,30 +68,19 @@ ScanCursor KorPartitionRule::scan(ScanContext& context, ScanCursor start, const 
   token.position = start.position;
   token.byteOffset = start.byte;
   token.subtokens.clear();
-  const auto add = [&token, first = start.byte](const KorTokenClass* tokenClass, const RuleMatch& match) {
-    KorToken& added = token.subtokens.emplace_back();
-    added.tokenClass = tokenClass;
-    added.byteOffset = match.tokenStart;
-    added.byteLength = match.tokenEnd - match.tokenStart;
-    added.position = static_cast<std::int32_t>(match.tokenStart - first);
-    added.length = static_cast<std::int32_t>(added.byteLength);
-  };
-  if (!skipBoundary_) add(boundary_->tokenClass(), boundary);
+  TokenSink tokens(token.subtokens, start.byte);
+  if (!skipBoundary_) tokens.add(boundary_->tokenClass(), boundary.tokenStart, boundary.tokenEnd);
+  const bool isFast = tokenRecogniser_ != nullptr && context.usesRecognisers();
   std::uint32_t at = boundary.end;
-  for (bool closed = false; !closed && (at = rules_.skip(text, at)) < text.size();) {
-    RuleMatch match;
-    const KorScannerRule* rule = rules_.firstMatch(context, text, at, match);
-    if (rule == nullptr) {
-      at += context.stream().characterAt(at).byteLength;  // no rule wants the character
-      continue;
+  for (bool closed = false; !closed && at < text.size();) {
+    if (isFast) {
+      const Recognised fast = tokenRecogniser_(text, at, tokens);
+      at = fast.end;
+      if (fast.isClosed) break;
     }
-    if (rule->tokenClass() != nullptr) {
-      add(rule->tokenClass(), match);
-      closed = rule->tokenClass() == closingClass_;
-    }
-    at = match.end;
+    closed = scanToken(context, at, tokens);
   }
-  const ScanCursor end = placeSubtokens(context, start, at, token);
+  const ScanCursor end = placeSubtokens(context.stream(), start, at, token);
   token.length = end.position - start.position;
   token.byteLength = end.byte - start.byte;
   return end;

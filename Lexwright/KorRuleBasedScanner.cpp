@@ -37,11 +37,11 @@ const KorToken* KorRuleBasedScanner::nextToken() {
     } else if (rule->tokenClass() == nullptr && !rule->makesCompoundTokens()) {
       at = match.end;
     } else {
-      cursor_ = context_.advance(cursor_, at);
+      cursor_ = stream_->advance(cursor_, at);
       return makeToken(*rule, match);
     }
   }
-  cursor_ = context_.advance(cursor_, at);
+  cursor_ = stream_->advance(cursor_, at);
   return nullptr;
 }
 
@@ -52,15 +52,15 @@ const KorToken* KorRuleBasedScanner::makeToken(const KorScannerRule& rule, const
     cursor_ = static_cast<const KorPartitionRule&>(rule).scan(context_, cursor_, match, token_);
     return &token_;
   }
-  const ScanCursor start = context_.advance(cursor_, match.tokenStart);
-  const ScanCursor end = context_.advance(start, match.tokenEnd);
+  const ScanCursor start = stream_->advance(cursor_, match.tokenStart);
+  const ScanCursor end = stream_->advance(start, match.tokenEnd);
   token_.line = start.line;
   token_.position = start.position;
   token_.length = end.position - start.position;
   token_.byteOffset = match.tokenStart;
   token_.byteLength = match.tokenEnd - match.tokenStart;
   token_.subtokens.clear();
-  cursor_ = context_.advance(end, match.end);
+  cursor_ = stream_->advance(end, match.end);
   return &token_;
 }
 

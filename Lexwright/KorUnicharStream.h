@@ -38,6 +38,9 @@ class KorUnicharStream final : public NSObject {
   // The cursor behind one character.
   ScanCursor next(ScanCursor at) const noexcept { return advance(at, at.byte + characterAt(at.byte).byteLength); }
 
+  // Whether the text between the two has as many units as bytes, and no line break; not always told of one that has.
+  bool isPlain(std::uint32_t from, std::uint32_t to) const noexcept;
+
  private:
   template <class T, class... Arguments>
   friend Ref<T> makeRef(Arguments&&... arguments);

@@ -7,18 +7,14 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
-#include <utility>
 
 namespace tavlo {
 
-RuleList::RuleList(std::vector<Ref<KorScannerRule>> rules) : rules_(std::move(rules)) {
-  for (const Ref<KorScannerRule>& rule : rules_) firstBytes_.push_back(rule->firstBytes());
-  rebuild();
-}
-
-void RuleList::add(const Ref<KorScannerRule>& rule) {
-  rules_.push_back(rule);
-  firstBytes_.push_back(rule->firstBytes());
+void RuleList::add(const std::vector<Ref<KorScannerRule>>& rules) {
+  for (const Ref<KorScannerRule>& rule : rules) {
+    rules_.push_back(rule);
+    firstBytes_.push_back(rule->firstBytes());
+  }
   rebuild();
 }
 

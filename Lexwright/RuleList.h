@@ -14,9 +14,10 @@ namespace tavlo {
 class RuleList {
  public:
   RuleList() = default;
-  explicit RuleList(std::vector<Ref<KorScannerRule>> rules);
+  explicit RuleList(const std::vector<Ref<KorScannerRule>>& rules) { add(rules); }
 
-  void add(const Ref<KorScannerRule>& rule);
+  // Behind those that are there. All tables are made anew.
+  void add(const std::vector<Ref<KorScannerRule>>& rules);
 
   const std::vector<Ref<KorScannerRule>>& rules() const noexcept { return rules_; }
 

@@ -33,16 +33,6 @@ class ScanContext {
   // Whether recognisers are asked in the place of their patterns.
   bool usesRecognisers() const noexcept { return usesRecognisers_; }
 
-  // The cursor at `byte`, which is not before `from`. Most steps stay within ASCII text of one line, and are a sum.
-  ScanCursor advance(ScanCursor from, std::uint32_t byte) {
-    if (!isPlain(from.byte, byte)) [[unlikely]]
-      return advanceFar(from, byte);
-    return advancePlain(from, byte);
-  }
-
-  // Whether the text between the two has as many units as bytes, and no line break; not always told of one that has.
-  bool isPlain(std::uint32_t from, std::uint32_t to) const noexcept { return plainFrom_ <= from && to <= plainTo_; }
-
   // For a recogniser that does not use its memo.
   SearchMemo& nobodysMemo() noexcept { return nobodysMemo_; }
   SearchMemo& memoOf(const KorScannerRule& rule) {
@@ -53,18 +43,9 @@ class ScanContext {
   }
 
  private:
-  static ScanCursor advancePlain(ScanCursor from, std::uint32_t byte) noexcept {
-    return {byte, from.position + static_cast<std::int32_t>(byte - from.byte), from.line};
-  }
-  ScanCursor advanceFar(ScanCursor from, std::uint32_t byte);
-  void findPlainFrom(std::uint32_t byte);
-
   const KorUnicharStream& stream_;
   bool usesRecognisers_;
-  std::uint32_t plainFrom_ = 1;  // a stretch known to hold ASCII without line breaks; empty at first
-  std::uint32_t plainTo_ = 0;
   SearchMemo nobodysMemo_;
-  SearchMemo feed_, return_, beyondASCII_;                           // where the next one stands
   std::vector<std::pair<const KorScannerRule*, SearchMemo>> memos_;  // of the few rules that ask
 };
 

@@ -6,6 +6,7 @@
 #include <bitset>
 #include <chrono>
 #include <cstddef>
+#include <exception>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -15,7 +16,9 @@
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
 #include "Foundation/StackGuard.h"
+#include "Foundation/ThreadEnd.h"
 #include "Foundation/Utf8.h"
+#include "Foundation/WorkMeter.h"
 #include "Matchery/WatchedPattern.h"
 
 namespace tavlo {
@@ -49,6 +52,8 @@ constexpr std::uint64_t kPlainSteps = 100'000'000;
 // enough to be the same for most patterns, so that the engine need not be told anew.
 constexpr std::size_t kTinySubject = 256;
 constexpr std::uint64_t kRetriesInTinySubject = 65'536;
+// The bytes that the steps of a search at one place may go through: some tenths of a second.
+constexpr std::uint64_t kBytesAtOnePlace = 256'000'000;
 // Where a plain search may take fewer retries it is not tried.
 constexpr std::uint64_t kFewestRetries = 16;
 
@@ -74,18 +79,29 @@ MatchParameters makeParameters() {
   MatchParameters parameters(onig_new_match_param());
   if (parameters == nullptr) throw std::bad_alloc();
   onig_initialize_match_param(parameters.get());
+  constexpr unsigned kMostEntries = 3'000'000;  // of the search's own stack: some 150 MiB
+  onig_set_match_stack_limit_size_of_match_param(parameters.get(), kMostEntries);
   return parameters;
 }
 
+// Those that the thread has used last.
+[[gnu::tls_model("initial-exec")]] constinit thread_local OnigMatchParam* knownParameters = nullptr;
+[[gnu::tls_model("initial-exec")]] constinit thread_local Retries knownRetries{0, 0};
+
+void freeKnownParameters() noexcept {
+  onig_free_match_param(std::exchange(knownParameters, nullptr));
+}
+
 OnigMatchParam* parametersFor(const Retries& retries) {
-  thread_local Retries knownRetries{0, 0};
-  thread_local MatchParameters known;
-  if (known == nullptr || knownRetries != retries) {
-    if (known == nullptr) known = makeParameters();
-    setRetries(*known, retries);
+  if (knownParameters == nullptr || knownRetries != retries) {
+    if (knownParameters == nullptr) {
+      knownParameters = makeParameters().release();
+      (void)ThreadEnd::run(freeKnownParameters);  // what cannot be lined up is lost at the thread's end
+    }
+    setRetries(*knownParameters, retries);
     knownRetries = retries;
   }
-  return known.get();
+  return knownParameters;
 }
 
 int search(const re_pattern_buffer* compiled, std::string_view text, OnigMatchParam* parameters) {
@@ -109,7 +125,11 @@ std::optional<std::size_t> position(int answer, std::uint64_t retries) {
   raiseLimit(KorTemplateLimit::RegexRetries, retries);
 }
 
-// The clock of a watched search.
+// The bytes that the engine may go through between two looks at a search that goes on.
+constexpr std::ptrdiff_t kBytesBetweenLooks = std::ptrdiff_t{1} << 20;
+
+// The clock of a watched search. Where steps are limited its work is counted, for which the engine must not be left by
+// an exception: a limit that is reached ends the search, and is raised behind it.
 class Watch {
  public:
   // What the engine calls; it ends the search when the time is over.
@@ -119,42 +139,110 @@ class Watch {
     return static_cast<Watch*>(watch)->isOver(left) ? ONIG_ABORT : ONIG_CALLOUT_SUCCESS;
   }
 
-  // From here on the engine may go through so many bytes before it calls again.
-  bool isOver(std::ptrdiff_t bytes) {
-    constexpr std::ptrdiff_t kBytesBetweenLooks = std::ptrdiff_t{1} << 20;
+  // From here on the engine may go through so many bytes, so many times, before it calls again.
+  bool isOver(std::ptrdiff_t bytes, std::uint64_t times = 1) {
     constexpr std::ptrdiff_t kBytesOfCall = 64;
     bytes_ += bytes + kBytesOfCall;
-    if (bytes_ < kBytesBetweenLooks) return false;
-    bytes_ = 0;
-    return std::chrono::steady_clock::now() > deadline_;
+    const auto most = static_cast<std::uint64_t>(kBytesBetweenLooks);
+    unseen_ += static_cast<std::uint64_t>(bytes + kBytesOfCall) * std::min(times, most);
+    if (unseen_ < most) return false;
+    unseen_ = 0;
+    return mayNotGoOn() || std::chrono::steady_clock::now() > deadline_;
+  }
+
+  // Counts what has not been counted yet, and raises a limit that was reached.
+  void settle() {
+    (void)mayNotGoOn();
+    if (reached_ != nullptr) std::rethrow_exception(reached_);
   }
 
  private:
+  bool mayNotGoOn() noexcept {
+    try {
+      const auto bytes = static_cast<std::size_t>(std::exchange(bytes_, 0));
+      if (reached_ == nullptr) work_.countBytes(bytes);
+    } catch (...) {
+      reached_ = std::current_exception();
+    }
+    return reached_ != nullptr;
+  }
+
+  WorkCounter work_;
   std::chrono::steady_clock::time_point deadline_ = std::chrono::steady_clock::now() + kLongestSearch;
-  std::ptrdiff_t bytes_ = 0;
+  std::ptrdiff_t bytes_ = 0;  // that are not counted yet
+  std::uint64_t unseen_ = 0;  // the same since the last look at the clock, as often as they may be gone through
+  std::exception_ptr reached_;
 };
 
-int compile(std::string_view pattern, re_pattern_buffer*& compiled, OnigErrorInfo& information) {
+// Runs `match`, which takes the most retries, with so many of them. Where steps are limited it begins with few: those
+// that were not enough are counted, each as a step at least, and it begins again with more.
+template <class Match>
+int countingRetries(std::uint64_t bound, std::size_t bytesOfRetry, const Match& match) {
+  constexpr std::uint64_t kFirst = 64;
+  constexpr std::uint64_t kTimesMore = 4;
+  WorkMeter* const meter = WorkMeter::ofThread();
+  if (meter == nullptr || !meter->limitsSteps()) return match(bound);
+  for (std::uint64_t most = std::min(bound, kFirst);; most = std::min(bound, most * kTimesMore)) {
+    const int answer = match(most);
+    if (isOutOfRetries(answer)) meter->count(most + most * bytesOfRetry / WorkMeter::kBytesOfStep);
+    if (!isOutOfRetries(answer) || most == bound) return answer;
+  }
+}
+
+// Makes sure of the memory that compiling the pattern takes: raises `std::bad_alloc` where there is none. The engine
+// does not stand running out of it on the way, but may free a part of the pattern twice. What is made sure of is there
+// afterwards, unless another thread takes it.
+void requireMemoryFor(std::string_view pattern, const PatternShape& shape) {
+  constexpr std::size_t kLeast = std::size_t{16} * 1024;
+  constexpr std::size_t kBytesOfByte = 1024;
+  constexpr std::size_t kBytesOfWeight = std::size_t{32} * 1024;
+  ::operator delete(::operator new(kLeast + pattern.size() * kBytesOfByte + shape.weight * kBytesOfWeight));
+}
+
+// The engine's own syntax, but for what would let a pattern call the engine's functions and end a search as it likes.
+const OnigSyntaxType& syntaxOfPatterns() {
+  static const OnigSyntaxType syntax = [] {
+    OnigSyntaxType plain = *ONIG_SYNTAX_ONIGURUMA;
+    plain.op2 &= ~(ONIG_SYN_OP2_QMARK_BRACE_CALLOUT_CONTENTS | ONIG_SYN_OP2_ASTERISK_CALLOUT_NAME);
+    return plain;
+  }();
+  return syntax;
+}
+
+int compile(std::string_view pattern, const PatternShape& shape, const OnigSyntaxType& syntax,
+            re_pattern_buffer*& compiled, OnigErrorInfo& information) {
+  requireMemoryFor(pattern, shape);
   const int answer = onig_new(&compiled, bytes(pattern), bytes(pattern) + pattern.size(), ONIG_OPTION_NONE,
-                              ONIG_ENCODING_UTF8, ONIG_SYNTAX_ONIGURUMA, &information);
+                              ONIG_ENCODING_UTF8, const_cast<OnigSyntaxType*>(&syntax),  // NOLINT(*-const-cast): read
+                              &information);
   if (answer == ONIG_NORMAL) return answer;
   compiled = nullptr;
   if (answer == ONIGERR_MEMORY) throw std::bad_alloc();
   return answer;
 }
 
-// The engine's compiler recurses into groups, and from a call into the group it calls.
+// The engine's compiler recurses into groups, and from a call into the group it calls: some 2,230 bytes deep for each
+// group that captures and is repeated.
 void requireStackFor(const PatternShape& shape) {
-  constexpr std::uint64_t kBytesOfLevel = 1152;
+  constexpr std::uint64_t kBytesOfLevel = 2560;
   const std::uint64_t levels = static_cast<std::uint64_t>(shape.depth) + static_cast<std::uint64_t>(shape.depthOfCalls);
   StackGuard::forThisThread(KorTemplateLimits{}.stackLeft + levels * kBytesOfLevel).check();
+}
+
+// The bytes that one loop of the pattern goes through in a text of so many, at most; no more than a figure that is far
+// too many.
+std::uint64_t bytesOfLoop(const PatternShape& shape, std::uint64_t length) {
+  constexpr std::uint64_t kTooMany = std::uint64_t{1} << 40;
+  std::uint64_t bytes = length;
+  for (std::int32_t power = 1; power < shape.power && bytes < kTooMany && length > 1; ++power) bytes *= length;
+  return std::min(bytes, kTooMany);
 }
 
 // The retries that a plain search of so long a text may take: between two of them the engine goes through the text at
 // most once for each loop, as often as counted quantifiers repeat it.
 std::uint64_t plainRetries(const PatternShape& shape, std::size_t patternLength, std::size_t length) {
   const std::uint64_t loops = std::min<std::uint64_t>(shape.loops, KorRegex::kMaximumPatternLength);
-  const std::uint64_t once = patternLength + 1 + (loops > 0 ? length : 0);
+  const std::uint64_t once = patternLength + 1 + (loops > 0 ? bytesOfLoop(shape, length) : 0);
   return kPlainSteps / std::min(kPlainSteps, once * std::max<std::uint64_t>(loops, 1)) / shape.repetitions;
 }
 
@@ -169,7 +257,7 @@ KorRegex::KorRegex(Ref<NSString> pattern, const PatternShape& shape)
           std::min(plainRetries(shape, pattern_->view().size(), kTinySubject), kRetriesInTinySubject)) {
   const std::string_view text = pattern_->view();
   OnigErrorInfo information;
-  const int answer = compile(text, compiled_, information);
+  const int answer = compile(text, shape, syntaxOfPatterns(), compiled_, information);
   if (answer == ONIG_NORMAL) return;
   OnigUChar reason[ONIG_MAX_ERROR_MESSAGE_LEN];
   const int length = onig_error_code_to_str(reason, answer, &information);
@@ -182,6 +270,11 @@ KorRegex::~KorRegex() {
 }
 
 Ref<KorRegex> KorRegex::compileExpression(const Text& pattern) {
+  std::uint64_t weightLeft = kMaximumWeight;
+  return compileExpression(pattern, weightLeft);
+}
+
+Ref<KorRegex> KorRegex::compileExpression(const Text& pattern, std::uint64_t& weightLeft) {
   if (pattern.isAbsent()) return {};
   requireValidUTF8(pattern.view());
   if (pattern.view().size() > kMaximumPatternLength) {
@@ -194,6 +287,17 @@ Ref<KorRegex> KorRegex::compileExpression(const Text& pattern) {
   if (shape.calls > kMaximumCalls) {
     raiseDoesNotCompile(pattern.view(), "it calls its groups more than 40 times");
   }
+  if (shape.refersToLevels) {
+    raiseDoesNotCompile(pattern.view(), "it refers back to a group at a level of calls");
+  }
+  if (shape.weight > kMaximumWeight) {
+    raiseDoesNotCompile(pattern.view(),
+                        "it has too many character classes or references to names, or is too long to ignore case");
+  }
+  if (shape.weight > weightLeft) {
+    raiseDoesNotCompile(pattern.view(), "the patterns together have too many character classes");
+  }
+  weightLeft -= shape.weight;
   requireStackFor(shape);
   initializeEngine();
   return Ref<KorRegex>::adopt(new KorRegex(NSString::stringWithValidUTF8(pattern.view(), Counting::Atomic), shape));
@@ -208,15 +312,22 @@ std::uint64_t KorRegex::retriesForPlainSearch(std::size_t length) const {
 // nearly always enough; what takes more is searched again with the pattern that calls out, under a clock.
 bool KorRegex::matchesString(const NSString& subject, std::uint64_t retries) const {
   const std::string_view text = subject.view();
+  WorkMeter* const meter = WorkMeter::ofThread();
+  if (meter != nullptr) meter->countBytes(text.size());
   if (lineStart_.has_value() && !lineStart_->mayMatch(text)) return false;
   checkStack();
   const std::uint64_t plain = std::min(retries, retriesForPlainSearch(text.size()));
   if (plain >= std::min(retries, kFewestRetries)) {
-    const int answer = search(compiled_, text, parametersFor({plain, plain}));
+    const int answer = countingRetries(plain, bytesOfRetry(text), [&](std::uint64_t most) {
+      return search(compiled_, text, parametersFor({most, most}));
+    });
+    if (meter != nullptr) meter->look();
     const bool isSettled = !isOutOfRetries(answer) || (plain == retries && text.size() <= kShortSubject);
     if (isSettled) return position(answer, retries).has_value();
   }
-  return matchesWatched(text, retries);
+  const bool isMatch = matchesWatched(text, retries);
+  if (meter != nullptr) meter->look();
+  return isMatch;
 }
 
 bool KorRegex::matchesWatched(std::string_view text, std::uint64_t retries) const {
@@ -227,7 +338,9 @@ bool KorRegex::matchesWatched(std::string_view text, std::uint64_t retries) cons
   Watch watch;
   onig_set_progress_callout_of_match_param(parameters.get(), &Watch::call);
   onig_set_callout_user_data_of_match_param(parameters.get(), &watch);
-  return position(search(pattern, text, parameters.get()), retries).has_value();
+  const int answer = search(pattern, text, parameters.get());
+  watch.settle();
+  return position(answer, retries).has_value();
 }
 
 const re_pattern_buffer* KorRegex::watched() const {
@@ -236,37 +349,50 @@ const re_pattern_buffer* KorRegex::watched() const {
     if (!pattern.has_value()) return;
     requireStackFor(shape_);
     OnigErrorInfo information;
-    (void)compile(*pattern, watched_, information);
+    (void)compile(*pattern, shape_, *ONIG_SYNTAX_ONIGURUMA, watched_, information);
   });
   return watched_;
 }
 
 // The search with a pattern that cannot be made to call out: the clock is looked at between places only, and at one
-// place the pattern may take as many retries as are quick in the worst case, or a thousand; what takes more counts as
-// too long. So one place of such a pattern in a very long text is what may still go on for longer: a thousand times
-// through the rest of the text for each loop. Where the pattern asks for the place where the search began, the whole
-// search is as one place.
+// place the pattern may take as many retries as are quick in the worst case, or a thousand while those go through the
+// text in some tenths of a second; what takes more counts as too long. Where the pattern asks for the place where the
+// search began, the whole search is as one place.
 bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries) const {
-  constexpr std::uint64_t kFewestAtOnePlace = 1'000;
-  const std::uint64_t bound = std::min(retries, std::max(retriesForPlainSearch(text.size()), kFewestAtOnePlace));
+  const std::uint64_t once = bytesOfLoop(shape_, text.size()) + 1;
+  // A step that takes a power of the text's length must be quick; one that goes through the text is, in all but huge
+  // ones.
+  if (shape_.power > 1 && once > kBytesAtOnePlace) raiseSearchTime(retries);
+  const std::uint64_t fewest =
+      std::clamp<std::uint64_t>(kBytesAtOnePlace / once, shape_.power > 1 ? 1 : kFewestRetries, 1'000);
+  const std::uint64_t bound = std::min(retries, std::max(retriesForPlainSearch(text.size()), fewest));
   const auto matches = [&](int answer) {
     if (isOutOfRetries(answer) && bound < retries) raiseSearchTime(retries);
     return position(answer, retries).has_value();
   };
   if (pattern_->view().find("\\G") != std::string_view::npos) {
-    return matches(search(compiled_, text, parametersFor({bound, bound})));
+    return matches(countingRetries(bound, bytesOfRetry(text), [&](std::uint64_t most) {
+      return search(compiled_, text, parametersFor({most, most}));
+    }));
   }
-  OnigMatchParam* parameters = parametersFor({0, bound});
   Watch watch;
+  const std::uint64_t timesAtOnePlace = std::max<std::uint64_t>(shape_.loops, 1) * shape_.repetitions;
   const OnigUChar* end = bytes(text) + text.size();
   for (std::size_t at = 0; at <= text.size(); ++at) {
     if (at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80) continue;  // inside a character
-    if (watch.isOver(static_cast<std::ptrdiff_t>(text.size() - at))) raiseSearchTime(retries);
-    if (matches(onig_match_with_param(compiled_, bytes(text), end, bytes(text) + at, nullptr, ONIG_OPTION_NONE,
-                                      parameters))) {
+    // What is repeated takes time at each place, of which the clock must hear; as work it counts once.
+    if (watch.isOver(static_cast<std::ptrdiff_t>(text.size() - at), timesAtOnePlace)) {
+      watch.settle();
+      raiseSearchTime(retries);
+    }
+    if (matches(countingRetries(bound, bytesOfRetry(text), [&](std::uint64_t most) {
+          return onig_match_with_param(compiled_, bytes(text), end, bytes(text) + at, nullptr, ONIG_OPTION_NONE,
+                                       parametersFor({0, most}));
+        }))) {
       return true;
     }
   }
+  watch.settle();
   return false;
 }
 

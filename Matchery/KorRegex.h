@@ -27,14 +27,18 @@ class KorRegex final : public NSObject {
  public:
   // The longest pattern, in bytes, the deepest nesting of groups in it, in which classes, options for the rest of a
   // group ("(?i)") and quantifiers of quantifiers count as groups, and the most calls of its groups ("\g<name>"), each
-  // of which may double the work of compiling. What is beyond does not compile.
+  // of which may double the work of compiling; and what its classes may weigh, see PatternShape. What is beyond does
+  // not compile.
   static constexpr std::size_t kMaximumPatternLength = std::size_t{64} * 1024;
   static constexpr std::int32_t kMaximumGroupDepth = 100;
   static constexpr std::int32_t kMaximumCalls = 40;
+  static constexpr std::uint64_t kMaximumWeight = 256;
 
   // The pattern compiled. Raises `NSInvalidArgumentException`, with the pattern and the reason, when it does not
   // compile, and `KorTemplateLimitException` when the running thread's stack is too small to compile it.
   static Ref<KorRegex> compileExpression(const Text& pattern);
+  // The same for one of many patterns that may weigh so much together: what this one weighs is taken off.
+  static Ref<KorRegex> compileExpression(const Text& pattern, std::uint64_t& weightLeft);
 
   ~KorRegex() override;
 
@@ -59,6 +63,8 @@ class KorRegex final : public NSObject {
   KorRegex(Ref<NSString> pattern, const PatternShape& shape);
 
   std::uint64_t retriesForPlainSearch(std::size_t length) const;
+  // That the engine may go through between two retries.
+  std::size_t bytesOfRetry(std::string_view text) const noexcept { return shape_.loops > 0 ? text.size() : 1; }
   bool matchesWatched(std::string_view text, std::uint64_t retries) const;
   bool matchesPlaceByPlace(std::string_view text, std::uint64_t retries) const;
   const re_pattern_buffer* watched() const;

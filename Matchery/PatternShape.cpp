@@ -27,6 +27,12 @@ class ShapeReader {
 
   PatternShape read() {
     for (; at_ < pattern_.size() && shape_.depth <= PatternShape::kCounted; ++at_) step();
+    shape_.weight = weight();
+    // Groups that call the next one several times run it as often as that multiplies: most often where each does so
+    // three times.
+    for (std::int32_t calls = shape_.calls; calls > 0; calls -= 3) repeat(3);
+    // What is looked at inside a group that calls itself lies inside itself.
+    if (shape_.power > 1) shape_.power += shape_.calls;
     return shape_;
   }
 
@@ -36,6 +42,7 @@ class ShapeReader {
     std::int32_t opened;   // the levels it opens itself, with the option groups in it
     std::int32_t tallest;  // of what it has held so far
     bool isExtended;       // white space and comments do not count
+    bool looksAround;      // what it holds is looked at from every place anew
   };
 
   // What the options at the start of a group say.
@@ -43,6 +50,23 @@ class ShapeReader {
     bool isExtended;
     bool standAlone;  // "(?x)", not "(?x:"
   };
+
+  std::uint64_t weight() const {
+    constexpr std::uint64_t kOfAnyCase = 4;
+    constexpr std::uint64_t kBytesOfAnyCase = 32;
+    constexpr std::uint64_t kPlainClasses = 32;  // cost no more than one property
+    constexpr std::uint64_t kBytesOfClass = 512;
+    constexpr std::uint64_t kGroupsOfName = 4096;
+    const std::uint64_t others = bytesAroundClasses_ / kBytesOfClass + references_ * namedGroups_ / kGroupsOfName;
+    if (!ignoresCase_) return others + sets_ + openedClasses_ / kPlainClasses;
+    return others + kOfAnyCase * (sets_ + openedClasses_) + pattern_.size() / kBytesOfAnyCase;
+  }
+
+  void notePower(std::int32_t inside) { shape_.power = std::max(shape_.power, 1 + inside); }
+
+  void repeat(std::uint64_t times) {
+    shape_.repetitions = std::min<std::uint64_t>(shape_.repetitions * times, std::uint64_t{1} << 40);
+  }
 
   bool isAt(std::string_view text) const { return pattern_.substr(at_).starts_with(text); }
 
@@ -55,6 +79,7 @@ class ShapeReader {
     } else if (letter == '[') {
       openClass();
     } else if (classes_ > 0) {
+      if (isAt("&&")) ++sets_;
       if (letter == ']' && --classes_ == 0) endAtom(0);
     } else {
       stepOutsideClasses(letter);
@@ -64,6 +89,8 @@ class ShapeReader {
   void stepOverEscape() {
     if (++at_ >= pattern_.size()) return;
     const char letter = pattern_[at_];
+    constexpr std::string_view kTypes = "wWdDsShH";
+    if (letter == 'p' || letter == 'P' || (classes_ > 0 && kTypes.find(letter) != kTypes.npos)) ++sets_;
     stepOverControl();
     if (classes_ > 0) return;
     if (letter == 'g') {
@@ -71,7 +98,21 @@ class ShapeReader {
       shape_.depthOfCalls += depth_ + 1;
     }
     if (letter == 'g' || letter == 'k' || isDigit(letter)) ++shape_.loops;
+    if (letter == 'y' || letter == 'Y' || letter == 'X') {
+      ++shape_.loops;
+      notePower(looks_ + 1);
+    }
+    if (letter == 'k') noteReference();
     endAtom(0);
+  }
+
+  // "\k<name>", "\k'-1'", or one with a level behind the name: a sign that is not its first character.
+  void noteReference() {
+    ++references_;
+    const std::size_t name = at_ + 2;
+    const std::size_t end = pattern_.find_first_of(">'", name);
+    const std::string_view rest = name < end ? pattern_.substr(name, end - name) : std::string_view();
+    if (rest.find_first_of("+-", 1) != rest.npos) shape_.refersToLevels = true;
   }
 
   // Past what "\cX", "\C-X" and "\M-X" stand before, which may be another escape.
@@ -96,6 +137,7 @@ class ShapeReader {
     for (const std::string_view known : kPOSIXBrackets) {
       if (!name.starts_with(known) || !name.substr(known.size()).starts_with(":]")) continue;
       at_ = static_cast<std::size_t>(name.data() - pattern_.data()) + known.size() + 1;
+      ++sets_;
       return;
     }
   }
@@ -130,7 +172,10 @@ class ShapeReader {
   }
 
   void openClass() {
+    if (classes_ == 0) outermostClass_ = at_;
+    bytesAroundClasses_ += at_ - outermostClass_;
     ++classes_;
+    ++openedClasses_;
     shape_.depth = std::max(shape_.depth, classes_);
     noteDepth(classes_ - 1);
     if (at_ + 1 < pattern_.size() && pattern_[at_ + 1] == '^') ++at_;
@@ -143,6 +188,7 @@ class ShapeReader {
 
   void openGroup() {
     ++shape_.loops;
+    if (isAt("(?<") || isAt("(?'")) ++namedGroups_;
     endAtom(0);
     bool isExtended = levels_.back().isExtended;
     if (const std::optional<Options> options = optionsHere()) {
@@ -151,10 +197,11 @@ class ShapeReader {
     }
     // The engine builds an absent operator of several nodes, one inside the other.
     const std::int32_t opened = isAt("(?~") ? 6 : 1;
-    levels_.push_back({opened, 0, isExtended});
+    const bool looksAround = isAt("(?=") || isAt("(?!") || isAt("(?<=") || isAt("(?<!") || isAt("(?~");
+    levels_.push_back({opened, 0, isExtended, looksAround});
+    if (looksAround) notePower(++looks_);
     depth_ += opened;
     noteDepth(0);
-    skipCallout();
   }
 
   // The rest of the group around options that stand alone becomes their content.
@@ -166,40 +213,16 @@ class ShapeReader {
     noteDepth(0);
   }
 
-  // "(?{contents}[tag])", with any number of braces, and "(*NAME[tag]{arguments})": to before what closes them.
-  void skipCallout() {
-    if (isAt("(?{")) {
-      const std::size_t contents = std::min(pattern_.find_first_not_of('{', at_ + 2), pattern_.size());
-      const std::string end(contents - at_ - 2, '}');
-      skipPast(pattern_.find(end, contents), end.size());
-      if (isAfter('[')) skipPast(pattern_.find(']', at_), 1);
-    } else if (isAt("(*")) {
-      skipPast(pattern_.find_first_of("[{)", at_), 0);
-      if (isAfter('[')) skipPast(pattern_.find(']', at_), 1);
-      if (isAfter('{')) skipArguments();
-    }
-  }
-
-  void skipArguments() {
-    while (at_ + 1 < pattern_.size() && pattern_[at_] != '}') at_ += pattern_[at_] == '\\' ? 2 : 1;
-  }
-
-  bool isAfter(char letter) const { return at_ + 1 < pattern_.size() && pattern_[at_ + 1] == letter; }
-
-  // To the last byte of what stands at `found`, or to the end where nothing does.
-  void skipPast(std::size_t found, std::size_t size) {
-    at_ = found == std::string_view::npos ? pattern_.size() : found + size - 1;
-  }
-
   // The options with which the group here begins; absent where it begins otherwise.
-  std::optional<Options> optionsHere() const {
-    if (!isAt("(?") || isAt("(?{")) return {};
+  std::optional<Options> optionsHere() {
+    if (!isAt("(?")) return {};
     bool isExtended = levels_.back().isExtended;
     bool isOn = true;
     for (std::size_t at = at_ + 2; at < pattern_.size(); ++at) {
       const char letter = pattern_[at];
       if (letter == ':' || letter == ')') return Options{isExtended, letter == ')'};
       if (letter == 'x') isExtended = isOn;
+      if (letter == 'i' && isOn) ignoresCase_ = true;
       if (letter == '-') isOn = false;
       if (!isLetter(letter) && letter != '-' && letter != '{' && letter != '}') return {};
     }
@@ -210,6 +233,7 @@ class ShapeReader {
     if (levels_.size() == 1) return;
     const Level closed = levels_.back();
     levels_.pop_back();
+    if (closed.looksAround) --looks_;
     depth_ -= closed.opened;
     endAtom(closed.opened + closed.tallest);
   }
@@ -235,7 +259,7 @@ class ShapeReader {
     // One character is repeated as often as the text is long; what may be empty is repeated as often as it says.
     const char before = at_ > 0 ? pattern_[at_ - 1] : ' ';
     if (!isLetter(before) && before != ']' && before != '.') {
-      shape_.repetitions = std::min<std::uint64_t>(shape_.repetitions * largest, std::uint64_t{1} << 40);
+      repeat(largest);
     }
     at_ = at;
     return true;
@@ -264,9 +288,17 @@ class ShapeReader {
   std::size_t at_ = 0;
   std::int32_t depth_ = 0;
   std::int32_t classes_ = 0;
+  std::int32_t looks_ = 0;  // groups around the place that look around
+  std::uint64_t openedClasses_ = 0;
+  std::size_t outermostClass_ = 0;        // where it begins, of those that are open
+  std::uint64_t bytesAroundClasses_ = 0;  // of the outermost class, before each class in it
+  std::uint64_t references_ = 0;          // to names
+  std::uint64_t namedGroups_ = 0;
+  std::uint64_t sets_ = 0;        // properties, types and brackets in classes, and what they have in common
+  bool ignoresCase_ = false;      // anywhere
   std::int32_t quantifiers_ = 0;  // since the last atom
   std::int32_t height_ = 0;       // of the last atom with them
-  std::vector<Level> levels_{{0, 0, false}};
+  std::vector<Level> levels_{{0, 0, false, false}};
   PatternShape shape_;
 };
 

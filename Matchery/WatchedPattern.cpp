@@ -104,8 +104,9 @@ class Watcher {
     const char next = letterAt(at_ + 2);
     if (std::string_view("pPxo").find(letter) != kNone && next == '{') return atom(sizeTo('}', at_));
     if (letter == 'x' || letter == 'u') return atom(sizeOver(kHexDigits, at_ + 2));
-    // The engine mistakes some loops over "\R", other ones when it calls out between them.
-    if (std::string_view("cCMQR").find(letter) != kNone) return kNone;
+    // The engine mistakes some loops over "\R", other ones when it calls out between them; which characters belong
+    // together it finds by going back over the text, without a call.
+    if (std::string_view("cCMQRyYX").find(letter) != kNone) return kNone;
     if (letter == 'k') return reference(sizeOverName(at_ + 2));
     if (letter == 'g') return atom(sizeOverName(at_ + 2));
     if (kDigits.find(letter) != kNone) return reference(sizeOver(kDigits, at_ + 1));

@@ -57,7 +57,5 @@ set(CPACK_COMPONENT_TOOL_DESCRIPTION "text template engine - program
 Tavlo fills texts with data. This package holds the program that renders a
 template with data from JSON files.")
 set(CPACK_DEBIAN_TOOL_PACKAGE_SHLIBDEPS ON)
-set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "${libraryPackage} (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR})
 
 include(CPack)

@@ -27,7 +27,7 @@ endif()
 configure_file(Packaging/tavlo.pc.in tavlo.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tavlo.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
-# In the system's own folders are the files of a package; elsewhere the program finds the library from its own place.
+# In the system's own folders are the files of a package.
 set(isForSystem FALSE)
 if(PROJECT_IS_TOP_LEVEL AND CMAKE_INSTALL_PREFIX STREQUAL "/usr")
   set(isForSystem TRUE)
@@ -37,8 +37,6 @@ if(TAVLO_TOOL)
 endif()
 if(TAVLO_TOOL AND NOT isForSystem)
   install(FILES Packaging/tavlo.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tool)
-  file(RELATIVE_PATH libraryFromProgram ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-  set_target_properties(tavlo PROPERTIES INSTALL_RPATH "$ORIGIN/${libraryFromProgram}")
 endif()
 if(isForSystem)
   include(Packaging/Debian.cmake)

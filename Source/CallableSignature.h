@@ -40,7 +40,7 @@ concept LentParameter = !std::is_lvalue_reference_v<Parameter> || std::is_const_
 // Whether the parameter can be made of what holds its object. A reference is one to what holds it, or to the host's own
 // object; it would outlive anything that is made for it alone.
 template <class Parameter, class Held>
-constexpr bool takesHeld() {
+consteval bool takesHeld() {
   using Object = std::remove_cvref_t<Parameter>;
   if constexpr (!std::is_reference_v<Parameter>) {
     return std::constructible_from<Parameter, Held>;
@@ -112,7 +112,12 @@ struct CallableSignature {
  private:
   template <class Parameter>
   static constexpr void checkParameter() {
-    static_assert(UsableParameter<Parameter>,
+    using Type = std::remove_cvref_t<Parameter>;
+    constexpr bool kHoldsEveryNumber = !UnfixedEnum<Type> || NamedEnum<Type>;
+    static_assert(kHoldsEveryNumber,
+                  "this enumeration cannot hold every number that a template may pass: declare it with a fixed type, "
+                  "as \"enum class Status\" or \"enum Status : int\", or name its values by describeEnum()");
+    static_assert(UsableParameter<Parameter> || !kHoldsEveryNumber,
                   "this parameter cannot be made from a template's value: it must be a type that "
                   "tavlo::ValueConversion reads, by value or as a const reference");
   }
@@ -222,13 +227,13 @@ struct ArgumentCounts {
 };
 
 template <class Signature>
-constexpr ArgumentCounts argumentCounts() {
+consteval ArgumentCounts argumentCounts() {
   return {Signature::kLeastArguments, Signature::kHasRest ? ArgumentCounts::kAnyNumber : Signature::kMostArguments};
 }
 
 // Whether a number of arguments says which of the callables is meant.
 template <class... Signatures>
-constexpr bool areDistinct() {
+consteval bool areDistinct() {
   constexpr ArgumentCounts kCounts[] = {argumentCounts<Signatures>()...};
   for (std::size_t one = 0; one < sizeof...(Signatures); ++one) {
     for (std::size_t other = one + 1; other < sizeof...(Signatures); ++other) {
@@ -248,7 +253,7 @@ void requirePresent([[maybe_unused]] const T& object, [[maybe_unused]] const cha
 
 // Whether the object, or what it points or refers to, is one of the class.
 template <class Object, class Class>
-constexpr bool standsForObjectOf() {
+consteval bool standsForObjectOf() {
   using Plain = std::remove_reference_t<std::unwrap_reference_t<Object>>;
   if constexpr (std::derived_from<std::remove_cv_t<Plain>, Class>) {
     return true;

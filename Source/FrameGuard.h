@@ -76,7 +76,7 @@ class FrameGuard {
                                               KorTemplateEnvironment& environment, TextBuffer*& text,
                                               Completion& completion) {
   if (statement.kind() == kOutputKind) {
-    if (text == nullptr) text = environment.outputText();
+    if (text == nullptr || text->size() >= KorTemplateEnvironment::kLongText) text = environment.outputText();
     return text != nullptr &&
            static_cast<const KorTemplateOutputStatement&>(statement).executeQuietly(environment, *text);
   }
@@ -93,8 +93,8 @@ class FrameGuard {
   Completion completion = Completion::wentOn();
   for (; index < statements.count() && !completion.isReturn(); ++index) {
     const KorTemplateStatement& statement = *statements[index];
-    environment.step();
     environment.enterStatement(statement);
+    environment.step();
     if (!runQuietly(statement, environment, text, completion)) break;
   }
   return completion;
@@ -107,8 +107,8 @@ class FrameGuard {
   Completion completion = Completion::wentOn();
   for (std::int32_t index = 0; index < statements.count(); ++index) {
     KorTemplateStatement& statement = *statements[index];
-    environment.step();
     environment.enterStatement(statement);
+    environment.step();
     if (!runQuietly(statement, environment, text, completion)) {
       // Most of what returns is a function's body, whose last statement needs no virtual call.
       completion = statement.kind() == kReturnKind

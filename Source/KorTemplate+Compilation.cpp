@@ -2,6 +2,7 @@
 #include <new>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "Foundation/NSException.h"
 #include "Foundation/ObjectArena.h"
@@ -15,13 +16,16 @@ namespace {
 
 // The parser holds the text, and knows in the end where it has been.
 Ref<KorTemplate> compileWith(KorTemplateParser& parser) {
-  ObjectArena arena;
+  constexpr std::size_t kBytesOfNodes = 9;  // about as many as two bytes of template take
+  ObjectArena arena(parser.inputString()->byteLength() / 2 * kBytesOfNodes);
   const ObjectArena::Scope scope(arena);
   Ref<KorTemplate> result = makeRef<KorTemplate>();
   result->setSource(parser.source());
-  while (Ref<KorTemplateStatement> statement = parser.nextStatement()) {
-    result->statements().append(std::move(statement));
-  }
+  constexpr std::size_t kBytesOfStatement = 64;  // of template, about
+  std::vector<Ref<KorTemplateStatement>> statements;
+  statements.reserve(parser.inputString()->byteLength() / kBytesOfStatement + 1);
+  while (Ref<KorTemplateStatement> statement = parser.nextStatement()) statements.push_back(std::move(statement));
+  result->statements().appendMoved(statements);
   return result;
 }
 

@@ -67,7 +67,7 @@ class KorTemplate final : public KorTemplateStatement {
 
  private:
   Ref<KorTemplateSource> source_;
-  KorTemplateChildList<Ref<KorTemplateStatement>> statements_{"statements", "statement"};
+  KorTemplateChildList<Ref<KorTemplateStatement>> statements_{KorTemplateChildListRole::Statements};
 };
 
 }  // namespace tavlo

@@ -10,6 +10,7 @@
 #include "Foundation/NSException.h"
 #include "Foundation/NSNumber.h"
 #include "Foundation/NSString.h"
+#include "Foundation/WorkMeter.h"
 #include "Matchery/KorRegex.h"
 #include "Source/KorTemplateConditionalStatement.h"
 #include "Source/KorTemplateEnvironment.h"
@@ -83,16 +84,12 @@ inline RawValue applyToDoubles(KorTemplateOperator op, double left, double right
   }
 }
 
-// The number as a double where it is one, or an integer of 32 bits; false otherwise.
-inline bool findDouble(RawValue number, double& real) {
-  if (number.isDouble()) {
-    real = number.payload.real;
-    return true;
-  }
-  if (number.kind() != ValueKind::Signed) return false;
-  const std::int64_t integer = number.payload.signedInteger;
-  real = static_cast<double>(integer);
-  return integer == static_cast<std::int32_t>(integer);
+// The same for two numbers that are doubles or integers of 32 bits; absent for all others too.
+inline RawValue applyToRealNumbers(KorTemplateOperator op, RawValue left, RawValue right) {
+  double leftReal = 0;
+  double rightReal = 0;
+  const bool areReal = findDouble(left, leftReal) && findDouble(right, rightReal);
+  return areReal ? applyToDoubles(op, leftReal, rightReal) : RawValue::absent();
 }
 
 RawValue applyToAnyNumbers(KorTemplateOperator op, RawValue left, RawValue right);
@@ -158,9 +155,9 @@ class Textual {
 RawValue joinTextual(Value left, RawValue right, std::uint64_t limit) {
   const Textual leftText(left.peek());
   const Textual rightText(right);
-  if (leftText.counted().text.size() + rightText.counted().text.size() > limit) {
-    raiseLimit(KorTemplateLimit::StringLength, limit);
-  }
+  const std::size_t size = leftText.counted().text.size() + rightText.counted().text.size();
+  if (size > limit) raiseLimit(KorTemplateLimit::StringLength, limit);
+  countWorkOnText(size);
   const RawValue raw = left.leak();
   const NSString* string = stringIn(raw);
   if (string == nullptr || !raw.isOwned() || !string->isUniquelyReferenced()) {
@@ -288,7 +285,7 @@ Value KorTemplateBinaryExpression::operatorAdd(const Value& left, const Value& r
   if (left.isNumber() && right.isNumber()) return left.doubleValue() + right.doubleValue();
   const NSDate* date = dateIn(left);
   if (date != nullptr && right.isNumber()) return date->addTimeInterval(right.doubleValue());
-  return concatenation(left, right, KorTemplateLimits{}.stringLength);
+  return concatenation(left, right, longestString());
 }
 
 Value KorTemplateBinaryExpression::operatorSubtract(const Value& left, const Value& right) const {
@@ -363,9 +360,12 @@ RawValue KorTemplateBinaryExpression::evaluate(KorTemplateEnvironment& environme
 
 RawValue KorTemplateBinaryExpression::evaluateAny(KorTemplateEnvironment& environment) {
   environment.checkStack();
+  environment.step();
+  if (const Name* const name = assignedName(); name != nullptr) [[unlikely]]
+    return assignTo(*name, environment);
   RawValue left = peekExpression(*leftOperand_, environment);
   const bool isLent = !left.isNothing();
-  if (!isLent && leftChain() != nullptr) return evaluateChain(environment);
+  if (!isLent && isLongChain(environment)) return evaluateChain(environment);
   if (op_ == KorTemplateOperatorAssignment) return assign(leftValue(environment), environment).leak();
   if (!isLent) left = leftOperand_->evaluate(environment);
   if (op_ == KorTemplateOperatorMatches && stringIn(left) != nullptr && literalRegex() != nullptr) {
@@ -379,14 +379,8 @@ RawValue KorTemplateBinaryExpression::evaluateAny(KorTemplateEnvironment& enviro
   // Numbers are worked on as they are: they hold no reference.
   RawValue right = peekExpression(*rightOperand_, environment);
   if (right.isNothing()) right = rightOperand_->evaluate(environment);
-  double leftReal = 0;
-  double rightReal = 0;
-  if (findDouble(left, leftReal) && findDouble(right, rightReal)) [[likely]] {
-    const RawValue result = applyToDoubles(op_, leftReal, rightReal);
-    if (result.kind() != ValueKind::Absent) [[likely]]
-      return result;
-  }
-  return combineNumber(left, right, environment);
+  const RawValue result = applyToRealNumbers(op_, left, right);
+  return result.kind() != ValueKind::Absent ? result : combineNumber(left, right, environment);
 }
 
 // Combines a number with the right operand's value, which may be lent.
@@ -402,6 +396,19 @@ RawValue KorTemplateBinaryExpression::combineNumber(RawValue left, RawValue righ
     return joinTextual(Value::adopt(left), right, environment.limitsInForce().stringLength);
   }
   return applyToValues(Value::adopt(left), Value::adopt(right), environment).leak();
+}
+
+// The variable that is assigned to, where it has no key path; null for everything else.
+const Name* KorTemplateBinaryExpression::assignedName() const noexcept {
+  const bool isAssigned = op_ == KorTemplateOperatorAssignment && leftOperand_->kind() == kVariableKind;
+  return isAssigned ? static_cast<const KorTemplateVariableExpression&>(*leftOperand_).plainName() : nullptr;
+}
+
+// Whether the left operand is an operator, but for one of two numbers that live somewhere, which takes few steps.
+bool KorTemplateBinaryExpression::isLongChain(const KorTemplateEnvironment& environment) const noexcept {
+  const KorTemplateBinaryExpression* const left = leftChain();
+  return left != nullptr && !(peekExpression(*left->leftOperand_, environment).isNumber() &&
+                              peekExpression(*left->rightOperand_, environment).isNumber());
 }
 
 // The strings and numbers that a chain of additions joins to one text, where all of them live somewhere.
@@ -444,10 +451,12 @@ class KorTemplateBinaryExpression::QuietParts {
   std::size_t size_ = 0;
 };
 
-bool KorTemplateBinaryExpression::appendQuietly(const KorTemplateEnvironment& environment, TextBuffer& text) const {
+bool KorTemplateBinaryExpression::appendQuietly(KorTemplateEnvironment& environment, TextBuffer& text) const {
   QuietParts parts;
-  if (!parts.find(*this, environment) || parts.size() > text.capacity() - text.size()) return false;
-  parts.forEach([&](RawValue part) { KorTemplateEnvironment::appendOutput(part, text); });
+  if (!parts.find(*this, environment)) return false;
+  const std::size_t room = std::min(text.capacity() - text.size(), KorTemplateEnvironment::kLongText - 1);
+  if (parts.size() > room) return false;
+  parts.forEach([&](RawValue part) { environment.appendOutput(part, text); });
   return true;
 }
 
@@ -455,6 +464,7 @@ bool KorTemplateBinaryExpression::appendQuietly(const KorTemplateEnvironment& en
 RawValue KorTemplateBinaryExpression::joinQuietly(const KorTemplateEnvironment& environment) const {
   QuietParts parts;
   if (!parts.find(*this, environment)) return RawValue::nothing();
+  countWorkOnText(parts.size());
   const auto write = [&parts](char* out, std::uint32_t& length) {
     parts.forEach([&](RawValue part) {
       const NSString* string = stringIn(part);
@@ -489,6 +499,7 @@ RawValue KorTemplateBinaryExpression::evaluateChain(KorTemplateEnvironment& envi
     }
     ++length;
   }
+  environment.countSteps(length - 1);  // the last one is counted already
   Value value;
   for (std::size_t index = length; index > 0; --index) {
     const KorTemplateBinaryExpression& node = index > kShort ? *longChain[index - 1 - kShort] : *shortChain[index - 1];
@@ -516,6 +527,14 @@ RawValue KorTemplateBinaryExpression::combine(Value left, KorTemplateEnvironment
     return joinTextual(std::move(left), right.peek(), environment.limitsInForce().stringLength);
   }
   return applyToValues(std::move(left), right, environment).leak();
+}
+
+RawValue KorTemplateBinaryExpression::assignTo(const Name& name, KorTemplateEnvironment& environment) const {
+  Value right = Value::adopt(rightOperand_->evaluate(environment));
+  requireOperands(Value::null(), right);
+  right = forStorage(std::move(right));
+  environment.setVariable(name, right);
+  return right.leak();
 }
 
 // The value is taken, not lent: the variable keeps it.

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "Foundation/Name.h"
 #include "Source/KorTemplateExpression.h"
 #include "Source/KorTemplateOperator.h"
 
@@ -53,7 +54,7 @@ class KorTemplateBinaryExpression final : public KorTemplateExpression {
   RawValue evaluate(KorTemplateEnvironment& environment) override;
   // Appends the value where it is the text of strings and numbers that live somewhere, one behind the other, without
   // making a string of it; false, and nothing done, for every other value. Runs nobody's code.
-  bool appendQuietly(const KorTemplateEnvironment& environment, TextBuffer& text) const;
+  bool appendQuietly(KorTemplateEnvironment& environment, TextBuffer& text) const;
   Ref<KorTemplateExpression> copyWithZone(NSZone* zone = nullptr) const override;
 
   const char* className() const override { return "KorTemplateBinaryExpression"; }
@@ -63,11 +64,14 @@ class KorTemplateBinaryExpression final : public KorTemplateExpression {
   class QuietParts;
 
   const KorTemplateBinaryExpression* leftChain() const noexcept;
+  const Name* assignedName() const noexcept;
+  bool isLongChain(const KorTemplateEnvironment& environment) const noexcept;
   const KorRegex* literalRegex() const noexcept;
   RawValue joinQuietly(const KorTemplateEnvironment& environment) const;
   [[gnu::noinline]] RawValue evaluateAny(KorTemplateEnvironment& environment);
   RawValue evaluateChain(KorTemplateEnvironment& environment) const;
   Value leftValue(KorTemplateEnvironment& environment) const;
+  RawValue assignTo(const Name& name, KorTemplateEnvironment& environment) const;
   Value assign(const Value& left, KorTemplateEnvironment& environment) const;
   static void requireOperands(const Value& left, const Value& right);
   RawValue combine(Value left, KorTemplateEnvironment& environment) const;

@@ -1,5 +1,6 @@
 #include "Source/KorTemplateCallbackStream.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "Foundation/NSException.h"
@@ -22,7 +23,8 @@ void KorTemplateCallbackStream::write(const Text& text) {
     if (!text.view().empty()) callback_(text.view());
     return;
   }
-  if (gathered_.empty()) gathered_.reserve(capacity_);
+  constexpr std::size_t kMostReserved = std::size_t{64} * 1024;
+  if (gathered_.empty()) gathered_.reserve(std::min(capacity_, kMostReserved));
   gathered_ += text.view();
 }
 

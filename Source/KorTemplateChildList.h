@@ -1,8 +1,15 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
+#include <memory>
+#include <span>
+#include <stdexcept>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -30,12 +37,26 @@ inline bool areEqualItems(const Name& left, const Name& right) {
   return left == right;
 }
 
+// Which list of a node it is, for failed checks to name.
+enum class KorTemplateChildListRole : std::uint8_t {
+  Statements,
+  TrueStatements,
+  FalseStatements,
+  LoopStatements,
+  Arguments,
+  ArgumentExpressions,
+  Frames
+};
+
 // The ordered children of a node: nodes by reference, or names. Every mutator checks before it changes anything.
 template <class Item>
 class KorTemplateChildList {
  public:
-  // The names appear in failed checks: ("loopStatements", "loopStatement").
-  KorTemplateChildList(const char* listName, const char* itemName) : listName_(listName), itemName_(itemName) {}
+  explicit KorTemplateChildList(KorTemplateChildListRole role) noexcept : role_(role) {}
+  ~KorTemplateChildList() {
+    std::destroy_n(items_, size_);
+    if (items_ != nullptr) Memory().deallocate(items_, capacity_);
+  }
   KorTemplateChildList(const KorTemplateChildList&) = delete;
   KorTemplateChildList& operator=(const KorTemplateChildList&) = delete;
 
@@ -43,7 +64,7 @@ class KorTemplateChildList {
   std::int32_t count() const noexcept { return static_cast<std::int32_t>(count_); }
   bool empty() const noexcept { return count_ == 0; }
   // Unchecked: `index` is below count().
-  const Item& operator[](std::int32_t index) const noexcept { return items_[static_cast<std::size_t>(index)]; }
+  const Item& operator[](std::int32_t index) const noexcept { return items_[index]; }
   // Raises `NSRangeException` outside the list.
   const Item& at(std::int32_t index) const {
     if (index < 0 || index >= count()) {
@@ -51,8 +72,8 @@ class KorTemplateChildList {
     }
     return (*this)[index];
   }
-  auto begin() const noexcept { return items_.begin(); }
-  auto end() const noexcept { return items_.begin() + static_cast<std::ptrdiff_t>(count_); }
+  const Item* begin() const noexcept { return items_; }
+  const Item* end() const noexcept { return items_ + count_; }
   // Hands each item to `body`, which may change the list.
   template <class Body>
   void forEach(const Body& body) const {
@@ -67,21 +88,24 @@ class KorTemplateChildList {
   void set(const ListArgument<Item>& value) {
     requireParameter(!value.isAbsent(), "value != nil");
     for (const Item& item : value) requireItem(item);
-    Items copy(value.begin(), value.end());
-    items_.swap(copy);
-    count_ = items_.size();
+    KorTemplateChildList copy(role_);
+    copy.reserve(value.size());
+    for (const Item& item : value) copy.append(item);
+    swap(copy);
   }
   void insert(const Item& item, std::int32_t index) {
     requireItem(item);
     requireIndex(index, index <= count(), "<=");
-    items_.insert(items_.begin() + index, item);
+    put(item);
+    std::rotate(items_ + index, items_ + size_ - 1, items_ + size_);
     ++count_;
   }
   void add(const Item& item) { insert(item, count()); }
   void removeAt(std::int32_t index) {
     requireIndex(index, index < count(), "<");
-    const Item removed = std::move(items_[static_cast<std::size_t>(index)]);  // let go of last
-    items_.erase(items_.begin() + index);
+    std::rotate(items_ + index, items_ + index + 1, items_ + size_);
+    const Item removed = std::move(items_[--size_]);  // let go of last
+    std::destroy_at(items_ + size_);
     --count_;
   }
   // The first equal one; where there is none, the index check of removeAt() fails.
@@ -96,19 +120,16 @@ class KorTemplateChildList {
     removeAt(index < count() ? index : -1);
   }
   // One at a time from the front, as far as anybody can see.
-  void removeAll() {
-    count_ = 0;
-    const Items removed = std::exchange(items_, {});
+  void removeAll() noexcept {
+    KorTemplateChildList removed(role_);
+    swap(removed);
   }
 
   // What the engine uses where the checks have been made: items that are taken from the end stay behind it, as spare
   // ones for the next.
 
   // The item behind the last, as it was left there; null where there is none.
-  Item* spare() noexcept {
-    Item* const next = items_.data() + count_;
-    return next != items_.data() + items_.size() ? next : nullptr;
-  }
+  Item* spare() noexcept { return count_ < size_ ? items_ + count_ : nullptr; }
   // Unchecked: the list is not empty.
   const Item& last() const noexcept { return items_[count_ - 1]; }
   void takeSpare() noexcept { ++count_; }
@@ -116,44 +137,87 @@ class KorTemplateChildList {
     if (Item* left = spare()) {
       *left = std::move(item);
     } else {
-      constexpr std::size_t kFew = 4;  // most bodies and argument lists hold no more
-      if (items_.capacity() == 0) items_.reserve(kFew);
-      items_.push_back(std::move(item));
+      put(std::move(item));
     }
     ++count_;
   }
+  // Takes all of them over, in room for no more.
+  void appendMoved(std::span<Item> items) {
+    leaveSpare(0);
+    reserve(size_ + items.size());
+    for (Item& item : items) put(std::move(item));
+    count_ = size_;
+  }
   // Lets go of most spare ones, where there are very many.
   void trimSpare() noexcept {
-    constexpr std::size_t kMostSpare = 1024;
-    if (items_.size() - count_ > kMostSpare) [[unlikely]]
-      items_.erase(items_.begin() + static_cast<std::ptrdiff_t>(count_ + kMostSpare), items_.end());
+    constexpr std::uint32_t kMostSpare = 1024;
+    if (size_ - count_ > kMostSpare) [[unlikely]]
+      leaveSpare(kMostSpare);
   }
   // Leaves the last item as the first spare one.
   void leaveLast() noexcept { --count_; }
   // Takes the last item away, and the spare ones with it.
   Item takeLast() noexcept {
     Item last = std::move(items_[--count_]);
-    items_.resize(count_);
+    leaveSpare(0);
     return last;
   }
 
  private:
-  using Items = std::vector<Item, ObjectArena::Allocator<Item>>;
+  using Memory = ObjectArena::Allocator<Item>;
 
+  static_assert(std::is_nothrow_move_constructible_v<Item> && std::is_nothrow_move_assignable_v<Item>);
+
+  void swap(KorTemplateChildList& other) noexcept {
+    std::swap(items_, other.items_);
+    std::swap(count_, other.count_);
+    std::swap(size_, other.size_);
+    std::swap(capacity_, other.capacity_);
+  }
+  void leaveSpare(std::uint32_t spare) noexcept {
+    while (size_ > count_ + spare) {
+      const Item removed = std::move(items_[--size_]);
+      std::destroy_at(items_ + size_);
+    }
+  }
+  // One more behind all that there are; it may be one of them.
+  void put(Item item) {
+    constexpr std::size_t kFew = 4;  // most bodies and argument lists hold no more
+    if (size_ == capacity_) [[unlikely]]
+      reserve(std::max(kFew, std::size_t{capacity_} * 2));
+    std::construct_at(items_ + size_++, std::move(item));
+  }
+  void reserve(std::size_t capacity) {
+    if (capacity <= capacity_) return;
+    if (capacity > std::numeric_limits<std::int32_t>::max()) throw std::length_error("too many children");
+    Item* const items = Memory().allocate(capacity);
+    std::uninitialized_move_n(items_, size_, items);
+    std::destroy_n(items_, size_);
+    if (items_ != nullptr) Memory().deallocate(items_, capacity_);
+    items_ = items;
+    capacity_ = static_cast<std::uint32_t>(capacity);
+  }
+  // What messages call the list; an item's name is the same without the last letter.
+  std::string_view name() const noexcept {
+    constexpr std::string_view kNames[] = {"statements", "trueStatements",      "falseStatements", "loopStatements",
+                                           "arguments",  "argumentExpressions", "frames"};
+    return kNames[static_cast<std::size_t>(role_)];
+  }
   void requireItem(const Item& item) const {
     if (isAbsentItem(item)) [[unlikely]]
-      failParameter((std::string(itemName_) + " != nil").c_str());
+      failParameter((std::string(name().substr(0, name().size() - 1)) + " != nil").c_str());
   }
   void requireIndex(std::int32_t index, bool belowBound, const char* relation) const {
     if (index >= 0 && belowBound) [[likely]]
       return;
-    failParameter(("index >= 0 && index " + std::string(relation) + " [" + listName_ + " count]").c_str());
+    failParameter(("index >= 0 && index " + std::string(relation) + " [" + std::string(name()) + " count]").c_str());
   }
 
-  const char* listName_;
-  const char* itemName_;
-  Items items_;  // the first count_ of them are the list
-  std::size_t count_ = 0;
+  Item* items_ = nullptr;    // owned; null without capacity
+  std::uint32_t count_ = 0;  // of the items in the list
+  std::uint32_t size_ = 0;   // of those and the spare ones
+  std::uint32_t capacity_ = 0;
+  KorTemplateChildListRole role_;
 };
 
 }  // namespace tavlo

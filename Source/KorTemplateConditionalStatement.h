@@ -80,8 +80,8 @@ class KorTemplateConditionalStatement final : public KorTemplateStatement {
   Ref<KorTemplateConditionalStatement> copyWithoutLastFalse(const KorTemplateConditionalStatement*& lastFalse) const;
 
   Ref<KorTemplateExpression> expression_;
-  KorTemplateChildList<Ref<KorTemplateStatement>> trueStatements_{"trueStatements", "trueStatement"};
-  KorTemplateChildList<Ref<KorTemplateStatement>> falseStatements_{"falseStatements", "falseStatement"};
+  KorTemplateChildList<Ref<KorTemplateStatement>> trueStatements_{KorTemplateChildListRole::TrueStatements};
+  KorTemplateChildList<Ref<KorTemplateStatement>> falseStatements_{KorTemplateChildListRole::FalseStatements};
 };
 
 }  // namespace tavlo

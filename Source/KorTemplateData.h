@@ -47,11 +47,11 @@ class KorTemplateData {
     for (const auto& entry : entries) add(std::string_view(entry.first), valueOf(entry.second));
   }
   // The properties of an object of the host's that has described its class, each read once. The object must outlive
-  // the values that refer to it.
+  // the values that refer to it. Raises what a getter raises, and `NSInvalidArgumentException` for a getter that
+  // changes the object where that is a constant.
   template <class T>
   requires(Described<std::remove_const_t<T>> && !NamedValues<std::remove_const_t<T>>) KorTemplateData(T& object)
-      : KorTemplateData(hostClass<std::remove_const_t<T>>().keys(),
-                        hostReference(const_cast<std::remove_const_t<T>&>(object))) {}  // NOLINT(*-const-cast): read
+      : KorTemplateData(hostClass<std::remove_const_t<T>>().keys(), hostReference(object)) {}
   // NOLINTEND(google-explicit-constructor)
 
   void add(const Name& name, const Value& value);

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Foundation/Description.h"
+#include "Foundation/Lasting.h"
 #include "Foundation/LazyList.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
@@ -17,17 +18,17 @@ namespace tavlo {
 namespace {
 
 const Name& indexName() {
-  static const Name name("@@index");
-  return name;
+  static const Lasting<Name> name("@@index");
+  return name.object;
 }
 
-// Whether the frame may serve the next iteration: it is the current one still, in the scope it was pushed for, nobody
-// else holds it, and no host's code runs when it lets go of its variables.
-inline bool mayServeAgain(const KorTemplateEnvironment& environment, const KorTemplateStackFrame* frame,
-                          std::uint64_t scope) {
+// Whether the frame may serve the next iteration, and is ready for it: it is the current one still, in the scope it was
+// pushed for, nobody else holds it, and no host's code runs when it lets go of its variables.
+inline bool mayServeAgain(const KorTemplateEnvironment& environment, KorTemplateStackFrame* frame, std::uint64_t scope,
+                          bool hasVariable) {
   const KorTemplateStack* stack = environment.stack().get();
   if (frame == nullptr || stack == nullptr || stack->current() != frame) return false;
-  return frame->scope() == scope && frame->hasOneReference() && frame->canResetQuietly();
+  return frame->scope() == scope && frame->hasOneReference() && frame->leaveIteration(hasVariable);
 }
 
 // Takes the next element of a list that may change while it is walked; absent at the end.
@@ -91,6 +92,8 @@ template <class Next>
 Completion KorTemplateEnumerationStatement::executeLoop(KorTemplateEnvironment& environment, bool mayKeepFrame,
                                                         const Next& takeNext) {
   Next next = takeNext;
+  const Name& nameOfIndex = indexName();
+  const bool hasVariable = loopVariable_ != nameOfIndex;  // beside the index
   std::uint32_t index = 0;
   for (Value element = next(); !element.isAbsent(); element = next()) {
     requireParameter(!loopVariable_.isAbsent(), "name != nil");
@@ -98,21 +101,21 @@ Completion KorTemplateEnumerationStatement::executeLoop(KorTemplateEnvironment& 
     KorTemplateStackFrame* const frame = guard.push();
     const std::uint64_t scope = frame == nullptr ? 0 : frame->scope();
     if (frame != nullptr) {
-      frame->bindLoop(loopVariable_, std::move(element), indexName(), static_cast<std::int32_t>(index));
+      frame->bindLoop(loopVariable_, std::move(element), nameOfIndex, static_cast<std::int32_t>(index));
     }
     for (;;) {
       environment.step();
       const Completion completion = executeStatements(loopStatements_, environment);
       if (completion.isReturn()) return guard.pop(completion);
       ++index;
-      if (!mayKeepFrame || !mayServeAgain(environment, frame, scope)) break;
+      if (!mayKeepFrame || !mayServeAgain(environment, frame, scope, hasVariable)) break;
       environment.leaveTo(this);
       element = next();
       if (element.isAbsent()) {
         guard.pop();
         return Completion::wentOn();
       }
-      frame->rebindLoop(loopVariable_, std::move(element), indexName(), static_cast<std::int32_t>(index));
+      frame->rebindLoop(hasVariable, std::move(element), static_cast<std::int32_t>(index));
     }
     guard.pop();
     environment.leaveTo(this);

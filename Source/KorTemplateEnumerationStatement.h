@@ -57,7 +57,7 @@ class KorTemplateEnumerationStatement final : public KorTemplateStatement {
 
   Ref<KorTemplateExpression> expression_;
   Name loopVariable_;
-  KorTemplateChildList<Ref<KorTemplateStatement>> loopStatements_{"loopStatements", "loopStatement"};
+  KorTemplateChildList<Ref<KorTemplateStatement>> loopStatements_{KorTemplateChildListRole::LoopStatements};
 };
 
 }  // namespace tavlo

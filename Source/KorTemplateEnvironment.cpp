@@ -1,7 +1,6 @@
 #include "Source/KorTemplateEnvironment.h"
 
 #include <algorithm>
-#include <limits>
 #include <string>
 
 #include "Foundation/Description.h"
@@ -111,8 +110,9 @@ void KorTemplateEnvironment::setDiagnosticCallback(DiagnosticCallback callback) 
 
 void KorTemplateEnvironment::writeOutput(RawValue value) {
   // The commonest stream and the commonest values: the text goes where it belongs.
-  TextBuffer* const text = outputText();
-  if (text != nullptr && appendOutput(value, *text)) return;
+  if (TextBuffer* const text = outputText()) {
+    if (appendOutput(value, *text)) return;
+  }
   if (value.kind() == ValueKind::Absent) return writeToStream(Text());
   if (value.isNumber()) {
     char digits[kNumberTextSize];
@@ -120,19 +120,23 @@ void KorTemplateEnvironment::writeOutput(RawValue value) {
   }
   const Value held = Value::retaining(value);  // what follows may be a host's code
   if (const NSString* string = held.string()) return writeToStream(Text(string));
-  writeToStream(Text(Description::of(held, limitsInForce_.stringLength)));
+  writeToStream(Text(Description::of(held, limitsInForce().stringLength)));
 }
 
 void KorTemplateEnvironment::writeText(std::string_view text) {
-  TextBuffer* const buffer = outputText();
-  if (buffer != nullptr) return buffer->append(text);
-  writeToStream(text);
+  TextBuffer* const buffer = text.size() < kLongText ? outputText() : nullptr;
+  if (buffer == nullptr) return writeToStream(text);
+  buffer->append(text);
+  countBytes(text.size());
 }
 
 void KorTemplateEnvironment::writeLentText(std::string_view text) {
   constexpr std::size_t kMostKept = std::size_t{64} * 1024;
-  TextBuffer* const buffer = outputText();
-  if (buffer != nullptr) return buffer->append(text);
+  TextBuffer* const buffer = text.size() < kLongText ? outputText() : nullptr;
+  if (buffer != nullptr) {
+    buffer->append(text);
+    return countBytes(text.size());
+  }
   std::string copy = std::exchange(lentText_, {});  // a stream may write while it is written to
   copy = text;
   writeToStream(copy);
@@ -146,11 +150,13 @@ bool KorTemplateEnvironment::appendNumber(RawValue value, TextBuffer& text) {
 
 // The stream is the one that is current once the text is known; it may replace itself.
 void KorTemplateEnvironment::writeToStream(const Text& text) {
+  meter_.countOutput(text.view().size());
   const Ref<KorTemplateStream> stream = outputStream_;
   if (stream != nullptr) stream->write(text);
 }
 
 void KorTemplateEnvironment::writeDiagnostic(const Text& text) {
+  countBytes(text.view().size());
   flushOutput();
   const Ref<KorTemplateStream> stream = errorStream_;
   if (stream != nullptr) stream->write(text);
@@ -229,6 +235,7 @@ void KorTemplateEnvironment::reset() {
   failure_.reset();
   failedStatement_ = {};
   outputStream_ = remembered_->outputStream;
+  settleOutput();
   errorStream_ = remembered_->errorStream;
   if (functionsChanged_) {
     NameMap<Ref<KorTemplateFunction>> functions;
@@ -236,24 +243,29 @@ void KorTemplateEnvironment::reset() {
     std::swap(functions_, functions);
     functionsChanged_ = false;
   }
-  resetStack();
-  if (KorTemplateStackFrame* const frame = stack_->current()) {
-    for (const auto& entry : remembered_->globals) frame->set(entry.name, entry.value);
-  }
+  const Ref<KorTemplateStack> stack = resetStack();
+  for (const auto& entry : remembered_->globals) stack->current()->set(entry.name, entry.value);
 }
 
-void KorTemplateEnvironment::resetStack() {
-  Ref<KorTemplateStack> stack = std::exchange(stack_, nullptr);  // the ends of its values may run a host's code
-  if (stack == nullptr || !stack->hasOneReference() || !stack->resetToFirstFrame()) {
-    stack = KorTemplateStack::stack();
-    stack->push(KorTemplateStackFrame::stackFrame());
+// The ends of values may run a host's code, which may set another stack: this one is kept here meanwhile, and takes the
+// place of that.
+Ref<KorTemplateStack> KorTemplateEnvironment::resetStack() {
+  const bool isOwn = stack_ != nullptr && stack_->hasOneReference() && stack_->canResetToFirstFrame();
+  Ref<KorTemplateStack> made;
+  if (!isOwn) {
+    made = KorTemplateStack::stack();
+    made->push(KorTemplateStackFrame::stackFrame());
   }
-  stack_ = stack;
+  const Ref<KorTemplateStack> old = std::exchange(stack_, nullptr);
+  if (isOwn) old->resetToFirstFrame();
+  const Ref<KorTemplateStack>& ready = isOwn ? old : made;
+  const Ref<KorTemplateStack> other = std::exchange(stack_, ready);
+  return ready;
 }
 
 FailureWatch::SharedTrace KorTemplateEnvironment::traceInHand() noexcept {
   FailureWatch::SharedTrace trace = watch_.traceOfCurrentException(position());
-  if (!reachedLimit_.has_value()) return trace;
+  if (limitTrace_ == nullptr) return trace;
   try {
     throw;
   } catch (const KorTemplateLimitException&) {
@@ -264,33 +276,32 @@ FailureWatch::SharedTrace KorTemplateEnvironment::traceInHand() noexcept {
 }
 
 void KorTemplateEnvironment::noteLimit(const KorTemplateLimitException& limit) {
-  if (reachedLimit_.has_value() || executionDepth_ == 0) return;
-  limitTrace_ = watch_.traceOfCurrentException(position());
-  reachedLimit_ = limit;
-  fuel_ = 0;
-}
-
-void KorTemplateEnvironment::refuel() {
-  fuel_ = 0;
-  if (reachedLimit_.has_value()) throw KorTemplateLimitException(*reachedLimit_);
-  fuel_ = std::numeric_limits<std::int64_t>::max();
+  if (executionDepth_ == 0) return;
+  if (limitTrace_ == nullptr) limitTrace_ = watch_.traceOfCurrentException(position());
+  meter_.noteReached(limit);
 }
 
 void KorTemplateEnvironment::raiseFunctionDepth() {
   ++functionsLeft_;
-  raiseLimit(KorTemplateLimit::FunctionDepth, static_cast<std::uint64_t>(limitsInForce_.functionDepth));
+  raiseLimit(KorTemplateLimit::FunctionDepth, static_cast<std::uint64_t>(std::max(limitsInForce().functionDepth, 0)));
+}
+
+void KorTemplateEnvironment::takeNextLimits() noexcept {
+  meter_.setLimits(*nextLimits_);
+  nextLimits_ = nullptr;
+  settleOutput();
 }
 
 void KorTemplateEnvironment::beginExecution() {
   if (executionDepth_ == 0) {
-    limitsInForce_ = limits_;
-    functionsLeft_ = std::max(limits_.functionDepth, 0);
-    stackGuard_ = StackGuard::forThisThread(limits_.stackLeft);
-    fuel_ = 0;  // refilled, or refused, at the first step
+    if (nextLimits_ != nullptr) takeNextLimits();
+    functionsLeft_ = std::max(meter_.limits().functionDepth, 0);
+    meter_.begin(cancellation_.get(), profile_.get());
     failedStatement_ = {};
     failure_.reset();
     popFailed_ = false;
   }
+  stackGuard_ = StackGuard::forThisThread(meter_.limits().stackLeft);
   ++executionDepth_;
 }
 
@@ -298,9 +309,10 @@ void KorTemplateEnvironment::endExecution(const KorTemplateStatement* outer) noe
   statement_ = outer;  // what ran on this level may be gone with its template
   if (--executionDepth_ > 0) return;
   if (stack_ != nullptr) stack_->trimSpareFrames();
-  reachedLimit_.reset();
+  meter_.end();
   limitTrace_ = nullptr;
   watch_.clear();
+  if (!parked_.empty()) parkedObjects_ = std::unordered_set<const NSObject*>();
   // Their ends may run a host's code.
   const std::vector<Ref<NSObject>> parked = std::exchange(parked_, {});
   const std::vector<Ref<KorTemplateStream>> streams = std::exchange(replacedStreams_, {});
@@ -308,6 +320,8 @@ void KorTemplateEnvironment::endExecution(const KorTemplateStatement* outer) noe
 }
 
 void KorTemplateEnvironment::leave() {
+  if (hasReachedLimit()) [[unlikely]]
+    raiseReachedLimit();
   if (executionDepth_ == 1) deliverOutput();
 }
 
@@ -331,6 +345,7 @@ void KorTemplateEnvironment::setOutputStream(const Ref<KorTemplateStream>& value
     replacedStreams_.push_back(outputStream_);
   }
   outputStream_ = value;
+  settleOutput();
 }
 
 void KorTemplateEnvironment::deliverOutput() {

@@ -6,6 +6,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -18,12 +19,16 @@
 #include "Foundation/Value.h"
 #include "Foundation/ValueConversion+Scalars.h"
 #include "Source/ArgumentStorage.h"
+#include "Source/ExecutionMeter.h"
 #include "Source/FailureWatch.h"
 #include "Source/KorTemplateActivation.h"
+#include "Source/KorTemplateCancellation.h"
 #include "Source/KorTemplateFailure.h"
+#include "Source/KorTemplateFileDescriptorStream.h"
 #include "Source/KorTemplateFunction.h"
 #include "Source/KorTemplateLayer.h"
 #include "Source/KorTemplateObserver.h"
+#include "Source/KorTemplateProfile.h"
 #include "Source/KorTemplateResult.h"
 #include "Source/KorTemplateStack.h"
 #include "Source/KorTemplateStream.h"
@@ -97,11 +102,23 @@ class KorTemplateEnvironment final : public NSObject {
     setValueForGlobalVariableWithName(valueOf(std::forward<T>(object)), name);
   }
 
-  const KorTemplateLimits& limits() const noexcept { return limits_; }
+  const KorTemplateLimits& limits() const noexcept { return nextLimits_ == nullptr ? meter_.limits() : *nextLimits_; }
   // Takes effect when the next outermost execution begins.
-  void setLimits(const KorTemplateLimits& limits) { limits_ = limits; }
+  void setLimits(const KorTemplateLimits& limits) { nextLimits_ = std::make_unique<const KorTemplateLimits>(limits); }
   // Those of the execution that runs.
-  const KorTemplateLimits& limitsInForce() const noexcept { return limitsInForce_; }
+  const KorTemplateLimits& limitsInForce() const noexcept { return meter_.limits(); }
+
+  // What may ask executions to end; absent for nobody. Takes effect when the next outermost execution begins.
+  const Ref<KorTemplateCancellation>& cancellation() const noexcept { return cancellation_; }
+  void setCancellation(const Ref<KorTemplateCancellation>& value) { replace(cancellation_, value); }
+
+  // Gathers where the time of executions goes, which makes them slower; absent for nobody. Takes effect when the next
+  // outermost execution begins.
+  const Ref<KorTemplateProfile>& profile() const noexcept { return profile_; }
+  void setProfile(const Ref<KorTemplateProfile>& value) { replace(profile_, value); }
+
+  // The steps, as `KorTemplateLimits` counts them, of the outermost execution that runs, or of the last one.
+  std::uint64_t stepsTaken() const noexcept { return meter_.stepsTaken(); }
 
   // Where the statement stands at which the last outermost execution failed; nowhere when it did not.
   SourceRange failedStatement() const noexcept { return failedStatement_; }
@@ -119,8 +136,9 @@ class KorTemplateEnvironment final : public NSObject {
 
   // For environments that serve one request after another. remember() notes the globals, the functions and the streams
   // as they are; reset() goes back to what was noted last, or else to an environment as it is made, with a stack of one
-  // frame, also after an execution that failed. Layer, limits, observer and callback stay as they are. A value that was
-  // a global is the very same one afterwards. Both raise `NSInternalInconsistencyException` while a template runs.
+  // frame, also after an execution that failed. Layer, limits, cancellation, profile, observer and callback stay. A
+  // value that was a global is the very same one afterwards. Both raise `NSInternalInconsistencyException` while a
+  // template runs.
   void remember();
   void reset();
 
@@ -161,16 +179,20 @@ class KorTemplateEnvironment final : public NSObject {
 
   // The text to which output is appended, where that runs nobody else's code; null otherwise.
   TextBuffer* outputText() const noexcept {
-    KorTemplateStream* stream = outputStream_.get();
-    const bool isText = stream != nullptr && stream->kind() == kStringStreamKind;
-    return isText ? static_cast<KorTemplateStringStream*>(stream)->target() : nullptr;
+    if (directOutput_ != nullptr) return directOutput_->target();
+    return directFile_ == nullptr ? nullptr : directFile_->target();
   }
-  // Appends a string or a number to such a text; false for every other value.
-  static bool appendOutput(RawValue value, TextBuffer& text) {
+  // From so many bytes on a text is written as a whole, which a file takes as it is.
+  static constexpr std::size_t kLongText = KorTemplateFileDescriptorStream::kCapacity;
+  // Appends a string or a number to such a text; false for every other value, and for a long text.
+  bool appendOutput(RawValue value, TextBuffer& text) {
     if (value.kind() != ValueKind::Object) return value.isNumber() && appendNumber(value, text);
     if (value.payload.object->kind() != ObjectKind::String) return false;
     const auto& string = static_cast<const NSString&>(*value.payload.object);
+    if (string.byteLength() >= kLongText) [[unlikely]]
+      return false;
     text.append(string.view());
+    countBytes(string.byteLength());
     return true;
   }
   // Writes the text of one output statement; the value may be lent, and is not the null object.
@@ -189,18 +211,22 @@ class KorTemplateEnvironment final : public NSObject {
   // The failure that the exception in hand is, for who answers with it; the exception goes along.
   KorTemplateFailure failureInHand() noexcept;
 
-  // Counts a statement, an iteration or a call. Raises a limit that was reached before in this execution.
-  void step() {
-    if (--fuel_ < 0) [[unlikely]]
-      refuel();
-  }
+  // Counts a statement, an iteration, a call or an operator. Raises a limit that was reached before in this execution.
+  void step() { meter_.step(); }
+  // Counts more of them at once, and work on a text.
+  void countSteps(std::size_t steps) { meter_.count(steps); }
+  void countBytes(std::size_t bytes) { meter_.countBytes(bytes); }
   // Raises when recursion comes too near the end of the thread's stack.
   [[gnu::always_inline]] void checkStack() const { stackGuard_.check(); }
+  // Whether this execution has reached a limit, whoever has caught that; and raises it again.
+  bool hasReachedLimit() const noexcept { return meter_.hasReachedLimit(); }
+  void raiseReachedLimit() { meter_.look(); }
   // Remembers the limit, which every further step of this execution raises again.
   void noteLimit(const KorTemplateLimitException& limit);
 
   void enterStatement(const KorTemplateStatement& statement) noexcept { statement_ = &statement; }
   const KorTemplateStatement* statement() const noexcept { return statement_; }
+  FailureWatch::Position position() const noexcept { return {innermost_, statement_}; }
   void leaveTo(const KorTemplateStatement* statement) noexcept { statement_ = statement; }
 
   // One level more that runs, until leaveLevel(). A level that an exception leaves says so before.
@@ -257,12 +283,17 @@ class KorTemplateEnvironment final : public NSObject {
   class Entry {
    public:
     explicit Entry(KorTemplateEnvironment& environment)
-        : environment_(environment), kept_(Ref<KorTemplateEnvironment>::retaining(&environment)) {
+        : environment_(environment),
+          kept_(Ref<KorTemplateEnvironment>::retaining(&environment)),
+          outerGuard_(environment.stackGuard_) {
       environment_.beginExecution();
+      outerMeter_ = WorkMeter::exchange(&environment_.meter_);
       environment_.enterLevel(level_);
     }
     ~Entry() {
       environment_.leaveLevel(level_);
+      WorkMeter::exchange(outerMeter_);
+      environment_.stackGuard_ = outerGuard_;
       environment_.endExecution(level_.caller);
     }
     Entry(const Entry&) = delete;
@@ -272,6 +303,8 @@ class KorTemplateEnvironment final : public NSObject {
     KorTemplateEnvironment& environment_;
     Ref<KorTemplateEnvironment> kept_;  // the host may let go of it meanwhile
     KorTemplateActivation level_{nullptr};
+    StackGuard outerGuard_;            // of the thread that runs what is around this, which may be another
+    WorkMeter* outerMeter_ = nullptr;  // of what runs on the thread around this; not owned
   };
 
   // What reset() goes back to.
@@ -289,10 +322,13 @@ class KorTemplateEnvironment final : public NSObject {
   }
   // Keeps the object until the outermost execution has ended.
   void park(const Ref<NSObject>& object) {
-    if (executionDepth_ > 0 && object != nullptr) parked_.push_back(object);
+    if (executionDepth_ == 0 || object == nullptr || parkedObjects_.contains(object.get())) return;
+    parked_.push_back(object);
+    parkedObjects_.insert(object.get());
   }
 
   void beginExecution();
+  void takeNextLimits() noexcept;
   void endExecution(const KorTemplateStatement* outer) noexcept;
   void leave();
   // Whether a scope could not be popped on the way.
@@ -302,16 +338,24 @@ class KorTemplateEnvironment final : public NSObject {
   void flushOutput();
   // The same for all streams that were the output stream in this execution.
   void deliverOutput();
-  void refuel();
+  // Settles whether output is appended to a text without further ado, which no limit may count then.
+  void settleOutput() noexcept {
+    const bool mayBeDirect = outputStream_ != nullptr && !meter_.limitsOutput();
+    const ObjectKind kind = mayBeDirect ? outputStream_->kind() : ObjectKind::Other;
+    directOutput_ = kind == kStringStreamKind ? static_cast<KorTemplateStringStream*>(outputStream_.get()) : nullptr;
+    directFile_ = kind == kFileDescriptorStreamKind ? static_cast<KorTemplateFileDescriptorStream*>(outputStream_.get())
+                                                    : nullptr;
+  }
   [[noreturn]] void raiseFunctionDepth();
-  FailureWatch::Position position() const noexcept { return {innermost_, statement_}; }
   // Where the exception in hand was raised; for a limit where it was first reached.
   FailureWatch::SharedTrace traceInHand() noexcept;
   void requireIdle(const char* what) const;
-  // A stack of one frame without variables.
-  void resetStack();
+  // Goes back to a stack of one frame without variables, and answers with it.
+  Ref<KorTemplateStack> resetStack();
 
   Ref<KorTemplateStream> outputStream_;
+  KorTemplateStringStream* directOutput_ = nullptr;        // outputStream_ where it may be appended to; not owned
+  KorTemplateFileDescriptorStream* directFile_ = nullptr;  // the same for one of that class
   Ref<KorTemplateStream> errorStream_;
   Ref<KorTemplateStack> stack_;
   NameMap<Ref<KorTemplateFunction>> functions_;
@@ -321,9 +365,10 @@ class KorTemplateEnvironment final : public NSObject {
   std::unique_ptr<Remembered> remembered_;
   bool functionsChanged_ = false;  // since they were remembered
 
-  KorTemplateLimits limits_;
-  KorTemplateLimits limitsInForce_;
-  std::int64_t fuel_ = 0;
+  std::unique_ptr<const KorTemplateLimits> nextLimits_;  // of the next outermost execution; null for no others
+  ExecutionMeter meter_{*this};
+  Ref<KorTemplateCancellation> cancellation_;
+  Ref<KorTemplateProfile> profile_;
   StackGuard stackGuard_;
   std::int32_t functionsLeft_ = KorTemplateLimits{}.functionDepth;  // that may begin, below those that run
   std::int32_t executionDepth_ = 0;
@@ -333,11 +378,11 @@ class KorTemplateEnvironment final : public NSObject {
   SourceRange failedStatement_;
   std::optional<KorTemplateFailure> failure_;
   FailureWatch watch_;
-  std::optional<KorTemplateLimitException> reachedLimit_;
-  FailureWatch::SharedTrace limitTrace_;  // of reachedLimit_
+  FailureWatch::SharedTrace limitTrace_;  // of the limit that was reached
   ArgumentStorage argumentStorage_;
-  std::string lentText_;  // memory for writeLentText()
-  std::vector<Ref<NSObject>> parked_;
+  std::string lentText_;                                 // memory for writeLentText()
+  std::vector<Ref<NSObject>> parked_;                    // each once, in the order in which they were replaced
+  std::unordered_set<const NSObject*> parkedObjects_;    // the same ones
   std::vector<Ref<KorTemplateStream>> replacedStreams_;  // in this execution
   std::size_t deliveredStreams_ = 0;                     // of those, the first ones that have been flushed
 };

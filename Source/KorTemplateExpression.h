@@ -28,7 +28,7 @@ class KorTemplateExpression : public NSObject {
   const char* className() const override { return "KorTemplateExpression"; }
 
   static void* operator new(std::size_t size) { return ObjectArena::allocate(size); }
-  static void operator delete(void* memory) noexcept { ObjectArena::free(memory); }
+  static void operator delete(void* memory, std::size_t size) noexcept { ObjectArena::free(memory, size); }
   static void* operator new(std::size_t size, std::align_val_t alignment) {
     return ObjectArena::allocate(size, alignment);
   }

@@ -7,7 +7,7 @@ namespace tavlo {
 
 namespace {
 
-// Lets go of a call's objects when it has ended, however it ends.
+// Lets go of a call's objects when it has ended, however it ends: refused, failed or done.
 class RunningInvocation {
  public:
   explicit RunningInvocation(NSInvocation& invocation) : invocation_(invocation) {}
@@ -39,6 +39,16 @@ Ref<NSInvocation> invocationFor(const Selector& selector, const NSObject& target
   Ref<NSInvocation> invocation = NSInvocation::invocationWithMethodSignature(signature);
   invocation->setSelector(selector);
   return invocation;
+}
+
+// A call with values of any kinds, step by step.
+[[gnu::noinline]] RawValue invokeWith(NSInvocation& invocation, std::span<const Value> arguments) {
+  requireCount(invocation, arguments);
+  const RunningInvocation running(invocation);
+  setObjectsForArguments(invocation, arguments);
+  invocation.invoke();
+  const RawValue result = takeReturnValue(invocation);
+  return result.kind() == ValueKind::Absent ? RawValue::null() : result;
 }
 
 }  // namespace
@@ -89,14 +99,8 @@ Value KorTemplateExternalFunction::invokeWithEnvironment(KorTemplateEnvironment*
 RawValue KorTemplateExternalFunction::invoke(KorTemplateEnvironment& /*environment*/,
                                              std::span<const Value> arguments) {
   const Ref<NSInvocation> invocation = invocation_;  // the method may set another one
-  requireCount(*invocation, arguments);
   const RawValue number = invocation->invokeWithNumbers(arguments);
-  if (!number.isNothing()) return number;
-  setObjectsForArguments(*invocation, arguments);
-  const RunningInvocation running(*invocation);
-  invocation->invoke();
-  const RawValue result = takeReturnValue(*invocation);
-  return result.kind() == ValueKind::Absent ? RawValue::null() : result;
+  return number.isNothing() ? invokeWith(*invocation, arguments) : number;
 }
 
 const char* KorTemplateExternalFunction::className() const {

@@ -7,21 +7,29 @@
 #include <utility>
 
 #include "Foundation/NSException.h"
+#include "Foundation/WorkMeter.h"
 #include "Source/KorTemplateWriteException.h"
+#include "Source/NodeKind.h"
 
 namespace tavlo {
 
 namespace {
 
-// Writes the whole text, however many steps it takes. The system's number for what went wrong; 0 where nothing did.
-int writeWhole(int descriptor, std::string_view text) noexcept {
+// Writes the whole text, however many steps it takes, and takes off the text what is written. The system's number for
+// what went wrong; 0 where nothing did. While it waits for a reader it looks whether the execution may go on, and
+// raises where that has reached a limit.
+int writeWhole(int descriptor, std::string_view& text) {
+  constexpr int kMillisecondsBetweenLooks = 50;
   while (!text.empty()) {
     const ssize_t written = ::write(descriptor, text.data(), text.size());
-    if (written >= 0) {
+    if (written > 0) {
       text.remove_prefix(static_cast<std::size_t>(written));
+    } else if (written == 0) {
+      return ENOSPC;  // a device that takes nothing and does not say why
     } else if (errno == EAGAIN) {
       pollfd whenWritable{descriptor, POLLOUT, 0};
-      ::poll(&whenWritable, 1, -1);
+      ::poll(&whenWritable, 1, kMillisecondsBetweenLooks);
+      if (WorkMeter* const meter = WorkMeter::ofThread()) meter->look();
     } else if (errno != EINTR) {
       return errno;
     }
@@ -32,7 +40,7 @@ int writeWhole(int descriptor, std::string_view text) noexcept {
 }  // namespace
 
 KorTemplateFileDescriptorStream::KorTemplateFileDescriptorStream(int descriptor, std::string name)
-    : descriptor_(descriptor), name_(std::move(name)) {
+    : KorTemplateStream(kFileDescriptorStreamKind), descriptor_(descriptor), name_(std::move(name)) {
   if (name_.empty()) name_ = "file descriptor " + std::to_string(descriptor);
 }
 
@@ -45,18 +53,28 @@ void KorTemplateFileDescriptorStream::write(const Text& text) {
   requireWritable();
   if (gathered_.size() + text.view().size() > kCapacity) flush();
   if (text.view().size() >= kCapacity) return deliver(text.view());
-  if (gathered_.empty()) gathered_.reserve(kCapacity);
-  gathered_ += text.view();
+  gathered_.reserve(kCapacity);
+  gathered_.append(text.view());
 }
 
 void KorTemplateFileDescriptorStream::flush() {
   requireWritable();
-  deliver(gathered_);
+  deliver(gathered_.view());
   gathered_.clear();
+  if (gathered_.capacity() > 2 * kCapacity) gathered_.release();  // one text was much longer
 }
 
+// The text may be the gathered one: what is not written when a limit ends the waiting is what is gathered from there
+// on.
 void KorTemplateFileDescriptorStream::deliver(std::string_view text) {
-  errorNumber_ = writeWhole(descriptor_, text);
+  try {
+    errorNumber_ = writeWhole(descriptor_, text);
+  } catch (...) {
+    const std::string rest(text);
+    gathered_.clear();
+    gathered_.append(rest);
+    throw;
+  }
   requireWritable();
 }
 

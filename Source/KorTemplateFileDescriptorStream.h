@@ -4,6 +4,7 @@
 #include <string>
 #include <string_view>
 
+#include "Foundation/TextBuffer.h"
 #include "Source/KorTemplateStream.h"
 
 namespace tavlo {
@@ -32,13 +33,16 @@ class KorTemplateFileDescriptorStream final : public KorTemplateStream {
 
   const char* className() const override { return "KorTemplateFileDescriptorStream"; }
 
+  // What has gathered, for the engine to append to; null where write() must be called, which delivers.
+  TextBuffer* target() noexcept { return gathered_.size() < kCapacity && errorNumber_ == 0 ? &gathered_ : nullptr; }
+
  private:
   void deliver(std::string_view text);
   void requireWritable() const;
 
   int descriptor_;
   std::string name_;
-  std::string gathered_;
+  TextBuffer gathered_;
   int errorNumber_ = 0;  // of the write that failed; 0 for none
 };
 

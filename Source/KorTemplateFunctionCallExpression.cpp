@@ -108,6 +108,17 @@ RawValue report(KorTemplateEnvironment& environment, const KorTemplateActivation
   return RawValue::null();
 }
 
+// A limit that the host's function has reached and caught itself ends what called it all the same.
+[[gnu::always_inline]] inline RawValue invokeHosts(KorTemplateFunction& function, std::span<const Value> arguments,
+                                                   KorTemplateEnvironment& environment) {
+  const RawValue result = function.invoke(environment, arguments);
+  if (environment.hasReachedLimit()) [[unlikely]] {
+    const Value held = Value::adopt(result);
+    environment.raiseReachedLimit();
+  }
+  return result;
+}
+
 [[gnu::always_inline]] inline RawValue call(const Name& name, KorTemplateFunction& function,
                                             std::span<const Value> arguments, KorTemplateEnvironment& environment) {
   KorTemplateActivation level(function, name);
@@ -115,7 +126,7 @@ RawValue report(KorTemplateEnvironment& environment, const KorTemplateActivation
   try {
     const RawValue result = function.kind() == kInternalFunctionKind
                                 ? static_cast<KorTemplateInternalFunction&>(function).run(environment, arguments)
-                                : function.invoke(environment, arguments);
+                                : invokeHosts(function, arguments, environment);
     running.leave();
     environment.leaveTo(level.caller);
     return result;
@@ -153,6 +164,12 @@ RawValue KorTemplateFunctionCallExpression::evaluate(KorTemplateEnvironment& env
 
 RawValue KorTemplateFunctionCallExpression::callWithArguments(KorTemplateFunction& function,
                                                               KorTemplateEnvironment& environment) {
+  if (argumentExpressions_.count() == 2) {
+    const Value arguments[] = {Value::adopt(argumentOf(*argumentExpressions_.at(0), environment)),
+                               Value::adopt(argumentOf(*argumentExpressions_.at(1), environment))};
+    return call(functionName_, function, arguments, environment);
+  }
+  environment.countSteps(static_cast<std::size_t>(argumentExpressions_.count()));
   ArgumentValues arguments(environment, argumentExpressions_);
   arguments.evaluate(argumentExpressions_);
   return call(functionName_, function, arguments.values(), environment);

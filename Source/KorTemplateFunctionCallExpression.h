@@ -53,7 +53,7 @@ class KorTemplateFunctionCallExpression final : public KorTemplateExpression {
   RawValue callWithArguments(KorTemplateFunction& function, KorTemplateEnvironment& environment);
 
   Name functionName_;  // may be empty
-  KorTemplateChildList<Ref<KorTemplateExpression>> argumentExpressions_{"argumentExpressions", "argumentExpression"};
+  KorTemplateChildList<Ref<KorTemplateExpression>> argumentExpressions_{KorTemplateChildListRole::ArgumentExpressions};
 };
 
 }  // namespace tavlo

@@ -80,8 +80,8 @@ class KorTemplateInternalFunction final : public KorTemplateFunction {
   static RawValue valueOf(const KorTemplateReturnIndication& indication, KorTemplateEnvironment& environment);
 
   Ref<KorTemplateSource> source_;
-  KorTemplateChildList<Name> arguments_{"arguments", "argument"};
-  KorTemplateChildList<Ref<KorTemplateStatement>> statements_{"statements", "statement"};
+  KorTemplateChildList<Name> arguments_{KorTemplateChildListRole::Arguments};
+  KorTemplateChildList<Ref<KorTemplateStatement>> statements_{KorTemplateChildListRole::Statements};
 };
 
 }  // namespace tavlo

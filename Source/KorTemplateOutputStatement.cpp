@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <mutex>
+#include <unordered_map>
 
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
@@ -17,8 +18,17 @@ KorTemplateOutputStatement::KorTemplateOutputStatement(Ref<KorTemplateExpression
   requireParameter(expression_ != nullptr, "theExpression != nil");
 }
 
-KorTemplateOutputStatement::KorTemplateOutputStatement(const Ref<NSString>& text, SourceRange part)
-    : KorTemplateStatement(kOutputKind), template_(text), refersToText_(true) {
+KorTemplateOutputStatement::KorTemplateOutputStatement(const Ref<NSString>& text, SourceRange part) noexcept
+    : KorTemplateStatement(kOutputKind), template_(text), textOffset_(part.offset), textLength_(part.length) {
+  const bool isShort = part.length != 0 && part.length <= TextBuffer::kLongestPadded;
+  if (isShort && TextBuffer::paddedSize(part.length) <= text->byteLength() - part.offset)
+    textLength_.store(part.length | kPadded, std::memory_order_relaxed);
+  setSourceRange(part);
+}
+
+Ref<KorTemplateOutputStatement> KorTemplateOutputStatement::statementWithText(const Ref<NSString>& text,
+                                                                              SourceRange part) {
+  requireParameter(text != nullptr, "text != nil");
   const std::string_view whole = text->view();
   const auto cutsCharacter = [whole](std::size_t at) { return at < whole.size() && isContinuation(whole[at]); };
   const std::size_t end = std::min(whole.size(), std::size_t{part.offset} + part.length);
@@ -26,34 +36,55 @@ KorTemplateOutputStatement::KorTemplateOutputStatement(const Ref<NSString>& text
     NSException::raise(NSRangeException, "Byte %d with %d bytes is no part of a text of %d bytes in whole characters",
                        part.offset, part.length, whole.size());
   }
-  const std::string_view literal = whole.substr(part.offset, part.length);
-  text_ = literal.data();
-  textLength_ = static_cast<std::uint32_t>(literal.size());
-  setSourceRange(part);
-}
-
-Ref<KorTemplateOutputStatement> KorTemplateOutputStatement::statementWithText(const Ref<NSString>& text,
-                                                                              SourceRange part) {
-  requireParameter(text != nullptr, "text != nil");
   text->markShared();  // threads that run the statement count it
-  return Ref<KorTemplateOutputStatement>::adopt(new KorTemplateOutputStatement(text, part));
+  const SourceRange known{part.offset, static_cast<std::uint32_t>(end - part.offset)};
+  return Ref<KorTemplateOutputStatement>::adopt(new KorTemplateOutputStatement(text, known));
 }
 
 void KorTemplateOutputStatement::setExpression(const Ref<KorTemplateExpression>& value) {
-  expression_ = value;
-  refersToText_.store(false, std::memory_order_release);
+  if (!hasText()) {
+    expression_ = value;
+    return;
+  }
+  const Ref<KorTemplateExpression> kept = value;  // it may be the literal that is let go of
+  dropText();
+  std::construct_at(&expression_, kept);
+  textLength_.store(kNoText, std::memory_order_relaxed);
 }
+
+namespace {
+
+struct MadeLiterals {
+  std::mutex mutex;
+  std::unordered_map<const KorTemplateOutputStatement*, Ref<KorTemplateExpression>> ofStatements;
+};
+
+MadeLiterals& madeLiterals() {
+  static auto& literals = *new MadeLiterals;  // nodes may outlive every static object
+  return literals;
+}
+
+}  // namespace
 
 // Two threads may ask at once.
 const Ref<KorTemplateExpression>& KorTemplateOutputStatement::madeLiteral() const {
-  static auto& mutex = *new std::mutex;  // nodes may outlive every static object
-  const std::lock_guard lock(mutex);
-  if (refersToText_.load(std::memory_order_relaxed)) {
-    expression_ = KorTemplateLiteralExpression::expressionWithLiteral(
-        template_->substring(static_cast<std::size_t>(text_ - template_->characters()), textLength_));
-    refersToText_.store(false, std::memory_order_release);
+  MadeLiterals& made = madeLiterals();
+  const std::lock_guard lock(made.mutex);
+  Ref<KorTemplateExpression>& literal = made.ofStatements[this];
+  madeLiterals_.store(made.ofStatements.size(), std::memory_order_relaxed);
+  if (literal == nullptr) {
+    literal =
+        KorTemplateLiteralExpression::expressionWithLiteral(template_->substring(textOffset_, textLength() & ~kPadded));
+    textLength_.store(kMadeText, std::memory_order_relaxed);
   }
-  return expression_;
+  return literal;
+}
+
+void KorTemplateOutputStatement::dropMadeLiteral() noexcept {
+  MadeLiterals& made = madeLiterals();
+  const std::lock_guard lock(made.mutex);
+  made.ofStatements.erase(this);
+  madeLiterals_.store(made.ofStatements.size(), std::memory_order_relaxed);
 }
 
 void KorTemplateOutputStatement::executeWithEnvironment(KorTemplateEnvironment* environment) {
@@ -62,21 +93,23 @@ void KorTemplateOutputStatement::executeWithEnvironment(KorTemplateEnvironment* 
 }
 
 Completion KorTemplateOutputStatement::execute(KorTemplateEnvironment& environment) {
-  if (refersToText()) {
-    environment.writeText(referredText());
+  const std::uint32_t length = textLength();
+  if (length < kMadeText) {
+    environment.writeText({textStart(), length & ~kPadded});
     return Completion::wentOn();
   }
+  const Ref<KorTemplateExpression>& written = expression();
   // Without an expression there is no value: its absence is written.
-  const RawValue value = expression_ == nullptr ? RawValue::absent() : peekExpression(*expression_, environment);
+  const RawValue value = written == nullptr ? RawValue::absent() : peekExpression(*written, environment);
   if (!value.isNothing()) {
     if (value.kind() != ValueKind::Null) environment.writeOutput(value);
     return Completion::wentOn();
   }
-  if (expression_->kind() == kVariableKind && !environment.isObserved()) {
-    executePath(static_cast<const KorTemplateVariableExpression&>(*expression_), environment);
+  if (written->kind() == kVariableKind && !environment.isObserved()) {
+    executePath(static_cast<const KorTemplateVariableExpression&>(*written), environment);
     return Completion::wentOn();
   }
-  const Value evaluated = Value::adopt(expression_->evaluate(environment));
+  const Value evaluated = Value::adopt(written->evaluate(environment));
   if (!evaluated.isNull()) environment.writeOutput(evaluated.peek());
   return Completion::wentOn();
 }

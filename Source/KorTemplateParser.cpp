@@ -95,13 +95,35 @@ std::string patternOf(std::string_view literalText) {
 
 }  // namespace
 
+// The statements of a body that is being read, at the end of a list that all bodies around it share: each body is made
+// as large as it is.
+class KorTemplateParser::Body {
+ public:
+  explicit Body(KorTemplateParser& parser) : bodies_(parser.bodies_), base_(bodies_.size()) {}
+  ~Body() { bodies_.resize(base_); }
+  Body(const Body&) = delete;
+  Body& operator=(const Body&) = delete;
+
+  void append(Ref<KorTemplateStatement> statement) { bodies_.push_back(std::move(statement)); }
+  // Moves what has been read to the end of the list.
+  void moveTo(KorTemplateChildList<Ref<KorTemplateStatement>>& list) {
+    list.appendMoved(std::span(bodies_).subspan(base_));
+    bodies_.resize(base_);
+  }
+
+ private:
+  std::vector<Ref<KorTemplateStatement>>& bodies_;
+  std::size_t base_;
+};
+
 // One control structure, or one pair of parentheses, around what is being read.
 class KorTemplateParser::Nesting {
  public:
   Nesting(KorTemplateParser& parser, const KorToken& token) : parser_(parser) {
-    if (parser.nesting_ >= parser.limits_.nesting) {
+    const std::int32_t bound = std::max(parser.limits_.nesting, 0);
+    if (parser.nesting_ >= bound) {
       parser.place_ = {token.byteOffset, token.byteLength};
-      raiseLimit(KorTemplateLimit::Nesting, static_cast<std::uint64_t>(parser.limits_.nesting));
+      raiseLimit(KorTemplateLimit::Nesting, static_cast<std::uint64_t>(bound));
     }
     parser.stackGuard_.check();
     ++parser_.nesting_;
@@ -144,6 +166,9 @@ KorTemplateParser::KorTemplateParser(const Ref<NSString>& string, const Ref<KorR
       limits_(limits),
       stackGuard_(StackGuard::forThisThread(limits.stackLeft)) {
   requireParameter(string != nullptr, "string != nil");
+  constexpr std::uint64_t kPatternWeight = 1024;
+  constexpr std::uint64_t kBytesOfWeight = 256;
+  patternWeightLeft_ = kPatternWeight + string->byteLength() / kBytesOfWeight;
   constexpr std::size_t kFew = 16;  // most expressions hold no more
   working_.reserve(kFew);
   closers_.reserve(kFew);
@@ -249,11 +274,15 @@ KorTemplateParser::ExpressionTokens KorTemplateParser::withClosers(const KorToke
 Ref<KorTemplateExpression> KorTemplateParser::parseExpressionFromTokens(const KorTokenList& tokens) {
   requireParameter(!tokens.isAbsent(), "tokens != nil");
   working_.clear();  // what an expression that failed has left
-  return parseExpression(withClosers(tokens));
+  const std::uint32_t noCloser = 0;
+  return parseExpression(tokens.size() == 1 ? ExpressionTokens{tokens.span(), &noCloser} : withClosers(tokens));
 }
 
 // The working list is the end of a list that all expressions being read share, from `base` on.
 Ref<KorTemplateExpression> KorTemplateParser::parseExpression(const ExpressionTokens& tokens) {
+  if (tokens.size() == 1) {
+    if (Ref<KorTemplateExpression> whole = parseLiteral(tokens.tokens.front())) return whole;
+  }
   const std::size_t base = working_.size();
   std::uint32_t levels = 0;  // a bit for each that has an operator here
   for (std::size_t index = 0; index < tokens.size();) {
@@ -314,7 +343,10 @@ Ref<KorTemplateExpression> KorTemplateParser::parseLiteral(const KorToken& token
   if (tokenClass == &NonIntegralNumericLiteral) return literalOf(textAsDouble(text));
   if (tokenClass == &StringLiteral) return literalOf(NSString::stringWithValidUTF8(text, Counting::Atomic));
   if (tokenClass == &IntegralNumericLiteral) return literalOf(textAsInt(text));
-  if (tokenClass == &RegexStringLiteral) return KorTemplateRegexExpression::expressionWithRegexString(patternOf(text));
+  if (tokenClass == &RegexStringLiteral) {
+    return KorTemplateRegexExpression::expressionWithRegex(
+        KorRegex::compileExpression(patternOf(text), patternWeightLeft_));
+  }
   if (tokenClass == &BooleanKeyword) return literalOf(equalsIgnoringCase(text, "true"));
   if (tokenClass == &NullKeyword) return literalOf(NSNull::null());
   if (tokenClass == &IntrinsicVariable) return parseVariable(text);
@@ -326,7 +358,8 @@ Ref<KorTemplateExpression> KorTemplateParser::parseVariable(std::string_view var
   if (dot == std::string_view::npos) {
     return makeRef<KorTemplateVariableExpression>(names_.nameForText(variable), Name(), Name());
   }
-  return makeRef<KorTemplateVariableExpression>(names_.nameForText(variable.substr(0, dot)), variable.substr(dot + 1));
+  return makeRef<KorTemplateVariableExpression>(names_.nameForText(variable.substr(0, dot)),
+                                                keyPaths_.stringForText(variable.substr(dot + 1)));
 }
 
 Ref<KorTemplateExpression> KorTemplateParser::parseParenthesis(const ExpressionTokens& tokens, std::size_t index,
@@ -513,17 +546,18 @@ Ref<KorTemplateStatement> KorTemplateParser::parseIfStatementForToken(const KorC
       placed(KorTemplateConditionalStatement::statementWithExpression(parseExpressionFromTokens(condition)), *token);
   Ref<KorTemplateConditionalStatement> current = outermost;
   bool readsTrue = true;
-  for (;;) {
+  for (Body body(*this);;) {
     Ref<KorTemplateStatement> statement = nextStatement();
     if (statement == nullptr) {
       place_ = opening;
       raiseSyntaxError(currentBlockToken_, "if statement: endif statement not found");
     }
     if (statement->kind() != kBlockKind) {
-      (readsTrue ? current->trueStatements() : current->falseStatements()).append(std::move(statement));
-    } else if (divideConditional(statement, readsTrue, current)) {
-      return outermost;
+      body.append(std::move(statement));
+      continue;
     }
+    body.moveTo(readsTrue ? current->trueStatements() : current->falseStatements());
+    if (divideConditional(statement, readsTrue, current)) return outermost;
   }
 }
 
@@ -583,13 +617,14 @@ Ref<KorTemplateStatement> KorTemplateParser::parseForEachStatementForToken(const
       placed(KorTemplateEnumerationStatement::statementWithExpressionLoopVariable(parseExpressionFromTokens(collection),
                                                                                   loopVariable),
              *token);
-  for (;;) {
+  for (Body body(*this);;) {
     Ref<KorTemplateStatement> statement = nextStatement();
     if (statement == nullptr) raiseSyntaxError(&first, "foreach statement: missing endforeach statement");
     if (statement->kind() != kBlockKind) {
-      enumeration->loopStatements().append(std::move(statement));
+      body.append(std::move(statement));
       continue;
     }
+    body.moveTo(enumeration->loopStatements());
     const Text keyword = static_cast<const KorTemplateBlockStatement&>(*statement).keyword();
     if (keyword.view() == "endforeach") return enumeration;
     raiseSyntaxError(&first, "foreach statement: \"%@\": unexpected keyword", keyword);
@@ -607,13 +642,14 @@ Ref<KorTemplateStatement> KorTemplateParser::parseFunctionDefinitionStatementFor
   const SourceRange opening = {token->byteOffset, token->byteLength};
   const Nesting nesting(*this, *token);
   const ParsingFunction parsing(*this);
-  for (;;) {
+  for (Body body(*this);;) {
     Ref<KorTemplateStatement> statement = nextStatement();
     if (statement == nullptr) raiseSyntaxError(&end, "function definition: missing endfunction statement");
     if (statement->kind() != kBlockKind) {
-      function->statements().append(std::move(statement));
+      body.append(std::move(statement));
       continue;
     }
+    body.moveTo(function->statements());
     const Text keyword = static_cast<const KorTemplateBlockStatement&>(*statement).keyword();
     if (keyword.view() != "endfunction") {
       raiseSyntaxError(&end, "function defintiion: \"%@\": unexpected keyword", keyword);

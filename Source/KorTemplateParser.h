@@ -18,6 +18,7 @@
 #include "Source/KorTemplateSource.h"
 #include "Source/KorTemplateStatement.h"
 #include "Source/KorTokenList.h"
+#include "Source/StringCache.h"
 
 #pragma GCC visibility push(hidden)
 
@@ -116,6 +117,7 @@ class KorTemplateParser : public NSObject {
   const char* className() const override { return "KorTemplateParser"; }
 
  private:
+  class Body;
   class Nesting;
   class ParsingFunction;
 
@@ -189,12 +191,15 @@ class KorTemplateParser : public NSObject {
 
   KorTemplateLimits limits_;
   StackGuard stackGuard_;
-  std::int32_t nesting_ = 0;  // control structures and parentheses around what is being read
+  std::int32_t nesting_ = 0;             // control structures and parentheses around what is being read
+  std::uint64_t patternWeightLeft_ = 0;  // of regular expressions, in proportion to the text
   SourceRange place_;
   NameCache names_;
-  std::vector<Item> working_;           // of the expressions being read, the innermost last
-  std::vector<std::uint32_t> closers_;  // of the expression being read
-  std::vector<std::size_t> openings_;   // while closers_ are found
+  StringCache keyPaths_;
+  std::vector<Ref<KorTemplateStatement>> bodies_;  // of the structures being read, the innermost last
+  std::vector<Item> working_;                      // of the expressions being read, the innermost last
+  std::vector<std::uint32_t> closers_;             // of the expression being read
+  std::vector<std::size_t> openings_;              // while closers_ are found
 };
 
 }  // namespace tavlo

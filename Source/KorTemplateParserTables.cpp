@@ -7,6 +7,7 @@
 #include "Lexwright/KorTextLiteralRule.h"
 #include "Lexwright/KorWhitespaceRule.h"
 #include "Lexwright/KorWordRule.h"
+#include "Source/BlockRecogniser.h"
 #include "Source/KorTemplateParser.h"
 #include "Source/TokenRecognisers.h"
 
@@ -71,6 +72,7 @@ Tables::Tables() {
       pattern(R"(<\?)", Parser::BlockStartTag, recognisers::blockStart, recognisers::startingWith("<")));
   block->setSkipBoundary(true);
   block->setClosingClass(&Parser::BlockEndTag);
+  block->setTokenRecogniser(recogniseBlockTokens);
   addBlockRules(*block);
   scannerRules = RuleList({KorWhitespaceRule::rule(), block, KorDefaultScannerRule::ruleWithTokenClass(nullptr)});
 }
@@ -82,27 +84,29 @@ void Tables::addBlockRules(KorPartitionRule& block) const {
   const char* const kRegexLiteral = R"(/.*?(?<!\\)/(?=\s*(&&|\|\||==|!=|>|>=|<|<=|\)|,|$|\z|\?>)))";
   const char* const kNonIntegral = R"((([+-]?(\d+)?\.(\d+)([eE]\d+)?)|([+-]?\d+\.?(\d+([eE]\d+)?)?))(?=\b))";
   const char* const kIntegral = R"(((0x[\da-fA-F]+)|([+-]?\d+))(?=\b))";
-  block.addRule(KorWhitespaceRule::rule());
-  block.addRule(pattern(R"(\?>)", Parser::BlockEndTag, recognisers::blockEnd, startingWith("?")));
-  block.addRule(literal("\"", Parser::StringLiteral));
-  block.addRule(pattern(kRegexLiteral, Parser::RegexStringLiteral, recognisers::regexLiteral, startingWith("/"), true));
-  block.addRule(literal("'", Parser::CharLiteral));
-  block.addRule(pattern(kNonIntegral, Parser::NonIntegralNumericLiteral, recognisers::nonIntegralNumber,
-                        startingWith("+-.0123456789", true)));
-  block.addRule(pattern(kIntegral, Parser::IntegralNumericLiteral, recognisers::integralNumber,
-                        startingWith("+-0123456789", true)));
-  block.addRule(words({"true", "false"}, true, Parser::BooleanKeyword));
-  block.addRule(words({"null"}, true, Parser::NullKeyword));
-  block.addRule(pattern(R"(\$[\w\.@]+)", Parser::Variable, recognisers::variable, startingWith("$")));
-  block.addRule(pattern(R"(@@[\w]+)", Parser::IntrinsicVariable, recognisers::intrinsicVariable, startingWith("@")));
-  block.addRule(words(binaryOperators, false, Parser::BinaryOperator));
-  block.addRule(words(controlKeywords, true, Parser::ControlKeyword));
-  block.addRule(pattern("=", Parser::AssignmentOperator, recognisers::oneCharacter, startingWith("=")));
-  block.addRule(pattern(R"(\()", Parser::ParenthesisStart, recognisers::oneCharacter, startingWith("(")));
-  block.addRule(pattern(R"(\))", Parser::ParenthesisEnd, recognisers::oneCharacter, startingWith(")")));
-  block.addRule(pattern(R"(\w+)", Parser::Symbol, recognisers::word, recognisers::startingWithWord()));
-  block.addRule(pattern(",", Parser::ArgumentSeparator, recognisers::oneCharacter, startingWith(",")));
-  block.addRule(KorDefaultScannerRule::ruleWithTokenClass(&Parser::Token));
+  block.addRules({
+      KorWhitespaceRule::rule(),
+      pattern(R"(\?>)", Parser::BlockEndTag, recognisers::blockEnd, startingWith("?")),
+      literal("\"", Parser::StringLiteral),
+      pattern(kRegexLiteral, Parser::RegexStringLiteral, recognisers::regexLiteral, startingWith("/"), true),
+      literal("'", Parser::CharLiteral),
+      pattern(kNonIntegral, Parser::NonIntegralNumericLiteral, recognisers::nonIntegralNumber,
+              startingWith("+-.0123456789", true)),
+      pattern(kIntegral, Parser::IntegralNumericLiteral, recognisers::integralNumber,
+              startingWith("+-0123456789", true)),
+      words({"true", "false"}, true, Parser::BooleanKeyword),
+      words({"null"}, true, Parser::NullKeyword),
+      pattern(R"(\$[\w\.@]+)", Parser::Variable, recognisers::variable, startingWith("$")),
+      pattern(R"(@@[\w]+)", Parser::IntrinsicVariable, recognisers::intrinsicVariable, startingWith("@")),
+      words(binaryOperators, false, Parser::BinaryOperator),
+      words(controlKeywords, true, Parser::ControlKeyword),
+      pattern("=", Parser::AssignmentOperator, recognisers::oneCharacter, startingWith("=")),
+      pattern(R"(\()", Parser::ParenthesisStart, recognisers::oneCharacter, startingWith("(")),
+      pattern(R"(\))", Parser::ParenthesisEnd, recognisers::oneCharacter, startingWith(")")),
+      pattern(R"(\w+)", Parser::Symbol, recognisers::word, recognisers::startingWithWord()),
+      pattern(",", Parser::ArgumentSeparator, recognisers::oneCharacter, startingWith(",")),
+      KorDefaultScannerRule::ruleWithTokenClass(&Parser::Token),
+  });
 }
 
 const Tables& tables() {

@@ -13,7 +13,7 @@ const std::string& KorTemplatePlace::templateName() const noexcept {
 
 TextPlace KorTemplatePlace::inText() const {
   if (!isKnown()) return {0, 0, 0, 0};
-  return TextPlace::inText(source_->text(), range_.offset, range_.length);
+  return source_->placeOf(range_.offset, range_.length);
 }
 
 std::string KorTemplatePlace::description() const {

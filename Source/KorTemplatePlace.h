@@ -23,7 +23,7 @@ class KorTemplatePlace {
   // Empty for a template without a name, and where the template is not known.
   const std::string& templateName() const noexcept;
 
-  // From 1; the column in Unicode characters. Both are counted through the text each time. 0 for no place.
+  // From 1; the column in Unicode characters. 0 for no place.
   std::size_t line() const { return inText().line; }
   std::size_t column() const { return inText().column; }
   // In bytes. 0 for no place.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -7,6 +8,7 @@
 #include "Foundation/NSObject.h"
 #include "Foundation/NSString.h"
 #include "Foundation/Ref.h"
+#include "Source/TextPlace.h"
 
 namespace tavlo {
 
@@ -22,6 +24,8 @@ class KorTemplateSource final : public NSObject {
   // Empty where the host gave none.
   const std::string& name() const noexcept { return name_; }
   std::string_view text() const noexcept { return text_ == nullptr ? copy_ : text_->view(); }
+  // Where a byte of the text stands. The first answer costs the whole text, every further one little.
+  TextPlace placeOf(std::size_t offset, std::size_t length) const { return places_.placeIn(text(), offset, length); }
 
   const char* className() const override { return "KorTemplateSource"; }
 
@@ -29,6 +33,7 @@ class KorTemplateSource final : public NSObject {
   std::string name_;
   Ref<NSString> text_;  // absent for a text that is copied
   std::string copy_;
+  TextPlaces places_;
 };
 
 }  // namespace tavlo

@@ -1,5 +1,7 @@
 #include "Source/KorTemplateStack.h"
 
+#include <algorithm>
+
 namespace tavlo {
 
 KorTemplateStack::~KorTemplateStack() {
@@ -50,14 +52,14 @@ void KorTemplateStack::resetPopped() noexcept {
   if (spare != nullptr && *spare == nullptr && frame->hasOneReference()) *spare = std::move(frame);
 }
 
-bool KorTemplateStack::resetToFirstFrame() noexcept {
-  if (isListLent_ || frames_.empty()) return false;
-  for (const Ref<KorTemplateStackFrame>& frame : frames_) {
-    if (!frame->hasOneReference()) return false;
-  }
+bool KorTemplateStack::canResetToFirstFrame() const noexcept {
+  const auto isOwn = [](const Ref<KorTemplateStackFrame>& frame) { return frame->hasOneReference(); };
+  return !isListLent_ && !frames_.empty() && std::ranges::all_of(frames_, isOwn);
+}
+
+void KorTemplateStack::resetToFirstFrame() noexcept {
   while (frames_.count() > 1) (void)popIfAny();
   frames_[0]->reset();
-  return true;
 }
 
 void KorTemplateStack::push(const Ref<KorTemplateStackFrame>& frame) {

@@ -51,9 +51,10 @@ class KorTemplateStack final : public NSObject {
     current_ = frame;
     return frame;
   }
-  // Leaves the first frame alone, without variables. False, and nothing done, where somebody else holds a frame or the
-  // list, or there is none.
-  bool resetToFirstFrame() noexcept;
+  // Whether there is a frame, and nobody else holds one or the list.
+  bool canResetToFirstFrame() const noexcept;
+  // Leaves the first frame alone then, without variables.
+  void resetToFirstFrame() noexcept;
   // The same as pop(), but false instead of an exception.
   [[gnu::always_inline]] bool popIfAny() noexcept {
     KorTemplateStackFrame* const frame = current_;
@@ -81,7 +82,7 @@ class KorTemplateStack final : public NSObject {
 
   KorTemplateStackFrame* last() const noexcept { return frames_.empty() ? nullptr : frames_.last().get(); }
 
-  KorTemplateChildList<Ref<KorTemplateStackFrame>> frames_{"frames", "frame"};
+  KorTemplateChildList<Ref<KorTemplateStackFrame>> frames_{KorTemplateChildListRole::Frames};
   KorTemplateStackFrame* current_ = nullptr;  // the last of frames_; null once somebody else can change the list
   bool isListLent_ = false;
 };

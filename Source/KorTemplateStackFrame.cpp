@@ -1,5 +1,7 @@
 #include "Source/KorTemplateStackFrame.h"
 
+#include "Foundation/WorkMeter.h"
+
 namespace tavlo {
 
 namespace {
@@ -33,7 +35,6 @@ KorTemplateStackFrame::KorTemplateStackFrame(const Ref<NSDictionary>& variables)
 }
 
 Ref<KorTemplateStackFrame> KorTemplateStackFrame::stackFrameWithLocalVariables(const Ref<NSDictionary>& variables) {
-  requireParameter(variables != nullptr, "variables != nil");
   return makeRef<KorTemplateStackFrame>(variables);
 }
 
@@ -98,13 +99,40 @@ KorTemplateStackFrame* KorTemplateStackFrame::findNextWithVariables() const noex
   return next;
 }
 
+// NOLINTNEXTLINE(readability-function-cognitive-complexity): one walk, and what it leaves behind for later ones
 const Value* KorTemplateStackFrame::findInLongChain(const Name& name) const noexcept {
+  constexpr std::size_t kManyFrames = 2'048;  // from which on they are work that counts
+  constexpr std::size_t kFramesOfStep = 16;
+  const std::uint64_t bit = NameMap<Value>::bitOf(name);
   CycleWatch watch;
-  for (const KorTemplateStackFrame* frame = this; frame != nullptr && !watch.isBackAt(frame);
-       frame = frame->nextWithVariables()) {
-    if (const Value* value = frame->localVariables_.find(name)) return value;
+  const Value* value = nullptr;
+  std::size_t frames = 0;
+  const KorTemplateStackFrame* landmark = nullptr;  // whose jump is being found
+  std::uint64_t bits = 0;                           // of the names between it and here
+  const KorTemplateStackFrame* frame = this;
+  while (frame != nullptr && !watch.isBackAt(frame)) {
+    ++frames;
+    if (frame->localVariables_.mayHold(bit)) value = frame->localVariables_.find(name);
+    if (value != nullptr) break;
+    if (frame->isLandmark()) {
+      if (landmark != nullptr) landmark->jump_ = {frame, bits, landmark->scope_, linkChanges()};
+      const bool hasJump = frame->hasJump();
+      landmark = hasJump ? nullptr : frame;
+      bits = 0;
+      if (hasJump && (frame->jump_.bits & bit) == 0) {
+        frame = frame->jump_.target;
+        continue;
+      }
+    } else if (landmark != nullptr) {
+      bits |= frame->localVariables_.bits();
+    }
+    frame = frame->nextWithVariables();
   }
-  return nullptr;
+  if (frame == nullptr && landmark != nullptr) landmark->jump_ = {nullptr, bits, landmark->scope_, linkChanges()};
+  if (WorkMeter* const meter = WorkMeter::ofThread(); meter != nullptr && frames > kManyFrames) {
+    meter->countLater(frames / kFramesOfStep);
+  }
+  return value;
 }
 
 }  // namespace tavlo

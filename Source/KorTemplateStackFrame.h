@@ -54,34 +54,32 @@ class KorTemplateStackFrame final : public NSObject {
 
   // The value where it lives, good until a variable changes; null where there is none.
   const Value* find(const Name& name) const noexcept {
-    // A loop: recursive templates make chains as long as the stack is deep.
-    const KorTemplateStackFrame* frame = this;
-    for (int count = 0; frame != nullptr && count < kManyFrames; ++count) {
-      if (const Value* value = frame->localVariables_.find(name)) return value;
-      frame = frame->nextWithVariables();
-    }
-    return frame == nullptr ? nullptr : frame->findInLongChain(name);
+    const Value* value = nullptr;
+    return findQuickly(name, value) ? value : findInLongChain(name);
   }
   // The same without any call; false where that does not suffice.
   [[gnu::always_inline]] bool findQuickly(const Name& name, const Value*& value) const noexcept {
+    if (!localVariables_.findQuickly(name, value)) return false;
+    if (value != nullptr) return true;
+    const std::uint64_t bit = NameMap<Value>::bitOf(name);
+    const std::uint64_t changes = linkChanges();
     const KorTemplateStackFrame* frame = this;
-    for (int count = 0; count < kManyFrames; ++count) {
-      if (!frame->localVariables_.findQuickly(name, value)) return false;
-      if (value != nullptr) return true;
-      if (frame->cachedAt_ != linkChanges()) return false;
+    for (int count = 0; count < kFewFrames; ++count) {
+      if (frame->cachedAt_ != changes) return false;
       frame = frame->cachedNext_;
       if (frame == nullptr) return true;
+      if (!frame->localVariables_.mayHold(bit)) continue;
+      if (!frame->localVariables_.findQuickly(name, value)) return false;
+      if (value != nullptr) return true;
     }
     return false;
   }
   void set(const Name& name, Value value) {
-    if (localVariables_.empty()) gainFirstVariable();
-    (void)localVariables_.set(name, std::move(value));
+    changeNames([&] { (void)localVariables_.set(name, std::move(value)); });
   }
   // The same for a name that the frame does not have yet.
   void append(const Name& name, Value value) {
-    if (localVariables_.empty()) gainFirstVariable();
-    localVariables_.append(name, std::move(value));
+    changeNames([&] { localVariables_.append(name, std::move(value)); });
   }
 
   // A loop's element and its index, in a frame that holds nothing yet; a loop variable of the index's own name reads
@@ -90,16 +88,18 @@ class KorTemplateStackFrame final : public NSObject {
     append(variable, std::move(element));
     set(indexName, index);
   }
-  // The same for the next iteration in the same frame: all that the body has stored goes.
-  void rebindLoop(const Name& variable, Value element, const Name& indexName, std::int32_t index) {
-    if (variable == indexName) {
-      localVariables_.truncate(1);
-      localVariables_.at(0) = index;
-      return;
-    }
-    localVariables_.truncate(2);
-    localVariables_.at(0) = std::move(element);
-    localVariables_.at(1) = index;
+  // Lets go of all that the body has stored behind those, for the next iteration to use the same frame. False where
+  // that or the next iteration would end an object that may run a host's code, and then the frame must be popped.
+  bool leaveIteration(bool hasVariable) noexcept {
+    const std::size_t kept = hasVariable ? 2 : 1;
+    if (localVariables_.size() < kept || !localVariables_.truncateWhile(kept, endsQuietly)) return false;
+    const bool isIndexPlain = !localVariables_.at(kept - 1).isObject();
+    return isIndexPlain && endsQuietly(localVariables_.at(0));
+  }
+  // Stores the next ones in their place.
+  void rebindLoop(bool hasVariable, Value element, std::int32_t index) {
+    if (hasVariable) localVariables_.at(0) = std::move(element);
+    localVariables_.at(hasVariable ? 1 : 0) = index;
   }
 
   // The same for the first variable of a frame that nobody has pushed upon yet.
@@ -111,14 +111,6 @@ class KorTemplateStackFrame final : public NSObject {
     children_ = 0;
     return localVariables_.truncateWhile(0, endsQuietly);
   }
-  // Whether all variables can be let go of without running a host's code.
-  bool canResetQuietly() const noexcept {
-    for (const auto& entry : localVariables_) {
-      if (!endsQuietly(entry.value)) return false;
-    }
-    return true;
-  }
-
   // Differs between the scopes that one frame serves, and between frames.
   std::uint64_t scope() const noexcept { return scope_; }
 
@@ -147,6 +139,7 @@ class KorTemplateStackFrame final : public NSObject {
       noteLinkChange();
     parentFrame_ = nullptr;
     cachedNext_ = nullptr;
+    jump_ = {};
   }
   // The same for a frame that nobody else holds and that is linked anew before it is used again.
   void leaveParent(KorTemplateStackFrame* below) noexcept {
@@ -163,8 +156,8 @@ class KorTemplateStackFrame final : public NSObject {
   }
 
  private:
-  // How often, in this process, a frame with frames above it has gained its first variable, or a link was set by hand:
-  // what frames remember of the frames below holds for as long as that has not happened.
+  // How often, in this process, a frame with frames above it has gained its first variable or a new name, or a link was
+  // set by hand: what frames remember of the frames below holds for as long as that has not happened.
   static std::uint64_t linkChanges() noexcept { return linkChanges_.load(std::memory_order_relaxed); }
   static void noteLinkChange() noexcept { linkChanges_.fetch_add(1, std::memory_order_relaxed); }
 
@@ -178,9 +171,28 @@ class KorTemplateStackFrame final : public NSObject {
   static bool endsQuietly(const Value& value) noexcept {
     return !value.isObject() || value.object()->kind() == ObjectKind::String || !value.object()->hasOneReference();
   }
-  void gainFirstVariable() noexcept {
-    if (hasChildren()) noteLinkChange();
+  template <class Change>
+  [[gnu::always_inline]] void changeNames(const Change& change) {
+    if (localVariables_.empty() && hasChildren()) noteLinkChange();
+    const std::uint64_t bits = localVariables_.bits();
+    change();
+    if (localVariables_.bits() != bits && hasChildren()) [[unlikely]]
+      noteLinkChange();
   }
+
+  // Where a lookup goes on that passes a landmark, one of about sixteen frames, for a name that none of the frames up
+  // to the next landmark holds. A lookup that walks from one to the other leaves that for the later ones.
+  struct Jump {
+    const KorTemplateStackFrame* target = nullptr;  // not owned; null for the end of the chain
+    std::uint64_t bits = 0;                         // of the names in the frames between
+    std::uint64_t scope = UINT64_MAX;               // of the landmark, while this holds
+    std::uint64_t changes = 0;                      // of links, while this holds
+  };
+  bool isLandmark() const noexcept {
+    constexpr std::uint64_t kScatter = 0x9E3779B97F4A7C15;  // 2^64 divided by the golden ratio
+    return (reinterpret_cast<std::uintptr_t>(this) * kScatter) >> 60 == 0;
+  }
+  bool hasJump() const noexcept { return jump_.scope == scope_ && jump_.changes == linkChanges(); }
 
   static std::uint64_t firstScopeOfFrame() noexcept {
     constexpr std::uint64_t kScopesOfAFrame = std::uint64_t{1} << 32;
@@ -188,17 +200,20 @@ class KorTemplateStackFrame final : public NSObject {
     return frames.fetch_add(kScopesOfAFrame, std::memory_order_relaxed);
   }
 
-  // From here on a chain of frames is looked at for a cycle, which a host makes that pushes a frame twice.
-  static constexpr int kManyFrames = 100'000;
+  // So many are walked through before anything is remembered of the chain, and before it is looked at for a cycle,
+  // which a host makes that pushes a frame twice.
+  static constexpr int kFewFrames = 16;
 
   static constexpr std::uint32_t kParentForGood = std::uint32_t{1} << 31;
   static inline std::atomic<std::uint64_t> linkChanges_{0};
 
-  NameMap<Value> localVariables_;                 // by name, without the "$"; never an absent value
-  KorTemplateStackFrame* parentFrame_ = nullptr;  // owned by the stack, which links in push() and unlinks in pop()
+  // First what a lookup from above asks, close together.
   mutable KorTemplateStackFrame* cachedNext_ = nullptr;  // not owned, like the parent
   mutable std::uint64_t cachedAt_ = 0;                   // the number of changes for which cachedNext_ holds
+  NameMap<Value> localVariables_;                        // by name, without the "$"; never an absent value
+  KorTemplateStackFrame* parentFrame_ = nullptr;  // owned by the stack, which links in push() and unlinks in pop()
   std::uint64_t scope_ = firstScopeOfFrame();
+  mutable Jump jump_;                      // of a landmark
   Ref<KorTemplateStackFrame> heldParent_;  // while the list of frames is in a host's hands
   std::uint32_t children_ = 0;  // the frames that are linked to this one, or more; for good once a link is set by hand
 };

@@ -15,8 +15,8 @@ Completion KorTemplateStatement::execute(KorTemplateEnvironment& environment) {
 
 void KorTemplateStatement::executePublicly(KorTemplateEnvironment& environment) {
   environment.enter([&] {
-    environment.step();
     environment.enterStatement(*this);
+    environment.step();
     const Completion completion = execute(environment);
     if (completion.isReturn()) throw KorTemplateReturnIndication(Value::adopt(completion.value()));
   });

@@ -35,7 +35,7 @@ class KorTemplateStatement : public NSObject {
   const char* className() const override { return "KorTemplateStatement"; }
 
   static void* operator new(std::size_t size) { return ObjectArena::allocate(size); }
-  static void operator delete(void* memory) noexcept { ObjectArena::free(memory); }
+  static void operator delete(void* memory, std::size_t size) noexcept { ObjectArena::free(memory, size); }
   static void* operator new(std::size_t size, std::align_val_t alignment) {
     return ObjectArena::allocate(size, alignment);
   }

@@ -2,6 +2,8 @@
 
 #include <mutex>
 #include <string>
+#include <unordered_map>
+#include <utility>
 
 #include "Foundation/Description.h"
 #include "Foundation/HostInstance.h"
@@ -17,6 +19,10 @@ std::string_view sigilOf(const Name& name) {
   return name.view().starts_with("@@") ? "" : "$";
 }
 
+std::string joined(const Name& rootName, const NSKeyPath& path) {
+  return std::string(rootName.view()).append(".").append(path.text());
+}
+
 }  // namespace
 
 KorTemplateVariableExpression::KorTemplateVariableExpression() {
@@ -25,16 +31,21 @@ KorTemplateVariableExpression::KorTemplateVariableExpression() {
 
 KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& variable, const Name& rootName,
                                                              const Name& keyPath)
-    : KorTemplateExpression(kVariableKind), variable_(variable), rootName_(rootName) {
+    : KorTemplateExpression(kVariableKind) {
   requireParameter(!variable.isAbsent(), "theVariable != nil");
-  if (!keyPath.isAbsent()) path_ = std::make_unique<NSKeyPath>(keyPath.view());
+  if (rootName.isAbsent() && keyPath.isAbsent()) {
+    name_ = variable;
+    return;
+  }
+  flags_.store(IsPath, std::memory_order_relaxed);
+  name_ = rootName;
+  if (!keyPath.isAbsent()) path_ = NSKeyPath(keyPath.view());
+  const bool isJoined = hasKeyPath() && variable == joined(rootName, path_);
+  if (!isJoined) keepWholeName(variable);
 }
 
-KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& rootName, std::string_view keyPath)
-    : KorTemplateExpression(kVariableKind),
-      isNamed_(false),
-      rootName_(rootName),
-      path_(std::make_unique<NSKeyPath>(keyPath)) {}
+KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& rootName, const Ref<NSString>& keyPath)
+    : KorTemplateExpression(kVariableKind), flags_(IsPath), name_(rootName), path_(keyPath) {}
 
 KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& variable)
     : KorTemplateExpression(kVariableKind) {
@@ -44,52 +55,89 @@ KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& variabl
 
 void KorTemplateVariableExpression::setVariable(const Name& value) {
   requireParameter(!value.isAbsent(), "value != nil");
-  variable_ = value;
-  isNamed_.store(true, std::memory_order_release);
-  rootName_ = nullptr;
-  path_ = nullptr;
-  const std::string_view text = variable_.view();
+  const Name name = value;  // NOLINT(performance-unnecessary-copy-initialization): it may be this one's
+  const std::string_view text = name.view();
   const std::size_t dot = text.find('.');
-  if (dot == std::string_view::npos) return;
-  rootName_ = text.substr(0, dot);
-  path_ = std::make_unique<NSKeyPath>(text.substr(dot + 1));
+  const bool isPath = dot != std::string_view::npos;
+  NSKeyPath path = isPath ? NSKeyPath(text.substr(dot + 1)) : NSKeyPath();
+  name_ = isPath ? Name(text.substr(0, dot)) : name;
+  path_ = std::move(path);
+  if (hasWholeName()) dropWholeName();
+  flags_.store(isPath ? std::uint8_t{IsPath} : std::uint8_t{0}, std::memory_order_relaxed);
 }
 
-const Name& KorTemplateVariableExpression::joinedVariable() const {
-  static auto& mutex = *new std::mutex;  // nodes may outlive every static object
-  const std::lock_guard lock(mutex);
-  if (!isNamed_.load(std::memory_order_relaxed)) {
-    variable_ = std::string(rootName_.view()) + "." + std::string(path_->text());
-    isNamed_.store(true, std::memory_order_release);
-  }
-  return variable_;
+namespace {
+
+// The whole names of the few variables with key paths that were asked for theirs, or that were made with another one.
+struct WholeNames {
+  std::mutex mutex;
+  std::unordered_map<const KorTemplateVariableExpression*, Name> ofVariables;
+};
+
+WholeNames& wholeNames() {
+  static auto& names = *new WholeNames;  // nodes may outlive every static object
+  return names;
+}
+
+}  // namespace
+
+// Two threads may ask at once.
+const Name& KorTemplateVariableExpression::wholeName() const {
+  WholeNames& names = wholeNames();
+  const std::lock_guard lock(names.mutex);
+  Name& name = names.ofVariables[this];
+  setFlag(HasWholeName, true);
+  if (name.isAbsent()) name = joined(name_, path_);
+  return name;
+}
+
+void KorTemplateVariableExpression::keepWholeName(const Name& name) const {
+  WholeNames& names = wholeNames();
+  const std::lock_guard lock(names.mutex);
+  names.ofVariables[this] = name;
+  setFlag(HasWholeName, true);
+}
+
+void KorTemplateVariableExpression::dropWholeName() noexcept {
+  WholeNames& names = wholeNames();
+  const std::lock_guard lock(names.mutex);
+  names.ofVariables.erase(this);
 }
 
 RawValue KorTemplateVariableExpression::peekPath(const KorTemplateEnvironment& environment) const noexcept {
-  if (rootName_.isAbsent()) [[unlikely]]
-    return peekNamed(variable_, environment);
-  const Value* root = environment.findVariable(rootName_);
+  if (!hasKeyPath()) [[unlikely]]
+    return peekNamed(wholeName(), environment);
+  const Value* root = environment.findVariable(name_);
   if (root == nullptr) return environment.undefinedVariable();
-  const Value* found = path_->peek(root->peek());
+  const Value* found = path_.peek(root->peek());
   return found == nullptr ? RawValue::nothing() : found->peek();
 }
 
 RawValue KorTemplateVariableExpression::evaluate(KorTemplateEnvironment& environment) {
   if (environment.isObserved()) [[unlikely]]
     return evaluateObserved(environment);
+  const Value* root = nullptr;
+  if (asksHost() && environment.findVariableQuickly(name_, root) && root != nullptr && isHostObject(*root)) {
+    return valueOfHost(path_, *root);
+  }
+  return evaluateAnew(environment);
+}
+
+// The same where the root is no host's object, or was none the last time.
+RawValue KorTemplateVariableExpression::evaluateAnew(KorTemplateEnvironment& environment) const {
   if (!hasKeyPath()) return Value::retaining(peek(environment)).leak();
   const Value* const root = rootOfPath(environment);
   if (root == nullptr) return RawValue::null();
-  if (isHostObject(*root)) return valueOfHost(*path_, *root);
-  const Value* const found = path_->peek(root->peek());
-  return found != nullptr ? Value::retaining(found->peek()).leak() : valueAtPath(*path_, *root);
+  if (isHostObject(*root)) return valueOfHost(path_, *root);
+  const Value* const found = path_.peek(root->peek());
+  return found != nullptr ? Value::retaining(found->peek()).leak() : valueAtPath(path_, *root);
 }
 
 // The same where somebody wants to hear of what is not defined.
 RawValue KorTemplateVariableExpression::evaluateObserved(KorTemplateEnvironment& environment) const {
   const RawValue lent = peek(environment);
   if (!lent.isNothing()) return Value::retaining(lent).leak();
-  const Name& name = hasKeyPath() ? rootName_ : variable_;
+  const Name& name = hasKeyPath() ? name_ : variable();
   const Value* const root = environment.findVariable(name);
   if (root == nullptr) {
     environment.observe(KorTemplateUndefined::Variable, sigilOf(name), name.view());
@@ -97,9 +145,8 @@ RawValue KorTemplateVariableExpression::evaluateObserved(KorTemplateEnvironment&
   }
   const Value held = *root;
   Value result;
-  if (path_->findDefined(held, result)) return (result.isAbsent() ? Value::null() : result).leak();
-  const std::string path = std::string(name.view()) + "." + std::string(path_->text());
-  environment.observe(KorTemplateUndefined::Key, sigilOf(name), path);
+  if (path_.findDefined(held, result)) return (result.isAbsent() ? Value::null() : result).leak();
+  environment.observe(KorTemplateUndefined::Key, sigilOf(name), joined(name, path_));
   return RawValue::null();
 }
 
@@ -131,7 +178,7 @@ RawValue KorTemplateVariableExpression::valueAtPath(const NSKeyPath& path, const
 
 // What the engine reads by itself lets go of nothing and knows every key.
 RawValue KorTemplateVariableExpression::valueOfHost(const NSKeyPath& path, const Value& root) {
-  const auto& instance = static_cast<const HostInstance&>(*root.object());
+  const auto& instance = static_cast<const HostInstance&>(*root.peek().payload.object);
   const HostProperty* const property = path.wholePathIn(instance);
   if (property == nullptr) return valueAtPath(path, root);
   if (property->isPlainMember()) return property->read(instance.object(), instance);
@@ -146,7 +193,7 @@ RawValue KorTemplateVariableExpression::valueOfHost(const NSKeyPath& path, const
 
 void KorTemplateVariableExpression::lend(Value& holder, LentValue& lent) const {
   const bool isFound =
-      leadsSomewhere([&] { return path_->lend(holder, lent) && (lent.isText() || !lent.value().isAbsent()); });
+      leadsSomewhere([&] { return path_.lend(holder, lent) && (lent.isText() || !lent.value().isAbsent()); });
   if (!isFound) lent.set(Value::null());
 }
 
@@ -172,7 +219,7 @@ Value KorTemplateVariableExpression::evaluateWithEnvironment(KorTemplateEnvironm
 }
 
 Ref<KorTemplateExpression> KorTemplateVariableExpression::copyWithZone(NSZone* /*zone*/) const {
-  return makeRef<KorTemplateVariableExpression>(variable(), rootName_, keyPath());
+  return makeRef<KorTemplateVariableExpression>(variable(), rootName(), keyPath());
 }
 
 void KorTemplateVariableExpression::describe(Description& out) const {

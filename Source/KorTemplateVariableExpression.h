@@ -1,7 +1,7 @@
 #pragma once
 
 #include <atomic>
-#include <memory>
+#include <cstdint>
 #include <string_view>
 
 #include "Foundation/NSKeyValueCoding.h"
@@ -18,19 +18,26 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   KorTemplateVariableExpression();
   // Takes the three texts as they are, without splitting. Root name and key path may be absent; the variable may not.
   KorTemplateVariableExpression(const Name& variable, const Name& rootName, const Name& keyPath);
-  // The variable whose text is the two with a "." between them; neither is absent.
-  KorTemplateVariableExpression(const Name& rootName, std::string_view keyPath);
+  // The variable whose text is the two with a "." between them; neither is absent, and a string counts atomically.
+  KorTemplateVariableExpression(const Name& rootName, const Ref<NSString>& keyPath);
+  KorTemplateVariableExpression(const Name& rootName, std::string_view keyPath)
+      : KorTemplateVariableExpression(rootName, NSString::stringWithValidUTF8(keyPath, Counting::Atomic)) {}
   // The variable's text without its "$"; the first "." parts the name of the root from the key path.
   explicit KorTemplateVariableExpression(const Name& variable);
   static Ref<KorTemplateVariableExpression> expressionWithVariable(const Name& variable) {
     return makeRef<KorTemplateVariableExpression>(variable);
   }
 
-  const Name& variable() const { return isNamed_.load(std::memory_order_acquire) ? variable_ : joinedVariable(); }
+  ~KorTemplateVariableExpression() override {
+    if (hasWholeName()) [[unlikely]]
+      dropWholeName();
+  }
+
+  const Name& variable() const { return isPlain() ? name_ : wholeName(); }
   void setVariable(const Name& value);
   // Both are absent where the variable has no ".".
-  const Name& rootName() const noexcept { return rootName_; }
-  Name keyPath() const { return path_ == nullptr ? Name() : Name(path_->text()); }
+  Name rootName() const { return isPlain() ? Name() : name_; }
+  Name keyPath() const { return path_.isAbsent() ? Name() : Name(path_.text()); }
 
   // The value of that name, or the null object.
   Value variableWithName(const Name& name, KorTemplateEnvironment* environment) const;
@@ -46,21 +53,21 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   const char* className() const override { return "KorTemplateVariableExpression"; }
   void describe(Description& out) const override;
 
-  bool hasKeyPath() const noexcept { return path_ != nullptr && !rootName_.isAbsent(); }
+  bool hasKeyPath() const noexcept { return !path_.isAbsent() && !name_.isAbsent(); }
   // The name of a variable without any key path; null for every other one.
-  const Name* plainName() const noexcept { return path_ == nullptr ? &variable_ : nullptr; }
+  const Name* plainName() const noexcept { return isPlain() ? &name_ : nullptr; }
   // The value where it lives, lent until a variable changes or other code runs. Nothing where a key path leads through
   // more than dictionaries, or to something undefined that is observed, and evaluate() must be asked.
   RawValue peek(const KorTemplateEnvironment& environment) const noexcept {
-    if (path_ == nullptr) return peekNamed(variable_, environment);
-    return asksHost_.load(std::memory_order_relaxed) ? RawValue::nothing() : peekPath(environment);
+    if (isPlain()) return peekNamed(name_, environment);
+    return asksHost() ? RawValue::nothing() : peekPath(environment);
   }
 
   // The same in two steps for who writes the value of a key path at once: the value of its root, lent, or null where
   // there is none; and what the path leads to from there, never absent. `holder`, the root at first, becomes what the
   // last key was asked of, and a text may be lent for as long as that lives.
   const Value* rootOfPath(const KorTemplateEnvironment& environment) const noexcept {
-    const Value* const root = environment.findVariable(rootName_);
+    const Value* const root = environment.findVariable(name_);
     if (root != nullptr) noteRoot(*root);
     return root;
   }
@@ -71,6 +78,7 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
     const Value* found = environment.findVariable(name);
     return found == nullptr ? environment.undefinedVariable() : found->peek();
   }
+  RawValue evaluateAnew(KorTemplateEnvironment& environment) const;
   RawValue evaluateObserved(KorTemplateEnvironment& environment) const;
   RawValue peekPath(const KorTemplateEnvironment& environment) const noexcept;
   // Never absent; the caller adopts it.
@@ -81,18 +89,34 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
     return value.isObject() && value.object()->kind() == ObjectKind::HostObject;
   }
   void noteRoot(const Value& root) const noexcept {
-    const bool asksHost = isHostObject(root);
-    if (asksHost_.load(std::memory_order_relaxed) != asksHost) asksHost_.store(asksHost, std::memory_order_relaxed);
+    const bool asks = isHostObject(root);
+    if (asksHost() != asks) setFlag(AsksHost, asks);
   }
-  const Name& joinedVariable() const;
 
-  mutable Name variable_;
-  // Whether variable_ has been set. Few ask for the name of a variable with a key path, so that only then it is made.
-  mutable std::atomic<bool> isNamed_{true};
-  // Whether the root was a host's object when the path was followed last: then nobody need try to peek.
-  mutable std::atomic<bool> asksHost_{false};
-  Name rootName_;
-  std::unique_ptr<NSKeyPath> path_;  // absent without a key path
+  // What is known of the variable, in one byte that several threads may write.
+  enum Flag : std::uint8_t {
+    IsPath = 1,        // there is a root's name, a key path or both
+    HasWholeName = 2,  // of a path, a name is kept in the table of those
+    AsksHost = 4,      // the root was a host's object when the path was followed last: nobody need try to peek
+  };
+  bool hasFlag(Flag flag) const noexcept { return (flags_.load(std::memory_order_relaxed) & flag) != 0; }
+  void setFlag(Flag flag, bool isSet) const noexcept {
+    if (isSet) {
+      flags_.fetch_or(flag, std::memory_order_relaxed);
+    } else {
+      flags_.fetch_and(static_cast<std::uint8_t>(~flag), std::memory_order_relaxed);
+    }
+  }
+  bool isPlain() const noexcept { return !hasFlag(IsPath); }
+  bool asksHost() const noexcept { return hasFlag(AsksHost); }
+  bool hasWholeName() const noexcept { return hasFlag(HasWholeName); }
+  const Name& wholeName() const;
+  void keepWholeName(const Name& name) const;
+  void dropWholeName() noexcept;
+
+  mutable std::atomic<std::uint8_t> flags_{0};
+  Name name_;       // the variable's; of a path the root's, which may be absent
+  NSKeyPath path_;  // absent without one
 };
 
 }  // namespace tavlo

@@ -24,7 +24,7 @@ struct NumberRow {
 };
 
 template <class T>
-constexpr NumberRow rowOf(const char* typeName) {
+consteval NumberRow rowOf(const char* typeName) {
   return {numberEncoding<T>(), typeName, bitsOfNumberIn<T>, numberFor<T>};
 }
 

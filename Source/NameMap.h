@@ -1,5 +1,7 @@
 #pragma once
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -29,6 +31,13 @@ class NameMap {
   bool empty() const noexcept { return size_ == 0; }
   auto begin() const noexcept { return entries_.begin(); }
   auto end() const noexcept { return entries_.begin() + static_cast<std::ptrdiff_t>(size_); }
+
+  // A bit for the name, which mayHold() asks for: whether the map holds one of the names that have that bit, or held
+  // one lately.
+  static std::uint64_t bitOf(const Name& name) noexcept { return std::uint64_t{1} << (name.hash() % 64); }
+  bool mayHold(std::uint64_t bit) const noexcept { return (bits_ & bit) != 0; }
+  // All bits for which it may hold a name.
+  std::uint64_t bits() const noexcept { return bits_; }
 
   // The value, or null where there is none; good until the map changes.
   const T* find(const Name& name) const noexcept {
@@ -84,9 +93,13 @@ class NameMap {
     const Entry removed = std::move(entries_[index]);  // let go of last
     entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(index));
     --size_;
-    slots_.clear();
+    const bool staysHashed = isHashed_ && size_ > kSmall;
     isHashed_ = false;
-    if (size_ > kSmall) rebuildSlots();
+    if (staysHashed) {
+      rebuildSlots(std::min(slotsFor(size_), slots_.size()));  // no more than there are: that takes no memory
+    } else {
+      slots_.clear();
+    }
     return true;
   }
 
@@ -118,6 +131,8 @@ class NameMap {
   static constexpr std::uint32_t kNowhere = UINT32_MAX;
 
   [[gnu::noinline]] void appendNewName(const Name& name, T value) {
+    // Both may run out of memory; an entry is there, and its name noted, only once it can be found.
+    if (size_ >= kSmall && !hasSlotsFor(size_ + 1)) rebuildSlots(slotsFor(size_ + 1));
     if (size_ < entries_.size()) {
       entries_[size_].name = name;
       entries_[size_].value = std::move(value);
@@ -125,7 +140,19 @@ class NameMap {
       entries_.push_back({name, std::move(value)});
     }
     ++size_;
-    if (size_ > kSmall) addSlot();
+    if (size_ > kSmall) putSlot(static_cast<std::uint32_t>(size_ - 1));
+    noteName(name);
+  }
+
+  // The bits of names that are gone stay until there are too many. Those of names that stand behind the entries, and
+  // may come back without being noted, are kept.
+  void noteName(const Name& name) noexcept {
+    constexpr int kManyBits = 16;
+    if (std::popcount(bits_) > kManyBits && entries_.size() <= kSmall) {
+      bits_ = 0;
+      for (const Entry& entry : entries_) bits_ |= bitOf(entry.name);
+    }
+    bits_ |= bitOf(name);
   }
 
   std::uint32_t hashedIndex(const Name& name) const noexcept {
@@ -136,14 +163,27 @@ class NameMap {
     return kNowhere;
   }
 
-  void addSlot() {
-    if (!isHashed_ || size_ * 2 > slots_.size()) return rebuildSlots();
-    putSlot(static_cast<std::uint32_t>(size_ - 1));
+  // For the last entry, which goes again where there is no memory for that.
+  [[gnu::noinline]] void addSlot() {
+    if (hasSlotsFor(size_)) return putSlot(static_cast<std::uint32_t>(size_ - 1));
+    try {
+      rebuildSlots(slotsFor(size_));
+    } catch (...) {
+      --size_;
+      letGo(entries_[size_].value);
+      throw;
+    }
   }
 
-  void rebuildSlots() {
+  bool hasSlotsFor(std::size_t size) const noexcept { return isHashed_ && size * 2 <= slots_.size(); }
+  static std::size_t slotsFor(std::size_t size) noexcept {
     std::size_t count = kSmall * 4;
-    while (count < size_ * 4) count *= 2;
+    while (count < size * 4) count *= 2;
+    return count;
+  }
+
+  // Where there is no memory for so many, the old ones stay.
+  void rebuildSlots(std::size_t count) {
     slots_.assign(count, kNowhere);
     isHashed_ = true;
     for (std::uint32_t index = 0; index < size_; ++index) putSlot(index);
@@ -169,6 +209,7 @@ class NameMap {
     object = nullptr;
   }
 
+  std::uint64_t bits_ = 0;      // of the names, and maybe of others
   std::vector<Entry> entries_;  // the first size_ of them count
   std::size_t size_ = 0;
   bool isHashed_ = false;

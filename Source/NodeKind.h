@@ -15,6 +15,7 @@ inline constexpr auto kBinaryKind = static_cast<ObjectKind>(static_cast<std::uin
 inline constexpr auto kConditionalKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 5);
 inline constexpr auto kBlockKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 6);
 inline constexpr auto kStringStreamKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 7);
+inline constexpr auto kFileDescriptorStreamKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 12);
 inline constexpr auto kOutputKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 8);
 inline constexpr auto kReturnKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 9);
 inline constexpr auto kInternalFunctionKind = static_cast<ObjectKind>(static_cast<std::uint8_t>(kRegexKind) + 10);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "Source/KorTemplateBinaryExpression.h"
 #include "Source/KorTemplateExpression.h"
 #include "Source/KorTemplateLiteralExpression.h"
@@ -32,9 +34,22 @@ inline RawValue lentOrEvaluated(KorTemplateExpression& expression, KorTemplateEn
   return lent.isNothing() ? expression.evaluate(environment) : lent;
 }
 
-// The double that is a literal or stands in a variable, found without any call; false where that does not suffice.
-inline bool findPlainDouble(const KorTemplateExpression& expression, const KorTemplateEnvironment& environment,
-                            double& real) noexcept {
+// The number as a double where it is one, or an integer of 32 bits; false otherwise.
+[[gnu::always_inline]] inline bool findDouble(RawValue number, double& real) noexcept {
+  if (number.isDouble()) [[likely]] {
+    real = number.payload.real;
+    return true;
+  }
+  if (number.kind() != ValueKind::Signed) return false;
+  const std::int64_t integer = number.payload.signedInteger;
+  real = static_cast<double>(integer);
+  return integer == static_cast<std::int32_t>(integer);
+}
+
+// The same for a number that is a literal or stands in a variable, found without any call; false where that does not
+// suffice.
+[[gnu::always_inline]] inline bool findPlainDouble(const KorTemplateExpression& expression,
+                                                   const KorTemplateEnvironment& environment, double& real) noexcept {
   const Value* value = nullptr;
   if (expression.kind() == kVariableKind) {
     const Name* const name = static_cast<const KorTemplateVariableExpression&>(expression).plainName();
@@ -42,9 +57,7 @@ inline bool findPlainDouble(const KorTemplateExpression& expression, const KorTe
   } else if (expression.kind() == kLiteralKind) {
     value = &static_cast<const KorTemplateLiteralExpression&>(expression).literal();
   }
-  if (value == nullptr || !value->isDouble()) return false;
-  real = value->peek().payload.real;
-  return true;
+  return value != nullptr && findDouble(value->peek(), real);
 }
 
 // Whether evaluating the expression can neither change a variable nor run a host's code, so that what was lent before

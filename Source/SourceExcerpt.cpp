@@ -40,9 +40,15 @@ void show(std::string_view text, std::string& shown, std::string& blank) {
 }  // namespace
 
 std::string excerptAround(std::string_view text, std::size_t offset) {
+  // A line may be as long as the text: no more of it is looked through than is shown, and enough to see that it goes
+  // on.
+  constexpr std::size_t kReach = 2 * kShown;
+  offset = std::min(offset, text.size());
+  const std::size_t start = offset > kReach ? offset - kReach : 0;
+  text = text.substr(start, offset - start + kReach);
+  offset -= start;
   const std::string_view line = lineAround(text, offset);
-  const std::size_t before =
-      std::min(line.size(), std::min(offset, text.size()) - static_cast<std::size_t>(line.data() - text.data()));
+  const std::size_t before = std::min(line.size(), offset - static_cast<std::size_t>(line.data() - text.data()));
   const Window window = windowAround(line, before);
   std::string shown(window.from == 0 ? "" : kCut);
   std::string blank(shown.size(), ' ');

@@ -16,19 +16,40 @@ std::size_t startOfLine(std::string_view text, std::size_t offset) {
   return before == std::string_view::npos ? 0 : before + 1;
 }
 
+// The place of a byte of the text, which is not before the place that is known.
+TextPlace movedTo(TextPlace place, std::string_view text, std::size_t offset) {
+  for (; place.offset < offset; ++place.offset) {
+    const char character = text[place.offset];
+    const bool isHalf = character == '\r' && text.substr(place.offset + 1).starts_with('\n');
+    if (character == '\n' || (character == '\r' && !isHalf)) {
+      ++place.line;
+      place.column = 1;
+    } else if ((static_cast<unsigned char>(character) & 0xC0) != 0x80) {
+      ++place.column;
+    }
+  }
+  return place;
+}
+
 }  // namespace
 
 TextPlace TextPlace::inText(std::string_view text, std::size_t offset, std::size_t length) {
+  TextPlace place = movedTo({}, text, std::min(offset, text.size()));
+  place.length = length;
+  return place;
+}
+
+TextPlace TextPlaces::placeIn(std::string_view text, std::size_t offset, std::size_t length) const {
+  std::call_once(marked_, [&] {
+    marks_.reserve(text.size() / kBytesOfMark + 1);
+    marks_.push_back({});
+    for (std::size_t at = kBytesOfMark; at <= text.size(); at += kBytesOfMark) {
+      marks_.push_back(movedTo(marks_.back(), text, at));
+    }
+  });
   offset = std::min(offset, text.size());
-  const std::size_t start = startOfLine(text, offset);
-  TextPlace place{1, 1, offset, length};
-  for (std::size_t at = 0; at < start; ++at) {
-    const bool isHalf = text[at] == '\r' && at + 1 < text.size() && text[at + 1] == '\n';
-    if ((text[at] == '\n' || text[at] == '\r') && !isHalf) ++place.line;
-  }
-  for (std::size_t at = start; at < offset; ++at) {
-    if ((static_cast<unsigned char>(text[at]) & 0xC0) != 0x80) ++place.column;
-  }
+  TextPlace place = movedTo(marks_[offset / kBytesOfMark], text, offset);
+  place.length = length;
   return place;
 }
 

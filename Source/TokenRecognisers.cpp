@@ -16,7 +16,7 @@ constexpr bool isASCIIDigit(char byte) noexcept {
 using Bytes = std::array<bool, 256>;
 
 // The word characters of ASCII, and what is `also` wanted of it.
-constexpr Bytes wordsOfASCII(std::string_view also) {
+consteval Bytes wordsOfASCII(std::string_view also) {
   Bytes words{};
   for (std::size_t letter = 0; letter < 128; ++letter) {
     const char byte = static_cast<char>(letter);

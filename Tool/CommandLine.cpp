@@ -3,8 +3,15 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <chrono>
+#include <cmath>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <optional>
 #include <string_view>
+#include <system_error>
 
 #include "Tool/InputFile.h"
 
@@ -36,7 +43,7 @@ RenderOptions::Definition definitionFrom(const std::string& argument) {
 }
 
 void requireFileNames(const RenderOptions& options) {
-  const bool isAnyEmpty = options.templateFile.empty() || options.outputFile == "" ||
+  const bool isAnyEmpty = options.templateFile.empty() || options.outputFile == "" || options.profileFile == "" ||
                           std::count(options.dataFiles.begin(), options.dataFiles.end(), "") > 0;
   if (isAnyEmpty) raiseUsage("The name of a file is empty");
 }
@@ -47,6 +54,39 @@ void requireOneReaderOfStandardInput(const RenderOptions& options) {
   if (options.templateFile == kStandardStream) ++readers;
   if (readers > 1) raiseUsage("Only one of the template and the data files can be '-', standard input");
 }
+
+constexpr double kMostSeconds = 1e9;
+
+// What is wrong with the text of a number of seconds, beside being none: "nan" lies in every range.
+std::string refusalOfSeconds(const std::string& text) {
+  return std::isnan(std::strtod(text.c_str(), nullptr)) ? "Value " + text + " is no number" : "";
+}
+
+std::chrono::milliseconds millisecondsOf(double seconds) {
+  return std::chrono::milliseconds(static_cast<std::int64_t>(std::ceil(seconds * 1000)));
+}
+
+// What is wrong with the text of a whole number; empty for nothing. The library reads "-1" as a very large one, and one
+// that is too large for 64 bits as the largest.
+std::string refusalOfNumber(const std::string& text) {
+  std::uint64_t number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number);
+  if (rest != end || error == std::errc::invalid_argument) return "Value " + text + " is no whole number";
+  return error == std::errc() ? "" : "Value " + text + " is too large";
+}
+
+// The type of a limit's value, which may be absent.
+template <class Limit>
+struct ValueOfLimit {
+  using Type = Limit;
+};
+template <class Value>
+struct ValueOfLimit<std::optional<Value>> {
+  using Type = Value;
+};
+template <class Limit>
+using ValueOf = typename ValueOfLimit<Limit>::Type;
 
 // The program's options, as the library for them wants them.
 class Parser {
@@ -101,6 +141,43 @@ class Parser {
     render_->add_option("--error-format", errorFormat_, "How errors are written: text (the default) or json")
         ->type_name("FORM")
         ->check(CLI::IsMember({"text", "json"}));
+    describeLimits();
+    render_->add_flag_callback(
+        "--stats", [this] { options_.showsStatistics = true; }, "Tell on standard error what the run took");
+    render_
+        ->add_option("--profile", options_.profileFile,
+                     "Write where the time went, a line for each stack of template lines, for flame graphs")
+        ->type_name("FILE");
+  }
+
+  void describeLimits() {
+    addLimit("--max-steps", "N", "The most steps that the template may take: statements, iterations, calls and such",
+             options_.limits.steps);
+    addLimit("--max-output", "BYTES", "The most bytes that the template may write", options_.limits.output);
+    addLimit("--max-nesting", "N", "How deep blocks and parentheses may be nested; 1000 unless given",
+             options_.limits.nesting);
+    addLimit("--max-function-depth", "N", "How deep functions may call one another; 1000 unless given",
+             options_.limits.functionDepth);
+    addLimit("--max-string", "BYTES", "The longest string that the template may make; 256 MiB unless given",
+             options_.limits.stringLength);
+    render_
+        ->add_option_function<double>(
+            "--max-seconds", [this](double seconds) { options_.limits.time = millisecondsOf(seconds); },
+            "How long the template may run")
+        ->type_name("S")
+        ->check(refusalOfSeconds)
+        ->check(CLI::Range(0.0, kMostSeconds).description(""));
+  }
+
+  template <class Limit>
+  void addLimit(const char* name, const char* typeName, const char* description, Limit& limit) {
+    render_
+        ->add_option_function<std::uint64_t>(
+            name, [&limit](std::uint64_t value) { limit = static_cast<ValueOf<Limit>>(value); }, description)
+        ->type_name(typeName)
+        ->check(refusalOfNumber)
+        ->check(
+            CLI::Range(std::uint64_t{0}, std::uint64_t{std::numeric_limits<ValueOf<Limit>>::max()}).description(""));
   }
 
   // An option with one value that may be given again and again. The value is taken as it is: the library's own reading
@@ -144,11 +221,14 @@ CommandLine CommandLine::parse(const std::vector<std::string>& arguments) {
 
 ErrorFormat CommandLine::errorFormatOf(const std::vector<std::string>& arguments) {
   constexpr std::string_view kOption = "--error-format";
-  constexpr std::array<std::string_view, 7> kWithValue = {kOption, "-d", "--data", "-D", "--define", "-o", "--output"};
+  constexpr std::array<std::string_view, 14> kWithValue = {
+      kOption,        "-d",           "--data",      "-D",           "--define",      "-o",
+      "--output",     "--profile",    "--max-steps", "--max-output", "--max-nesting", "--max-function-depth",
+      "--max-string", "--max-seconds"};
   for (std::size_t index = 0; index < arguments.size(); ++index) {
     const std::string& argument = arguments[index];
     if (argument == "--") break;
-    if (argument == std::string(kOption) + "=json") return ErrorFormat::JSON;
+    if (argument == "--error-format=json") return ErrorFormat::JSON;
     if (std::ranges::find(kWithValue, argument) == kWithValue.end()) continue;
     ++index;  // its value, whatever that looks like
     if (argument == kOption && index < arguments.size() && arguments[index] == "json") return ErrorFormat::JSON;

@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "Tool/Failure.h"
+#include "Tool/Statistics.h"
 
 namespace tavlo {
 
@@ -16,7 +17,10 @@ class Diagnostics {
 
   // What a running template has written to its error stream.
   void writeDiagnostic(std::string_view text) const;
-  void writeFailure(const Failure& failure) const;
+  // Where there is no memory to tell of the failure, that is told.
+  void writeFailure(const Failure& failure) const noexcept;
+  void writeOutOfMemory() const noexcept;
+  void writeStatistics(const Statistics& statistics) const;
 
  private:
   ErrorFormat format_;

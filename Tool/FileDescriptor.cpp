@@ -19,8 +19,11 @@ bool FileDescriptor::close() noexcept {
 bool writeAll(int descriptor, std::string_view text) noexcept {
   while (!text.empty()) {
     const ssize_t written = ::write(descriptor, text.data(), text.size());
-    if (written >= 0) {
+    if (written > 0) {
       text.remove_prefix(static_cast<std::size_t>(written));
+    } else if (written == 0) {
+      errno = ENOSPC;  // a device that takes nothing and does not say why
+      return false;
     } else if (errno == EAGAIN) {
       pollfd whenWritable{descriptor, POLLOUT, 0};  // somebody who shares the file has made it non-blocking
       ::poll(&whenWritable, 1, -1);

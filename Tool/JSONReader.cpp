@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "Foundation/ObjectArena.h"
+#include "Foundation/StackGuard.h"
 #include "Foundation/Utf8.h"
 #include "Tool/JSONValueBuilder.h"
 
@@ -220,6 +221,7 @@ class Events {
     return true;
   }
   bool begin() {
+    checkStack();  // the reader recurses
     return builder_.begin() || source_.refuse(stream_.position - 1, "Arrays and objects are nested deeper than 1000");
   }
 

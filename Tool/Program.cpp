@@ -5,6 +5,9 @@
 
 #include <csignal>
 #include <exception>
+#include <new>
+#include <string>
+#include <vector>
 
 #include "Source/KorTemplateFileDescriptorStream.h"
 #include "Source/KorTemplateWriteException.h"
@@ -38,25 +41,37 @@ void run(const std::vector<std::string>& arguments, const Diagnostics& diagnosti
   }
 }
 
-}  // namespace
-
-int runProgram(const std::vector<std::string>& arguments) {
-  occupyStandardStreams();
-  std::signal(SIGPIPE, SIG_IGN);  // writing then fails instead, and the temporary file goes the normal way
-  const Diagnostics diagnostics(CommandLine::errorFormatOf(arguments));
-  ExitStatus status = ExitStatus::Rendered;
+ExitStatus statusOf(const std::vector<std::string>& arguments, const Diagnostics& diagnostics) {
   try {
     run(arguments, diagnostics);
   } catch (const ReaderWentAway&) {
     // Whoever wanted the text has enough of it.
   } catch (const Failure& failure) {
     diagnostics.writeFailure(failure);
-    status = failure.status;
+    return failure.status;
   } catch (const std::exception& exception) {
     diagnostics.writeFailure(Failure::ofInput("tavlo", exception.what()));
-    status = ExitStatus::Unusable;
+    return ExitStatus::Unusable;
   }
-  return static_cast<int>(status);
+  return ExitStatus::Rendered;
+}
+
+}  // namespace
+
+int runProgram(int count, char** arguments) noexcept {
+  occupyStandardStreams();
+  // Writing then fails instead, and the temporary file goes the normal way.
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGXFSZ, SIG_IGN);
+  Diagnostics diagnostics(ErrorFormat::Text);
+  try {
+    const std::vector<std::string> texts(arguments + (count > 0 ? 1 : 0), arguments + count);
+    diagnostics = Diagnostics(CommandLine::errorFormatOf(texts));
+    return static_cast<int>(statusOf(texts, diagnostics));
+  } catch (const std::bad_alloc&) {
+    diagnostics.writeOutOfMemory();
+    return static_cast<int>(ExitStatus::Unusable);
+  }
 }
 
 }  // namespace tavlo

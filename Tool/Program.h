@@ -1,11 +1,8 @@
 #pragma once
 
-#include <string>
-#include <vector>
-
 namespace tavlo {
 
-// The program `tavlo` with the arguments that follow its name; answers with its exit status.
-int runProgram(const std::vector<std::string>& arguments);
+// The program `tavlo` with what main() is given; answers with its exit status.
+int runProgram(int count, char** arguments) noexcept;
 
 }  // namespace tavlo

@@ -23,6 +23,8 @@ struct RenderOptions {
   std::optional<std::string> outputFile;  // absent: standard output
   bool hasLibrary = true;                 // whether the standard functions are registered
   KorTemplateLimits limits;
+  bool showsStatistics = false;            // what the run took goes to standard error
+  std::optional<std::string> profileFile;  // where the time went, as folded stacks; absent: nobody asks
 };
 
 }  // namespace tavlo

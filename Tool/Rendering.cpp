@@ -1,15 +1,24 @@
 #include "Tool/Rendering.h"
 
+#include <sys/resource.h>
+
+#include <cerrno>
+#include <chrono>
 #include <exception>
+#include <optional>
 #include <string>
 
 #include "Source/KorTemplate.h"
 #include "Source/KorTemplateEnvironment.h"
 #include "Source/KorTemplateFileDescriptorStream.h"
+#include "Source/KorTemplateProfile.h"
 #include "Source/KorTemplateSyntaxErrorException.h"
 #include "Source/KorTemplateWriteException.h"
+#include "Tool/Allocations.h"
+#include "Tool/CountedStream.h"
 #include "Tool/DiagnosticStream.h"
 #include "Tool/Failure.h"
+#include "Tool/FileDescriptor.h"
 #include "Tool/GlobalDefinitions.h"
 #include "Tool/InputFile.h"
 #include "Tool/OutputFile.h"
@@ -31,9 +40,10 @@ Failure failureOf(const KorTemplateFailure& failure, const std::string& file) {
 }
 
 Ref<KorTemplate> compile(const std::string& text, const RenderOptions& options) {
+  const KorTemplateCompileOptions named{options.templateFile, options.limits};
   KorTemplateFailure failure;
   try {
-    return KorTemplate::compile(text, {options.templateFile, options.limits}, &failure);
+    return KorTemplate::compile(text, named, &failure);
   } catch (const std::exception& exception) {
     Failure told = failureOf(failure, options.templateFile);
     if (const auto* error = dynamic_cast<const KorTemplateSyntaxErrorException*>(&exception)) told.line = error->line();
@@ -41,32 +51,106 @@ Ref<KorTemplate> compile(const std::string& text, const RenderOptions& options) 
   }
 }
 
-// What the execution has raised.
+// What the execution has raised, the exception being in hand. One that could not begin knows of no failure.
 [[noreturn]] void raiseFailureOf(const KorTemplateEnvironment& environment, const std::string& file) {
   const KorTemplateFailure* const failure = environment.lastFailure();
-  throw failureOf(failure == nullptr ? KorTemplateFailure() : *failure, file);
+  if (failure == nullptr) throw;
+  throw failureOf(*failure, file);
 }
+
+// Runs the template. What it has written is delivered, also where it fails.
+void execute(const Ref<KorTemplate>& compiled, KorTemplateEnvironment& environment, const std::string& file,
+             const OutputFile& output) {
+  try {
+    compiled->executeWithEnvironment(&environment);
+  } catch (const KorTemplateWriteException& exception) {
+    raiseUndelivered(exception.errorNumber(), output.name());
+  } catch (const std::exception&) {
+    raiseFailureOf(environment, file);
+  }
+}
+
+// What was asked for about the run, whether or not that has failed.
+class Account {
+ public:
+  Account(const RenderOptions& options, const Diagnostics& diagnostics) : options_(options), diagnostics_(diagnostics) {
+    if (options.showsStatistics) Allocations::startCounting();
+    if (options.profileFile.has_value()) profileFile_.emplace(options.profileFile);
+  }
+
+  // Begins with the output of the environment, which is complete but for it.
+  void watch(KorTemplateEnvironment& environment) {
+    if (options_.showsStatistics) {
+      output_ = makeRef<CountedStream>(environment.outputStream());
+      environment.setOutputStream(output_);
+    }
+    if (!profileFile_.has_value()) return;
+    profile_ = KorTemplateProfile::profile();
+    environment.setProfile(profile_);
+  }
+
+  // The time since the last part of the run ended is that of the next one.
+  void endPart(Statistics::Duration Statistics::*part) {
+    const Clock::time_point now = Clock::now();
+    statistics_.*part = now - since_;
+    since_ = now;
+  }
+
+  // Tells what was asked for. Throws `Failure` when the profile cannot be written.
+  void tell(const KorTemplateEnvironment& environment) {
+    if (options_.showsStatistics) {
+      rusage usage = {};
+      ::getrusage(RUSAGE_SELF, &usage);
+      statistics_.steps = environment.stepsTaken();
+      statistics_.output = output_ == nullptr ? 0 : output_->bytes();
+      statistics_.allocations = Allocations::count();
+      statistics_.peakMemory = static_cast<std::uint64_t>(usage.ru_maxrss);
+      diagnostics_.writeStatistics(statistics_);
+    }
+    if (profile_ == nullptr) return;
+    const bool isWritten = writeAll(profileFile_->descriptor(), profile_->foldedStacks());
+    if (!isWritten) raiseUndelivered(errno, profileFile_->name());
+    profileFile_->keep();
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  const RenderOptions& options_;
+  const Diagnostics& diagnostics_;
+  Statistics statistics_;
+  Clock::time_point since_ = Clock::now();
+  Ref<CountedStream> output_;
+  std::optional<OutputFile> profileFile_;
+  Ref<KorTemplateProfile> profile_;
+};
 
 }  // namespace
 
 void render(const RenderOptions& options, const Diagnostics& diagnostics) {
+  Account account(options, diagnostics);
   const std::string text = readFile(options.templateFile);
   const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
   environment->setLimits(options.limits);
   environment->setErrorStream(DiagnosticStream::diagnosticStream(diagnostics));
   defineGlobals(*environment, options);
+  account.endPart(&Statistics::read);
   const Ref<KorTemplate> compiled = compile(text, options);
+  account.endPart(&Statistics::compile);
 
   OutputFile output(options.outputFile);
   environment->setOutputStream(KorTemplateFileDescriptorStream::streamWithDescriptor(output.descriptor()));
+  account.watch(*environment);
   try {
-    compiled->executeWithEnvironment(environment.get());
-  } catch (const KorTemplateWriteException& exception) {
-    raiseUndelivered(exception.errorNumber(), output.name());
-  } catch (const std::exception&) {
-    raiseFailureOf(*environment, options.templateFile);
+    execute(compiled, *environment, options.templateFile, output);
+  } catch (const Failure&) {
+    account.endPart(&Statistics::render);
+    account.tell(*environment);
+    throw;
   }
-  output.keep();
+  account.endPart(&Statistics::render);
+  account.tell(*environment);
+  output.keep();  // last: a file is replaced only where nothing has failed
 }
 
 }  // namespace tavlo

@@ -5,8 +5,10 @@
 
 #include <array>
 #include <atomic>
+#include <cassert>
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -15,14 +17,25 @@ namespace tavlo {
 
 namespace {
 
-constexpr std::array kEndingSignals = {SIGHUP, SIGINT, SIGTERM};
+constexpr std::array kEndingSignals = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU};
 
-// The file that exists, for the signal handler; null when there is none.
-std::atomic<const char*> existing = nullptr;
-static_assert(std::atomic<const char*>::is_always_lock_free);
+// The files that exist, for the signal handler; null where there is none.
+using Path = std::atomic<const char*>;
+std::array<Path, TemporaryFile::kMost> existing = {};
+static_assert(Path::is_always_lock_free);
+
+// The place of that path, or of null: a free one.
+Path& placeOf(const char* path) {
+  std::size_t index = 0;
+  while (existing[index] != path) ++index;
+  assert(index < existing.size());
+  return existing[index];
+}
 
 extern "C" void removeAndEnd(int signal) {
-  if (const char* path = existing.load()) ::unlink(path);
+  for (const Path& path : existing) {
+    if (path != nullptr) ::unlink(path);
+  }
   ::raise(signal);  // its own effect is back by now, and follows when this handler returns
 }
 
@@ -73,19 +86,27 @@ void TemporaryFile::create(const std::string& folder) {
     file_ = FileDescriptor(::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
     if (!file_.isOpen() && errno != EEXIST) raiseSystemError();
   }
-  existing = path_.c_str();
+  placeOf(nullptr) = path_.c_str();
+  exists_ = true;
 }
 
 TemporaryFile::~TemporaryFile() {
   const SignalsHeld held;
-  if (existing.exchange(nullptr) != nullptr) ::unlink(path_.c_str());
+  if (!exists_) return;
+  ::unlink(path_.c_str());
+  forget();
 }
 
 void TemporaryFile::replace(const std::string& path) {
   if (!file_.close()) raiseSystemError();
   const SignalsHeld held;
   if (std::rename(path_.c_str(), path.c_str()) != 0) raiseSystemError();
-  existing = nullptr;
+  forget();
+}
+
+void TemporaryFile::forget() noexcept {
+  placeOf(path_.c_str()) = nullptr;
+  exists_ = false;
 }
 
 }  // namespace tavlo

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "Tool/FileDescriptor.h"
@@ -7,9 +8,12 @@
 namespace tavlo {
 
 // A new file beside the one it is to replace. It is removed at the end of this object, also when a signal ends the
-// program, unless it has taken the other's place by then. One exists at a time.
+// program, unless it has taken the other's place by then.
 class TemporaryFile {
  public:
+  // That exist at a time.
+  static constexpr std::size_t kMost = 2;
+
   // A file in the folder of `path` that only its owner may read and write. Throws `std::system_error` when there can be
   // none.
   explicit TemporaryFile(const std::string& path);
@@ -23,9 +27,11 @@ class TemporaryFile {
 
  private:
   void create(const std::string& folder);
+  void forget() noexcept;
 
   std::string path_;
   FileDescriptor file_;
+  bool exists_ = false;
 };
 
 }  // namespace tavlo

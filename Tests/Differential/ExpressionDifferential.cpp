@@ -1,9 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <map>
-
 #include "Tests/Differential/PlainExpressionParser.h"
 #include "Tests/Differential/RandomText.h"
+#include "Tests/Differential/WithoutAddresses.h"
 #include "Tests/Source/KorTemplateParserSupport.h"
 
 namespace tavlo::test {
@@ -126,23 +125,6 @@ Stream streamOf(Chooser& chooser, const std::vector<Piece>& pieces) {
     stream.text += piece.text;
   }
   return stream;
-}
-
-// Addresses in the order in which they appear, so that two trees of the same shape read the same.
-std::string withoutAddresses(const std::string& description) {
-  std::map<std::string, std::size_t> known;
-  std::string result;
-  for (std::size_t at = 0; at < description.size();) {
-    if (description.compare(at, 2, "0x") != 0) {
-      result += description[at++];
-      continue;
-    }
-    const std::size_t end = description.find_first_not_of("0123456789abcdef", at + 2);
-    const std::string address = description.substr(at, end - at);
-    result += "#" + std::to_string(known.try_emplace(address, known.size()).first->second);
-    at = std::min(end, description.size());
-  }
-  return result;
 }
 
 // A tree by its description and its shape, or what was raised instead.

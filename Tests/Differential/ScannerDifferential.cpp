@@ -4,35 +4,17 @@
 #include "Tests/Differential/PlainScanner.h"
 #include "Tests/Differential/RandomText.h"
 #include "Tests/Differential/RecogniserSwitch.h"
-#include "Tests/Source/KorTemplateParserSupport.h"
+#include "Tests/Differential/RuleScanner.h"
 
 namespace tavlo::test {
 
 namespace {
 
-PlainToken plain(const KorToken& token) {
-  return {token.tokenClass, token.line, token.position, token.length, token.byteOffset, token.byteLength};
-}
-
-std::vector<PlainBlock> scan(const std::string& text) {
-  const Ref<KorRuleBasedScanner> scanner = parsing::scannerOver(text);
-  std::vector<PlainBlock> blocks;
-  while (const KorToken* token = scanner->nextToken()) {
-    EXPECT_TRUE(token->isCompound);
-    PlainBlock& block = blocks.emplace_back();
-    block.whole = plain(*token);
-    for (const KorToken& subtoken : static_cast<const KorCompoundToken*>(token)->subtokens) {
-      block.subtokens.push_back(plain(subtoken));
-    }
-  }
-  return blocks;
-}
-
 void expectSameTokens(const std::string& text) {
   const std::vector<PlainBlock> expected = scanPlainly(text);
   for (const bool enabled : {true, false}) {
     const RecogniserSwitch recognisers(enabled);
-    const std::vector<PlainBlock> found = scan(text);
+    const std::vector<PlainBlock> found = scanWithRules(text);
     if (found == expected) continue;
     ADD_FAILURE() << "recognisers " << (enabled ? "on" : "off") << ": " << readable(text) << "\nexpected"
                   << describe(expected) << "\nfound" << describe(found);

@@ -11,6 +11,7 @@
 #include "Foundation/Value.h"
 #include "Tests/Foundation/HostObjects.h"
 #include "Tests/Foundation/Raised.h"
+#include "Tests/Memory/WorkBound.h"
 
 namespace tavlo::test {
 
@@ -241,6 +242,15 @@ TEST(ValueSet, TellsWhatIsNew) {
   EXPECT_FALSE(set.insert(makeRef<Named>("a")));
   EXPECT_TRUE(set.contains("a"));
   EXPECT_FALSE(set.contains("b"));
+}
+
+TEST(ValueSet, TakesEveryNotANumberInAsNew) {
+  constexpr int kCount = 100'000;
+  const Value nan = std::numeric_limits<double>::quiet_NaN();
+  const WorkBound bound("not-a-numbers");
+  const NSSet set(std::vector<Value>(kCount, nan));
+  EXPECT_EQ(set.count(), std::size_t{kCount});
+  EXPECT_FALSE(set.containsObject(nan));
 }
 
 TEST(ListArgument, IsAbsentOnlyWhenMadeOfNothing) {

@@ -14,6 +14,7 @@
 #include "Tests/Foundation/HostObjects.h"
 #include "Tests/Foundation/Raised.h"
 #include "Tests/Foundation/SmallStack.h"
+#include "Tests/Memory/WorkBound.h"
 
 namespace tavlo::test {
 
@@ -89,6 +90,7 @@ TEST(DeepValues, AreFreedDescribedAndComparedWithoutRecursion) {
     runOnStackOf(kSmallStack, [&outcome, wrap] {
       const Value left = nested(wrap, makeRef<Tracked>(outcome.alive), kFarDeeper);
       const Value right = nested(wrap, makeRef<Tracked>(outcome.alive), kFarDeeper);
+      const WorkBound bound("deep values");
       outcome.described = limitReached([&] { (void)left.description(); });
       outcome.compared = limitReached([&] { (void)left.isEqual(right); });
       try {
@@ -126,6 +128,7 @@ TEST(DeepValues, EndWithALimitWhereTheirKeysAreAskedFor) {
   std::optional<KorTemplateLimit> summed;
   runOnStackOf(kSmallStack, [&] {
     const Value value = nested(inList, "abc", kFarDeeper);
+    const WorkBound bound("key paths");
     asked = limitReached([&] { (void)valueForKeyPath(value, "length"); });
     std::string path = "@sum";
     for (int level = 1; level < kFarDeeper / 10; ++level) path += ".@sum";
@@ -184,12 +187,49 @@ TEST(DeepValues, GoIntoASetWithoutRecursionAndDeeperOnesEndWithALimit) {
   std::size_t count = 0;
   std::optional<KorTemplateLimit> limit;
   runOnStackOf(kSmallStack, [&] {
+    const WorkBound bound("a set");
     const Value deep = nested(inList, 1, kDeeper);
     count = NSSet::setWithObjects({deep, deep, nested(inList, 1, 3), 1})->count();
     limit = limitReached([&] { (void)NSSet::setWithObjects({deep, nested(inList, 1, kDeeper)}); });
   });
   EXPECT_EQ(count, 3U);
   EXPECT_EQ(limit, KorTemplateLimit::ValueDepth);
+}
+
+// Whatever is done with a value ends well or with a limit, however little stack there is.
+TEST(DeepValues, EndCleanlyOnSmallStacks) {
+  struct Row {
+    const char* what;
+    void (*use)(const Value& value, const Value& other);
+  };
+  const Row rows[] = {
+      {"describe", [](const Value& value, const Value&) { (void)value.description(); }},
+      {"compare", [](const Value& value, const Value& other) { (void)value.isEqual(other); }},
+      {"hash", [](const Value& value, const Value&) { (void)value.hash(); }},
+      {"gather",
+       [](const Value& value, const Value& other) {
+         (void)NSSet::setWithObjects({value, other});
+       }},
+      {"read", [](const Value& value, const Value&) { (void)raised([&] { (void)valueForKeyPath(value, "a.a.a"); }); }},
+      {"sum", [](const Value& value, const Value&) { (void)raised([&] { (void)valueForKeyPath(value, "@sum.a"); }); }},
+      {"order", [](const Value& value, const Value& other) { (void)value.isLessThan(other); }},
+      {"share", [](const Value& value, const Value&) { value.share(); }},
+  };
+  for (const std::size_t kibibytes : {128, 256}) {
+    for (const WrapRow& wrap : kWraps) {
+      for (const int depth : {kDeepest / 2, 20 * kDeepest}) {
+        Value value = nested(wrap.wrap, 1, depth);
+        Value other = nested(wrap.wrap, 1, depth);
+        for (const Row& row : rows) {
+          const WorkBound bound(row.what);
+          const std::string end = outcomeOnStackOf(kibibytes * 1024, [&] { row.use(value, other); });
+          const bool isClean = end == "well" || end == "stack" || depth > kDeepest / 2;
+          EXPECT_TRUE(isClean) << row.what << " " << wrap.what << ": " << end;
+        }
+        EXPECT_EQ(outcomeOnStackOf(kibibytes * 1024, [&] { value = other = Value(); }), "well") << wrap.what;
+      }
+    }
+  }
 }
 
 }  // namespace

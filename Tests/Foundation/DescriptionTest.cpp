@@ -12,6 +12,7 @@
 #include "Matchery/KorRegex.h"
 #include "Tests/Foundation/HostObjects.h"
 #include "Tests/Foundation/Raised.h"
+#include "Tests/Memory/WorkBound.h"
 
 namespace tavlo::test {
 
@@ -207,6 +208,7 @@ class Link final : public NSObject {
 };
 
 TEST(Description, FollowsAChainOfAnyDepth) {
+  const WorkBound bound("a chain");
   constexpr std::size_t kDepth = 100'000;
   Value chain = "x";
   for (std::size_t depth = 0; depth < kDepth; ++depth) chain = makeRef<Link>(chain);
@@ -235,6 +237,7 @@ TEST(Description, IsBoundedWhereAValueHoldsItselfManyTimes) {
   // Written out, it would be longer than 2 to the 60.
   Value value = "abc";
   for (int level = 0; level < 60; ++level) value = NSArray::arrayWithObjects({value, value});
+  const WorkBound bound("a description");
   EXPECT_EQ(limitReached([&] { (void)Description::of(value, 1 << 20); }), KorTemplateLimit::StringLength);
 }
 

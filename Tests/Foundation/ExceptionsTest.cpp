@@ -156,7 +156,7 @@ TEST(KorTemplateLimits, AreTheseUnlessAHostSaysOtherwise) {
   EXPECT_EQ(limits.stackLeft, 64U * 1024);
   EXPECT_EQ(limits.regexRetries, 1'000'000U);
   EXPECT_EQ(limits.stringLength, 256ULL * 1024 * 1024);
-  EXPECT_EQ(KorTemplateLimits::kValueDepth, 1000);
+  EXPECT_EQ(limits.valueDepth, 1000);
   EXPECT_FALSE(limitReached([] { requireValueDepth(1000); }).has_value());
   EXPECT_EQ(limitReached([] { requireValueDepth(1001); }), KorTemplateLimit::ValueDepth);
 }

@@ -135,6 +135,7 @@ TEST(HostClass, ComparesByTheOrderAndTheEqualityThatItOrABaseHas) {
   EXPECT_TRUE(carValue.isEqual(strongValue));
   EXPECT_TRUE(strongValue.isEqual(carValue));
   EXPECT_EQ(strongValue.hash(), carValue.hash());
+  EXPECT_NE(strongValue.hash(), weakValue.hash());
   EXPECT_FALSE(weakValue.isEqual(strongValue));
   EXPECT_FALSE(weakValue.isEqual(50));
   EXPECT_EQ(NSSet::setWithObjects({weakValue, strongValue, carValue})->count(), 2U);
@@ -162,6 +163,30 @@ TEST(HostClass, MayOrderItsObjectsAmongOtherValues) {
   EXPECT_EQ(hostReference(three).isGreaterThan(2), std::nullopt);
 }
 
+struct Release : Version {};
+void describeHostClass(HostClass<Release>& release) {
+  release.name("Release").inherits<Version>();
+}
+struct Draft : Version {};
+void describeHostClass(HostClass<Draft>& draft) {
+  draft.name("Draft").inherits<Version>();
+  draft.lessThan([](const Draft& left, const Draft& right) { return left.number <= right.number; });
+  draft.greaterThan([](const Draft& /*left*/, const Draft& /*right*/) { return false; });
+}
+
+TEST(HostClass, InheritsAnOrderThatItHasNotItself) {
+  Version two{2};
+  Release three{{3}};
+  Draft draft{{3}};
+  Draft older{{2}};
+  EXPECT_EQ(hostReference(three).isGreaterThan(hostReference(two)), true);
+  EXPECT_EQ(hostReference(two).isGreaterThan(hostReference(three)), false);
+  EXPECT_EQ(hostReference(three).isLessThan(3), false);
+  EXPECT_EQ(hostReference(three).isLessThan(4), true);
+  EXPECT_EQ(hostReference(draft).isGreaterThan(hostReference(older)), false);
+  EXPECT_EQ(hostReference(draft).isLessThan(hostReference(draft)), true);
+}
+
 TEST(HostClass, WithoutAnEqualityHasOneValueForAnObject) {
   Maker maker("Acme");
   Product first{.name = "Lamp", .maker = &maker};
@@ -169,6 +194,7 @@ TEST(HostClass, WithoutAnEqualityHasOneValueForAnObject) {
   EXPECT_TRUE(hostReference(first).isEqual(hostReference(first)));
   EXPECT_EQ(hostReference(first).hash(), hostReference(first).hash());
   EXPECT_FALSE(hostReference(first).isEqual(hostReference(second)));
+  EXPECT_NE(hostReference(first).hash(), hostReference(second).hash());
   EXPECT_TRUE(read(hostReference(first), "maker").isEqual(read(hostReference(second), "maker")));
   YoungMaker young("Nova");
   Maker& asBase = young;
@@ -215,6 +241,11 @@ void describeHostClass(HostClass<Ladder>& ladder) {
   ladder.name("Ladder").elements([](const Ladder& each) { return makeRef<Counter>(each.steps); });
 }
 
+struct WideShelf : Shelf {};
+void describeHostClass(HostClass<WideShelf>& shelf) {
+  shelf.name("WideShelf").inherits<Shelf>();
+}
+
 // What a walk over the value meets, by "name" where that is one.
 std::string elementsOf(const Value& value, const char* key) {
   const Ref<NSEnumerator> walk = value.object()->objectEnumerator();
@@ -230,7 +261,9 @@ TEST(HostClass, MayBeEnumerated) {
   Shelf shelf{{Product{.name = "Lamp"}, Product{.name = "Chair"}}};
   Ladder ladder{3};
   Product product;
+  WideShelf wide{shelf};
   EXPECT_EQ(elementsOf(hostReference(shelf), "name"), "Lamp Chair ");
+  EXPECT_EQ(elementsOf(hostReference(wide), "name"), "Lamp Chair ");
   EXPECT_EQ(elementsOf(hostReference(ladder), "name"), "1 2 3 ");
   EXPECT_EQ(elementsOf(hostReference(product), "name"), "none");
 }

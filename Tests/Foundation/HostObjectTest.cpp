@@ -56,7 +56,7 @@ struct Whole {
 };
 
 void describeHostClass(HostClass<Part>& part) {
-  part.name("Part").property("number", &Part::number);
+  part.name("Part").property("number", &Part::number).canBeShared();
 }
 void describeHostClass(HostClass<Whole>& whole) {
   whole.name("Whole")
@@ -201,6 +201,16 @@ bool lend(const Value& object, const char* key, LentValue& lent) {
   return NSKeyPath(key).lend(holder, lent);
 }
 
+TEST(HostObject, IsReadByAPathForWhoAdoptsTheValue) {
+  Maker maker("Acme");
+  const Value value = hostReference(maker);
+  EXPECT_EQ(Value::adopt(NSKeyPath("name").read(value)).description(), "Acme");
+  EXPECT_EQ(Value::adopt(NSKeyPath("founded").read(value)).intValue(), 1900);
+  EXPECT_EQ(Value::adopt(NSKeyPath("name.length").read(value)).intValue(), 4);
+  EXPECT_TRUE(NSKeyPath("owner").read(value).isNothing());
+  EXPECT_TRUE(NSKeyPath("owner.name").read(value).isNothing());
+}
+
 TEST(HostObject, RefusesTextThatIsNotUTF8) {
   Faulty faulty;
   const Value value = hostReference(faulty);
@@ -256,12 +266,14 @@ class Cart final : public DescribedObject<Cart> {
   int size() const { return 2; }
   const Part& first() const { return first_; }
   const std::vector<Part>& items() const { return items_; }
+  std::span<const Part> view() const { return items_; }
 
   friend void describeHostClass(HostClass<Cart>& cart) {
     cart.name("Cart")
         .property("size", &Cart::size)
         .property("first", &Cart::first)
         .property("items", &Cart::items)
+        .property("view", &Cart::view)
         .property("itself", [](Cart& each) -> Cart& { return each; })
         .description([](const Cart&) { return "a cart"; })
         .elements(&Cart::items)
@@ -301,6 +313,20 @@ TEST(DescribedObject, LivesAsLongAsAPartOfIt) {
   const Value walked = makeRef<Cart>(alive);
   const Ref<NSEnumerator> walk = walked.object()->objectEnumerator();
   EXPECT_EQ(read(walk->nextObject(), "number").intValue(), 7);
+}
+
+TEST(DescribedObject, IsSharedBeforeTheElementsOfItsListsMayBe) {
+  int alive = 0;
+  for (const char* path : {"items", "view"}) {
+    const Value cart = makeRef<Cart>(alive);
+    const Value element = read(cart, path).object()->objectEnumerator()->nextObject();
+    EXPECT_EQ(raised([&] { element.share(); }),
+              "NSInvalidArgumentException: Part cannot be shared between threads: it, or what it holds, is of a class "
+              "that does not answer canBeShared() with true")
+        << path;
+    cart.share();
+    EXPECT_EQ(raised([&] { element.share(); }), "") << path;
+  }
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <cmath>
 #include <cstdint>
+#include <iterator>
+#include <random>
 #include <span>
 #include <string>
 #include <thread>
@@ -136,13 +138,13 @@ TEST(KeyPath, NamesTheClassAndTheKeyThatItDoesNotKnow) {
             "NSUndefinedKeyException: NSNumber has no value for the key \"length\"");
 }
 
-class Failing final : public NSObject {
+class FailingHost final : public NSObject {
  public:
   Value valueForKey(const NSString& /*key*/) const override { NSException::raise("HostException", "broken"); }
 };
 
 TEST(KeyPath, LetsAHostsExceptionThrough) {
-  const Value failing = makeRef<Failing>();
+  const Value failing = makeRef<FailingHost>();
   EXPECT_EQ(raised([&] { (void)valueForKeyPath(failing, "x"); }), "HostException: broken");
   EXPECT_EQ(raised([&] { (void)valueForKeyPath(list({failing}), "x"); }), "HostException: broken");
   EXPECT_EQ(raised([&] { (void)valueForKeyPath(list({failing}), "@sum.x"); }), "HostException: broken");
@@ -208,6 +210,59 @@ TEST(CollectionOperators, SmallestAndLargest) {
   // The first of equals, told apart by its kind.
   EXPECT_TRUE(valueForKeyPath(list({2, 1.0, 1, true}), "@min").isIdenticalTo(1.0));
   EXPECT_TRUE(valueForKeyPath(list({0, 1U, 1.0, true}), "@max").isIdenticalTo(1U));
+}
+
+// What the definition says, one comparison after another.
+Value firstThatNoOtherPrecedes(const std::vector<Value>& numbers, bool wantsLeast) {
+  Value best = numbers.front();
+  for (const Value& number : numbers) {
+    if (wantsLeast ? number.isLessThan(best).value() : best.isLessThan(number).value()) best = number;
+  }
+  return best;
+}
+
+TEST(CollectionOperators, SmallestAndLargestOfAllKindsOfNumbersInAnyOrder) {
+  const Value kinds[] = {1,          -1,
+                         0,          0.0,
+                         -0.0,       std::nan(""),
+                         true,       INT64_MAX,
+                         INT64_MIN,  1e300,
+                         -1e300,     0.5,
+                         UINT64_MAX, 9007199254740993,
+                         1U,         false,
+                         1.0F,       9007199254740992.0};
+  std::mt19937 random(3);
+  for (int round = 0; round < 2'000; ++round) {
+    std::vector<Value> numbers;
+    std::vector<Value> holders;
+    for (std::size_t count = 1 + random() % 6; numbers.size() < count;) {
+      numbers.push_back(kinds[random() % std::size(kinds)]);
+      holders.push_back(dictionary({{"n", numbers.back()}}));
+      if (random() % 8 == 0) holders.push_back(dictionary({{"n", Value::null()}}));
+    }
+    for (const bool wantsLeast : {true, false}) {
+      const Value wanted = firstThatNoOtherPrecedes(numbers, wantsLeast);
+      const char* const name = wantsLeast ? "@min" : "@max";
+      const std::string path = std::string(name) + ".n";
+      EXPECT_TRUE(valueForKeyPath(NSArray::arrayWithObjects(numbers), name).isIdenticalTo(wanted)) << round;
+      EXPECT_TRUE(valueForKeyPath(NSArray::arrayWithObjects(holders), path).isIdenticalTo(wanted)) << round;
+    }
+  }
+}
+
+// What is no number, or does not live in a dictionary, is met behind numbers.
+TEST(CollectionOperators, TakeWhatComesBehindNumbers) {
+  const Value two = dictionary({{"n", 2}});
+  const PathRow rows[] = {
+      {"a text's number", list({1, 2, "3.5"}), "@sum", 6.5},
+      {"along a path", list({two, dictionary({{"n", "0.5"}})}), "@avg.n", 1.25},
+      {"a host's property", list({dictionary({{"name", 4}}), named("6")}), "@sum.name", 10.0},
+      {"an element without the key", list({two, dictionary({})}), "@max.n", 2},
+      {"an average over nulls", list({Value::null()}), "@avg", 0.0},
+  };
+  expectValues(rows);
+  EXPECT_THROW((void)valueForKeyPath(list({1, 2, "a"}), "@min"), NSException);
+  EXPECT_THROW((void)valueForKeyPath(list({two, named("b")}), "@min.n"), NSException);
 }
 
 TEST(CollectionOperators, Unions) {

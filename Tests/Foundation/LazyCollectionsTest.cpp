@@ -17,9 +17,11 @@
 #include "Foundation/LazyCollections.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
+#include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/NSSet.h"
 #include "Tests/Foundation/HostShop.h"
 #include "Tests/Foundation/Raised.h"
+#include "Tests/Memory/WorkBound.h"
 
 namespace tavlo::test {
 
@@ -340,6 +342,33 @@ TEST(LazySequence, OwnsTheObjectsThatAreMadeForIt) {
     return Product{.name = "Lamp " + std::to_string(left)};
   });
   EXPECT_EQ(read(made, "name").description(), "(\n    \"Lamp 1\",\n    \"Lamp 0\"\n)");
+}
+
+Value endlessList() {
+  return lazyList([] { return std::size_t{1}; }, [](std::size_t) { return endlessList(); });
+}
+// A list around lists of which every second one is plain.
+Value endlessPlainList() {
+  return lazyList([] { return std::size_t{1}; },
+                  [](std::size_t) { return NSArray::arrayWithObjects({endlessPlainList()}); });
+}
+// Lists inside one another, so many, and a number.
+Value lazyNested(int depth) {
+  if (depth == 0) return 1;
+  return lazyList([] { return std::size_t{1}; }, [depth](std::size_t) { return lazyNested(depth - 1); });
+}
+
+TEST(LazyList, IsHashedDownToTheBound) {
+  EXPECT_EQ(lazyNested(1000).hash(), lazyNested(1000).hash());
+  const Value deeper = lazyNested(1001);
+  EXPECT_EQ(limitReached([&] { (void)deeper.hash(); }), KorTemplateLimit::ValueDepth);
+  for (const Value& endless : {endlessList(), endlessPlainList()}) {
+    const WorkBound bound("an endless list");
+    EXPECT_EQ(limitReached([&] { (void)endless.hash(); }), KorTemplateLimit::ValueDepth);
+    const Value list = NSArray::arrayWithObjects({endless});
+    EXPECT_EQ(limitReached([&] { (void)valueForKeyPath(list, "@distinctUnionOfObjects"); }),
+              KorTemplateLimit::ValueDepth);
+  }
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <optional>
 #include <string>
 
 #include "Foundation/NSDate.h"
@@ -53,6 +54,22 @@ TEST(NSDate, ReadsAsItsInstantInUTC) {
     EXPECT_EQ(valueForKeyPath(date, "description").description(), row.text);
     EXPECT_TRUE(valueForKeyPath(date, "timeIntervalSince1970").isIdenticalTo(row.seconds)) << row.text;
   }
+}
+
+TEST(NSDate, IsOrderedByItsInstant) {
+  const Ref<NSDate> earlier = NSDate::dateWithTimeIntervalSince1970(1);
+  const Ref<NSDate> later = NSDate::dateWithTimeIntervalSince1970(1.5);
+  const Ref<NSDate> sameAsLater = NSDate::dateWithTimeIntervalSince1970(1.5);
+  EXPECT_EQ(earlier->isLessThan(later), true);
+  EXPECT_EQ(later->isLessThan(earlier), false);
+  EXPECT_EQ(later->isLessThan(sameAsLater), false);
+  EXPECT_EQ(earlier->isGreaterThan(later), false);
+  EXPECT_EQ(later->isGreaterThan(earlier), true);
+  EXPECT_EQ(later->isGreaterThan(sameAsLater), false);
+  EXPECT_EQ(later->isLessThan(2), std::nullopt);
+  EXPECT_EQ(later->isGreaterThan(Value()), std::nullopt);
+  EXPECT_TRUE(Value(later).isEqual(sameAsLater));
+  EXPECT_FALSE(Value(later).isEqual(earlier));
 }
 
 TEST(NSDate, HasATextHoweverFarItIs) {

@@ -283,6 +283,21 @@ TEST(NSInvocation, OwnsItsObjectsUntilItIsToldToLetGo) {
   EXPECT_TRUE(invocation->getReturnValue<Value>().isAbsent());
 }
 
+TEST(NSInvocation, LetsGoOfAResultOrOfAnArgumentThatIsItsOnlyObject) {
+  int alive = 0;
+  const Ref<NSInvocation> answering =
+      NSInvocation::invocationWithMethodSignature(NSMethodSignature::signatureOf<Value, int>());
+  answering->setReturnValue(Value(makeRef<Tracked>(alive)));
+  const Ref<NSInvocation> asking =
+      NSInvocation::invocationWithMethodSignature(NSMethodSignature::signatureOf<int, int, Value>());
+  asking->setArgument(makeRef<Tracked>(alive), 3);
+  EXPECT_EQ(alive, 2);
+  answering->releaseObjects();
+  EXPECT_EQ(alive, 1);
+  asking->releaseObjects();
+  EXPECT_EQ(alive, 0);
+}
+
 TEST(NSInvocation, PassesLentObjectsAndRefusesThoseOfAnotherClass) {
   const Ref<Account> account = makeRef<Account>(1);
   const Ref<Account> other = makeRef<Account>(2);

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <cstring>
 #include <optional>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -104,6 +106,36 @@ TEST(ObjectArena, ServesContainers) {
   std::vector<int, ObjectArena::Allocator<int>> numbers;
   for (int number = 0; number < 10'000; ++number) numbers.push_back(number);
   for (int number = 0; number < 10'000; ++number) ASSERT_EQ(numbers[static_cast<std::size_t>(number)], number);
+}
+
+// Memory that is given back, the latest of it at once, is never handed out while somebody uses it.
+TEST(ObjectArena, TakesBackNothingThatIsInUse) {
+  struct Piece {
+    unsigned char* bytes;
+    std::size_t size;
+    unsigned char filling;
+  };
+  for (const std::size_t expected : {std::size_t{0}, std::size_t{5'000}, std::size_t{100'000}}) {
+    ObjectArena arena(expected);
+    const ObjectArena::Scope scope(arena);
+    std::vector<Piece> pieces;
+    const auto freeAt = [&pieces](std::size_t index) {
+      const Piece piece = pieces[index];
+      for (std::size_t at = 0; at < piece.size; ++at) ASSERT_EQ(piece.bytes[at], piece.filling);
+      ObjectArena::free(piece.bytes, piece.size);
+      pieces.erase(pieces.begin() + static_cast<std::ptrdiff_t>(index));
+    };
+    std::mt19937 random(7);
+    for (unsigned step = 0; step < 5'000; ++step) {
+      const std::size_t size = 1 + random() % (step % 50 == 0 ? 3'000 : 100);
+      Piece piece{static_cast<unsigned char*>(ObjectArena::allocate(size)), size, static_cast<unsigned char>(step)};
+      std::memset(piece.bytes, piece.filling, size);
+      pieces.push_back(piece);
+      if (random() % 2 == 0) freeAt(pieces.size() - 1);
+      if (random() % 4 == 0 && !pieces.empty()) freeAt(random() % pieces.size());
+    }
+    while (!pieces.empty()) freeAt(0);
+  }
 }
 
 // What a host derives, with a member of an alignment of its own.

@@ -14,6 +14,7 @@
 #include "Tests/Foundation/HostObjects.h"
 #include "Tests/Foundation/Raised.h"
 #include "Tests/Foundation/SmallStack.h"
+#include "Tests/Memory/WorkBound.h"
 
 namespace tavlo::test {
 
@@ -88,6 +89,7 @@ TEST(Sharing, VisitsAnObjectOnceHoweverOftenItIsHeld) {
   // Without that, a list of two the same, 60 deep, would be walked 2 to the 60 times.
   Value value = NSArray::array();
   for (int level = 0; level < 60; ++level) value = NSArray::arrayWithObjects({value, value});
+  const WorkBound bound("shared twice at each level");
   value.share();
   EXPECT_TRUE(value.object()->isShared());
 }
@@ -98,6 +100,7 @@ TEST(Sharing, NeedsNoStackForADeepValue) {
     Value innermost = NSArray::array();
     Value value = innermost;
     for (int level = 0; level < 1'000'000; ++level) value = NSArray::arrayWithObjects({value});
+    const WorkBound bound("deep");
     value.share();
     shared = innermost.object()->isShared();
   });

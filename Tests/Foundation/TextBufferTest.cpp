@@ -21,6 +21,25 @@ TEST(TextBuffer, AppendsPiecesOfEveryLength) {
   }
 }
 
+TEST(TextBuffer, AppendsShortPiecesInBlocksWhereItHasRoomForThem) {
+  const std::string source(2 * TextBuffer::kLongestPadded, 'x');
+  TextBuffer text;
+  text.reserve(TextBuffer::kLongestPadded + 30);
+  const std::size_t room = text.capacity() - TextBuffer::kLongestPadded;
+  text.append(std::string(room, 'a'));
+  EXPECT_TRUE(text.hasPaddedRoom());
+  for (const std::size_t size : {std::size_t{1}, std::size_t{16}, std::size_t{17}, std::size_t{128}}) {
+    TextBuffer copy;
+    copy.reserve(text.capacity());
+    copy.append(text.view());
+    copy.appendPadded(std::string_view(source).substr(0, size));
+    copy.append("f");
+    EXPECT_EQ(copy.view(), std::string(room, 'a') + std::string(size, 'x') + "f") << size;
+  }
+  text.append("b");
+  EXPECT_FALSE(text.hasPaddedRoom());
+}
+
 TEST(TextBuffer, AppendsAPartOfItselfAlsoWhereItMustGrow) {
   TextBuffer text;
   text.append("0123456789");

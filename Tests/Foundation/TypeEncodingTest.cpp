@@ -47,7 +47,7 @@ union Either {
   float part;
 };
 
-class Unknown;
+class OnlyDeclared;
 
 enum Plain : short { PlainOne };
 enum class Small : unsigned char { One };
@@ -132,7 +132,7 @@ TEST(TypeEncoding, OfPointersAndStructures) {
       {"a pointer to a constant number", typeEncoding<const double*>(), "r^d"},
       {"a pointer to anything", typeEncoding<void*>(), "^v"},
       {"a pointer to a structure", typeEncoding<Point*>(), "^{Point=...}"},
-      {"a pointer to a class known by name", typeEncoding<Unknown*>(), "^?"},
+      {"a pointer to a class known by name", typeEncoding<OnlyDeclared*>(), "^?"},
       {"a pointer to characters", typeEncoding<const char**>(), "^r*"},
       {"a number that is changed", typeEncoding<int&>(), "^i"},
       {"a structure", typeEncoding<Point>(), "{Point=...}"},

@@ -34,7 +34,8 @@ constexpr auto describeEnum(Status) {
   return tavlo::enumNames<Status>({{Status::Draft, "draft"}, {Status::Sent, "sent"}, {Status::Sent, "mailed"}});
 }
 
-enum Plain { kFirst, kSecond };
+enum Plain : short { kFirst, kSecond };
+enum Unfixed { kOnly };
 enum class Wide : std::uint64_t { Largest = UINT64_MAX };
 
 struct Product {
@@ -231,6 +232,7 @@ TEST(ConvertedEnumerations, AreTheirNumbersWhereTheyAreNot) {
   EXPECT_EQ(objectOf<shop::Wide>(std::numeric_limits<std::uint64_t>::max()), shop::Wide::Largest);
   EXPECT_EQ(objectOf<shop::Plain>(Value::null()), shop::kFirst);
   EXPECT_FALSE(objectIn<shop::Plain>("1").has_value());
+  EXPECT_TRUE(valueOf(shop::kOnly).isEqual(0));
 }
 
 TEST(ConvertedTimes, AreDatesAndSeconds) {

@@ -10,6 +10,8 @@
 #include "Foundation/NSDictionary.h"
 #include "Foundation/NSSet.h"
 #include "Foundation/Value.h"
+#include "Tests/Foundation/HostObjects.h"
+#include "Tests/Memory/WorkBound.h"
 
 namespace tavlo::test {
 
@@ -87,6 +89,32 @@ TEST(HashesOfValues, Differ) {
   }
 }
 
+// An object without an equality of its own is told by its place in memory, of which the last bits are always the same.
+TEST(HashesOfValues, OfObjectsThatAreToldByTheirPlaceAreSpread) {
+  int alive = 0;
+  std::vector<Ref<Tracked>> objects;
+  std::set<std::size_t> hashes;
+  std::set<std::size_t> places;
+  for (int number = 0; number < 1000; ++number) {
+    objects.push_back(makeRef<Tracked>(alive));
+    hashes.insert(objects.back()->hash());
+    places.insert(objects.back()->hash() % 1024);
+  }
+  EXPECT_EQ(hashes.size(), objects.size());
+  EXPECT_GT(places.size(), 100U);
+}
+
+TEST(HashesOfValues, DifferAlsoBehindManyValues) {
+  constexpr int kCount = 20;
+  std::set<std::size_t> hashes;
+  for (int number = 0; number < kCount; ++number) {
+    hashes.insert(behind(40'000, number).hash());
+    hashes.insert(inLists(behind(40'000, number), 3).hash());
+    EXPECT_EQ(inPairs(behind(40'000, number), 3).hash(), inPairs(behind(40'000, number), 3).hash());
+  }
+  EXPECT_EQ(hashes.size(), std::size_t{2 * kCount});
+}
+
 TEST(HashesOfValues, ThatAreEqualAreTheSame) {
   for (const FamilyRow& row : kFamilies) EXPECT_EQ(row.make(77).hash(), row.make(77).hash()) << row.what;
 }
@@ -114,7 +142,7 @@ TEST(HashesOfValues, TellKindsOfCollectionsApart) {
   EXPECT_EQ(hashes.size(), 5U);
 }
 
-// Beyond its bound of work a hash tells less, and still the same for equal values in whatever order they were made.
+// Beyond a number of values a collection is walked otherwise, and hashes the same in whatever order it was made.
 TEST(HashesOfValues, ThatAreEqualAreTheSameHoweverLargeTheyAre) {
   Ref<NSMutableDictionary> forwards = NSMutableDictionary::dictionary();
   Ref<NSMutableDictionary> backwards = NSMutableDictionary::dictionary();
@@ -126,9 +154,10 @@ TEST(HashesOfValues, ThatAreEqualAreTheSameHoweverLargeTheyAre) {
   EXPECT_EQ(forwards->hash(), backwards->hash());
 }
 
-TEST(HashesOfValues, WalkNoMoreThanABound) {
+TEST(HashesOfValues, WalkWhatIsSharedOnce) {
   Value value = 1;
   for (int level = 0; level < 60; ++level) value = NSArray::arrayWithObjects({value, value});  // 2^60 paths
+  const WorkBound bound("a hash");
   EXPECT_EQ(value.hash(), value.hash());
 }
 

@@ -160,6 +160,24 @@ TEST(KorUnicharStream, CountsTheSameInOneStepAsInMany) {
   }
 }
 
+TEST(KorUnicharStream, TellsWhereAByteIsAUnitAndNoLineEnds) {
+  const std::string plain(40, 'a');
+  for (const std::string odd : {"\n", "\r", "\u00e9"}) {
+    for (std::uint32_t place = 0; place < plain.size(); ++place) {
+      std::string text = plain;
+      text.replace(place, odd.size(), odd);
+      const Ref<KorUnicharStream> stream =
+          KorUnicharStream::streamWithBuffer(KorStringBuffer::bufferFromString(NSString::stringWithUTF8(text)));
+      const auto size = stream->byteLength();
+      const auto behind = place + static_cast<std::uint32_t>(odd.size());
+      EXPECT_FALSE(stream->isPlain(0, size)) << odd << place;
+      EXPECT_FALSE(stream->isPlain(place, behind)) << odd << place;
+      EXPECT_TRUE(stream->isPlain(0, place)) << odd << place;
+      EXPECT_TRUE(stream->isPlain(behind, size)) << odd << place;
+    }
+  }
+}
+
 TEST(KorUnicharStream, ReadsCharactersAtAndBeforeAPlace) {
   const Ref<KorUnicharStream> stream =
       KorUnicharStream::streamWithBuffer(KorStringBuffer::bufferFromString(NSString::stringWithUTF8("a\U0001f600")));
@@ -266,6 +284,18 @@ TEST(KorRegularExpressionRule, NamesItsOpeningWhereItsPatternIsPlainText) {
     EXPECT_EQ(KorRegularExpressionRule::ruleWithPattern(row.pattern, classNamed('x'))->opening(), row.opening)
         << row.pattern;
   }
+}
+
+// A run of bytes that the rule asked first skips is passed at once; where another rule is asked before, none of them
+// is.
+TEST(RuleList, PassesWhatTheRuleThatIsAskedFirstSkips) {
+  const Ref<KorScannerRule> word = KorWordRule::ruleForDictionary({"a"}, false, classNamed('w'));
+  const Ref<KorScannerRule> tab = KorWordRule::ruleForDictionary({"\t"}, false, classNamed('t'));
+  EXPECT_EQ(RuleList({KorWhitespaceRule::rule(), word}).skip(" \n\t a ", 0), 4U);
+  EXPECT_EQ(RuleList({KorWhitespaceRule::rule(), word}).skip(" \n\t a ", 5), 6U);
+  EXPECT_EQ(RuleList({tab, KorWhitespaceRule::rule(), word}).skip(" \n\t a ", 0), 0U);
+  EXPECT_EQ(RuleList({word, KorDefaultScannerRule::ruleWithTokenClass(nullptr)}).skip("b ca", 0), 3U);
+  EXPECT_EQ(RuleList({word, KorDefaultScannerRule::ruleWithTokenClass(nullptr)}).skip("b c", 0), 3U);
 }
 
 // Without a rule that takes what is left, a byte is passed over only by those that skip.

@@ -7,6 +7,7 @@
 #include "Lexwright/KorRegularExpressionRule.h"
 #include "Lexwright/KorTextLiteralRule.h"
 #include "Tests/Lexwright/ScanText.h"
+#include "Tests/Memory/WorkBound.h"
 
 namespace tavlo::test {
 
@@ -15,6 +16,7 @@ namespace {
 constexpr int kMany = 20'000;
 
 std::size_t countTokens(const std::string& text, const Rules& rules) {
+  const WorkBound bound(text.substr(0, 8));
   const Ref<KorRuleBasedScanner> scanner = scannerOver(text, rules);
   std::size_t count = 0;
   while (scanner->nextToken() != nullptr) ++count;

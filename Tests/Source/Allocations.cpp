@@ -1,18 +1,12 @@
-// Clang's thread sanitizer brings allocation operators that a program cannot replace: there is nothing to count there.
-#ifdef __clang__
-#if __has_feature(thread_sanitizer)
-#define TAVLO_ALLOCATIONS_ARE_HIDDEN
-#endif
-#endif
+#include "Tests/Memory/FailingMemory.h"
 
-#ifndef TAVLO_ALLOCATIONS_ARE_HIDDEN
+#ifndef TAVLO_MEMORY_IS_HIDDEN
 
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <atomic>
 #include <cstdint>
-#include <cstdlib>
+#include <cstdio>
 #include <new>
 #include <optional>
 #include <string>
@@ -28,48 +22,6 @@
 #include "Source/KorTemplateStringStream.h"
 #include "Tests/Foundation/HostShop.h"
 #include "Tests/Source/HostClasses.h"
-
-namespace {
-
-std::atomic<std::uint64_t> allocationsMade{0};
-// How many more allocations this thread may make before one of them fails; endless below 0.
-thread_local std::int64_t allocationsLeft = -1;
-
-void* allocate(std::size_t size) noexcept {
-  allocationsMade.fetch_add(1, std::memory_order_relaxed);
-  if (allocationsLeft >= 0 && allocationsLeft-- == 0) return nullptr;
-  return std::malloc(size == 0 ? 1 : size);
-}
-
-}  // namespace
-
-// Every allocation of this program is counted, and may be made to fail. Never inlined: the compiler would see memory of
-// malloc() where it expects that of an operator.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  if (void* memory = allocate(size)) return memory;
-  throw std::bad_alloc();
-}
-[[gnu::noinline]] void* operator new[](std::size_t size) {
-  return operator new(size);
-}
-[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-  return allocate(size);
-}
-[[gnu::noinline]] void* operator new[](std::size_t size, const std::nothrow_t& tag) noexcept {
-  return operator new(size, tag);
-}
-[[gnu::noinline]] void operator delete(void* memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete[](void* memory) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
-[[gnu::noinline]] void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
-}
 
 namespace tavlo::test {
 
@@ -97,15 +49,15 @@ Value listOf(int count) {
 // How many allocations one run over the list makes.
 std::uint64_t allocationsOf(const Stage& stage, KorTemplate& compiled, const Value& list) {
   stage.set("list", list);
-  const std::uint64_t before = allocationsMade.load();
+  const std::uint64_t before = allocationsMade();
   compiled.executeWithEnvironment(stage.get());
-  return allocationsMade.load() - before;
+  return allocationsMade() - before;
 }
 
 TEST(Allocations, AreCounted) {
-  const std::uint64_t before = allocationsMade.load();
+  const std::uint64_t before = allocationsMade();
   const Ref<HostObject> object = makeRef<HostObject>();
-  EXPECT_EQ(allocationsMade.load(), before + 1);
+  EXPECT_EQ(allocationsMade(), before + 1);
 }
 
 TEST(Allocations, AreNotMadePerIterationOnceWarm) {
@@ -188,6 +140,21 @@ class Calculator final : public NSObject {
   }
 };
 
+// The table of names grows with the names that are there, not with those that have been.
+TEST(Allocations, OfANameIsOneHoweverManyAreGone) {
+  const auto makeAndDrop = [](int count) {
+    for (int number = 0; number < count; ++number) {
+      char text[16];
+      const Name name =
+          std::string_view(text, static_cast<std::size_t>(std::snprintf(text, sizeof text, "n%d", number)));
+    }
+  };
+  makeAndDrop(1000);  // each part of the table has its first size
+  const std::uint64_t before = allocationsMade();
+  makeAndDrop(20'000);
+  EXPECT_EQ(allocationsMade() - before, 20'000U);
+}
+
 TEST(Allocations, AreNotMadeByCallsOfABoundMethod) {
   const Stage stage;
   const Ref<CountingStream> stream = makeRef<CountingStream>();
@@ -259,15 +226,13 @@ TEST(Allocations, AreNotMadeForWhatAHostsObjectsAnswer) {
 // Whether the body runs out of memory where the allocation behind the next `count` ones fails, and no other.
 template <class Body>
 bool runsOutOfMemory(std::int64_t count, Body&& body) {
-  allocationsLeft = count;
+  const FailingMemory memory(count, Failing::Once);
   try {
     std::forward<Body>(body)();
+    return false;
   } catch (const std::bad_alloc&) {
-    allocationsLeft = -1;
     return true;
   }
-  allocationsLeft = -1;
-  return false;
 }
 
 TEST(FailedAllocations, LeaveTheStorageOfArgumentsAsItWas) {

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <array>
 #include <chrono>
 #include <cstdint>
 #include <functional>
@@ -12,6 +13,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "Foundation/HostObject.h"
@@ -248,6 +250,8 @@ TEST(Parameters, OfEveryKindNameWhatTheyExpect) {
   stage.environment->setFunction("shared", [](const std::shared_ptr<Product>& product) { return product->price; });
   stage.environment->setFunction("maybe", [](std::optional<int> number) { return number.value_or(-1); });
   stage.environment->setFunction("object", [](const Ref<NSArray>& array) { return array->count(); });
+  stage.environment->setFunction("three", [](const std::array<int, 3>& list) { return list[2]; });
+  stage.environment->setFunction("either", [](const std::variant<double, std::string>& one) { return one.index(); });
   struct Row {
     const char* name;
     std::vector<Value> arguments;
@@ -267,6 +271,10 @@ TEST(Parameters, OfEveryKindNameWhatTheyExpect) {
       {"shared", {1}, "Product argument at index 2 of shared. Shared Product expected."},
       {"maybe", {"1"}, "int argument at index 2 of maybe. NSNumber or null expected."},
       {"object", {"1"}, "object argument at index 2 of object. NSArray expected."},
+      {"three",
+       {NSArray::arrayWithObjects({1, 2})},
+       "array argument at index 2 of three. NSArray of 3 NSNumber expected."},
+      {"either", {NSArray::array()}, "variant argument at index 2 of either. NSNumber or NSString expected."},
   };
   for (const Row& row : rows) {
     EXPECT_EQ(outcomeOf(stage, row.name, row.arguments),
@@ -280,6 +288,8 @@ TEST(Parameters, OfEveryKindNameWhatTheyExpect) {
   EXPECT_EQ(outcomeOf(stage, "size", {"large"}), "1");
   EXPECT_EQ(outcomeOf(stage, "maybe", {Value::null()}), "-1");
   EXPECT_EQ(outcomeOf(stage, "object", {numbers}), "3");
+  EXPECT_EQ(outcomeOf(stage, "three", {numbers}), "3");
+  EXPECT_EQ(outcomeOf(stage, "either", {"text"}), "1");
   EXPECT_EQ(outcomeOf(stage, "shared", {valueOf(std::make_shared<Product>(Product{"Chair", 5}))}), "5");
 }
 

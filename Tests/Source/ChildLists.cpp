@@ -313,6 +313,14 @@ TEST(ChildLists, RefuseToInsertOutsideTheList) {
   }
 }
 
+TEST(ChildLists, RefuseToAnswerFromOutsideTheList) {
+  const Ref<KorTemplate> owner = templateOf({output("x")});
+  for (const std::int32_t index : {-1, 1, 7}) {
+    EXPECT_EQ(raisedBy([&] { (void)owner->statements().at(index); }),
+              "NSRangeException: Index " + std::to_string(index) + " is beyond a list of 1 elements");
+  }
+}
+
 TEST(ChildLists, RefuseToRemoveOutsideTheList) {
   for (const ListFace& face : allLists()) {
     EXPECT_EQ(raisedBy([&] { face.removeAt(0); }), failedCheck(face.removeBound)) << face.what;

@@ -1,15 +1,31 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <sstream>
+#include <string_view>
 
 #include "Foundation/Description.h"
 #include "Foundation/NSArray.h"
+#include "Foundation/NSInvocation.h"
+#include "Foundation/NSMethodSignature.h"
 #include "Source/KorTemplateBlockStatement.h"
+#include "Source/KorTemplateCallbackStream.h"
+#include "Source/KorTemplateCancellation.h"
+#include "Source/KorTemplateClosure.h"
 #include "Source/KorTemplateConditionalStatement.h"
 #include "Source/KorTemplateConsoleStream.h"
 #include "Source/KorTemplateEnumerationStatement.h"
+#include "Source/KorTemplateFileDescriptorStream.h"
 #include "Source/KorTemplateFunctionDefinitionStatement.h"
+#include "Source/KorTemplateLayer.h"
 #include "Source/KorTemplateNullStream.h"
+#include "Source/KorTemplateOStreamStream.h"
+#include "Source/KorTemplateObserver.h"
+#include "Source/KorTemplateParser.h"
+#include "Source/KorTemplateProfile.h"
 #include "Source/KorTemplateRegexExpression.h"
 #include "Source/KorTemplateReturnStatement.h"
+#include "Source/KorTemplateSource.h"
 #include "Source/KorTemplateStringStream.h"
 #include "Tests/Source/HostClasses.h"
 
@@ -145,6 +161,62 @@ TEST(Descriptions, OfAllOthersAreTheInheritedOne) {
   for (const Ref<NSObject>& object : objects) EXPECT_EQ(object->description(), baseOf(object));
   EXPECT_EQ(std::string(objects[0]->className()), "KorTemplate");
   EXPECT_EQ(std::string(objects[2]->className()), "KorTemplateFunctionDefinitionStatement");
+}
+
+// The class and the address, as of every object that has nothing more to say.
+TEST(Descriptions, OfWhatGoesWithTheEngineNameTheClass) {
+  std::ostringstream stream;
+  struct Row {
+    const char* className;
+    Ref<NSObject> object;
+  };
+  const Row rows[] = {
+      {"KorTemplateCallbackStream", KorTemplateCallbackStream::streamWithCallback([](std::string_view) {})},
+      {"KorTemplateFileDescriptorStream", KorTemplateFileDescriptorStream::streamWithDescriptor(STDERR_FILENO)},
+      {"KorTemplateOStreamStream", KorTemplateOStreamStream::streamWithOStream(stream)},
+      {"KorTemplateLayer", KorTemplateLayer::layer()},
+      {"KorTemplateObserver", KorTemplateObserver::observer()},
+      {"KorTemplateProfile", KorTemplateProfile::profile()},
+      {"KorTemplateCancellation", KorTemplateCancellation::cancellation()},
+      {"KorTemplateParser", KorTemplateParser::parserForString("a")},
+      {"KorTemplateClosure", makeRef<KorTemplateClosure>()},
+      {"KorTemplateSource", makeRef<KorTemplateSource>("name", "text")},
+      {"NSInvocation", NSInvocation::invocationWithMethodSignature(NSMethodSignature::signatureOf<int, int>())},
+  };
+  for (const Row& row : rows) {
+    EXPECT_STREQ(row.object->className(), row.className);
+    EXPECT_EQ(row.object->description(), baseOf(row.object));
+  }
+}
+
+// A host's class that says nothing of its own name goes by that of the protocol.
+TEST(Descriptions, OfHostNodesNameTheProtocolUnlessTheySayMore) {
+  class PlainExpression final : public KorTemplateExpression {
+   public:
+    PlainExpression() = default;
+    Value evaluateWithEnvironment(KorTemplateEnvironment*) override { return 1; }
+    Ref<KorTemplateExpression> copyWithZone(NSZone*) const override { return makeRef<PlainExpression>(); }
+  };
+  class PlainStatement final : public KorTemplateStatement {
+   public:
+    PlainStatement() = default;
+    void executeWithEnvironment(KorTemplateEnvironment*) override {}
+    Ref<KorTemplateStatement> copyWithZone(NSZone*) const override { return makeRef<PlainStatement>(); }
+  };
+  class PlainFunction final : public KorTemplateFunction {
+   public:
+    PlainFunction() = default;
+    Value invokeWithEnvironment(KorTemplateEnvironment*, ListArgument<Value>) override { return 1; }
+  };
+  class PlainStream final : public KorTemplateStream {
+   public:
+    PlainStream() = default;
+    void write(const Text&) override {}
+  };
+  EXPECT_STREQ(makeRef<PlainExpression>()->className(), "KorTemplateExpression");
+  EXPECT_STREQ(makeRef<PlainStatement>()->className(), "KorTemplateStatement");
+  EXPECT_STREQ(makeRef<PlainFunction>()->className(), "KorTemplateFunction");
+  EXPECT_STREQ(makeRef<PlainStream>()->className(), "KorTemplateStream");
 }
 
 TEST(Descriptions, OfHostNodesStandInsideThoseOfTheEngine) {

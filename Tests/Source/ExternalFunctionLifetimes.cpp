@@ -143,6 +143,11 @@ TEST(ExternalFunctions, LetGoOfTheObjectsOfACallWhenItHasEnded) {
             }),
             "Boom: bang");
   EXPECT_EQ(alive, 0);
+  EXPECT_NE(raisedBy([&] {
+              (void)function->invokeWithEnvironment(stage.get(), {makeRef<Tracked>(alive), "no number"});
+            }),
+            "nothing");
+  EXPECT_EQ(alive, 0);
 }
 
 TEST(ExternalFunctions, MayBeCalledByTheirOwnMethod) {

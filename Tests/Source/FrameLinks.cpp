@@ -1,22 +1,18 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <ctime>
+#include <random>
 #include <string>
+#include <vector>
 
 #include "Foundation/NSArray.h"
+#include "Tests/Memory/WorkBound.h"
 #include "Tests/Source/HostClasses.h"
 
 // What frames remember of the frames below, and what it costs.
 namespace tavlo::test {
 
 namespace {
-
-double processorSeconds() {
-  timespec now{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
-  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-}
 
 // A function "deep" of so many calls inside one another, none of whose scopes holds a variable, around the text.
 void runInsideEmptyScopes(const Stage& stage, int depth, const std::string& text) {
@@ -101,6 +97,72 @@ TEST(FrameLinks, AreGoneFromFramesThatAHostKeeps) {
       }
     }
   }
+}
+
+// The number that the value is; -1 for an absent one.
+int numberIn(const Value& value) {
+  return value.isAbsent() ? -1 : value.intValue();
+}
+
+// What a lookup must find: the number in the nearest of the frames, from the last one down, that has the name.
+int numberByWalking(const std::vector<Ref<KorTemplateStackFrame>>& frames, const Name& name) {
+  for (auto frame = frames.rbegin(); frame != frames.rend(); ++frame) {
+    if (const Value value = (*frame)->valueForLocalVariableWithName(name); !value.isAbsent()) return numberIn(value);
+  }
+  return -1;
+}
+
+// Frames are pushed and popped, and gain and lose variables at every height, while lookups remember what they passed.
+TEST(FrameLinks, FindInDeepStacksWhatAWalkThroughAllFramesFinds) {
+  std::mt19937 random(7);
+  const auto below = [&random](std::size_t bound) { return static_cast<std::size_t>(random() % bound); };
+  std::vector<Name> names;
+  for (int index = 0; index < 100; ++index) names.emplace_back("name" + std::to_string(index));
+  const Ref<KorTemplateStack> stack = KorTemplateStack::stack();
+  std::vector<Ref<KorTemplateStackFrame>> frames;
+  std::vector<Ref<KorTemplateStackFrame>> popped;
+  for (int step = 0; step < 60'000; ++step) {
+    const std::size_t action = below(16);
+    const std::size_t depth = 100 + 200 * (static_cast<std::size_t>(step) / 5'000 % 3);
+    if (frames.empty() || (action < 5 && frames.size() < depth)) {
+      const bool isOld = !popped.empty() && below(2) == 0;
+      frames.push_back(isOld ? popped.back() : KorTemplateStackFrame::stackFrame());
+      if (isOld) popped.pop_back();
+      stack->push(frames.back());
+    } else if (action < 7 || frames.size() > depth) {
+      stack->pop();
+      popped.push_back(frames.back());
+      frames.pop_back();
+    } else if (action == 7) {
+      frames[below(frames.size())]->setValueForVariableWithName(step, names[below(names.size())]);
+    } else if (action == 8) {
+      frames.back()->setValueForVariableWithName(step, names[below(4)]);
+    } else {
+      const Name& name = names[below(names.size())];
+      ASSERT_EQ(numberIn(frames.back()->valueForVariableWithName(name)), numberByWalking(frames, name)) << step;
+    }
+    if (!popped.empty() && below(50) == 0) {
+      const Name& name = names[below(names.size())];
+      const Ref<KorTemplateStackFrame>& alone = popped[below(popped.size())];
+      ASSERT_EQ(numberIn(alone->valueForVariableWithName(name)), numberIn(alone->valueForLocalVariableWithName(name)))
+          << step;
+    }
+  }
+}
+
+// Scopes are used again with the names that stood in them, of which more and more are other ones.
+TEST(FrameLinks, FindANameThatComesBackAmongManyNewOnes) {
+  const Stage stage;
+  std::string functions;
+  std::string calls;
+  for (int index = 0; index < 100; ++index) {
+    const std::string name = "f" + std::to_string(index);
+    functions += "<? function " + name + "($" + name + ", $same) ?><? if (true) ?><? $own = 1 ?><?= $same ?>";
+    functions += "<? endif ?><? endfunction ?>";
+    calls += "<? " + name + "(0, \"x\") ?>";
+  }
+  stage.run(functions + calls);
+  EXPECT_EQ(stage.text(), std::string(100, 'x'));
 }
 
 TEST(FrameLinks, ThatLeadBackEndAReadingAllTheSame) {

@@ -53,6 +53,7 @@ TEST(AHostsObject, IsReadByPaths) {
       {"<? $m = $x.maker ?><?= $m.name ?><? if ($m == $x.maker) ?>same<? endif ?>", "Acmesame"},
   };
   for (const RenderRow& row : rows) EXPECT_EQ(rendered(hostReference(product), row.text), row.output) << row.text;
+  EXPECT_EQ(rendered(hostReference(maker), "<?= $x.name ?> <?= $x.founded ?> <?= $x.isListed ?>"), "Acme 2020 0");
   product.note.reset();
   product.maker = nullptr;
   EXPECT_EQ(rendered(hostReference(product), "<?= $x.note ?><?= $x.maker ?><?= $x.maker.name ?>"), "");

@@ -174,6 +174,26 @@ TEST(AScopesEnd, LetsItsVariablesUseTheStack) {
   }
 }
 
+// The last of the two is what ends the object, and the loop's own scope is gone then.
+TEST(AScopesEnd, MayTakeTheScopeOfALoopWhereTwoOfItsVariablesHoldOneObject) {
+  for (const char* body : {"<? $y = make() ?><? $z = $y ?>", "<? $x = make() ?><? $z = $x ?>", "<? $x = make() ?>"}) {
+    const Stage stage;
+    int ends = 0;
+    stage.define("make", [&](auto&&...) -> Value {
+      return makeRef<EndingObject>([&] {
+        ++ends;
+        const Ref<KorTemplateStack>& stack = stage.environment->stack();
+        const Ref<KorTemplateStackFrame> kept = stack->currentFrame();
+        while (stack->currentFrame() != nullptr) stack->pop();
+        stack->push(kept);
+      });
+    });
+    stage.set("list", NSArray::arrayWithObjects({1, 2, 3}));
+    stage.run(std::string("<? foreach ($x in $list) ?>") + body + "<? endforeach ?>");
+    EXPECT_GE(ends, 1) << body;
+  }
+}
+
 TEST(AScopesEnd, LeavesTheScopeThatAVariableOpensMeanwhile) {
   const Stage stage;
   stage.define("make", [&](auto&&...) -> Value {

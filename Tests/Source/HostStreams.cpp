@@ -132,6 +132,33 @@ TEST(AFileDescriptorStream, WritesTextsOfEverySizeInOrder) {
   }
 }
 
+// A reader that takes nothing holds up no execution whose time is limited, and what it has not taken waits.
+TEST(AFileDescriptorStream, WaitsForItsReaderUntilTheTimeIsOver) {
+  Pipe pipe;
+  ::fcntl(pipe.writer(), F_SETFL, O_NONBLOCK);
+  const auto stream = KorTemplateFileDescriptorStream::streamWithDescriptor(pipe.writer());
+  const StreamStage stage(stream);
+  KorTemplateLimits limits;
+  limits.time = std::chrono::milliseconds(100);
+  stage.environment->setLimits(limits);
+  std::string expected;
+  for (const std::size_t size : {std::size_t{1'000'000}, std::size_t{1'000}}) {
+    stage.set("t", std::string(size, 'x'));
+    expected.append(size, 'x');
+    const auto start = std::chrono::steady_clock::now();
+    try {
+      stage.run("<?= $t ?>");
+      ADD_FAILURE() << size;
+    } catch (const KorTemplateLimitException& exception) {
+      EXPECT_EQ(exception.limit(), KorTemplateLimit::Time) << size;
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2)) << size;
+  }
+  pipe.startReading();
+  stream->flush();
+  EXPECT_EQ(pipe.finish().size(), 1'000'000U);  // the second text stands behind one that did not go out
+}
+
 TEST(AFileDescriptorStream, EndsTheExecutionWhereItCannotWrite) {
   struct Row {
     const char* what;
@@ -337,6 +364,17 @@ TEST(AMutableString, IsEmptiedKeepingItsMemory) {
   string->appendString("b");
   EXPECT_EQ(string->string(), "b");
   EXPECT_EQ(string->string().data(), memory);
+}
+
+TEST(ACallbackStream, MayGatherEverythingUntilItIsFlushed) {
+  std::vector<std::string> pieces;
+  const auto stream = KorTemplateCallbackStream::streamWithCallback(
+      [&](std::string_view piece) { pieces.emplace_back(piece); }, std::numeric_limits<std::size_t>::max());
+  stream->write("a");
+  stream->write(std::string(100'000, 'b'));
+  EXPECT_THAT(pieces, IsEmpty());
+  stream->flush();
+  EXPECT_THAT(pieces, ElementsAre("a" + std::string(100'000, 'b')));
 }
 
 }  // namespace

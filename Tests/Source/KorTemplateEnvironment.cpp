@@ -3,8 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "Source/KorTemplateCancellation.h"
 #include "Source/KorTemplateConsoleStream.h"
 #include "Source/KorTemplateNullStream.h"
+#include "Source/KorTemplateProfile.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -50,10 +52,16 @@ TEST(KorTemplateEnvironment, HoldsWhatItIsSetTo) {
   const Ref<KorTemplateStack> stack = KorTemplateStack::stack();
   const Ref<KorTemplateStream> first = makeRef<RecordingStream>();
   const Ref<KorTemplateStream> second = makeRef<RecordingStream>();
+  const Ref<KorTemplateCancellation> cancellation = KorTemplateCancellation::cancellation();
+  const Ref<KorTemplateProfile> profile = KorTemplateProfile::profile();
   for (int time = 0; time < 2; ++time) {  // setting the same object again is safe
     environment->setStack(stack);
     environment->setOutputStream(first);
     environment->setErrorStream(second);
+    environment->setCancellation(cancellation);
+    environment->setProfile(profile);
+    EXPECT_EQ(environment->cancellation(), cancellation);
+    EXPECT_EQ(environment->profile(), profile);
     EXPECT_EQ(environment->stack(), stack);
     EXPECT_EQ(environment->outputStream(), first);
     EXPECT_EQ(environment->errorStream(), second);

@@ -130,9 +130,9 @@ TEST(KorTemplateParserPromotion, WantsAnExpressionOnBothSidesAndLooksLeftFirst) 
     const char* op;
     const char* side;
   };
-  const Row rows[] = {{"+a", "+", "left"},   {"a+", "+", "right"},   {"+", "+", "left"},
-                      {"a*+b", "+", "left"}, {"a+*b", "+", "right"}, {"a+b++c", "+", "right"},
-                      {"a=", "=", "right"},  {"a++b", "+", "right"}, {"A+B+C", "+", "right"}};
+  const Row rows[] = {{"+a", "+", "left"},     {"a+", "+", "right"},     {"+", "+", "left"},     {"a*+b", "+", "left"},
+                      {"a+*b", "+", "right"},  {"a+b++c", "+", "right"}, {"a=", "=", "right"},   {"a++b", "+", "right"},
+                      {"A+B+C", "+", "right"}, {"+a*a", "+", "left"},    {"*a+a+", "+", "right"}};
   for (const Row& row : rows) {
     HandMadeList list(row.list);
     EXPECT_EQ(raisedBy([&] { list.promote(row.op); }).text(),

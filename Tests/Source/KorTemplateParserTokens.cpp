@@ -74,13 +74,13 @@ TEST(KorTemplateParserTokens, TextIsTheTemplatesOwn) {
 }
 
 TEST(KorTemplateParserTokens, TextOfATokenMadeByHandIsFoundByItsPositionInUTF16Units) {
-  const Ref<KorTemplateParser> parser = Parser::parserForString("\xC3\xA9\xF0\x9F\x98\x80z\xE2\x82\xAC!");
+  const Ref<KorTemplateParser> parser = Parser::parserForString("\xC3\xA9\xF0\x90\x80\x80z\xE2\x82\xAC!");
   struct Row {
     std::int32_t position;
     std::int32_t length;
     const char* expected;
   };
-  const Row rows[] = {{0, 1, "\xC3\xA9"}, {1, 2, "\xF0\x9F\x98\x80"}, {3, 1, "z"}, {4, 1, "\xE2\x82\xAC"},
+  const Row rows[] = {{0, 1, "\xC3\xA9"}, {1, 2, "\xF0\x90\x80\x80"}, {3, 1, "z"}, {4, 1, "\xE2\x82\xAC"},
                       {5, 1, "!"},        {3, 3, "z\xE2\x82\xAC!"},   {6, 0, ""},  {0, 0, ""}};
   for (const Row& row : rows) {
     const KorToken token = makeToken(Parser::Symbol, row.position, row.length);

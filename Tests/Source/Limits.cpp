@@ -2,11 +2,14 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <limits>
 #include <optional>
 #include <stdexcept>
 #include <string>
 
 #include "Foundation/NSArray.h"
+#include "Tests/Foundation/Repeated.h"
+#include "Tests/Memory/WorkBound.h"
 #include "Tests/Source/HostClasses.h"
 #include "Tests/Source/SmallThread.h"
 
@@ -97,6 +100,9 @@ TEST(Limits, AreNoDiagnosticsAndLeaveTheEnvironmentAsItWas) {
       {KorTemplateLimit::StringLength, "<? $a = $long + $long ?>"},
       {KorTemplateLimit::StringLength, "<? $a = \"\" + $list ?>"},
       {KorTemplateLimit::StringLength, "<?= $list ?>"},
+      {KorTemplateLimit::StringLength, "<? $list < 1 ?>"},
+      {KorTemplateLimit::StringLength, "<? $list =~ /x/ ?>"},
+      {KorTemplateLimit::StringLength, "<?= $grows.lowercaseString ?>"},
       {KorTemplateLimit::ValueDepth, "<?= $deep ?>"},
       {KorTemplateLimit::ValueDepth, "<?= $deep == $equal ?>"},
   };
@@ -106,6 +112,7 @@ TEST(Limits, AreNoDiagnosticsAndLeaveTheEnvironmentAsItWas) {
     limits.functionDepth = 10;
     limits.regexRetries = 1000;
     if (row.limit == KorTemplateLimit::StringLength) limits.stringLength = 100;
+    stage.set("grows", std::string(repeated("\u023A", 40)));  // of two bytes, and of three in lower case
     stage.environment->setLimits(limits);
     stage.set("long", std::string(60, 'x'));
     stage.set("list", NSArray::arrayWithObjects({std::string(99, 'x')}));
@@ -129,6 +136,7 @@ TEST(Limits, EndRecursionAtOnceHoweverOftenAFunctionCallsItself) {
     int calls = 0;
     stage.define("note", [&](auto&&...) -> Value { return ++calls; });
     const std::string text = std::string("<? function f() ?><? note() ?>") + body + "<? endfunction ?><? f() ?>";
+    const WorkBound bound(body);
     EXPECT_EQ(limitReachedBy([&] { stage.run(text); }), KorTemplateLimit::FunctionDepth) << body;
     EXPECT_GE(calls, 999) << body;
     EXPECT_LE(calls, 1001) << body;
@@ -218,6 +226,23 @@ TEST(Limits, OfTheStackAreSeenWhereLittleIsLeft) {
   stage.environment->setLimits({});
   stage.run("b");
   EXPECT_EQ(stage.text(), "b");
+}
+
+TEST(Limits, OfTheStackMayBeAnyNumber) {
+  for (const std::uint64_t bytes : {std::uint64_t{0}, std::uint64_t{1}, KorTemplateLimits::kLeastStackLeft,
+                                    std::numeric_limits<std::uint64_t>::max()}) {
+    runOnSmallThread([bytes] {
+      const Stage stage;
+      KorTemplateLimits limits;
+      limits.stackLeft = bytes;
+      limits.functionDepth = std::numeric_limits<std::int32_t>::max();
+      stage.environment->setLimits(limits);
+      EXPECT_EQ(limitReachedBy([&] { stage.run("<? function f() ?><? f() ?><? endfunction ?><? f() ?>"); }),
+                KorTemplateLimit::Stack)
+          << bytes;
+      EXPECT_EQ(stage.depth(), 1);
+    });
+  }
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 
 #include "Source/KorTemplateLiteralExpression.h"
 #include "Source/KorTemplateOutputStatement.h"
+#include "Source/KorTemplateStringStream.h"
 #include "Tests/Foundation/Raised.h"
 #include "Tests/Source/HostClasses.h"
 
@@ -30,6 +31,42 @@ TEST(LiteralText, IsALiteralForWhoAsks) {
   EXPECT_EQ(literalOf(outputAt(*compiled, 0)).string()->length(), 2u);
   EXPECT_EQ(literalOf(outputAt(*compiled, 2)).description(), " \n");
   EXPECT_EQ(outputAt(*compiled, 0).expression(), first);
+}
+
+// A host may execute any statement of a template by itself.
+TEST(LiteralText, IsWrittenByItsStatementAlone) {
+  const Ref<KorTemplate> compiled = KorTemplate::compile("abc<?= 1 ?>");
+  const Ref<KorTemplateStringStream> stream = KorTemplateStringStream::stringStream();
+  const Stage stage;
+  stage.environment->setOutputStream(stream);
+  const Ref<KorTemplateStatement> text = compiled->statements().at(0);
+  text->executeWithEnvironment(stage.get());
+  text->executeWithEnvironment(stage.get());
+  EXPECT_EQ(stream->buffer()->string(), "abcabc");
+  KorTemplateLimits limits;
+  limits.output = 2;
+  stage.environment->setLimits(limits);
+  EXPECT_THROW(text->executeWithEnvironment(stage.get()), KorTemplateLimitException);
+  EXPECT_EQ(stream->buffer()->string(), "abcabc");
+}
+
+// Its statement copies it in blocks where the template goes on behind it, and byte for byte where it does not.
+TEST(LiteralText, OfEveryLengthIsWrittenWhole) {
+  for (std::size_t length = 1; length < 300; ++length) {
+    std::string literal;
+    for (std::size_t index = 0; index < length; ++index) literal += static_cast<char>('a' + (index + length) % 26);
+    const Stage stage;
+    KorTemplate::compile(literal + "<? 1 ?>" + literal)->executeWithEnvironment(stage.get());
+    ASSERT_EQ(stage.text(), literal + literal);
+    for (std::size_t room = 0; room < 2 * length + 20; ++room) {
+      const auto out = KorTemplateStringStream::stringStream();
+      out->buffer()->mutableText().reserve(room);
+      stage.get()->setOutputStream(out);
+      KorTemplate::compile(literal + "<? 1 ?>" + literal)->executeWithEnvironment(stage.get());
+      ASSERT_EQ(out->buffer()->string(), literal + literal) << room;
+      if (length > 40) room += length / 2;
+    }
+  }
 }
 
 TEST(LiteralText, OutlivesItsTemplateWithItsStatement) {

@@ -4,6 +4,7 @@
 
 #include "Source/KorTemplateConditionalStatement.h"
 #include "Tests/Foundation/Repeated.h"
+#include "Tests/Memory/WorkBound.h"
 #include "Tests/Source/HostClasses.h"
 #include "Tests/Source/SmallThread.h"
 
@@ -15,6 +16,7 @@ constexpr int kLinks = 100'000;
 
 // Compiles, runs, copies, describes and frees the template's only statement on a small stack.
 void expectFromChain(const std::string& text, const std::string& written, const std::string& piece) {
+  const WorkBound bound(text.substr(0, 20));
   runOnSmallThread([&] {
     const Stage stage;
     stage.set("x", "found");
@@ -61,6 +63,7 @@ TEST(LongChains, OfElseifsPopAllTheirScopesWhenTheyFail) {
 }
 
 TEST(LongChains, MadeByHandAreFreedOnASmallStack) {
+  const WorkBound bound("chains made by hand");
   runOnSmallThread([] {
     int freed = 0;
     const auto countEnd = [&freed] { ++freed; };
@@ -83,6 +86,7 @@ TEST(LongChains, MadeByHandAreFreedOnASmallStack) {
 }
 
 TEST(LongChains, ToTheRightEndByALimitNotByTheStack) {
+  const WorkBound bound("a chain to the right");
   runOnSmallThread([] {
     const Stage stage;
     Ref<KorTemplateExpression> right = literal(1);

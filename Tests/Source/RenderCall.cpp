@@ -24,6 +24,16 @@ void describeHostClass(HostClass<Article>& article) {
   article.name("Article").property("title", &Article::title).property("price", &Article::price);
 }
 
+struct Meter {
+  int readings = 5;
+
+  int read() { return ++readings; }
+};
+
+void describeHostClass(HostClass<Meter>& meter) {
+  meter.name("Meter").property("reading", &Meter::read);
+}
+
 TEST(TheRenderCall, TakesPairs) {
   EXPECT_EQ(render("Hello, <?= $name ?>! <?= $n + 1 ?>", {{"name", "World"}, {"n", 3}}), "Hello, World! 4");
   EXPECT_EQ(render("a"), "a");
@@ -47,6 +57,16 @@ TEST(TheRenderCall, TakesAnObjectOfTheHostWhosePropertiesBecomeGlobals) {
   EXPECT_EQ(render("<?= $title ?>: <?= $price ?>", product), "Lamp: 12.5");
   const Article& constant = product;
   EXPECT_EQ(render("<?= $title ?>: <?= $price * 2 ?>", constant), "Lamp: 25");
+}
+
+TEST(TheRenderCall, LeavesAConstantObjectAsItIs) {
+  Meter meter;
+  EXPECT_EQ(render("<?= $reading ?>", meter), "6");
+  const Meter& constant = meter;
+  EXPECT_EQ(raisedBy([&] { (void)render("<?= $reading ?>", constant); }),
+            "NSInvalidArgumentException: A property of Meter cannot be read: its getter changes the object, which the "
+            "host gave as a constant");
+  EXPECT_EQ(meter.readings, 6);
 }
 
 TEST(TheRenderCall, RendersACompiledTemplateManyTimes) {

@@ -95,6 +95,32 @@ TEST(AnEnvironmentThatIsReset, GetsAStackOfOneFrameWhateverHasBecomeOfItsOwn) {
   }
 }
 
+TEST(AnEnvironmentThatIsReset, HasAStackWhateverTheEndsOfItsValuesSet) {
+  const Stage stage;
+  stage.set("kept", 1);
+  stage.environment->remember();
+  int ends = 0;
+  const auto setsNoStack = [&] {
+    ++ends;
+    stage.environment->setStack(nullptr);
+  };
+  const auto setsAnother = [&] {
+    ++ends;
+    const Ref<KorTemplateStack> other = KorTemplateStack::stack();
+    other->push(KorTemplateStackFrame::stackFrame());
+    other->currentFrame()->setValueForVariableWithName(makeRef<EndingObject>(setsNoStack), "x");
+    stage.environment->setStack(other);
+  };
+  stage.set("x", makeRef<EndingObject>(setsNoStack));
+  stage.environment->reset();
+  EXPECT_EQ(ends, 1);
+  EXPECT_EQ(stage.global("kept").intValue(), 1);
+  stage.set("x", makeRef<EndingObject>(setsAnother));
+  stage.environment->reset();  // what the other stack's value sets behind that stands
+  EXPECT_EQ(ends, 3);
+  EXPECT_EQ(stage.environment->stack(), nullptr);
+}
+
 TEST(AnEnvironmentThatIsReset, LeavesAHeldFrameToItsHolder) {
   const Stage stage;
   stage.set("a", 1);

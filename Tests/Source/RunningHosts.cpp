@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <new>
 #include <stdexcept>
 
@@ -253,6 +254,43 @@ TEST(AHostsStream, EndsTheExecutionByAnException) {
   stage.run("<? function f() ?>b<? endfunction ?><? f() ?>d");
   EXPECT_EQ(stage.text(), "ad");
   EXPECT_EQ(stage.diagnostics(), "no room");
+}
+
+class alignas(64) WideExpression final : public KorTemplateExpression {
+ public:
+  WideExpression() = default;
+  Value evaluateWithEnvironment(KorTemplateEnvironment*) override { return 1; }
+  Ref<KorTemplateExpression> copyWithZone(NSZone*) const override { return makeRef<WideExpression>(); }
+};
+class alignas(64) WideStatement final : public KorTemplateStatement {
+ public:
+  WideStatement() = default;
+  void executeWithEnvironment(KorTemplateEnvironment* environment) override { environment->outputStream()->write("2"); }
+  Ref<KorTemplateStatement> copyWithZone(NSZone*) const override { return makeRef<WideStatement>(); }
+};
+class alignas(64) WideFunction final : public KorTemplateFunction {
+ public:
+  WideFunction() = default;
+  Value invokeWithEnvironment(KorTemplateEnvironment*, ListArgument<Value>) override { return 3; }
+};
+
+TEST(AHostsNode, LiesWhereItsAlignmentAsks) {
+  const Stage stage;
+  for (int time = 0; time < 20; ++time) {
+    const Ref<KorTemplateExpression> expression = makeRef<WideExpression>();
+    const Ref<KorTemplateStatement> statement = makeRef<WideStatement>();
+    const Ref<KorTemplateFunction> function = makeRef<WideFunction>();
+    for (const NSObject* const node :
+         {static_cast<NSObject*>(expression.get()), static_cast<NSObject*>(statement.get()),
+          static_cast<NSObject*>(function.get())}) {
+      EXPECT_EQ(reinterpret_cast<std::uintptr_t>(dynamic_cast<const void*>(node)) % 64, 0U);
+    }
+    output(expression)->executeWithEnvironment(stage.get());
+    statement->executeWithEnvironment(stage.get());
+    stage.environment->setFunctionForName(function, "three");
+    stage.run("<?= three() ?>");
+  }
+  EXPECT_EQ(stage.text().substr(0, 9), "123123123");
 }
 
 }  // namespace

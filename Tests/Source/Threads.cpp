@@ -6,8 +6,10 @@
 
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
+#include "Source/KorTemplateLayer.h"
 #include "Source/KorTemplateParser.h"
 #include "Source/KorTemplateStringStream.h"
+#include "Tests/Foundation/AmountOf.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -57,6 +59,40 @@ TEST(Threads, RunOneTemplateAtOnceEachWithAnEnvironmentOfItsOwn) {
   }
   for (std::thread& thread : threads) thread.join();
   for (const std::string& result : results) EXPECT_EQ(result, expected);
+}
+
+// What all environments have in common, frozen.
+Ref<KorTemplateLayer> sharedLayer() {
+  const Ref<KorTemplateLayer> layer = KorTemplateLayer::layer();
+  layer->setGlobal("list", sharedList());
+  layer->share();
+  return layer;
+}
+
+std::string renderedOnce(KorTemplate& compiled, const Ref<KorTemplateLayer>& layer) {
+  const Stage stage;
+  const Ref<KorTemplateStringStream> stream = KorTemplateStringStream::stringStream();
+  stage.environment->setOutputStream(stream);
+  stage.environment->setLayer(layer);
+  compiled.executeWithEnvironment(stage.get());
+  return std::string(stream->buffer()->string()) + "|" + stage.diagnostics();
+}
+
+// TAVLO_TEST_RENDERS=10000 does as many with the thread sanitizer as without it.
+TEST(Threads, RenderOneTemplateThousandsOfTimesEachWithAnEnvironmentOfItsOwn) {
+  const int renders = amountOf("TAVLO_TEST_RENDERS", 10'000, 300);
+  const Ref<KorTemplate> compiled = KorTemplate::compile(kText);
+  const Ref<KorTemplateLayer> layer = sharedLayer();
+  const std::string expected = renderedOnce(*KorTemplate::compile(kText), layer);
+  std::vector<int> wrong(kThreads);
+  std::vector<std::thread> threads;
+  for (int& count : wrong) {
+    threads.emplace_back([&, renders] {
+      for (int time = 0; time < renders; ++time) count += renderedOnce(*compiled, layer) == expected ? 0 : 1;
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  for (const int count : wrong) EXPECT_EQ(count, 0);
 }
 
 TEST(Threads, CopyAndDescribeOneTemplateAtOnce) {

@@ -34,15 +34,32 @@ class TemporaryFolder {
   std::filesystem::path path_;
 };
 
+constexpr const char* kCompiled = " -std=c++20 -pthread -Wall -Wextra -Werror -I ";
+
+// The library's headers, read by the compiler once: that takes half the time of each program.
+class CompiledHeaders {
+ public:
+  CompiledHeaders() {
+    std::ofstream(path()) << "#include <tavlo/tavlo.h>\n";
+    (void)runCommand(quoted(TAVLO_COMPILER) + kCompiled + quoted(TAVLO_HEADERS) + " -x c++-header " + quoted(path()) +
+                     " -o " + quoted(path() + ".gch"));
+  }
+  std::string path() const { return (folder_.path() / "headers.h").string(); }
+
+ private:
+  TemporaryFolder folder_;
+};
+
 // What a program prints, or what the compiler has against it.
-std::string outcomeOfProgram(const std::string& source) {
+std::string outcomeOfProgram(const std::string& source, const CompiledHeaders& headers) {
+  if (source.find("#include <tavlo/tavlo.h>") == std::string::npos) return "includes no header of the library";
   const TemporaryFolder folder;
   const std::filesystem::path program = folder.path() / "program";
   std::ofstream(program.string() + ".cpp") << source;
   const std::string library = std::filesystem::path(TAVLO_LIBRARY).parent_path().string();
   const CommandResult compiled =
-      runCommand(quoted(TAVLO_COMPILER) + " -std=c++20 -Wall -Wextra -Werror -I " + quoted(TAVLO_HEADERS) + " " +
-                 quoted(program.string() + ".cpp") + " -L " + quoted(library) + " -ltavlo -pthread -Wl,-rpath," +
+      runCommand(quoted(TAVLO_COMPILER) + kCompiled + quoted(TAVLO_HEADERS) + " -include " + quoted(headers.path()) +
+                 " " + quoted(program.string() + ".cpp") + " -L " + quoted(library) + " -ltavlo -Wl,-rpath," +
                  quoted(library) + " -o " + quoted(program.string()));
   if (compiled.status != 0) return compiled.output;
   return runCommand(quoted(program.string())).output;
@@ -71,10 +88,11 @@ std::vector<Program> programsOf(const std::string& document) {
 // What the programs print, in their order. Compiling one takes seconds, so that two are compiled at a time.
 std::vector<std::string> outcomesOf(const std::vector<Program>& programs) {
   std::vector<std::string> outcomes(programs.size());
+  static const CompiledHeaders headers;
   std::atomic<std::size_t> next = 0;
   const auto work = [&] {
     for (std::size_t index = next++; index < programs.size(); index = next++) {
-      outcomes[index] = outcomeOfProgram(programs[index].source);
+      outcomes[index] = outcomeOfProgram(programs[index].source, headers);
     }
   };
   std::future<void> other = std::async(std::launch::async, work);

@@ -66,18 +66,18 @@ TEST(IncludeDirections, AreKeptByEveryFile) {
 }
 
 TEST(Headers, HaveAGuard) {
-  for (const SourceFile& file : sourceFiles(
-           {"tavlo", "Tool", "Functions", "Source", "Lexwright", "Matchery", "Foundation", "Tests", "Benchmarks"},
-           {".h"})) {
+  for (const SourceFile& file : sourceFiles({"tavlo", "Tool", "Functions", "Source", "Lexwright", "Matchery",
+                                             "Foundation", "Tests", "Benchmarks", "Fuzzers"},
+                                            {".h"})) {
     EXPECT_TRUE(file.text.starts_with("#pragma once\n")) << file.path;
   }
 }
 
 TEST(Sources, StayShortEnoughToRead) {
   constexpr std::size_t kMostLines = 800;
-  for (const SourceFile& file :
-       sourceFiles({"Tool", "Functions", "Source", "Lexwright", "Matchery", "Foundation", "Tests", "Benchmarks"},
-                   {".h", ".cpp"})) {
+  for (const SourceFile& file : sourceFiles(
+           {"Tool", "Functions", "Source", "Lexwright", "Matchery", "Foundation", "Tests", "Benchmarks", "Fuzzers"},
+           {".h", ".cpp"})) {
     EXPECT_LE(linesOf(file.text).size(), kMostLines) << file.path;
   }
 }

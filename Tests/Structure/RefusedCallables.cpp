@@ -15,7 +15,10 @@ std::string complaintsAbout(const std::string& statements) {
   const std::string source =
       "#include <functional>\n#include <memory>\n#include <optional>\n#include <span>\n#include <string>\n"
       "#include \"Source/KorTemplateCallableFunction.h\"\n"
-      "struct Unknown {};\nstruct Two { int operator()(int); int operator()(double); };\n"
+      "struct Unknown {};\nenum Unfixed { kOnly };\n"
+      "enum Named { kNamed };\nenum Fixed : int { kFixed };\n"
+      "constexpr auto describeEnum(Named) { return tavlo::enumNames<Named>({{kNamed, \"named\"}}); }\n"
+      "struct Two { int operator()(int); int operator()(double); };\n"
       "void host(tavlo::KorTemplateEnvironment& environment) {\n" +
       statements + "}\n";
   return runCommand("printf %s " + quoted(source) + " | " + quoted(TAVLO_COMPILER) +
@@ -30,6 +33,7 @@ std::string setFunction(const std::string& callables) {
 constexpr const char* kNoCallable =
     "this cannot be called by a template: it must be a function, or an object with one call operator";
 constexpr const char* kParameter = "this parameter cannot be made from a template's value";
+constexpr const char* kEnumeration = "this enumeration cannot hold every number that a template may pass";
 constexpr const char* kResult = "this result cannot become a template's value";
 constexpr const char* kOrder = "the environment must be the first parameter";
 constexpr const char* kCounts = "two callables of one function take the same number of arguments";
@@ -41,7 +45,7 @@ std::map<std::string, int> errorsIn(const std::string& output) {
   for (std::string line; std::getline(lines, line);) {
     if (line.find("error:") == std::string::npos) continue;
     std::string text = line;
-    for (const char* const known : {kNoCallable, kParameter, kResult, kOrder, kCounts}) {
+    for (const char* const known : {kNoCallable, kParameter, kEnumeration, kResult, kOrder, kCounts}) {
       if (line.find(known) != std::string::npos) text = known;
     }
     ++errors[text];
@@ -63,6 +67,9 @@ TEST(Callables, AreRefusedByTheCompilerInOneLineEach) {
       {"[](int, std::string&) {}", kParameter},
       {"[](const std::span<const int>&) {}", kParameter},
       {"[](std::unique_ptr<int>) {}", kParameter},
+      {"[](Unfixed) {}", kEnumeration},
+      {"[](int, const Unfixed&) {}", kEnumeration},
+      {"[](std::optional<Unfixed>) {}", kParameter},
       {"[] { return Unknown(); }", kResult},
       {"[](int, tavlo::KorTemplateEnvironment&) {}", kOrder},
       {"[](std::span<const tavlo::Value>, int) {}", kOrder},
@@ -82,6 +89,7 @@ TEST(Callables, AreRefusedByTheCompilerInOneLineEach) {
 TEST(Callables, OfConvertibleTypesMakeTheCompilerSayNothing) {
   EXPECT_EQ(
       complaintsAbout(setFunction("[](int, const std::string&) { return 1.5; }") +
+                      setFunction("[](Named, Fixed) { return kOnly; }") +
                       setFunction("[](std::span<const int>) {}, [](int, int, std::optional<int>&&) { return \"\"; }")),
       "");
 }

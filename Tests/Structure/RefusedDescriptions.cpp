@@ -16,8 +16,9 @@ namespace {
 // What a host writes around a line that is wrong, in a namespace of its own.
 std::string descriptionWith(const std::string& line, std::size_t number) {
   return "namespace host" + std::to_string(number) +
-         " {\nstruct Undescribed {};\nstruct Other {};\n"
-         "struct Item { int n = 0; Undescribed inner; void run() {} int twice(int by) const { return n * by; } };\n"
+         " {\nstruct Undescribed {};\nstruct Other {};\nenum Unfixed { kOnly };\n"
+         "struct Item { int n = 0; Undescribed inner; void run() {} void take(Unfixed) {} int twice(int by) const { "
+         "return n * by; } };\n"
          "void describeHostClass(tavlo::HostClass<Item>& item) {\n  item.name(\"Item\");\n  " +
          line + "\n}\n}\n";
 }
@@ -47,6 +48,7 @@ TEST(AWrongDescription, IsRefusedInOneLine) {
       {"item.property(\"inner\", &Item::inner);", "HostClass::property: what the getter answers cannot become a value"},
       {"item.property(\"run\", &Item::run);", "HostClass::property: what the getter answers cannot become a value"},
       {"item.property(\"twice\", &Item::twice);", "HostClass::property: the getter must be callable with an object"},
+      {"item.method(\"take:\", &Item::take);", "A template may pass any number to this enumeration"},
       {"item.inherits<Other>();", "HostClass::inherits: the class does not derive publicly from that base"},
       {"item.lessThan([](const Item&) { return true; });", "HostClass: a comparison must be callable with two objects"},
       {"item.description(&Item::n);", "HostClass::description: the function must be callable with an object"},

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <bit>
@@ -9,6 +10,8 @@
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Tests/Foundation/Repeated.h"
+#include "Tests/Foundation/SmallStack.h"
+#include "Tests/Memory/WorkBound.h"
 #include "Tool/JSONReader.h"
 
 namespace tavlo::test {
@@ -371,6 +374,53 @@ TEST(JSONReader, RefusesTheLevelBeyondAThousand) {
   EXPECT_EQ(refusalOf("{\"a\":" + repeated("[", 1000) + repeated("]", 1000) + "}"), "1:1005" + reason);
   EXPECT_EQ(refusalOf(repeated("{\"a\":", 1000) + "{}" + repeated("}", 1000)), "1:5001" + reason);
   EXPECT_EQ(refusalOf("{\"a\":" + repeated("[", 200'000)), "1:1005" + reason);
+}
+
+TEST(JSONReader, IsQuickWithLargeTexts) {
+  struct Row {
+    const char* what;
+    std::string text;
+    const char* refusal;
+  };
+  std::string names;
+  for (int index = 0; index < 50'000; ++index) names += "\"" + std::to_string(index % 25'000) + "\":1,";
+  const Row rows[] = {
+      {"members", "{" + names + "\"a\":[]}", "accepted"},
+      {"empty names", "{" + repeated("\"\":0,", 100'000) + "\"\":1}", "accepted"},
+      {"lists side by side", "{\"a\":[" + repeated("[],", 200'000) + "1]}", "accepted"},
+      {"digits", "{\"a\":0." + repeated("1", 1'000'000) + "}", "accepted"},
+      {"digits before the point", "{\"a\":" + repeated("1", 1'000'000) + "}",
+       "1:6 A number is beyond the range of doubles"},
+      {"an exponent", "{\"a\":1e" + repeated("0", 1'000'000) + "}", "accepted"},
+      {"escapes", "{\"a\":\"" + repeated("\\u00e9\\n", 100'000) + "\"}", "accepted"},
+      {"white space", "{" + repeated(" \n", 500'000) + "}", "accepted"},
+      {"a string that is not closed", "{\"a\":\"" + repeated("x", 1'000'000), "1:1000007"},
+      {"a list that is not closed", "{\"a\":[" + repeated("1,", 200'000), "1:400007"},
+      {"commas", "{\"a\":[1" + repeated(",", 1'000'000), "1:9"},
+  };
+  for (const Row& row : rows) {
+    const WorkBound bound(row.what);
+    EXPECT_THAT(refusalOf(row.text), testing::StartsWith(row.refusal)) << row.what;
+  }
+}
+
+TEST(JSONReader, EndsCleanlyOnSmallStacks) {
+  for (const std::size_t kibibytes : {128, 256}) {
+    for (const char* const open : {"[", "{\"a\":", "[{\"a\":"}) {
+      for (const std::size_t levels : {400, 200'000}) {
+        const std::string text = repeated(open, levels) + "1";
+        std::string refusal;
+        const WorkBound bound(open);
+        const std::string end = outcomeOnStackOf(kibibytes * 1024, [&] { refusal = refusalOf(text); });
+        EXPECT_TRUE((end == "well" && refusal != "accepted") || end == "stack") << open << ": " << end;
+      }
+    }
+    for (const std::string& text : {"{\"a\":" + repeated("[", 999) + repeated("]", 999) + "}",
+                                    repeated("{\"a\":", 999) + "{}" + repeated("}", 999)}) {
+      const std::string end = outcomeOnStackOf(kibibytes * 1024, [&] { (void)readJSONObject(text)->description(); });
+      EXPECT_TRUE(end == "well" || end == "stack") << end;
+    }
+  }
 }
 
 TEST(JSONReader, ReadsAnyTopLevelUnlessAnObjectIsAskedFor) {

@@ -1,10 +1,12 @@
 #include "Tests/Tool/ProgramRun.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 
 namespace tavlo {
 
@@ -22,6 +24,24 @@ void leaveOutputWithoutReader() {
   ::close(ends[1]);
 }
 
+void limit(int resource, std::uint64_t most) {
+  const rlimit limit{most, most};
+  if (::setrlimit(static_cast<__rlimit_resource>(resource), &limit) != 0) ::_exit(126);
+}
+
+// What is left to do before the program runs, which must not see what this one does with signals.
+void prepare(const ProgramRun::Streams& streams, std::vector<std::string>& environment) {
+  for (std::string& variable : environment) ::putenv(variable.data());
+  for (const int signal : {SIGPIPE, SIGXFSZ}) ::signal(signal, SIG_DFL);
+  limit(RLIMIT_CORE, 0);
+  if (streams.largestFile > 0) limit(RLIMIT_FSIZE, streams.largestFile);
+  if (streams.memory > 0) limit(RLIMIT_AS, streams.memory);
+}
+
+double secondsOf(const timeval& time) {
+  return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+}
+
 }  // namespace
 
 ProgramRun::ProgramRun(const WorkFolder& folder, const std::vector<std::string>& arguments, const Streams& streams) {
@@ -35,6 +55,7 @@ ProgramRun::ProgramRun(const WorkFolder& folder, const std::vector<std::string>&
   const std::string errors = streams_.path("errors");
   const std::string input = streams_.path("input");
   const std::string home = folder.path(".");
+  std::vector<std::string> environment = streams.environment;
 
   process_ = ::fork();
   if (process_ != 0) return;
@@ -45,7 +66,7 @@ ProgramRun::ProgramRun(const WorkFolder& folder, const std::vector<std::string>&
   if (streams.errorsGoToOutput) ::dup2(STDOUT_FILENO, STDERR_FILENO);
   if (streams.readerIsGone) leaveOutputWithoutReader();
   if (streams.outputIsClosed) ::close(STDOUT_FILENO);
-  ::signal(SIGPIPE, SIG_DFL);
+  prepare(streams, environment);
   ::execv(program.c_str(), argv.data());
   ::_exit(127);
 }
@@ -58,10 +79,17 @@ ProgramRun::~ProgramRun() {
 int ProgramRun::status() {
   if (status_ < 0) {
     int state = 0;
-    ::waitpid(process_, &state, 0);
+    rusage used{};
+    ::wait4(process_, &state, 0, &used);
+    processorSeconds_ = secondsOf(used.ru_utime) + secondsOf(used.ru_stime);
     status_ = WIFEXITED(state) ? WEXITSTATUS(state) : 128 + WTERMSIG(state);
   }
   return status_;
+}
+
+double ProgramRun::processorSeconds() {
+  status();
+  return processorSeconds_;
 }
 
 std::string ProgramRun::output() {

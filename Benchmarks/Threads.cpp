@@ -1,0 +1,136 @@
+
+#include <algorithm>
+#include <atomic>
+#include <barrier>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Benchmarks/Rendering.h"
+#include "Source/KorTemplate.h"
+#include "Source/KorTemplateEnvironment.h"
+#include "Source/KorTemplateLayer.h"
+#include "Source/KorTemplateStringStream.h"
+#include "Tests/Examples/Catalogue.h"
+#include "Tool/JSONReader.h"
+
+// Compares what two threads render of one template, over globals that they share, with what one thread renders:
+// tavlo_threads [ROUNDS].
+
+namespace tavlo::benchmarks {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+constexpr auto kTime = std::chrono::milliseconds(500);  // of a measurement
+
+struct Page {
+  Ref<KorTemplate> compiled;
+  Ref<KorTemplateLayer> layer;
+};
+
+Page cataloguePage() {
+  Page page{KorTemplate::compile(readSourceFile("Examples/catalogue/catalogue.tavlo")), KorTemplateLayer::layer()};
+  const Ref<NSDictionary> data = readJSONObject(test::catalogueAsJSON(test::makeCatalogue(50)));
+  for (const NSDictionary::Entry& entry : data->entries()) {
+    page.layer->setValueForGlobalVariableWithName(entry.value, entry.key->view());
+  }
+  page.layer->share();
+  return page;
+}
+
+double processorSecondsOfThread() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+struct Throughput {
+  double perSecond = 0;           // of the clock, of all threads
+  double perProcessorSecond = 0;  // of all threads, each at its own processor
+};
+
+// Renders until the time is over, with an environment for each page, as a server does.
+void renderUntil(const Page& page, const std::atomic<bool>& isOver, std::uint64_t& count) {
+  while (!isOver.load(std::memory_order_relaxed)) {
+    const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+    environment->setOutputStream(KorTemplateStringStream::stringStream());
+    environment->setLayer(page.layer);
+    page.compiled->executeWithEnvironment(environment.get());
+    ++count;
+  }
+}
+
+Throughput throughputOf(const Page& page, std::size_t threads) {
+  std::atomic<bool> isOver{false};
+  std::barrier start(static_cast<std::ptrdiff_t>(threads) + 1);
+  std::vector<std::uint64_t> counts(threads);
+  std::vector<double> seconds(threads);
+  std::vector<std::thread> running;
+  for (std::size_t thread = 0; thread < threads; ++thread) {
+    running.emplace_back([&, thread] {
+      start.arrive_and_wait();
+      std::uint64_t count = 0;  // apart from the other threads' ones
+      const double before = processorSecondsOfThread();
+      renderUntil(page, isOver, count);
+      seconds[thread] = processorSecondsOfThread() - before;
+      counts[thread] = count;
+    });
+  }
+  start.arrive_and_wait();
+  const Clock::time_point before = Clock::now();
+  std::this_thread::sleep_for(kTime);
+  isOver = true;
+  for (std::thread& thread : running) thread.join();
+  const double clock = std::chrono::duration<double>(Clock::now() - before).count();
+  Throughput sum;
+  for (std::size_t thread = 0; thread < threads; ++thread) {
+    sum.perSecond += static_cast<double>(counts[thread]) / clock;
+    sum.perProcessorSecond += static_cast<double>(counts[thread]) / seconds[thread];
+  }
+  return sum;
+}
+
+double median(std::vector<double> ratios) {
+  std::sort(ratios.begin(), ratios.end());
+  return ratios[ratios.size() / 2];
+}
+
+void show(const char* what, const std::vector<double>& ratios) {
+  std::printf("%-44s median %.2f, least %.2f, greatest %.2f\n", what, median(ratios),
+              *std::min_element(ratios.begin(), ratios.end()), *std::max_element(ratios.begin(), ratios.end()));
+}
+
+void compare(int rounds) {
+  const Page page = cataloguePage();
+  std::vector<double> byClock;
+  std::vector<double> byProcessor;
+  for (int round = 0; round < rounds; ++round) {
+    const Throughput one = throughputOf(page, 1);
+    const Throughput two = throughputOf(page, 2);
+    byClock.push_back(two.perSecond / one.perSecond);
+    byProcessor.push_back(two.perProcessorSecond / one.perProcessorSecond);
+  }
+  std::printf("Two threads render as many times as much as one, in %d rounds\n", rounds);
+  show("by the clock, on a machine of its own", byClock);
+  show("by the processor time that each thread gets", byProcessor);
+}
+
+}  // namespace
+
+}  // namespace tavlo::benchmarks
+
+int main(int argc, char** argv) {
+  const int rounds = argc > 1 ? std::atoi(argv[1]) : 11;
+  if (argc > 2 || rounds < 1) {
+    std::fputs("tavlo_threads [ROUNDS]\n", stderr);
+    return 1;
+  }
+  tavlo::benchmarks::compare(rounds);
+  return 0;
+}

@@ -1,0 +1,3 @@
+<table>
+{{#ROWS}}<tr>{{#CELLS}}<td>{{CELL}}</td>{{/CELLS}}</tr>
+{{/ROWS}}</table>

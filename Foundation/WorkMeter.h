@@ -1,0 +1,110 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace tavlo {
+
+// Counts what an execution does, in steps: each grant of steps is counted down, and the next one is asked for. Work
+// that grows with a value is counted where it is done, which is also where no environment is at hand.
+class [[gnu::visibility("default")]] WorkMeter {
+ public:
+  // The work on so much text is a step.
+  static constexpr std::size_t kBytesOfStep = 256;
+
+  WorkMeter() = default;
+  WorkMeter(const WorkMeter&) = delete;
+  WorkMeter& operator=(const WorkMeter&) = delete;
+
+  // Each raises `KorTemplateLimitException` when the execution may not go on.
+  void step() {
+    if (--granted_ < 0) [[unlikely]]
+      refill();
+  }
+  void count(std::size_t steps) {
+    granted_ -= static_cast<std::int64_t>(steps);
+    if (granted_ < 0) [[unlikely]]
+      refill();
+  }
+  // The same for who may not raise: the next step does.
+  void countLater(std::size_t steps) noexcept {
+    granted_ -= static_cast<std::int64_t>(steps);
+  }
+  void countBytes(std::size_t bytes) {
+    if (bytes >= kBytesOfStep) [[unlikely]]
+      count(bytes / kBytesOfStep);
+  }
+  // Looks at once whether the execution may go on; for behind work that may have taken long.
+  void look() {
+    refill();
+  }
+
+  // Whether steps are limited, so that all work has to be counted; otherwise it is enough to look from time to time.
+  bool limitsSteps() const noexcept {
+    return limitsSteps_;
+  }
+  // How deep values may be nested, and how long a string may be that is made, in bytes.
+  std::int32_t valueDepth() const noexcept {
+    return valueDepth_;
+  }
+  std::uint64_t stringLength() const noexcept {
+    return stringLength_;
+  }
+
+  // That of the execution which runs on this thread; null where none does.
+  static WorkMeter* ofThread() noexcept;
+  // Makes it that of this thread, and answers the one before. Either may be null.
+  static WorkMeter* exchange(WorkMeter * meter) noexcept;
+
+ protected:
+  ~WorkMeter() = default;
+
+  // Grants more steps, or raises. What is granted is below 0 where more than that was taken.
+  virtual void refill() = 0;
+
+  // NOLINTBEGIN(*-non-private-member-variables-in-classes): counted down in line
+  std::int64_t granted_ = 0;
+  bool limitsSteps_ = false;
+  std::int32_t valueDepth_ = 0;
+  std::uint64_t stringLength_ = 0;
+  // NOLINTEND(*-non-private-member-variables-in-classes)
+};
+
+// The thread's meter, asked for once for a walk over many elements; counts nothing where there is none.
+class WorkCounter {
+ public:
+  void step() const {
+    if (meter_ != nullptr) meter_->step();
+  }
+  void count(std::size_t steps) const {
+    if (meter_ != nullptr) meter_->count(steps);
+  }
+  void countBytes(std::size_t bytes) const {
+    if (meter_ != nullptr) meter_->countBytes(bytes);
+  }
+
+ private:
+  WorkMeter* meter_ = WorkMeter::ofThread();
+};
+
+// Counts a walk that does little with each element: so many of them are a step, and fewer cost nothing.
+class ElementCounter {
+ public:
+  static constexpr std::size_t kElementsOfStep = 16;
+
+  void next() {
+    if (++count_ % kElementsOfStep == 0) [[unlikely]]
+      WorkCounter().step();
+  }
+
+ private:
+  std::size_t count_ = 0;
+};
+
+// Counts the work on a text; nothing for a short one.
+inline void countWorkOnText(std::size_t bytes) {
+  if (bytes >= WorkMeter::kBytesOfStep) [[unlikely]]
+    WorkCounter().countBytes(bytes);
+}
+
+}  // namespace tavlo

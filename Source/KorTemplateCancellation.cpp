@@ -1,0 +1,9 @@
+#include "Source/KorTemplateCancellation.h"
+
+namespace tavlo {
+
+const char* KorTemplateCancellation::className() const {
+  return "KorTemplateCancellation";
+}
+
+}  // namespace tavlo

@@ -1,0 +1,239 @@
+#include "Source/KorTemplateProfile.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <map>
+#include <tuple>
+#include <utility>
+
+#include "Foundation/Utf8.h"
+#include "Source/KorTemplateFunction.h"
+#include "Source/KorTemplateInternalFunction.h"
+#include "Source/KorTemplateSource.h"
+#include "Source/KorTemplateStatement.h"
+#include "Source/PrintableText.h"
+
+namespace tavlo {
+
+// A frame of a stack: a template or a function, at a statement. It keeps what it is told apart by.
+struct KorTemplateProfile::Node {
+  // What runs, by which name, at which statement; equal names are one text.
+  using Key = std::tuple<const NSObject*, const char*, const KorTemplateStatement*>;
+
+  Node* parent = nullptr;
+  Ref<const KorTemplateFunction> function;    // absent for a template
+  Name name;                                  // of a function, as the template calls it
+  Ref<const KorTemplateSource> source;        // absent where that is not known
+  Ref<const KorTemplateStatement> statement;  // absent where none runs
+  std::map<Key, Node*> children = {};
+  Clock::duration time{};
+};
+
+// A level of what runs, and the frame around it.
+struct KorTemplateProfile::Level {
+  const KorTemplateActivation* activation;
+  const KorTemplateFunction* function;
+  const KorTemplateStatement* caller;
+  const KorTemplateSource* source;
+  Name name;
+  Node* parent;
+
+  bool is(const KorTemplateActivation& other) const noexcept {
+    return activation == &other && function == other.function && caller == other.caller &&
+           source == (other.function == nullptr ? other.source : nullptr);
+  }
+};
+
+namespace {
+
+constexpr std::string_view kLeftOut = "\u2026";
+// A recursion would need room for the square of its depth, and for as many copies of its name.
+constexpr std::size_t kFramesAtEnds = 32;
+constexpr std::size_t kLongestName = 256;
+
+std::string frameName(std::string_view name) {
+  std::size_t length = std::min(name.size(), kLongestName);
+  if (length < name.size()) {
+    while (length > kLongestName - 3 && isContinuation(name[length])) --length;
+  }
+  std::string text = printable(name.substr(0, length));
+  std::ranges::replace(text, ';', ',');
+  return length < name.size() ? text.append(kLeftOut) : text;
+}
+
+}  // namespace
+
+KorTemplateProfile::KorTemplateProfile() : nodes_(1) {}
+
+KorTemplateProfile::~KorTemplateProfile() = default;
+
+void KorTemplateProfile::begin() noexcept {
+  leaveLevelsFrom(0);
+  current_ = &nodes_.front();
+  since_ = Clock::now();
+}
+
+void KorTemplateProfile::settle() noexcept {
+  if (current_ != nullptr) current_->time += Clock::now() - since_;
+}
+
+void KorTemplateProfile::end() noexcept {
+  settle();
+  current_ = nullptr;
+  leaveLevelsFrom(0);
+}
+
+void KorTemplateProfile::noteStep(const FailureWatch::Position& at) {
+  settle();
+  std::vector<const KorTemplateActivation*> fresh;
+  std::size_t known = 0;  // that many levels are still those of the last step
+  for (const KorTemplateActivation* level = at.innermost; level != nullptr && known == 0; level = level->outer) {
+    if (const std::optional<std::size_t> place = knownLevel(*level)) {
+      known = *place + 1;
+    } else {
+      fresh.push_back(level);
+    }
+  }
+  leaveLevelsFrom(known);
+  for (auto level = fresh.rbegin(); level != fresh.rend(); ++level) enterLevel(**level);
+  current_ = levels_.empty() ? &nodes_.front() : nodeAt(levels_.back(), at.statement);
+  since_ = Clock::now();
+}
+
+std::optional<std::size_t> KorTemplateProfile::knownLevel(const KorTemplateActivation& activation) const {
+  const auto place = places_.find(&activation);
+  if (place == places_.end() || !levels_[place->second].is(activation)) return {};
+  return place->second;
+}
+
+void KorTemplateProfile::leaveLevelsFrom(std::size_t index) {
+  for (std::size_t place = index; place < levels_.size(); ++place) places_.erase(levels_[place].activation);
+  levels_.erase(levels_.begin() + static_cast<std::ptrdiff_t>(index), levels_.end());
+}
+
+void KorTemplateProfile::enterLevel(const KorTemplateActivation& activation) {
+  const bool isCall = activation.function != nullptr;
+  levels_.push_back({&activation, activation.function, activation.caller, isCall ? nullptr : activation.source,
+                     isCall ? *activation.functionName : Name(),
+                     levels_.empty() ? &nodes_.front() : nodeAt(levels_.back(), activation.caller)});
+  places_[&activation] = levels_.size() - 1;
+}
+
+KorTemplateProfile::Node* KorTemplateProfile::nodeAt(const Level& level, const KorTemplateStatement* statement) {
+  const bool isInternal = level.function != nullptr && level.function->kind() == kInternalFunctionKind;
+  const KorTemplateSource* source = level.source;
+  if (isInternal) source = static_cast<const KorTemplateInternalFunction*>(level.function)->source().get();
+  if (level.function == nullptr && source == nullptr) return level.parent;  // what a host has entered the engine for
+  if (!isInternal && statement == level.caller) statement = nullptr;        // none of its own has begun
+  const NSObject* running = level.function;
+  if (running == nullptr) running = source;
+  const char* const nameText = level.name.isAbsent() ? nullptr : level.name.view().data();
+  const auto child = level.parent->children.try_emplace({running, nameText, statement}).first;
+  if (child->second == nullptr) {  // it is new, or memory ran out when it was
+    child->second = &nodes_.emplace_back(Node{level.parent, Ref<const KorTemplateFunction>::retaining(level.function),
+                                              level.name, Ref<const KorTemplateSource>::retaining(source),
+                                              Ref<const KorTemplateStatement>::retaining(statement)});
+  }
+  return child->second;
+}
+
+// A walk over the frames from the outermost one inwards. Several statements may stand on one line, and stacks that are
+// cut may look alike: what has one text is one stack.
+class KorTemplateProfile::Folding {
+ public:
+  explicit Folding(const Node& around) {
+    enter(around);
+    while (!open_.empty()) {
+      Open& innermost = open_.back();
+      if (innermost.next == innermost.node->children.end()) {
+        frames_.resize(innermost.framesAround);
+        open_.pop_back();
+      } else if (const Node* child = (innermost.next++)->second; child != nullptr) {
+        enter(*child);
+      }
+    }
+  }
+
+  std::string text() const {
+    std::string text;
+    for (const auto& [stack, time] : stacks_) {
+      const std::int64_t microseconds = std::chrono::duration_cast<std::chrono::microseconds>(time).count();
+      if (microseconds > 0) text.append(stack).append(" ").append(std::to_string(microseconds)).append("\n");
+    }
+    return text;
+  }
+
+ private:
+  // The numbers of the lines of sources, each of which is gone through once.
+  class LineNumbers {
+   public:
+    std::size_t of(const KorTemplateSource& source, std::size_t offset) {
+      const std::vector<std::size_t>& ends = endsIn(source);
+      return static_cast<std::size_t>(std::ranges::upper_bound(ends, offset) - ends.begin()) + 1;
+    }
+
+   private:
+    const std::vector<std::size_t>& endsIn(const KorTemplateSource& source) {
+      const auto [entry, isNew] = ends_.try_emplace(&source);
+      if (!isNew) return entry->second;
+      const std::string_view text = source.text();
+      for (std::size_t at = 0; at < text.size(); ++at) {
+        const bool isEnd = text[at] == '\n' || (text[at] == '\r' && !text.substr(at + 1).starts_with('\n'));
+        if (isEnd) entry->second.push_back(at + 1);
+      }
+      return entry->second;
+    }
+
+    std::map<const KorTemplateSource*, std::vector<std::size_t>> ends_;  // of each line, behind its break
+  };
+
+  struct Open {
+    const Node* node;
+    std::map<Node::Key, Node*>::const_iterator next;
+    std::size_t framesAround;
+  };
+
+  void enter(const Node& node) {
+    open_.push_back({&node, node.children.begin(), frames_.size()});
+    std::string frame = frameOf(node);
+    if (!frame.empty()) frames_.push_back(std::move(frame));
+    if (node.time > Clock::duration::zero()) stacks_[stack()] += node.time;
+  }
+
+  std::string frameOf(const Node& node) {
+    const KorTemplateSource* const source = node.source.get();
+    const KorTemplateStatement* const statement = node.statement.get();
+    std::string frame = node.name.isAbsent() ? std::string() : frameName(node.name.view());
+    if (source == nullptr) return frame;
+    if (!frame.empty()) frame += ' ';
+    frame += source->name().empty() ? "template" : frameName(source->name());
+    if (statement == nullptr || !statement->sourceRange().isKnown()) return frame;
+    return frame + ':' + std::to_string(lines_.of(*source, statement->sourceRange().offset));
+  }
+
+  std::string stack() const {
+    if (frames_.empty()) return "engine";
+    std::string text;
+    for (std::size_t index = 0; index < frames_.size(); ++index) {
+      if (index > 0) text += ';';
+      if (index == kFramesAtEnds && frames_.size() > 2 * kFramesAtEnds) {
+        text += kLeftOut;
+        text += ';';
+        index = frames_.size() - kFramesAtEnds;
+      }
+      text += frames_[index];
+    }
+    return text;
+  }
+
+  LineNumbers lines_;
+  std::vector<Open> open_;           // from the outermost to the innermost
+  std::vector<std::string> frames_;  // of those that have a text
+  std::map<std::string, Clock::duration> stacks_;
+};
+
+std::string KorTemplateProfile::foldedStacks() const {
+  return Folding(nodes_.front()).text();
+}
+
+}  // namespace tavlo
