@@ -111,7 +111,8 @@ class ShapeReader {
     ++references_;
     const std::size_t name = at_ + 2;
     const std::size_t end = pattern_.find_first_of(">'", name);
-    const std::string_view rest = name < end ? pattern_.substr(name, end - name) : std::string_view();
+    if (end == pattern_.npos) return;  // the engine refuses it
+    const std::string_view rest = pattern_.substr(name, end - name);
     if (rest.find_first_of("+-", 1) != rest.npos) shape_.refersToLevels = true;
   }
 

@@ -181,6 +181,32 @@ TEST(KorRegex, RefusesWhatDoesNotCompileWithThePatternAndTheReason) {
   }
 }
 
+// What reads the pattern beside the engine must find its way where it ends in the middle of something.
+TEST(KorRegex, CompilesOrRefusesAPatternThatEndsAnywhere) {
+  const std::string patterns[] = {
+      "(?<name>a\\k<name>)(\\k<name+1>)\\k'-1'\\g<name>\\g'-1'",
+      "(?imx-imx:a(?i-x)b)(?#c \\) d)(?<=e|f)(?<!g)(?=h)(?!i)(?>j)(?~k)",
+      "[[:alpha:][:^digit:]a-z&&[^b\\]\\w\\p{^Alpha}]&&\\x{1F600}][]a][^]b]",
+      "\\cA\\C-a\\M-b\\M-\\C-c\\x41\\x{41 42}\\o{101}\\101\\p{Alpha}\\P{^Alpha}",
+      "(?<a>x){2,3}?y{,4}+z{5,}*(?:w*+v*?){2}\\b\\B\\A\\z\\Z\\G\\K\\R\\X\\y\\Y",
+      "(?x) a # comment\n b (?<c>d)?(?(<c>)e|f)(?(1)g)",
+  };
+  std::size_t compiled = 0;
+  for (const std::string& whole : patterns) {
+    for (std::size_t length = 0; length <= whole.size(); ++length) {
+      const std::string pattern = whole.substr(0, length);
+      const std::string text = raised([&] {
+        const Ref<KorRegex> regex = KorRegex::compileExpression(pattern);
+        ++compiled;
+        (void)regex->matchesString(*NSString::stringWithUTF8("a b c xyz 123"));
+      });
+      if (text.empty()) continue;
+      EXPECT_THAT(text, testing::StartsWith("NSInvalidArgumentException: The regular expression /")) << pattern;
+    }
+  }
+  EXPECT_GT(compiled, 60U);
+}
+
 TEST(KorRegex, RefusesAPatternThatIsNoUTF8) {
   EXPECT_EQ(raised([] { (void)KorRegex::compileExpression("ab\xff"); }),
             "NSInvalidArgumentException: Text is not valid UTF-8 at byte offset 2");
