@@ -133,9 +133,15 @@ class Writer {
     statements(depth, place);
     if (below(3) == 1) {
       block("", [&] {
-        put("elseif (");
-        put(any(kOperands));
-        put(")");
+        // Its condition ends at the first closing parenthesis, that of an operand too.
+        const std::string_view operand = any(kOperands);
+        const bool hasParentheses = operand.starts_with('(');
+        put("elseif ");
+        put(hasParentheses ? operand : "(");
+        if (!hasParentheses) {
+          put(operand);
+          put(")");
+        }
       });
       statements(depth, place);
     }
