@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstddef>
 #include <exception>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <new>
@@ -270,11 +271,12 @@ KorRegex::~KorRegex() {
 }
 
 Ref<KorRegex> KorRegex::compileExpression(const Text& pattern) {
-  std::uint64_t weightLeft = kMaximumWeight;
-  return compileExpression(pattern, weightLeft);
+  std::uint64_t enough = std::numeric_limits<std::uint64_t>::max();
+  return compileExpression(pattern, enough);
 }
 
-Ref<KorRegex> KorRegex::compileExpression(const Text& pattern, std::uint64_t& weightLeft) {
+Ref<KorRegex> KorRegex::compileExpression(const Text& pattern, std::uint64_t& partsLeft) {
+  constexpr std::uint64_t kPartsOfType = 4;
   if (pattern.isAbsent()) return {};
   requireValidUTF8(pattern.view());
   if (pattern.view().size() > kMaximumPatternLength) {
@@ -294,10 +296,11 @@ Ref<KorRegex> KorRegex::compileExpression(const Text& pattern, std::uint64_t& we
     raiseDoesNotCompile(pattern.view(),
                         "it has too many character classes or references to names, or is too long to ignore case");
   }
-  if (shape.weight > weightLeft) {
-    raiseDoesNotCompile(pattern.view(), "the patterns together have too many character classes");
+  const std::uint64_t parts = kPartsOfWeight * shape.weight + shape.loops + kPartsOfType * shape.types;
+  if (parts > partsLeft) {
+    raiseDoesNotCompile(pattern.view(), "the patterns together have too many character classes or loops");
   }
-  weightLeft -= shape.weight;
+  partsLeft -= parts;
   requireStackFor(shape);
   initializeEngine();
   return Ref<KorRegex>::adopt(new KorRegex(NSString::stringWithValidUTF8(pattern.view(), Counting::Atomic), shape));

@@ -33,12 +33,15 @@ class KorRegex final : public NSObject {
   static constexpr std::int32_t kMaximumGroupDepth = 100;
   static constexpr std::int32_t kMaximumCalls = 40;
   static constexpr std::uint64_t kMaximumWeight = 256;
+  static constexpr std::uint64_t kPartsOfWeight = 64;
 
   // The pattern compiled. Raises `NSInvalidArgumentException`, with the pattern and the reason, when it does not
   // compile, and `KorTemplateLimitException` when the running thread's stack is too small to compile it.
   static Ref<KorRegex> compileExpression(const Text& pattern);
-  // The same for one of many patterns that may weigh so much together: what this one weighs is taken off.
-  static Ref<KorRegex> compileExpression(const Text& pattern, std::uint64_t& weightLeft);
+  // The same for one of many patterns that may take so much together, in parts of which `kPartsOfWeight` weigh 1: what
+  // this one takes is taken off. Its loops and types outside of classes count here too, each of which takes some 400
+  // bytes.
+  static Ref<KorRegex> compileExpression(const Text& pattern, std::uint64_t& partsLeft);
 
   ~KorRegex() override;
 

@@ -57,7 +57,9 @@ class ShapeReader {
     constexpr std::uint64_t kPlainClasses = 32;  // cost no more than one property
     constexpr std::uint64_t kBytesOfClass = 512;
     constexpr std::uint64_t kGroupsOfName = 4096;
-    const std::uint64_t others = bytesAroundClasses_ / kBytesOfClass + references_ * namedGroups_ / kGroupsOfName;
+    constexpr std::uint64_t kBytesLookedAt = 8192;
+    const std::uint64_t others = bytesAroundClasses_ / kBytesOfClass + references_ * namedGroups_ / kGroupsOfName +
+                                 bytesBehindBrackets_ / kBytesLookedAt;
     if (!ignoresCase_) return others + sets_ + openedClasses_ / kPlainClasses;
     return others + kOfAnyCase * (sets_ + openedClasses_) + pattern_.size() / kBytesOfAnyCase;
   }
@@ -90,9 +92,11 @@ class ShapeReader {
     if (++at_ >= pattern_.size()) return;
     const char letter = pattern_[at_];
     constexpr std::string_view kTypes = "wWdDsShH";
-    if (letter == 'p' || letter == 'P' || (classes_ > 0 && kTypes.find(letter) != kTypes.npos)) ++sets_;
+    const bool isType = kTypes.find(letter) != kTypes.npos;
+    if (letter == 'p' || letter == 'P' || (classes_ > 0 && isType)) ++sets_;
     stepOverControl();
     if (classes_ > 0) return;
+    if (isType) ++shape_.types;
     if (letter == 'g') {
       ++shape_.calls;
       shape_.depthOfCalls += depth_ + 1;
@@ -106,14 +110,15 @@ class ShapeReader {
     endAtom(0);
   }
 
-  // "\k<name>", "\k'-1'", or one with a level behind the name: a sign that is not its first character.
+  // "\k<name>", "\k'-1'", or one with a level behind the name: a sign that is not its first character. "\k" before
+  // anything else is a letter.
   void noteReference() {
-    ++references_;
     const std::size_t name = at_ + 2;
-    const std::size_t end = pattern_.find_first_of(">'", name);
-    if (end == pattern_.npos) return;  // the engine refuses it
-    const std::string_view rest = pattern_.substr(name, end - name);
-    if (rest.find_first_of("+-", 1) != rest.npos) shape_.refersToLevels = true;
+    if (name > pattern_.size() || (pattern_[name - 1] != '<' && pattern_[name - 1] != '\'')) return;
+    ++references_;
+    if (endOfName_ < name) endOfName_ = std::min(pattern_.find_first_of(">'", name), pattern_.size());
+    if (signInName_ <= name) signInName_ = std::min(pattern_.find_first_of("+-", name + 1), pattern_.size());
+    if (signInName_ < endOfName_) shape_.refersToLevels = true;
   }
 
   // Past what "\cX", "\C-X" and "\M-X" stand before, which may be another escape.
@@ -143,13 +148,19 @@ class ShapeReader {
     }
   }
 
-  // Whether ":]" comes before any other "]".
-  bool hasPOSIXEnd(std::size_t at) const {
-    for (; at < pattern_.size() && pattern_[at] != ']'; ++at) {
-      if (pattern_.substr(at).starts_with(":]")) return true;
-      if (pattern_[at] == '\\') ++at;
+  // Whether ":]" comes before any other "]". The engine looks for that anew each time, here it is kept.
+  bool hasPOSIXEnd(std::size_t at) {
+    if (at > posixEnd_ || posixEnd_ == 0) {
+      posixEnd_ = at;
+      hasPOSIXEnd_ = false;
+      for (; posixEnd_ < pattern_.size() && pattern_[posixEnd_] != ']'; ++posixEnd_) {
+        hasPOSIXEnd_ = pattern_.substr(posixEnd_).starts_with(":]");
+        if (hasPOSIXEnd_) break;
+        if (pattern_[posixEnd_] == '\\') ++posixEnd_;
+      }
     }
-    return false;
+    bytesBehindBrackets_ += std::max(posixEnd_, at) - at;
+    return hasPOSIXEnd_;
   }
 
   void stepOutsideClasses(char letter) {
@@ -291,9 +302,14 @@ class ShapeReader {
   std::int32_t classes_ = 0;
   std::int32_t looks_ = 0;  // groups around the place that look around
   std::uint64_t openedClasses_ = 0;
-  std::size_t outermostClass_ = 0;        // where it begins, of those that are open
-  std::uint64_t bytesAroundClasses_ = 0;  // of the outermost class, before each class in it
-  std::uint64_t references_ = 0;          // to names
+  std::size_t outermostClass_ = 0;         // where it begins, of those that are open
+  std::uint64_t bytesAroundClasses_ = 0;   // of the outermost class, before each class in it
+  std::uint64_t bytesBehindBrackets_ = 0;  // of each "[:" in a class, to where ":]" or "]" ends what it looks at
+  std::size_t posixEnd_ = 0;               // where the last of these ends, 0 before the first
+  bool hasPOSIXEnd_ = false;               // whether ":]" stands there
+  std::uint64_t references_ = 0;           // to names
+  std::size_t endOfName_ = 0;              // the next ">" or "'" behind the last of them, or the end
+  std::size_t signInName_ = 0;             // the next sign there, or the end
   std::uint64_t namedGroups_ = 0;
   std::uint64_t sets_ = 0;        // properties, types and brackets in classes, and what they have in common
   bool ignoresCase_ = false;      // anywhere

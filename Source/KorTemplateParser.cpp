@@ -168,7 +168,7 @@ KorTemplateParser::KorTemplateParser(const Ref<NSString>& string, const Ref<KorR
   requireParameter(string != nullptr, "string != nil");
   constexpr std::uint64_t kPatternWeight = 1024;
   constexpr std::uint64_t kBytesOfWeight = 256;
-  patternWeightLeft_ = kPatternWeight + string->byteLength() / kBytesOfWeight;
+  patternPartsLeft_ = KorRegex::kPartsOfWeight * (kPatternWeight + string->byteLength() / kBytesOfWeight);
   constexpr std::size_t kFew = 16;  // most expressions hold no more
   working_.reserve(kFew);
   closers_.reserve(kFew);
@@ -345,7 +345,7 @@ Ref<KorTemplateExpression> KorTemplateParser::parseLiteral(const KorToken& token
   if (tokenClass == &IntegralNumericLiteral) return literalOf(textAsInt(text));
   if (tokenClass == &RegexStringLiteral) {
     return KorTemplateRegexExpression::expressionWithRegex(
-        KorRegex::compileExpression(patternOf(text), patternWeightLeft_));
+        KorRegex::compileExpression(patternOf(text), patternPartsLeft_));
   }
   if (tokenClass == &BooleanKeyword) return literalOf(equalsIgnoringCase(text, "true"));
   if (tokenClass == &NullKeyword) return literalOf(NSNull::null());

@@ -191,8 +191,8 @@ class KorTemplateParser : public NSObject {
 
   KorTemplateLimits limits_;
   StackGuard stackGuard_;
-  std::int32_t nesting_ = 0;             // control structures and parentheses around what is being read
-  std::uint64_t patternWeightLeft_ = 0;  // of regular expressions, in proportion to the text
+  std::int32_t nesting_ = 0;            // control structures and parentheses around what is being read
+  std::uint64_t patternPartsLeft_ = 0;  // of regular expressions, in proportion to the text
   SourceRange place_;
   NameCache names_;
   StringCache keyPaths_;

@@ -406,6 +406,11 @@ TEST(KorRegexLimits, APatternIsQuickToCompile) {
       {"more letters without case", "(?i)" + std::string(8'300, 's'), false},
       {"classes inside a class", "[a-z[0-9][\u00e9-\u00ff][_]]", true},
       {"many classes inside a large one", "[" + repeated("\u00e9", 13'000) + repeated("[\u00e9]", 7'000) + "]", false},
+      {"brackets that end far behind", "[" + repeated("[:", 30'000) + ":]]", false},
+      {"brackets that end in the next bracket", "[" + repeated("[:]", 20'000) + repeated("]", 100), false},
+      {"a few brackets that end behind", "[" + repeated("[:", 1'000) + std::string(25, 'a') + ":]]", true},
+      {"letters that look like references", repeated("\\k", 30'000), true},
+      {"a sign behind such a letter", "\\ka+b>", true},
       {"references to a name", repeated("(?<a>b)", 200) + repeated("\\k<a>", 200), true},
       {"many references to many groups", repeated("(?<a>)", 2'000) + repeated("\\k<a>", 2'000), false},
   };

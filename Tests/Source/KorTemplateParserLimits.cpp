@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 
@@ -285,8 +286,28 @@ TEST(KorTemplateParserLimits, PatternsHaveClassesInProportionToTheTemplate) {
   const Raised raised = raisedBy([&] { (void)KorTemplate::compile(tooMany); });
   EXPECT_EQ(raised.name, "NSInvalidArgumentException");
   EXPECT_EQ(raised.reason,
-            "The regular expression /[\\w]/ does not compile: the patterns together have too many character classes");
+            "The regular expression /[\\w]/ does not compile: the patterns together have too many character classes or "
+            "loops");
   EXPECT_EQ(raisedBy([&] { (void)KorTemplate::compile(tooMany + std::string(40'000, 'x')); }).name, "");
+}
+
+// Each takes hundreds of bytes, and again as many once the pattern is searched under a clock.
+TEST(KorTemplateParserLimits, PatternsHaveLoopsAndTypesInProportionToTheTemplate) {
+  struct PartRow {
+    const char* part;
+    int times;  // that a template may have six thousand of it
+  };
+  const PartRow rows[] = {{"|", 11}, {"a?", 11}, {"(?:)", 5}, {"(b)", 11}, {"\\d", 2}, {"\\D*", 2}};
+  const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+  environment->setGlobal("x", "zz");
+  for (const PartRow& row : rows) {
+    const WorkBound bound(row.part);
+    const std::string block = "<? $x =~ /" + repeated(row.part, 6'000) + "/ ?>";
+    KorTemplate::compile(repeated(block, row.times))->executeWithEnvironment(environment.get());
+    EXPECT_THAT(raisedBy([&] { (void)KorTemplate::compile(repeated(block, 3 * row.times)); }).reason,
+                testing::EndsWith("the patterns together have too many character classes or loops"))
+        << row.part;
+  }
 }
 
 TEST(KorTemplateParserLimits, AnyBytesThatAreUTF8AreAText) {
