@@ -145,7 +145,8 @@ bool readElements(const Value& value, const Append& append) {
   ElementCounter work;
   for (std::size_t index = 0; index < elements->size(); ++index) {
     work.next();
-    std::optional<Element> element = objectIn<Element>((*elements)[index]);
+    const Value held = (*elements)[index];  // reading what it holds may run a host's code, which may change the list
+    std::optional<Element> element = objectIn<Element>(held);
     if (!element.has_value()) return false;
     append(*std::move(element));
   }
@@ -187,8 +188,11 @@ struct ValueConversion<std::array<Element, Count>> : ListToValue<std::array<Elem
     if (elements == nullptr || elements->size() != Count) return {};
     std::optional<std::array<Element, Count>> array(std::in_place);
     std::size_t index = 0;
-    const auto append = [&](Element element) { (*array)[index++] = std::move(element); };
-    if (!readElements<Element>(list, append)) array.reset();
+    const auto append = [&](Element element) {
+      if (index < Count) (*array)[index] = std::move(element);
+      ++index;
+    };
+    if (!readElements<Element>(list, append) || index != Count) array.reset();
     return array;
   }
 };
@@ -243,7 +247,7 @@ struct ValueConversion<T> {
     std::optional<T> map(std::in_place);
     ElementCounter work;
     for (std::size_t index = 0; index < dictionary->count(); ++index) {
-      const NSDictionary::Entry& entry = dictionary->entries()[index];
+      const NSDictionary::Entry entry = dictionary->entries()[index];  // held, as elements are
       work.next();
       countWorkOnText(entry.key->byteLength());
       std::optional<Mapped> mapped = objectIn<Mapped>(entry.value);
@@ -290,7 +294,8 @@ struct TupleConversion {
   template <std::size_t... Indices>
   static std::optional<Tuple> fromElements([[maybe_unused]] const std::vector<Value>& elements,
                                            std::index_sequence<Indices...> /*indices*/) {
-    std::tuple<std::optional<Parts>...> parts{objectIn<Parts>(elements[Indices])...};
+    const std::array<Value, sizeof...(Parts)> held{elements[Indices]...};
+    std::tuple<std::optional<Parts>...> parts{objectIn<Parts>(held[Indices])...};
     if (!(std::get<Indices>(parts).has_value() && ...)) return {};
     return std::optional<Tuple>(std::in_place, *std::get<Indices>(std::move(parts))...);
   }
@@ -358,7 +363,8 @@ struct ValueConversion<std::variant<Alternatives...>> {
                       std::forward<Object>(object));
   }
   static std::optional<Variant> fromValue(const Value& value) requires(WholeFromValue<Alternatives>&&...) {
-    return fromValue(value, std::index_sequence_for<Alternatives...>());
+    const Value held = value;  // it is read more than once
+    return fromValue(held, std::index_sequence_for<Alternatives...>());
   }
 
  private:

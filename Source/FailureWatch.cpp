@@ -1,7 +1,9 @@
 #include "Source/FailureWatch.h"
 
+#include <cstddef>
 #include <utility>
 
+#include "Foundation/WorkMeter.h"
 #include "Source/KorTemplateInternalFunction.h"
 #include "Source/KorTemplateStatement.h"
 
@@ -10,6 +12,9 @@ namespace tavlo {
 namespace {
 
 using Activation = KorTemplateActivation;
+
+// To tell of so many calls is a step.
+constexpr std::size_t kCallsOfStep = 4;
 
 // The text that a function's statements stand in; absent for a function of the host's.
 const KorTemplateSource* sourceOf(const KorTemplateFunction& function) {
@@ -54,6 +59,8 @@ KorTemplateTrace FailureWatch::traceAt(const Position& at) {
     if (++trace.callCount > KorTemplateTrace::kMostCalls) continue;
     trace.calls.emplace_back(*level->functionName, placeAt(level->outer, level->caller));
   }
+  WorkMeter* const meter = WorkMeter::ofThread();
+  if (meter != nullptr) meter->countLater(trace.callCount / kCallsOfStep);
   return trace;
 }
 

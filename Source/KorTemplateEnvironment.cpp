@@ -243,29 +243,30 @@ void KorTemplateEnvironment::reset() {
     std::swap(functions_, functions);
     functionsChanged_ = false;
   }
-  const Ref<KorTemplateStack> stack = resetStack();
-  for (const auto& entry : remembered_->globals) stack->current()->set(entry.name, entry.value);
+  resetStack();
 }
 
-// The ends of values may run a host's code, which may set another stack: this one is kept here meanwhile, and takes the
-// place of that.
-Ref<KorTemplateStack> KorTemplateEnvironment::resetStack() {
-  const bool isOwn = stack_ != nullptr && stack_->hasOneReference() && stack_->canResetToFirstFrame();
-  Ref<KorTemplateStack> made;
-  if (!isOwn) {
-    made = KorTemplateStack::stack();
-    made->push(KorTemplateStackFrame::stackFrame());
+// The ends of values may run a host's code, which may set another stack and change any that it can reach. So none is in
+// force until nothing ends any more.
+void KorTemplateEnvironment::resetStack() {
+  Ref<KorTemplateStack> ready;
+  if (stack_ != nullptr && stack_->hasOneReference() && stack_->canResetToFirstFrame()) {
+    ready = std::exchange(stack_, nullptr);
+    ready->resetToFirstFrame();
+  } else {
+    ready = KorTemplateStack::stack();
+    ready->push(KorTemplateStackFrame::stackFrame());
   }
-  const Ref<KorTemplateStack> old = std::exchange(stack_, nullptr);
-  if (isOwn) old->resetToFirstFrame();
-  const Ref<KorTemplateStack>& ready = isOwn ? old : made;
-  const Ref<KorTemplateStack> other = std::exchange(stack_, ready);
-  return ready;
+  while (stack_ != nullptr) {
+    const Ref<KorTemplateStack> other = std::exchange(stack_, nullptr);
+  }
+  stack_ = std::move(ready);
+  for (const auto& entry : remembered_->globals) stack_->current()->set(entry.name, entry.value);
 }
 
 FailureWatch::SharedTrace KorTemplateEnvironment::traceInHand() noexcept {
   FailureWatch::SharedTrace trace = watch_.traceOfCurrentException(position());
-  if (limitTrace_ == nullptr) return trace;
+  if (limitTrace_ == nullptr || std::current_exception() == nullptr) return trace;
   try {
     throw;
   } catch (const KorTemplateLimitException&) {

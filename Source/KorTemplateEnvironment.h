@@ -350,8 +350,8 @@ class KorTemplateEnvironment final : public NSObject {
   // Where the exception in hand was raised; for a limit where it was first reached.
   FailureWatch::SharedTrace traceInHand() noexcept;
   void requireIdle(const char* what) const;
-  // Goes back to a stack of one frame without variables, and answers with it.
-  Ref<KorTemplateStack> resetStack();
+  // Goes back to a stack of one frame, with what is remembered of it.
+  void resetStack();
 
   Ref<KorTemplateStream> outputStream_;
   KorTemplateStringStream* directOutput_ = nullptr;        // outputStream_ where it may be appended to; not owned

@@ -1,5 +1,6 @@
 #include "Source/KorTemplateFailure.h"
 
+#include <exception>
 #include <new>
 
 #include "Foundation/KorTemplateLimits.h"
@@ -28,6 +29,9 @@ KorTemplateFailure::KorTemplateFailure(std::string_view name, std::string_view r
 }
 
 std::optional<KorTemplateFailure> KorTemplateFailure::ofCurrentException(const SharedTrace& trace) noexcept {
+  // The end of a thread (`pthread_exit()`, `pthread_cancel()`) runs through handlers too. It is no exception of C++,
+  // and the process ends where a handler keeps it.
+  if (std::current_exception() == nullptr) return KorTemplateFailure("exception", "The thread ends", trace);
   try {
     throw;
   } catch (const KorTemplateReturnIndication&) {

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "Foundation/HostObject.h"
+#include "Foundation/LazyCollections.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDate.h"
 #include "Foundation/NSDictionary.h"
@@ -355,6 +356,44 @@ TEST(Conversions, AreMissingForWhatIsNoValue) {
   EXPECT_FALSE(ConvertibleFromValue<std::span<int>>);
   EXPECT_FALSE(ConvertibleFromValue<std::vector<std::span<const int>>>);
   EXPECT_FALSE(ConvertibleFromValue<std::unique_ptr<Product>>);
+}
+
+// A lazy list with two numbers, whose host empties a collection when it is asked.
+template <class Collection>
+Value emptying(Collection* collection, void (Collection::*empty)()) {
+  return lazyList(
+      [collection, empty] {
+        (collection->*empty)();
+        return std::size_t{2};
+      },
+      [](std::size_t index) { return index; });
+}
+
+template <class T>
+void readWhileItEmpties() {
+  const Ref<NSMutableArray> list = NSMutableArray::array();
+  const Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
+  for (int count = 0; count < 2; ++count) {
+    list->addObject(emptying(list.get(), &NSMutableArray::removeAllObjects));
+    dictionary->setObjectForKey(emptying(dictionary.get(), &NSMutableDictionary::removeAllObjects),
+                                "a key that is no short text " + std::to_string(count));
+  }
+  (void)objectIn<T>(list);
+  (void)objectIn<T>(dictionary);
+}
+
+TEST(ContainersOfTheHost, AreReadWhileWhatIsReadEmptiesThem) {
+  using Numbers = std::vector<int>;
+  readWhileItEmpties<std::vector<Numbers>>();
+  readWhileItEmpties<std::map<std::string, Numbers>>();
+  readWhileItEmpties<std::array<Numbers, 2>>();
+  readWhileItEmpties<std::pair<Numbers, Numbers>>();
+  readWhileItEmpties<std::vector<std::optional<Numbers>>>();
+  readWhileItEmpties<std::vector<std::variant<std::map<std::string, int>, Numbers>>>();
+  const Ref<NSMutableArray> list = NSMutableArray::array();
+  list->addObject(emptying(list.get(), &NSMutableArray::removeAllObjects));
+  const std::optional<std::vector<Numbers>> read = objectIn<std::vector<Numbers>>(list);
+  EXPECT_EQ(read, std::vector<Numbers>{(Numbers{0, 1})});
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <cerrno>
 #include <functional>
@@ -427,6 +428,43 @@ TEST(AHostThatChangesEverything, BreaksNothing) {
 }
 
 // A template that runs itself from within, without end, ends in a limit on whatever way it does.
+struct EndingThread {
+  const Stage& stage;
+  const char* text;
+};
+
+// Runs the template on a thread that the template ends.
+void runToTheEndOfAThread(const Stage& stage, const char* text) {
+  EndingThread ending{stage, text};
+  pthread_t thread{};
+  ASSERT_EQ(pthread_create(
+                &thread, nullptr,
+                [](void* argument) -> void* {
+                  const auto* const what = static_cast<const EndingThread*>(argument);
+                  (void)KorTemplate::compile(what->text)->tryExecuteWithEnvironment(what->stage.environment.get());
+                  return argument;
+                },
+                &ending),
+            0);
+  void* answer = &ending;
+  ASSERT_EQ(pthread_join(thread, &answer), 0);
+  EXPECT_EQ(answer, nullptr) << "the thread has not ended where it should";
+}
+
+TEST(AHostThatEndsItsThread, LeavesAnEnvironmentForOthers) {
+  for (const char* const text : {"a<?= leave() ?>b", "a<? function f() ?><? leave() ?><? endfunction ?><?= f() ?>b",
+                                 "a<? foreach ($x in $l) ?><? if (true) ?><?= leave() ?><? endif ?><? endforeach ?>"}) {
+    const Stage stage;
+    stage.environment->setFunction("leave", [] { pthread_exit(nullptr); });
+    stage.set("l", NSArray::arrayWithObjects({1, 2}));
+    runToTheEndOfAThread(stage, text);
+    EXPECT_EQ(stage.text(), "a") << text;
+    EXPECT_EQ(stage.depth(), 1) << text;
+    stage.run("c");
+    EXPECT_EQ(stage.text(), "ac") << text;
+  }
+}
+
 TEST(AHostThatRendersWithoutEnd, EndsInALimit) {
   for (const Place& place : kPlaces) {
     for (const bool isInside : {false, true}) {

@@ -116,9 +116,26 @@ TEST(AnEnvironmentThatIsReset, HasAStackWhateverTheEndsOfItsValuesSet) {
   EXPECT_EQ(ends, 1);
   EXPECT_EQ(stage.global("kept").intValue(), 1);
   stage.set("x", makeRef<EndingObject>(setsAnother));
-  stage.environment->reset();  // what the other stack's value sets behind that stands
+  stage.environment->reset();
   EXPECT_EQ(ends, 3);
-  EXPECT_EQ(stage.environment->stack(), nullptr);
+  EXPECT_EQ(stage.depth(), 1);
+  EXPECT_EQ(stage.global("kept").intValue(), 1);
+  const auto pops = [&] {
+    ++ends;
+    const Ref<KorTemplateStack> found = stage.environment->stack();
+    if (found != nullptr) found->pop();
+  };
+  const auto setsOneThatPops = [&] {
+    const Ref<KorTemplateStack> other = KorTemplateStack::stack();
+    other->push(KorTemplateStackFrame::stackFrame());
+    other->currentFrame()->setValueForVariableWithName(makeRef<EndingObject>(pops), "x");
+    stage.environment->setStack(other);
+  };
+  stage.set("x", makeRef<EndingObject>(setsOneThatPops));
+  stage.environment->reset();
+  EXPECT_EQ(ends, 4);
+  EXPECT_EQ(stage.depth(), 1);
+  EXPECT_EQ(stage.global("kept").intValue(), 1);
 }
 
 TEST(AnEnvironmentThatIsReset, LeavesAHeldFrameToItsHolder) {
