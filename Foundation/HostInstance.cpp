@@ -4,6 +4,7 @@
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
 #include "Foundation/NSKeyValueCoding.h"
+#include "Foundation/StackGuard.h"
 
 namespace tavlo {
 
@@ -64,6 +65,7 @@ const char* HostInstance::className() const {
 void HostInstance::describe(Description& out) const {
   const auto& describe = table_->operations().describe;
   if (!describe) return NSObject::describe(out);
+  checkStack();  // the host's code may ask another object, and so on
   describe(object_, out);
 }
 
@@ -76,6 +78,7 @@ bool HostInstance::isEqual(const NSObject& other, std::int32_t /*depth*/) const 
   if (other.kind() != ObjectKind::HostObject) return false;
   const auto& instance = static_cast<const HostInstance&>(other);
   if (const HostClassTable* const judge = table_->findEquality()) {
+    checkStack();
     void* const compared = instance.table_->objectAs(instance.object_, *judge);
     return compared != nullptr && judge->operations().isEqual(table_->objectAs(object_, *judge), compared);
   }
@@ -93,12 +96,16 @@ std::size_t HostInstance::hash() const {
 
 std::optional<bool> HostInstance::isLessThan(const Value& other) const {
   const auto& isLessThan = table_->operations().isLessThan;
-  return isLessThan ? isLessThan(object_, other) : std::optional<bool>();
+  if (!isLessThan) return {};
+  checkStack();
+  return isLessThan(object_, other);
 }
 
 std::optional<bool> HostInstance::isGreaterThan(const Value& other) const {
   const auto& isGreaterThan = table_->operations().isGreaterThan;
-  return isGreaterThan ? isGreaterThan(object_, other) : std::optional<bool>();
+  if (!isGreaterThan) return {};
+  checkStack();
+  return isGreaterThan(object_, other);
 }
 
 Value HostInstance::valueForKey(const NSString& key) const {

@@ -201,6 +201,7 @@ class ShapeReader {
   void openGroup() {
     ++shape_.loops;
     if (isAt("(?<") || isAt("(?'")) ++namedGroups_;
+    if (isAt("(?(<") || isAt("(?('")) ++references_;
     endAtom(0);
     bool isExtended = levels_.back().isExtended;
     if (const std::optional<Options> options = optionsHere()) {

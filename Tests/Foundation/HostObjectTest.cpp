@@ -15,6 +15,7 @@
 #include "Foundation/NSKeyValueCoding.h"
 #include "Tests/Foundation/HostShop.h"
 #include "Tests/Foundation/Raised.h"
+#include "Tests/Foundation/SmallStack.h"
 
 namespace tavlo::test {
 
@@ -209,6 +210,31 @@ TEST(HostObject, IsReadByAPathForWhoAdoptsTheValue) {
   EXPECT_EQ(Value::adopt(NSKeyPath("name.length").read(value)).intValue(), 4);
   EXPECT_TRUE(NSKeyPath("owner").read(value).isNothing());
   EXPECT_TRUE(NSKeyPath("owner.name").read(value).isNothing());
+}
+
+// Each asks the next one.
+struct Asking {
+  Value next;
+};
+
+void describeHostClass(HostClass<Asking>& asking) {
+  asking.name("Asking")
+      .description([](const Asking& each) { return "before " + each.next.description(); })
+      .lessThan([](const Asking& each, const Value& other) { return each.next.isLessThan(other); })
+      .equal([](const Asking& each, const Asking& other) { return each.next.isEqual(other.next); },
+             [](const Asking&) { return std::size_t{0}; });
+}
+
+TEST(HostObject, OfAChainEndsInALimitWhereEachAsksTheNext) {
+  std::vector<Asking> links(200'000);
+  for (std::size_t index = 1; index < links.size(); ++index) links[index].next = hostReference(links[index - 1]);
+  std::vector<Asking> others(links.size());
+  for (std::size_t index = 1; index < others.size(); ++index) others[index].next = hostReference(others[index - 1]);
+  const Value chain = hostReference(links.back());
+  const Value other = hostReference(others.back());
+  EXPECT_EQ(outcomeOnStackOf(kSmallStack, [&] { (void)chain.description(); }), "stack");
+  EXPECT_EQ(outcomeOnStackOf(kSmallStack, [&] { (void)chain.isEqual(other); }), "stack");
+  EXPECT_EQ(outcomeOnStackOf(kSmallStack, [&] { (void)chain.isLessThan(other); }), "stack");
 }
 
 TEST(HostObject, RefusesTextThatIsNotUTF8) {

@@ -412,6 +412,8 @@ TEST(KorRegexLimits, APatternIsQuickToCompile) {
       {"letters that look like references", repeated("\\k", 30'000), true},
       {"a sign behind such a letter", "\\ka+b>", true},
       {"references to a name", repeated("(?<a>b)", 200) + repeated("\\k<a>", 200), true},
+      {"many conditions on many groups", repeated("(?<n>)", 5'400) + repeated("(?(<n>))", 3'900), false},
+      {"a condition on a group", "(?<n>a)?(?(<n>)b|c)", true},
       {"many references to many groups", repeated("(?<a>)", 2'000) + repeated("\\k<a>", 2'000), false},
   };
   for (const WeightRow& row : rows) {
