@@ -38,6 +38,14 @@ std::string textOf(KorTemplate& compiled) {
   return shapes + test::withoutAddresses(descriptions);
 }
 
+std::string compiledText(const std::string& text) {
+  SourceRange failedAt;
+  Ref<KorTemplate> compiled;
+  const test::parsing::Raised raised =
+      test::parsing::raisedBy([&] { compiled = KorTemplate::compile(text, KorTemplateLimits{}, &failedAt); });
+  return raised.name.empty() ? textOf(*compiled) : raised.text() + " " + textOf(raised.place) + textOf(failedAt);
+}
+
 Compilation compile(const std::string& text, const KorTemplateCompileOptions& options) {
   Compilation result;
   KorTemplateFailure failure;

@@ -9,6 +9,9 @@ namespace tavlo::fuzz {
 // All that a template's statements are: their places, their shapes and their descriptions, with addresses as numbers.
 std::string textOf(KorTemplate& compiled);
 
+// The same of the template that a text compiles to, or what was raised and where.
+std::string compiledText(const std::string& text);
+
 // What compiling has led to.
 struct Compilation {
   Ref<KorTemplate> compiled;  // absent where it has failed
