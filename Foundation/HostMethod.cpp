@@ -4,8 +4,8 @@
 
 namespace tavlo {
 
-void raiseUnsuitableObject(const NSInvocation& invocation, std::int32_t index, std::string_view expected) {
-  const Value& object = invocation.slotAtIndex(index).object;
+void raiseUnsuitableObject(const NSInvocation& invocation, std::int32_t index, const Value& object,
+                           std::string_view expected) {
   NSException::raise(NSInvalidArgumentException, "%@: incorrect object at index %d: %@ supplied, %@ expected.",
                      NSStringFromSelector(invocation.selector()), index, object.className(), expected);
 }

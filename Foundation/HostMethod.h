@@ -29,7 +29,8 @@
 namespace tavlo {
 
 // Raises `NSInvalidArgumentException` for an object of another class than the one that the method takes.
-[[noreturn]] void raiseUnsuitableObject(const NSInvocation& invocation, std::int32_t index, std::string_view expected);
+[[noreturn]] void raiseUnsuitableObject(const NSInvocation& invocation, std::int32_t index, const Value& object,
+                                        std::string_view expected);
 
 // One parameter of a method during a call: read out of the invocation's buffer, and kept for as long as the method
 // runs. This one is for structures and whatever else passes through as it is.
@@ -44,8 +45,8 @@ class HostParameter {
                 "A template may pass any number to this enumeration: declare it with a fixed type, as \"enum class "
                 "Status\" or \"enum Status : int\"");
 
-  HostParameter(NSInvocation& invocation, std::int32_t index)
-      : held_(NSInvocation::read<Held>(invocation.slotAtIndex(index))) {}
+  HostParameter(NSInvocation& /*invocation*/, std::int32_t /*index*/, const ArgumentSlot& slot)
+      : held_(NSInvocation::read<Held>(slot)) {}
   P pass() { return std::forward<P>(held_); }
 
  private:
@@ -59,12 +60,12 @@ class HostParameter<P> {
  public:
   using Held = std::remove_cvref_t<P>;
 
-  HostParameter(NSInvocation& invocation, std::int32_t index) {
-    const Value& value = invocation.slotAtIndex(index).object;
-    held_ = value.ref<ReferredClass<Held>>();
-    if (held_ == nullptr && !value.isAbsent()) held_ = plainValue(value).ref<ReferredClass<Held>>();
-    const bool isSuitable = held_ != nullptr || value.isAbsent() || value.isNull();
-    if (!isSuitable) raiseUnsuitableObject(invocation, index, typeName<ReferredClass<Held>>());
+  HostParameter(NSInvocation& invocation, std::int32_t index, const ArgumentSlot& slot) {
+    held_ = slot.object.ref<ReferredClass<Held>>();
+    if (held_ != nullptr || slot.object.isAbsent() || slot.object.isNull()) return;
+    const Value value = slot.object;
+    held_ = plainValue(value).ref<ReferredClass<Held>>();
+    if (held_ == nullptr) raiseUnsuitableObject(invocation, index, value, typeName<ReferredClass<Held>>());
   }
   P pass() { return std::forward<P>(held_); }
 
@@ -80,9 +81,9 @@ class HostParameter<P> {
   using Class = std::remove_cv_t<std::remove_pointer_t<std::remove_cvref_t<P>>>;
   static constexpr bool kIsPointer = std::is_pointer_v<std::remove_cvref_t<P>>;
 
-  HostParameter(NSInvocation& invocation, std::int32_t index)
-      : reference_(invocation, index), pointer_(reference_.pass().get()) {
-    if (!kIsPointer && pointer_ == nullptr) raiseUnsuitableObject(invocation, index, typeName<Class>());
+  HostParameter(NSInvocation& invocation, std::int32_t index, const ArgumentSlot& slot)
+      : reference_(invocation, index, slot), pointer_(reference_.pass().get()) {
+    if (!kIsPointer && pointer_ == nullptr) raiseUnsuitableObject(invocation, index, slot.object, typeName<Class>());
   }
   P pass() {
     if constexpr (kIsPointer) {
@@ -101,7 +102,8 @@ class HostParameter<P> {
 template <EncodedText P>
 class HostParameter<P> {
  public:
-  HostParameter(NSInvocation& invocation, std::int32_t index) : string_(invocation, index) {
+  HostParameter(NSInvocation& invocation, std::int32_t index, const ArgumentSlot& slot)
+      : string_(invocation, index, slot) {
     const Ref<NSString>& string = string_.pass();
     if (string == nullptr) return;
     if constexpr (std::same_as<std::remove_cvref_t<P>, std::string>) countWorkOnText(string->byteLength());
@@ -120,9 +122,9 @@ class HostParameter<P> {
  public:
   using Conversion = ValueConversion<ConvertedFor<P>>;
 
-  HostParameter(NSInvocation& invocation, std::int32_t index)
-      : value_(invocation.slotAtIndex(index).object), held_(Conversion::fromValue(value_)) {
-    if (!held_.has_value()) raiseUnsuitableObject(invocation, index, expectedName());
+  HostParameter(NSInvocation& invocation, std::int32_t index, const ArgumentSlot& slot)
+      : value_(slot.object), held_(Conversion::fromValue(value_)) {
+    if (!held_.has_value()) raiseUnsuitableObject(invocation, index, value_, expectedName());
   }
   P pass() { return static_cast<P>(*std::move(held_)); }
 
@@ -175,19 +177,42 @@ struct MethodTypes {
   }
 
  private:
+  // Reading one argument may run a host's code, which may call through the same invocation before the next is read. So
+  // they are taken out of it first.
+  static constexpr bool kAreTakenOut = kCount > 1 && !(EncodedNumber<std::remove_cvref_t<Parameters>> && ...);
+  template <class Parameter>
+  using SlotFor = std::conditional_t<kAreTakenOut, const ArgumentSlot, const ArgumentSlot&>;
+
+  // The result is left behind the end of the arguments, which may call through the invocation too.
   template <class Function, class Object, std::size_t... Positions>
   static void call(Function& function, Object& object, NSInvocation& invocation,
-                   std::index_sequence<Positions...> /*all*/) {
-    constexpr std::size_t kFirst = NSMethodSignature::kHiddenArguments;
-    [[maybe_unused]] std::tuple<HostParameter<Parameters>...> arguments{
-        HostParameter<Parameters>(invocation, static_cast<std::int32_t>(Positions + kFirst))...};
+                   std::index_sequence<Positions...> all) {
     if constexpr (std::is_void_v<Result>) {
-      std::invoke(function, object, std::get<Positions>(arguments).pass()...);
+      withArguments(invocation, all, [&](auto&... arguments) { std::invoke(function, object, arguments.pass()...); });
       invocation.resultSlot() = {};
+    } else if constexpr (EncodedNumber<std::remove_cvref_t<Result>>) {
+      const std::remove_cvref_t<Result> result = withArguments(invocation, all, [&](auto&... arguments) {
+        return static_cast<std::remove_cvref_t<Result>>(std::invoke(function, object, arguments.pass()...));
+      });
+      NSInvocation::store<Result>(invocation.resultSlot(), static_cast<Result>(result));
     } else {
-      NSInvocation::store<Result>(invocation.resultSlot(),
-                                  std::invoke(function, object, std::get<Positions>(arguments).pass()...));
+      invocation.resultSlot() = withArguments(invocation, all, [&](auto&... arguments) {
+        ArgumentSlot result;
+        NSInvocation::store<Result>(result, std::invoke(function, object, arguments.pass()...));
+        return result;
+      });
     }
+  }
+
+  template <std::size_t... Positions, class Body>
+  static auto withArguments([[maybe_unused]] NSInvocation& invocation, std::index_sequence<Positions...> /*all*/,
+                            const Body& body) {
+    constexpr std::size_t kFirst = NSMethodSignature::kHiddenArguments;
+    [[maybe_unused]] const std::tuple<SlotFor<Parameters>...> slots{
+        invocation.slotAtIndex(static_cast<std::int32_t>(Positions + kFirst))...};
+    std::tuple<HostParameter<Parameters>...> arguments{HostParameter<Parameters>(
+        invocation, static_cast<std::int32_t>(Positions + kFirst), std::get<Positions>(slots))...};
+    return std::apply(body, arguments);
   }
 
   template <class Function, class Object, std::size_t... Positions>

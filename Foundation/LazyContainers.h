@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <deque>
@@ -197,7 +198,13 @@ class LazyDictionaryOver final : public LazyDictionary {
   bool canBeShared() const override { return canBeShared_ && canShareElements<DictionaryElement<C>>(); }
 
  private:
+  // A hashed container goes through the key twice, an ordered one for each of its levels.
   auto find(std::string_view key) const {
+    constexpr bool kIsOrdered = requires(C & container, const typename C::key_type& known) {
+      container.upper_bound(known);
+    };
+    const auto times = kIsOrdered ? static_cast<std::size_t>(std::bit_width(std::size_t{container_.size()})) : 2;
+    countWorkOnText(key.size() * times);
     if constexpr (requires { container_.find(key); }) {
       return container_.find(key);
     } else {

@@ -165,9 +165,11 @@ requires(!Described<T>) struct ValueConversion<T> {
     return std::optional<T>(T(*text));
   }
   // A text with a null character inside would end there, and is refused.
-  static std::optional<const char*> fromValue(const Value& value) noexcept requires std::same_as<T, const char*> {
+  static std::optional<const char*> fromValue(const Value& value) requires std::same_as<T, const char*> {
     const std::optional<std::string_view> text = textIn(value);
-    if (!text.has_value() || text->find('\0') != std::string_view::npos) return {};
+    if (!text.has_value()) return {};
+    countWorkOnText(text->size());
+    if (text->find('\0') != std::string_view::npos) return {};
     return text->data();
   }
 };

@@ -137,15 +137,21 @@ class Watch {
   static int call(OnigCalloutArgs* arguments, void* watch) {
     const std::ptrdiff_t left =
         onig_get_string_end_by_callout_args(arguments) - onig_get_current_by_callout_args(arguments);
-    return static_cast<Watch*>(watch)->isOver(left) ? ONIG_ABORT : ONIG_CALLOUT_SUCCESS;
+    int entries = 0;
+    int size = 0;
+    (void)onig_get_used_stack_size_in_callout(arguments, &entries, &size);
+    return static_cast<Watch*>(watch)->isOver(left, 1, entries) ? ONIG_ABORT : ONIG_CALLOUT_SUCCESS;
   }
 
-  // From here on the engine may go through so many bytes, so many times, before it calls again.
-  bool isOver(std::ptrdiff_t bytes, std::uint64_t times = 1) {
+  // From here on the engine may go through so many bytes, so many times, before it calls again, and through so many
+  // entries of its stack, in which it looks for the count of a group or for where a call came from.
+  bool isOver(std::ptrdiff_t bytes, std::uint64_t times = 1, int entries = 0) {
     constexpr std::ptrdiff_t kBytesOfCall = 64;
+    constexpr std::uint64_t kBytesOfEntry = 2;
     bytes_ += bytes + kBytesOfCall;
     const auto most = static_cast<std::uint64_t>(kBytesBetweenLooks);
     unseen_ += static_cast<std::uint64_t>(bytes + kBytesOfCall) * std::min(times, most);
+    unseen_ += static_cast<std::uint64_t>(std::max(entries, 0)) * kBytesOfEntry;
     if (unseen_ < most) return false;
     unseen_ = 0;
     return mayNotGoOn() || std::chrono::steady_clock::now() > deadline_;

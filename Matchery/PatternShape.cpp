@@ -121,9 +121,9 @@ class ShapeReader {
     if (signInName_ < endOfName_) shape_.refersToLevels = true;
   }
 
-  // Past what "\cX", "\C-X" and "\M-X" stand before, which may be another escape.
+  // Past what "\cX", "\C-X" and "\M-X" stand before, which may be another escape, and so on: the engine recurses.
   void stepOverControl() {
-    for (;;) {
+    for (std::int32_t levels = 0;; ++levels) {
       if (isAt("c")) {
         ++at_;
       } else if (isAt("C-") || isAt("M-")) {
@@ -131,6 +131,7 @@ class ShapeReader {
       } else {
         return;
       }
+      noteDepth(levels);
       if (!isAt("\\")) return;
       ++at_;
     }

@@ -75,11 +75,16 @@ class KorTemplateStackFrame final : public NSObject {
     return false;
   }
   void set(const Name& name, Value value) {
-    changeNames([&] { (void)localVariables_.set(name, std::move(value)); });
+    const std::uint64_t bits = beginChange();
+    // It ends last: that may run a host's code, which may take the frame from whoever owns it.
+    const Value old = localVariables_.set(name, std::move(value));
+    endChange(bits);
   }
   // The same for a name that the frame does not have yet.
   void append(const Name& name, Value value) {
-    changeNames([&] { localVariables_.append(name, std::move(value)); });
+    const std::uint64_t bits = beginChange();
+    localVariables_.append(name, std::move(value));
+    endChange(bits);
   }
 
   // A loop's element and its index, in a frame that holds nothing yet; a loop variable of the index's own name reads
@@ -171,11 +176,12 @@ class KorTemplateStackFrame final : public NSObject {
   static bool endsQuietly(const Value& value) noexcept {
     return !value.isObject() || value.object()->kind() == ObjectKind::String || !value.object()->hasOneReference();
   }
-  template <class Change>
-  [[gnu::always_inline]] void changeNames(const Change& change) {
+  // Around what may give the frame a name that it did not have; the first answers with what the second takes.
+  [[gnu::always_inline]] std::uint64_t beginChange() const noexcept {
     if (localVariables_.empty() && hasChildren()) noteLinkChange();
-    const std::uint64_t bits = localVariables_.bits();
-    change();
+    return localVariables_.bits();
+  }
+  [[gnu::always_inline]] void endChange(std::uint64_t bits) const noexcept {
     if (localVariables_.bits() != bits && hasChildren()) [[unlikely]]
       noteLinkChange();
   }

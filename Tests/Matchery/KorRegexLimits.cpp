@@ -193,6 +193,9 @@ TEST(KorRegexLimits, CompilesOrRefusesHostilePatternsOnSmallStacks) {
       {"absent operators", repeated("(?~", 100) + "a" + repeated(")", 100)},
       {"a few absent operators", repeated("(?~", 16) + "a" + repeated(")", 16)},
       {"look-behinds", repeated("(?<=", 100) + "a" + repeated(")", 100)},
+      {"controls", repeated("\\c", 30'000) + "a"},
+      {"controls in a class", "[" + repeated("\\M-", 20'000) + "a]"},
+      {"a hundred controls", repeated("\\C-", 100) + "a"},
       {"a chain of calls", chain},
   };
   for (const std::size_t kibibytes : {192, 256, 512}) {
@@ -447,6 +450,20 @@ TEST(KorRegexLimits, ASearchForJoinedCharactersEndsSoon) {
   }
   EXPECT_TRUE(KorRegex::compileExpression("^\\X$")->matchesString(*NSString::stringWithUTF8("e" + mark)));
   EXPECT_TRUE(KorRegex::compileExpression("b\\yc")->matchesString(*NSString::stringWithUTF8("abc")));
+}
+
+// The engine looks for the count of a group, and for where a call came from, through all that it has put on its stack.
+TEST(KorRegexLimits, ASearchThatLooksThroughTheEnginesStackEndsSoon) {
+  const std::string choices = repeated("(?:|())", 12);
+  const Ref<NSString> subject = NSString::stringWithUTF8(repeated("ab", 500'000));
+  for (const std::string& pattern :
+       {"(?:[ab]{50,}" + choices + "){2,}", "(?<f>[ab]{50,}" + choices + "){0}\\g<f>(?!)",
+        "(?:(?:(?:[ab]{50,}" + choices + "){2,}){2,}){2,}", std::string("(?:[ab]{50,}|b*){3,}{2}(?!)"),
+        "(?:\\R?[ab]{50,}" + choices + "){2,}"}) {
+    const Ref<KorRegex> regex = KorRegex::compileExpression(pattern);
+    const WorkBound bound(pattern);
+    (void)limitReached([&] { (void)regex->matchesString(*subject); });
+  }
 }
 
 TEST(KorRegexLimits, ASearchThroughManyCallsEndsSoon) {

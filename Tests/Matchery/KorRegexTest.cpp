@@ -230,6 +230,8 @@ TEST(KorRegex, CompilesUpToAHundredGroupsInsideOneAnother) {
       {"101 groups", "(" + open + "a" + close + ")", false},
       {"100 groups that capture nothing", repeated("(?:", 100) + "a" + close, true},
       {"101 groups that capture nothing", repeated("(?:", 101) + "a" + close + ")", false},
+      {"101 controls", repeated("\\c", 101) + "a", true},
+      {"102 controls", repeated("\\C-\\c", 51) + "a", false},
       {"101 look-aheads", repeated("(?=", 101) + "a" + close + ")", false},
       {"many groups side by side", repeated("(a)", 1000), true},
       {"100 groups, again and again", repeated(open + "a" + close, 5), true},

@@ -428,6 +428,29 @@ TEST(AHostThatChangesEverything, BreaksNothing) {
 }
 
 // A template that runs itself from within, without end, ends in a limit on whatever way it does.
+TEST(AHostThatTakesTheFrameAway, MayDoSoWhereAnOldValueEnds) {
+  struct Row {
+    const char* what;
+    void (*take)(KorTemplateStack& stack);
+  };
+  const Row rows[] = {
+      {"pop", [](KorTemplateStack& stack) { stack.pop(); }},
+      {"remove", [](KorTemplateStack& stack) { stack.frames().removeAt(0); }},
+      {"set", [](KorTemplateStack& stack) { stack.frames().set({}); }},
+  };
+  for (const Row& row : rows) {
+    const Stage stage;
+    stage.set("x", makeRef<EndingObject>([&] {
+                const Ref<KorTemplateStack> stack = stage.environment->stack();
+                row.take(*stack);
+                stack->push(KorTemplateStackFrame::stackFrame());
+              }));
+    stage.run("<? $x = 1 ?><? $y = 2 ?>[<?= $x ?><?= $y ?>]");
+    EXPECT_EQ(stage.text(), "[2]") << row.what;
+    EXPECT_EQ(stage.depth(), 1) << row.what;
+  }
+}
+
 struct EndingThread {
   const Stage& stage;
   const char* text;

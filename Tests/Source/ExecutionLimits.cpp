@@ -92,6 +92,7 @@ void setHostsData(const Stage& stage) {
   const auto valueFor = [](std::string_view key) { return key == "key" ? Value(1) : Value(); };
   const auto keys = [] { return std::vector<std::string>(64, "key"); };
   stage.environment->setGlobal("hashed", lazyDictionary(std::move(hashed)));
+  stage.environment->setGlobal("ordered", lazyDictionary(sorted));
   stage.environment->setGlobal("sorted", sorted);
   stage.environment->setGlobal("asked", lazyDictionary(valueFor, keys));
   stage.environment->setGlobal("texts", lazyList(std::vector<std::string>{text}));
@@ -99,6 +100,7 @@ void setHostsData(const Stage& stage) {
   stage.environment->setFunction("copy", [](const std::string& copied) { return copied.size(); });
   stage.environment->setFunction("view", [](std::string_view viewed) { return viewed.size(); });
   stage.environment->setFunction("wide", [](const std::u16string& copied) { return copied.size(); });
+  stage.environment->setFunction("closed", [](const char* text) { return text[0] == 'x'; });
   stage.environment->setFunction("answer", [text] { return text; });
   stage.environment->setFunction("list", [](const std::vector<int>& copied) { return copied.size(); });
   stage.environment->setFunction("map", [](const std::map<std::string, int>& copied) { return copied.size(); });
@@ -112,9 +114,10 @@ constexpr const char* kFunctions =
 
 TEST(ExecutionLimits, TakeExactlyAsManyStepsAsTheyAllow) {
   struct Row {
-    const char* text;
+    std::string text;
     std::uint64_t steps;
   };
+  const std::string key(2560, 'k');
   const Row rows[] = {
       {"a", 2},  // the template itself is a statement
       {"a<?= 1 ?>b", 4},
@@ -136,6 +139,9 @@ TEST(ExecutionLimits, TakeExactlyAsManyStepsAsTheyAllow) {
       {"<?= copy($long) ?>", 3 + 10},
       {"<?= view($long) ?>", 3},
       {"<?= wide($long) ?>", 3 + 10},
+      {"<?= closed($long) ?>", 3 + 10},
+      {"<?= $hashed." + key + " ?>", 2 + 2 * 10},
+      {"<?= $ordered." + key + " ?>", 2 + 7 * 10},  // one of 64 keys
       {"<? answer() ?>", 3 + 10},
       {"<?= list($hundred) ?>", 3 + 100 / 16},
       {"<?= map($sorted) ?>", 3 + 64 / 16},

@@ -6,9 +6,11 @@
 #include <new>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "Foundation/HostMethodTable.h"
 #include "Foundation/HostObject.h"
+#include "Foundation/LazyCollections.h"
 #include "Source/KorTemplateExternalFunction.h"
 #include "Tests/Foundation/HostObjects.h"
 #include "Tests/Source/HostClasses.h"
@@ -30,6 +32,17 @@ struct Worker {
 
 void describeHostClass(HostClass<Worker>& worker) {
   worker.name("Worker").method("work:number:", &Worker::work);
+}
+
+// An object whose method takes what a host's code makes while it is read.
+struct Joiner {
+  std::string join(const std::vector<int>& numbers, int more, const std::string& label) {
+    return std::to_string(numbers.size()) + "+" + std::to_string(more) + label;
+  }
+};
+
+void describeHostClass(HostClass<Joiner>& joiner) {
+  joiner.name("Joiner").method("join:more:label:", &Joiner::join);
 }
 
 // The same as one of the system's own objects.
@@ -163,6 +176,31 @@ TEST(ExternalFunctions, MayBeCalledByTheirOwnMethod) {
   stage.environment->setFunctionForName(function, "f");
   stage.run("<?= f(\"x\", 3) ?>");
   EXPECT_EQ(stage.text(), "3x2x+1x++end");
+}
+
+TEST(ExternalFunctions, MayBeCalledWhileTheirArgumentsAreReadAndWhileTheyEnd) {
+  const Stage stage;
+  Joiner joiner;
+  const auto function = Function::functionWithSelectorTarget("join:more:label:", joiner);
+  stage.environment->setFunctionForName(function, "join");
+  const auto callAgain = [&] {
+    const Value inner = function->invokeWithEnvironment(stage.get(), {valueOf(std::vector<int>{1}), 7, "inner"});
+    EXPECT_EQ(inner.description(), "1+7inner");
+  };
+  const auto end = std::shared_ptr<int>(new int(3), [&](int* number) {
+    delete number;
+    callAgain();
+  });
+  Value list = lazyList(
+      [&callAgain, end] {
+        callAgain();
+        return static_cast<std::size_t>(*end);
+      },
+      [](std::size_t index) { return index; });
+  stage.set("lazy", list);
+  list = {};
+  stage.run("<?= join($lazy, 5, \"outer\") ?>");
+  EXPECT_EQ(stage.text(), "3+5outer");
 }
 
 TEST(ExternalFunctions, MayRunTheTemplateThatCallsThem) {
