@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <limits>
 #include <utility>
 
 #include "Foundation/HostInstance.h"
@@ -213,10 +214,24 @@ bool isAbove(RawValue number, RawValue best) noexcept {
 
 }  // namespace
 
+namespace {
+
+constexpr std::size_t kKeysOfStep = 16;
+constexpr std::uint32_t kNoSlot = std::numeric_limits<std::uint32_t>::max();  // of any dictionary
+
+// A path may lead in circles through objects of the host's.
+void countKeys(std::size_t count, std::string_view path) {
+  if (count >= kKeysOfStep) WorkCounter().count(count / kKeysOfStep);
+  countWorkOnText(path.size());
+}
+
+}  // namespace
+
 NSKeyPath::NSKeyPath(const Ref<NSString>& string) {
   std::string_view path = string->view();
   if (path.find('.') == std::string_view::npos) {
     firstKey_.text = string;
+    if (isWork(0)) firstKey_.lastSlot = kNoSlot;
     return;
   }
   const auto dots = static_cast<std::uint32_t>(std::ranges::count(path, '.'));
@@ -229,9 +244,17 @@ NSKeyPath::NSKeyPath(const Ref<NSString>& string) {
   };
   firstKey_.text = next();
   for (; count_ <= dots; ++count_) moreKeys_[count_ - 1].text = next();
+  for (std::uint32_t index = 0; index < count_; ++index) {
+    if (isWork(index)) keyAt(index).lastSlot = kNoSlot;
+  }
+}
+
+bool NSKeyPath::isWork(std::size_t index) const noexcept {
+  return index + 1 >= kKeysOfStep || keyAt(index).text->byteLength() >= WorkMeter::kBytesOfStep;
 }
 
 const Value* NSKeyPath::peekAnew(std::size_t index, const NSDictionary& dictionary) const noexcept {
+  if (isWork(index)) return nullptr;
   const Key& key = keyAt(index);
   std::uint32_t slot = 0;
   const Value* const value = dictionary.find(*key.text, slot);
@@ -240,18 +263,8 @@ const Value* NSKeyPath::peekAnew(std::size_t index, const NSDictionary& dictiona
   return index + 1 == count_ ? value : peekFrom(index + 1, value->peek());
 }
 
-namespace {
-
-// A path may lead in circles through objects of the host's.
-void countKeys(std::size_t count) {
-  constexpr std::size_t kKeysOfStep = 16;
-  if (count >= kKeysOfStep) WorkCounter().count(count / kKeysOfStep);
-}
-
-}  // namespace
-
 bool NSKeyPath::find(const Value& root, Value& result) const {
-  countKeys(count_);
+  countKeys(count_, text());
   Value holder = root;
   for (std::size_t index = 0; index < count_ && !holder.isAbsent();) {
     Value next;
@@ -301,7 +314,7 @@ bool NSKeyPath::lend(Value& holder, LentValue& result) const {
 }
 
 bool NSKeyPath::lendFurther(Value& holder, LentValue& result) const {
-  countKeys(count_);
+  countKeys(count_, text());
   for (std::size_t index = 0; index < count_ && !holder.isAbsent();) {
     const HostInstance* const instance = index + 1 == count_ ? hostInstance(holder) : nullptr;
     if (instance != nullptr) {

@@ -84,6 +84,9 @@ class NSKeyPath {
   // What an element of a collection contributes to an operator.
   enum class Contribution : std::uint8_t { Value, Nothing, UnknownKey };
 
+  // Whether the key is long, or one of many: following it is counted as work, which find() does, and no slot is
+  // remembered for it.
+  bool isWork(std::size_t index) const noexcept;
   const Value* peekFrom(std::size_t index, RawValue start) const noexcept {
     RawValue holder = start;
     for (const Key* key = &keyAt(index);; key = &moreKeys_[index - 1]) {

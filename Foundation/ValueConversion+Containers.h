@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <concepts>
 #include <cstddef>
 #include <functional>
@@ -167,7 +168,13 @@ struct ValueConversion<T> : ListToValue<T> {
 
   static std::optional<T> fromValue(const Value& value) requires GrowingList<T> {
     std::optional<T> list(std::in_place);
-    const auto append = [&](Element element) { list->insert(list->end(), std::move(element)); };
+    const auto append = [&](Element element) {
+      // A set compares it with others, one for each of its levels.
+      if constexpr (HostSet<T> && TextLike<Element>) {
+        countWorkOnText(std::string_view(element).size() * static_cast<std::size_t>(std::bit_width(list->size())));
+      }
+      list->insert(list->end(), std::move(element));
+    };
     if (!readElements<Element>(value, append)) list.reset();
     return list;
   }

@@ -15,6 +15,7 @@ void KorTemplate::executeWithEnvironment(KorTemplateEnvironment* environment) {
 }
 
 KorTemplateResult<void> KorTemplate::tryExecuteWithEnvironment(KorTemplateEnvironment* environment) {
+  const Ref<KorTemplateEnvironment> held = Ref<KorTemplateEnvironment>::retaining(environment);
   try {
     executeWithEnvironment(environment);
     return {};

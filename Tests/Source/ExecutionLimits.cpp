@@ -17,6 +17,7 @@
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Source/KorTemplateCallableFunction.h"
+#include "Tests/Foundation/Repeated.h"
 #include "Tests/Memory/WorkBound.h"
 #include "Tests/Source/HostClasses.h"
 #include "Tests/Source/SmallThread.h"
@@ -73,6 +74,9 @@ void setVariables(const Stage& stage) {
   stage.set("list", NSArray::arrayWithObjects({1, 2, 3}));
   stage.set("words", NSArray::arrayWithObjects({"b", "a", "b"}));
   stage.set("pair", NSDictionary::dictionaryWithEntries({{"b", 1}, {"a", 2}}));
+  Value deep = 1;
+  for (int level = 0; level < 64; ++level) deep = NSDictionary::dictionaryWithEntries({{"n", deep}});
+  stage.set("deep", deep);
   stage.set("long", std::string(2560, 'x'));
   stage.set("same", std::string(2560, 'x'));
   stage.set("numbers", lazySequence([] {
@@ -92,7 +96,7 @@ void setHostsData(const Stage& stage) {
   const auto valueFor = [](std::string_view key) { return key == "key" ? Value(1) : Value(); };
   const auto keys = [] { return std::vector<std::string>(64, "key"); };
   stage.environment->setGlobal("hashed", lazyDictionary(std::move(hashed)));
-  stage.environment->setGlobal("ordered", lazyDictionary(sorted));
+  stage.environment->setGlobal("ordered", lazyDictionary(std::map<std::string, int>(sorted)));
   stage.environment->setGlobal("sorted", sorted);
   stage.environment->setGlobal("asked", lazyDictionary(valueFor, keys));
   stage.environment->setGlobal("texts", lazyList(std::vector<std::string>{text}));
@@ -140,8 +144,10 @@ TEST(ExecutionLimits, TakeExactlyAsManyStepsAsTheyAllow) {
       {"<?= view($long) ?>", 3},
       {"<?= wide($long) ?>", 3 + 10},
       {"<?= closed($long) ?>", 3 + 10},
-      {"<?= $hashed." + key + " ?>", 2 + 2 * 10},
-      {"<?= $ordered." + key + " ?>", 2 + 7 * 10},  // one of 64 keys
+      {"<?= $hashed." + key + " ?>", 2 + 10 + 2 * 10},
+      {"<?= $pair." + key + " ?>", 2 + 10},
+      {"<?= $deep" + repeated(".n", 64) + " ?>", 2 + 64 / 16},
+      {"<?= $ordered." + key + " ?>", 2 + 10 + 7 * 10},  // one of 64 keys
       {"<? answer() ?>", 3 + 10},
       {"<?= list($hundred) ?>", 3 + 100 / 16},
       {"<?= map($sorted) ?>", 3 + 64 / 16},
