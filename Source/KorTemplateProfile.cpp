@@ -1,10 +1,16 @@
 #include "Source/KorTemplateProfile.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <string>
+#include <string_view>
 #include <tuple>
+#include <unordered_map>
 #include <utility>
+#include <vector>
 
 #include "Foundation/Utf8.h"
 #include "Source/KorTemplateFunction.h"
@@ -137,29 +143,26 @@ KorTemplateProfile::Node* KorTemplateProfile::nodeAt(const Level& level, const K
   return child->second;
 }
 
-// A walk over the frames from the outermost one inwards. Several statements may stand on one line, and stacks that are
-// cut may look alike: what has one text is one stack.
+// Walks over the frames from the outermost one inwards. Several statements may stand on one line, and stacks that are
+// cut may look alike: what has one text is one stack. The texts of most are not needed, as little time was spent there,
+// so the first walk adds up the time by hashes of the texts.
 class KorTemplateProfile::Folding {
  public:
-  explicit Folding(const Node& around) {
-    enter(around);
-    while (!open_.empty()) {
-      Open& innermost = open_.back();
-      if (innermost.next == innermost.node->children.end()) {
-        frames_.resize(innermost.framesAround);
-        open_.pop_back();
-      } else if (const Node* child = (innermost.next++)->second; child != nullptr) {
-        enter(*child);
-      }
-    }
-  }
+  explicit Folding(const Node& around) : around_(around) {}
 
-  std::string text() const {
+  std::string text() {
+    walk([this](const Node& node) { times_[stackHash()] += node.time; });
+    std::vector<std::string> lines;
+    walk([&](const Node& /*node*/) {
+      const auto time = times_.find(stackHash());
+      if (time == times_.end()) return;  // it stands there already
+      const std::int64_t microseconds = std::chrono::duration_cast<std::chrono::microseconds>(time->second).count();
+      if (microseconds > 0) lines.push_back(stack() + " " + std::to_string(microseconds) + "\n");
+      times_.erase(time);
+    });
+    std::ranges::sort(lines);
     std::string text;
-    for (const auto& [stack, time] : stacks_) {
-      const std::int64_t microseconds = std::chrono::duration_cast<std::chrono::microseconds>(time).count();
-      if (microseconds > 0) text.append(stack).append(" ").append(std::to_string(microseconds)).append("\n");
-    }
+    for (const std::string& line : lines) text += line;
     return text;
   }
 
@@ -193,11 +196,34 @@ class KorTemplateProfile::Folding {
     std::size_t framesAround;
   };
 
-  void enter(const Node& node) {
+  // What a frame adds to the text of a stack.
+  struct Frame {
+    std::string text;
+    std::size_t hash;
+  };
+
+  // Calls `visit` with each frame in which time was spent, while frames_ holds its stack.
+  template <class Visit>
+  void walk(const Visit& visit) {
+    enter(around_, visit);
+    while (!open_.empty()) {
+      Open& innermost = open_.back();
+      if (innermost.next == innermost.node->children.end()) {
+        frames_.resize(innermost.framesAround);
+        open_.pop_back();
+      } else if (const Node* child = (innermost.next++)->second; child != nullptr) {
+        enter(*child, visit);
+      }
+    }
+  }
+
+  template <class Visit>
+  void enter(const Node& node, const Visit& visit) {
     open_.push_back({&node, node.children.begin(), frames_.size()});
     std::string frame = frameOf(node);
-    if (!frame.empty()) frames_.push_back(std::move(frame));
-    if (node.time > Clock::duration::zero()) stacks_[stack()] += node.time;
+    const std::size_t hash = std::hash<std::string>()(frame);
+    if (!frame.empty()) frames_.push_back({std::move(frame), hash});
+    if (node.time > Clock::duration::zero()) visit(node);
   }
 
   std::string frameOf(const Node& node) {
@@ -211,25 +237,41 @@ class KorTemplateProfile::Folding {
     return frame + ':' + std::to_string(lines_.of(*source, statement->sourceRange().offset));
   }
 
+  // Calls `show` with each frame that is shown, and with none where some are left out.
+  template <class Show>
+  void forEachShown(const Show& show) const {
+    for (std::size_t index = 0; index < frames_.size(); ++index) {
+      if (index == kFramesAtEnds && frames_.size() > 2 * kFramesAtEnds) {
+        show(nullptr);
+        index = frames_.size() - kFramesAtEnds;
+      }
+      show(&frames_[index]);
+    }
+  }
+
   std::string stack() const {
     if (frames_.empty()) return "engine";
     std::string text;
-    for (std::size_t index = 0; index < frames_.size(); ++index) {
-      if (index > 0) text += ';';
-      if (index == kFramesAtEnds && frames_.size() > 2 * kFramesAtEnds) {
-        text += kLeftOut;
-        text += ';';
-        index = frames_.size() - kFramesAtEnds;
-      }
-      text += frames_[index];
-    }
+    forEachShown([&](const Frame* frame) {
+      if (!text.empty()) text += ';';
+      text += frame == nullptr ? kLeftOut : std::string_view(frame->text);
+    });
     return text;
   }
 
+  std::uint64_t stackHash() const {
+    constexpr std::uint64_t kScatter = 0x9E3779B97F4A7C15;  // 2^64 divided by the golden ratio
+    std::uint64_t hash = 0;
+    forEachShown(
+        [&](const Frame* frame) { hash = std::rotl((hash ^ (frame == nullptr ? 1 : frame->hash)) * kScatter, 29); });
+    return hash;
+  }
+
+  const Node& around_;
   LineNumbers lines_;
-  std::vector<Open> open_;           // from the outermost to the innermost
-  std::vector<std::string> frames_;  // of those that have a text
-  std::map<std::string, Clock::duration> stacks_;
+  std::vector<Open> open_;                                    // from the outermost to the innermost
+  std::vector<Frame> frames_;                                 // of those that have a text
+  std::unordered_map<std::uint64_t, Clock::duration> times_;  // by hashes of stacks
 };
 
 std::string KorTemplateProfile::foldedStacks() const {
