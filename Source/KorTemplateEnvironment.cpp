@@ -332,8 +332,10 @@ bool KorTemplateEnvironment::leaveFailed() noexcept {
     if (statement_ != nullptr) failedStatement_ = statement_->sourceRange();
     failure_ = popFailed_ ? KorTemplateFailure(NSInternalInconsistencyException, "Stack frame is empty", trace)
                           : KorTemplateFailure::ofCurrentException(trace);
+    // Where the thread ends, that may be in a write: another one could wait for ever. The stream keeps the output.
+    const bool isThreadEnding = std::current_exception() == nullptr;
     try {
-      deliverOutput();
+      if (!isThreadEnding) deliverOutput();
     } catch (...) {
       // The exception that is on its way says more than the one that follows from it.
     }

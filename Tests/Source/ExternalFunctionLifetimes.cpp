@@ -187,19 +187,19 @@ TEST(ExternalFunctions, MayBeCalledWhileTheirArgumentsAreReadAndWhileTheyEnd) {
     const Value inner = function->invokeWithEnvironment(stage.get(), {valueOf(std::vector<int>{1}), 7, "inner"});
     EXPECT_EQ(inner.description(), "1+7inner");
   };
-  const auto end = std::shared_ptr<int>(new int(3), [&](int* number) {
-    delete number;
-    callAgain();
+  stage.environment->setFunction("made", [&] {
+    const std::shared_ptr<int> end(new int(3), [&](int* number) {
+      delete number;
+      callAgain();
+    });
+    return lazyList(
+        [&callAgain, end] {
+          callAgain();
+          return static_cast<std::size_t>(*end);
+        },
+        [](std::size_t index) { return index; });
   });
-  Value list = lazyList(
-      [&callAgain, end] {
-        callAgain();
-        return static_cast<std::size_t>(*end);
-      },
-      [](std::size_t index) { return index; });
-  stage.set("lazy", list);
-  list = {};
-  stage.run("<?= join($lazy, 5, \"outer\") ?>");
+  stage.run("<?= join(made(), 5, \"outer\") ?>");
   EXPECT_EQ(stage.text(), "3+5outer");
 }
 

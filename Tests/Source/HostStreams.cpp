@@ -232,6 +232,31 @@ TEST(AFileDescriptorStream, GoesOnWhereASignalInterrupts) {
   ::sigaction(SIGUSR1, &old, nullptr);
 }
 
+TEST(AFileDescriptorStream, LetsAThreadBeCancelledThatWaitsForItsReader) {
+  int ends[2] = {-1, -1};
+  ASSERT_EQ(::pipe(ends), 0);
+  pthread_t thread{};
+  ASSERT_EQ(pthread_create(
+                &thread, nullptr,
+                [](void* writer) -> void* {
+                  const auto stream = KorTemplateFileDescriptorStream::streamWithDescriptor(*static_cast<int*>(writer));
+                  const StreamStage stage(stream);
+                  stage.set("t", std::string(4U << 20, 'y'));
+                  stage.run("<?= $t ?>");
+                  return writer;
+                },
+                &ends[1]),
+            0);
+  char first = ' ';
+  ASSERT_EQ(::read(ends[0], &first, 1), 1);
+  ASSERT_EQ(pthread_cancel(thread), 0);
+  void* answer = nullptr;
+  ASSERT_EQ(pthread_join(thread, &answer), 0);
+  EXPECT_EQ(answer, PTHREAD_CANCELED);
+  ::close(ends[0]);
+  ::close(ends[1]);
+}
+
 TEST(AStreamOverAnOStream, WritesAndFlushes) {
   std::ostringstream out;
   const StreamStage stage(KorTemplateOStreamStream::streamWithOStream(out));
