@@ -30,15 +30,17 @@ struct SpareChunk {
 };
 [[gnu::tls_model("initial-exec")]] thread_local SpareChunk* spareChunks = nullptr;
 [[gnu::tls_model("initial-exec")]] thread_local std::uint32_t spareCount = 0;
-[[gnu::tls_model("initial-exec")]] thread_local std::uint32_t mostSpareChunks =
-    320;  // about what a template of a megabyte takes
-[[gnu::tls_model("initial-exec")]] thread_local bool areChunksFreed = false;  // at the thread's end
+constexpr std::uint32_t kMostSpareChunks = 320;  // about what a template of a megabyte takes
 
-void freeSpareChunks() noexcept {
-  mostSpareChunks = 0;
-  while (spareChunks != nullptr) ::operator delete(std::exchange(spareChunks, spareChunks->next));
-  spareCount = 0;
-}
+// Objects that are made together mostly end one after another too, on one thread. Those of the chunk that the last one
+// was of are gathered here, to be taken off its users together: counting each there would take a seventh of what a
+// template takes that is compiled and ends.
+[[gnu::tls_model("initial-exec")]] thread_local void* endingChunk = nullptr;
+[[gnu::tls_model("initial-exec")]] thread_local std::uint32_t endedObjects = 0;  // of it, not counted there yet
+
+// Whether the thread's end will see to what is kept here; and whether that was.
+[[gnu::tls_model("initial-exec")]] thread_local bool isEndSeenTo = false;
+[[gnu::tls_model("initial-exec")]] thread_local bool hasEnded = false;
 
 void* takeSpareChunk() noexcept {
   if (spareChunks == nullptr) return nullptr;
@@ -46,17 +48,28 @@ void* takeSpareChunk() noexcept {
   return std::exchange(spareChunks, spareChunks->next);
 }
 
-void keepOrFree(void* chunk, bool isSpare) noexcept {
-  if (!isSpare || spareCount >= mostSpareChunks) return ::operator delete(chunk);
-  if (!areChunksFreed) [[unlikely]] {
-    areChunksFreed = ThreadEnd::run(freeSpareChunks);
-    if (!areChunksFreed) return ::operator delete(chunk);
-  }
+}  // namespace
+
+// Whether something may be kept for the running thread, which lets go of it when it ends.
+bool ObjectArena::mayKeepForThread() noexcept {
+  if (!isEndSeenTo) [[unlikely]]
+    isEndSeenTo = ThreadEnd::run(endOfThread);
+  return isEndSeenTo && !hasEnded;
+}
+
+void ObjectArena::endOfThread() noexcept {
+  hasEnded = true;
+  countEnded();
+  while (spareChunks != nullptr) ::operator delete(std::exchange(spareChunks, spareChunks->next));
+  spareCount = 0;
+}
+
+void ObjectArena::keepOrFree(Chunk* chunk) noexcept {
+  const bool isSpare = chunk->size == kChunkSize && spareCount < kMostSpareChunks && mayKeepForThread();
+  if (!isSpare) return ::operator delete(chunk);
   spareChunks = new (chunk) SpareChunk{spareChunks};
   ++spareCount;
 }
-
-}  // namespace
 
 ObjectArena::Scope::Scope(ObjectArena& arena) noexcept : outer_(currentArena) {
   if (kUsesArenas) currentArena = &arena;
@@ -114,9 +127,28 @@ void ObjectArena::free(void* memory) noexcept {
   auto* header = static_cast<Header*>(memory) - 1;
   if (header->chunk == nullptr) {
     ::operator delete(static_cast<char*>(memory) - kStrictestAlignment);
+  } else if (header->chunk == endingChunk) {
+    ++endedObjects;
+    if (header->chunk->users.load(std::memory_order_acquire) == endedObjects) {  // those are all
+      endingChunk = nullptr;
+      keepOrFree(header->chunk);
+    }
   } else {
-    letGoOf(header->chunk, 1);
+    endFirstOf(header->chunk);
   }
+}
+
+// The same for an object of another chunk than the last one's.
+void ObjectArena::endFirstOf(Chunk* chunk) noexcept {
+  countEnded();
+  if (chunk->users.load(std::memory_order_acquire) == 1 || !mayKeepForThread()) return letGoOf(chunk, 1);
+  endingChunk = chunk;
+  endedObjects = 1;
+}
+
+void ObjectArena::countEnded() noexcept {
+  auto* const chunk = static_cast<Chunk*>(std::exchange(endingChunk, nullptr));
+  if (chunk != nullptr) letGoOf(chunk, endedObjects);
 }
 
 void ObjectArena::free(void* memory, std::size_t size) noexcept {
@@ -130,6 +162,7 @@ void ObjectArena::free(void* memory, std::size_t size) noexcept {
 }
 
 void ObjectArena::leaveChunk() noexcept {
+  if (chunk_ != nullptr && chunk_ == endingChunk) countEnded();
   if (chunk_ != nullptr) letGoOf(chunk_, kWhileFilled - objects_);
   chunk_ = nullptr;
   next_ = end_ = nullptr;
@@ -140,7 +173,7 @@ void ObjectArena::leaveChunk() noexcept {
 void ObjectArena::letGoOf(Chunk* chunk, std::uint32_t users) noexcept {
   if (chunk->users.load(std::memory_order_acquire) == users ||
       chunk->users.fetch_sub(users, std::memory_order_acq_rel) == users) {
-    keepOrFree(chunk, chunk->size == kChunkSize);
+    keepOrFree(chunk);
   }
 }
 

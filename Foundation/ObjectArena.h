@@ -9,7 +9,8 @@ namespace tavlo {
 
 // Memory for what is made together and mostly ends together, such as the nodes and the texts of one template, taken in
 // chunks: a chunk is freed with the last object in it, so that an object that somebody keeps keeps no more than its
-// chunk. What is made while no arena is current comes from the heap; under the address sanitizer everything does.
+// chunk; and one chunk may stay a while longer for each thread that has ended objects of it, while others did too. What
+// is made while no arena is current comes from the heap; under the address sanitizer everything does.
 class ObjectArena {
  public:
   ObjectArena() = default;
@@ -84,7 +85,12 @@ class ObjectArena {
   void* take(char* place, std::size_t size) noexcept;
   void takeChunk();
   void leaveChunk() noexcept;
+  [[gnu::visibility("hidden")]] static void endFirstOf(Chunk* chunk) noexcept;
+  [[gnu::visibility("hidden")]] static void countEnded() noexcept;
   static void letGoOf(Chunk* chunk, std::uint32_t users) noexcept;
+  [[gnu::visibility("hidden")]] static void keepOrFree(Chunk* chunk) noexcept;
+  [[gnu::visibility("hidden")]] static bool mayKeepForThread() noexcept;
+  [[gnu::visibility("hidden")]] static void endOfThread() noexcept;
 
   Chunk* chunk_ = nullptr;
   char* next_ = nullptr;       // in chunk_, the first free byte

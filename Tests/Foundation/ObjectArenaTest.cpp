@@ -78,6 +78,27 @@ TEST(ObjectArena, LetsAnyThreadFreeWhileItGoesOn) {
   }
 }
 
+TEST(ObjectArena, GivesBackWhatTwoThreadsEndInTurns) {
+  constexpr int kStrings = 20'000;
+  const std::string text(100, 'x');
+  for (int round = 0; round < 3; ++round) {
+    std::vector<Ref<NSString>> strings;
+    {
+      ObjectArena arena;
+      const ObjectArena::Scope scope(arena);
+      for (int count = 0; count < kStrings; ++count) strings.push_back(atomicString(text));
+    }
+    const auto endEach = [&strings](std::size_t first) {
+      for (std::size_t index = first; index < strings.size(); index += 2) strings[index] = nullptr;
+    };
+    std::thread other(endEach, 1);
+    endEach(0);
+    other.join();
+    const Ref<NSString> last = atomicString(text);
+    EXPECT_EQ(last->view(), text);
+  }
+}
+
 TEST(ObjectArena, HoldsValuesThatGrowAndEndBehindIt) {
   Ref<NSMutableDictionary> dictionary;
   Value text;
