@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include "Foundation/SingleThread.h"
+
 namespace tavlo {
 
 class Description;
@@ -92,7 +94,7 @@ class NSObject {
 
   void retain() const noexcept {
     const std::uint32_t count = count_.load(std::memory_order_relaxed);
-    if ((count & kSharedBit) != 0) {
+    if ((count & kSharedBit) != 0 && !isSingleThreaded()) {
       count_.fetch_add(kOne, std::memory_order_relaxed);
     } else {
       count_.store(count + kOne, std::memory_order_relaxed);
@@ -104,8 +106,11 @@ class NSObject {
     if ((count & kSharedBit) == 0) {
       if (count == kOne) return end();
       count_.store(count - kOne, std::memory_order_relaxed);
-    } else if (count == (kOne | kSharedBit) ||  // the last one need not be counted down: nobody else is left to see it
-               count_.fetch_sub(kOne, std::memory_order_acq_rel) == (kOne | kSharedBit)) {
+    } else if (count == (kOne | kSharedBit)) {
+      end();  // the last one need not be counted down: nobody else is left to see it
+    } else if (isSingleThreaded()) {
+      count_.store(count - kOne, std::memory_order_relaxed);
+    } else if (count_.fetch_sub(kOne, std::memory_order_acq_rel) == (kOne | kSharedBit)) {
       end();
     }
   }

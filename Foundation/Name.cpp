@@ -10,6 +10,7 @@
 
 #include "Foundation/Bytes.h"
 #include "Foundation/HashSeed.h"
+#include "Foundation/SingleThread.h"
 #include "Foundation/Utf8.h"
 
 namespace tavlo {
@@ -37,7 +38,8 @@ struct Name::Entry {
 };
 
 // The process's names, in parts with a lock each, hashed into chains that run through the entries. An entry's last
-// reference is given up under its part's lock, so that an entry found there is alive.
+// reference is given up under its part's lock, so that an entry found there is alive. The latest ones that have lost
+// all references rest there for a while: a program that compiles a template again asks for the same names again.
 class NameTable {
  public:
   static Name::Entry* intern(std::string_view text) {
@@ -61,20 +63,33 @@ class NameTable {
     Part& part = partOf(entry->hash);
     const std::lock_guard lock(part.mutex);
     if (entry->references.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
-    Name::Entry** place = &part.chainOf(entry->hash);
-    while (*place != entry) place = &(*place)->next;
-    *place = entry->next;
-    --part.count;
-    Name::Entry::end(entry);
+    if (entry->byteLength > kLongestResting) return part.end(entry);
+    if (std::ranges::find(part.resting, entry) != part.resting.end()) return;
+    Name::Entry* const replaced = std::exchange(part.resting[part.nextResting++ % kMostResting], entry);
+    if (replaced != nullptr && replaced->references.load(std::memory_order_relaxed) == 0) part.end(replaced);
   }
 
  private:
+  // The entries that may rest in each part, and how long their names may be, in bytes.
+  static constexpr std::size_t kMostResting = 16;
+  static constexpr std::uint32_t kLongestResting = 64;
+
   struct Part {
     std::mutex mutex;
     std::vector<Name::Entry*> chains;  // a power of two
     std::size_t count = 0;             // of the entries in them
+    std::array<Name::Entry*, kMostResting> resting{};
+    std::size_t nextResting = 0;  // the place of the one that has been there longest
 
     Name::Entry*& chainOf(std::size_t hash) noexcept { return chains[hash & (chains.size() - 1)]; }
+
+    void end(Name::Entry* entry) noexcept {
+      Name::Entry** place = &chainOf(entry->hash);
+      while (*place != entry) place = &(*place)->next;
+      *place = entry->next;
+      --count;
+      Name::Entry::end(entry);
+    }
 
     void grow() {
       constexpr std::size_t kFirstSize = 64;
@@ -116,11 +131,20 @@ const Name& NameCache::nameForText(std::string_view text) {
 }
 
 void Name::retain() const noexcept {
-  if (entry_ != nullptr) entry_->references.fetch_add(1, std::memory_order_relaxed);
+  if (entry_ == nullptr) return;
+  std::atomic<std::uint32_t>& references = entry_->references;
+  if (isSingleThreaded()) {
+    references.store(references.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+  } else {
+    references.fetch_add(1, std::memory_order_relaxed);
+  }
 }
 
 void Name::release() noexcept {
   std::uint32_t references = entry_->references.load(std::memory_order_relaxed);
+  if (references > 1 && isSingleThreaded()) {
+    return entry_->references.store(references - 1, std::memory_order_relaxed);
+  }
   while (references > 1) {
     if (entry_->references.compare_exchange_weak(references, references - 1, std::memory_order_acq_rel)) return;
   }

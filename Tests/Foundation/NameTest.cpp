@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <string>
 #include <thread>
 #include <utility>
@@ -7,6 +8,7 @@
 
 #include "Foundation/Name.h"
 #include "Tests/Foundation/Raised.h"
+#include "Tests/Memory/FailingMemory.h"
 
 namespace tavlo::test {
 
@@ -76,6 +78,21 @@ TEST(Name, LivesAsLongAsItIsHeld) {
   const Name copyOfNothing = kept;
   EXPECT_TRUE(copyOfNothing.isAbsent());
 }
+
+#ifndef TAVLO_MEMORY_IS_HIDDEN
+TEST(Name, IsForgottenWhenManyOthersHaveEndedSince) {
+  const std::int64_t before = bytesInUse();
+  for (int round = 0; round < 3; ++round) {
+    for (int number = 0; number < 20'000; ++number) {
+      const Name name = "a name of the round " + std::to_string(round * 20'000 + number);
+      EXPECT_EQ(name, Name("a name of the round " + std::to_string(round * 20'000 + number)));
+    }
+  }
+  EXPECT_LT(bytesInUse() - before, 256 * 1024);
+  const Name again = "a name of the round 1";
+  EXPECT_EQ(again.view(), "a name of the round 1");
+}
+#endif
 
 TEST(Name, IsMadeAndDroppedByThreadsAtOnce) {
   std::vector<std::thread> threads;
