@@ -106,11 +106,10 @@ class NSObject {
     if ((count & kSharedBit) == 0) {
       if (count == kOne) return end();
       count_.store(count - kOne, std::memory_order_relaxed);
-    } else if (count == (kOne | kSharedBit)) {
-      end();  // the last one need not be counted down: nobody else is left to see it
-    } else if (isSingleThreaded()) {
+    } else if (count != (kOne | kSharedBit) && isSingleThreaded()) {
       count_.store(count - kOne, std::memory_order_relaxed);
-    } else if (count_.fetch_sub(kOne, std::memory_order_acq_rel) == (kOne | kSharedBit)) {
+    } else if (count == (kOne | kSharedBit) ||  // the last one need not be counted down: nobody else is left to see it
+               count_.fetch_sub(kOne, std::memory_order_acq_rel) == (kOne | kSharedBit)) {
       end();
     }
   }
