@@ -212,10 +212,6 @@ bool isAbove(RawValue number, RawValue best) noexcept {
   return isLess(best, number);
 }
 
-}  // namespace
-
-namespace {
-
 constexpr std::size_t kKeysOfStep = 16;
 constexpr std::uint32_t kNoSlot = std::numeric_limits<std::uint32_t>::max();  // of any dictionary
 

@@ -33,8 +33,8 @@ struct SpareChunk {
 constexpr std::uint32_t kMostSpareChunks = 320;  // about what a template of a megabyte takes
 
 // Objects that are made together mostly end one after another too, on one thread. Those of the chunk that the last one
-// was of are gathered here, to be taken off its users together: counting each there would take a seventh of what a
-// template takes that is compiled and ends.
+// was of are gathered here, to be taken off its users together: counting each there takes much of the time of letting a
+// template go.
 [[gnu::tls_model("initial-exec")]] thread_local void* endingChunk = nullptr;
 [[gnu::tls_model("initial-exec")]] thread_local std::uint32_t endedObjects = 0;  // of it, not counted there yet
 

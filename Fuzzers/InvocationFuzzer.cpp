@@ -23,42 +23,17 @@
 #include "Source/KorTemplateEnvironment.h"
 #include "Source/KorTemplateExternalFunction.h"
 #include "Source/NSInvocation+Conversion.h"
+#include "Tests/Source/EchoedNumbers.h"
 #include "Tests/Source/KorTemplateParserSupport.h"
 
 // Calls of host methods of all types with values of all kinds, put together as the input says.
 
 namespace tavlo::fuzz {
 
-enum class Level : unsigned char { Low, High = 255 };
-
-// Answers what it is given, in every type of numbers.
-struct Echo {
-  template <class T>
-  T same(T number) const {
-    return number;
-  }
-};
-
-void describeHostClass(HostClass<Echo>& echo) {
-  echo.name("Echo")
-      .method("c:", &Echo::same<signed char>)
-      .method("C:", &Echo::same<unsigned char>)
-      .method("s:", &Echo::same<short>)
-      .method("S:", &Echo::same<unsigned short>)
-      .method("i:", &Echo::same<int>)
-      .method("I:", &Echo::same<unsigned>)
-      .method("l:", &Echo::same<long>)
-      .method("L:", &Echo::same<unsigned long>)
-      .method("q:", &Echo::same<long long>)
-      .method("Q:", &Echo::same<unsigned long long>)
-      .method("f:", &Echo::same<float>)
-      .method("d:", &Echo::same<double>)
-      .method("bool:", &Echo::same<bool>)
-      .method("level:", &Echo::same<Level>)
-      .method("value:", &Echo::same<Value>);
-}
-
 namespace {
+
+using test::Echo;
+using test::Level;
 
 constexpr std::array<const char*, 26> kEncodings = {"c", "C", "B",  "s",  "S",  "i",       "I", "l", "L",
                                                     "q", "Q", "f",  "d",  "@",  "v",       "#", ":", "*",
