@@ -55,18 +55,34 @@ struct Throughput {
   double perProcessorSecond = 0;  // of all threads, each at its own processor
 };
 
-// Renders until the time is over, with an environment for each page, as a server does.
-void renderUntil(const Page& page, const std::atomic<bool>& isOver, std::uint64_t& count) {
+// Where a thread's pages get their environments from.
+enum class Environments { OneOfThread, OneForEachPage };
+
+Ref<KorTemplateEnvironment> environmentFor(const Page& page, std::string& text) {
+  Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+  environment->setOutputStream(KorTemplateStringStream::stringStreamAppendingTo(text));
+  environment->setLayer(page.layer);
+  environment->remember();
+  return environment;
+}
+
+// Renders until the time is over, as a server does.
+void renderUntil(const Page& page, Environments environments, const std::atomic<bool>& isOver, std::uint64_t& count) {
+  std::string text;
+  Ref<KorTemplateEnvironment> environment = environmentFor(page, text);
   while (!isOver.load(std::memory_order_relaxed)) {
-    const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
-    environment->setOutputStream(KorTemplateStringStream::stringStream());
-    environment->setLayer(page.layer);
+    text.clear();
     page.compiled->executeWithEnvironment(environment.get());
+    if (environments == Environments::OneOfThread) {
+      environment->reset();
+    } else {
+      environment = environmentFor(page, text);
+    }
     ++count;
   }
 }
 
-Throughput throughputOf(const Page& page, std::size_t threads) {
+Throughput throughputOf(const Page& page, Environments environments, std::size_t threads) {
   std::atomic<bool> isOver{false};
   std::barrier start(static_cast<std::ptrdiff_t>(threads) + 1);
   std::vector<std::uint64_t> counts(threads);
@@ -77,7 +93,7 @@ Throughput throughputOf(const Page& page, std::size_t threads) {
       start.arrive_and_wait();
       std::uint64_t count = 0;  // apart from the other threads' ones
       const double before = processorSecondsOfThread();
-      renderUntil(page, isOver, count);
+      renderUntil(page, environments, isOver, count);
       seconds[thread] = processorSecondsOfThread() - before;
       counts[thread] = count;
     });
@@ -106,17 +122,17 @@ void show(const char* what, const std::vector<double>& ratios) {
               *std::min_element(ratios.begin(), ratios.end()), *std::max_element(ratios.begin(), ratios.end()));
 }
 
-void compare(int rounds) {
+void compare(const char* what, Environments environments, int rounds) {
   const Page page = cataloguePage();
   std::vector<double> byClock;
   std::vector<double> byProcessor;
   for (int round = 0; round < rounds; ++round) {
-    const Throughput one = throughputOf(page, 1);
-    const Throughput two = throughputOf(page, 2);
+    const Throughput one = throughputOf(page, environments, 1);
+    const Throughput two = throughputOf(page, environments, 2);
     byClock.push_back(two.perSecond / one.perSecond);
     byProcessor.push_back(two.perProcessorSecond / one.perProcessorSecond);
   }
-  std::printf("Two threads render as many times as much as one, in %d rounds\n", rounds);
+  std::printf("%s, in %d rounds\n", what, rounds);
   show("by the clock, on a machine of its own", byClock);
   show("by the processor time that each thread gets", byProcessor);
 }
@@ -131,6 +147,10 @@ int main(int argc, char** argv) {
     std::fputs("tavlo_threads [ROUNDS]\n", stderr);
     return 1;
   }
-  tavlo::benchmarks::compare(rounds);
+  std::puts("Two threads render as many times as much as one");
+  using tavlo::benchmarks::compare;
+  using tavlo::benchmarks::Environments;
+  compare("with an environment for each thread, reset after each page", Environments::OneOfThread, rounds);
+  compare("with an environment for each page", Environments::OneForEachPage, rounds);
   return 0;
 }

@@ -53,7 +53,8 @@ class Value {
   noexcept : raw_(ofObject(object.leak())) {}
   // NOLINTEND(google-explicit-constructor)
 
-  Value(const Value& other) noexcept : raw_(other.raw_.inWords()) { retain(); }
+  // A copy owns its object, also that of a lent value.
+  Value(const Value& other) noexcept : Value(retaining(other.peek())) {}
   Value(Value&& other) noexcept : raw_(other.leak()) {}
   ~Value() {
     if (raw_.isOwned()) raw_.payload.object->release();
@@ -101,6 +102,8 @@ class Value {
   bool isDouble() const noexcept { return raw_.isDouble(); }
   bool isObject() const noexcept { return kind() == ValueKind::Object; }
   bool isString() const noexcept { return string() != nullptr; }
+  // Whether it is an object that the value lets go of in the end, not a lent one.
+  bool ownsObject() const noexcept { return raw_.isOwned(); }
 
   // The object, or null for every value that is none.
   const NSObject* object() const noexcept { return isObject() ? raw_.payload.object : nullptr; }

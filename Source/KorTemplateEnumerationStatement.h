@@ -53,7 +53,7 @@ class KorTemplateEnumerationStatement final : public KorTemplateStatement {
 
  private:
   template <class Next>
-  Completion executeLoop(KorTemplateEnvironment& environment, bool mayKeepFrame, const Next& next);
+  Completion executeLoop(KorTemplateEnvironment& environment, bool mayKeepFrame, const Value& lender, const Next& next);
 
   Ref<KorTemplateExpression> expression_;
   Name loopVariable_;

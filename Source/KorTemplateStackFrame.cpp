@@ -46,7 +46,9 @@ void KorTemplateStackFrame::setParentFrame(KorTemplateStackFrame* parentFrame) {
 
 std::vector<Name> KorTemplateStackFrame::localVariableNames() const {
   std::vector<Name> names;
-  for (const auto& entry : localVariables_) names.push_back(entry.name);
+  for (const auto& entry : localVariables_) {
+    if (!entry.name.isAbsent()) names.push_back(entry.name);
+  }
   return names;
 }
 
@@ -80,7 +82,9 @@ bool KorTemplateStackFrame::isLocalVariableDefinedWithName(const Name& name) con
 
 Ref<KorTemplateStackFrame> KorTemplateStackFrame::copyWithZone(NSZone* /*zone*/) const {
   Ref<KorTemplateStackFrame> copy = stackFrame();
-  for (const auto& entry : localVariables_) copy->append(entry.name, entry.value);
+  for (const auto& entry : localVariables_) {
+    if (!entry.name.isAbsent()) copy->append(entry.name, entry.value);
+  }
   return copy;
 }
 

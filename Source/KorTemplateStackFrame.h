@@ -87,24 +87,34 @@ class KorTemplateStackFrame final : public NSObject {
     endChange(bits);
   }
 
-  // A loop's element and its index, in a frame that holds nothing yet; a loop variable of the index's own name reads
-  // the index.
-  void bindLoop(const Name& variable, Value element, const Name& indexName, std::int32_t index) {
+  // What a loop has put into its frame: how many entries, and where the element and its index are, which may be one.
+  struct LoopEntries {
+    std::size_t count = 0;
+    std::size_t element = 0;
+    std::size_t index = 0;
+  };
+  // Binds a loop's element and its index in a frame that holds nothing yet; a loop variable of the index's own name
+  // reads the index. What lends the elements, if anything does, is held under no name, and goes last.
+  LoopEntries bindLoop(const Name& variable, Value element, const Name& indexName, std::int32_t index,
+                       const Value& lender) {
+    if (!lender.isAbsent()) append(Name(), lender);
+    const std::size_t first = localVariables_.size();
     append(variable, std::move(element));
     set(indexName, index);
+    const std::size_t count = localVariables_.size();
+    return {count, first, count - 1};
   }
   // Lets go of all that the body has stored behind those, for the next iteration to use the same frame. False where
   // that or the next iteration would end an object that may run a host's code, and then the frame must be popped.
-  bool leaveIteration(bool hasVariable) noexcept {
-    const std::size_t kept = hasVariable ? 2 : 1;
-    if (localVariables_.size() < kept || !localVariables_.truncateWhile(kept, endsQuietly)) return false;
-    const bool isIndexPlain = !localVariables_.at(kept - 1).isObject();
-    return isIndexPlain && endsQuietly(localVariables_.at(0));
+  bool leaveIteration(const LoopEntries& kept) noexcept {
+    if (localVariables_.size() < kept.count || !localVariables_.truncateWhile(kept.count, endsQuietly)) return false;
+    const bool isIndexPlain = !localVariables_.at(kept.index).isObject();
+    return isIndexPlain && endsQuietly(localVariables_.at(kept.element));
   }
   // Stores the next ones in their place.
-  void rebindLoop(bool hasVariable, Value element, std::int32_t index) {
-    if (hasVariable) localVariables_.at(0) = std::move(element);
-    localVariables_.at(hasVariable ? 1 : 0) = index;
+  void rebindLoop(const LoopEntries& kept, Value element, std::int32_t index) {
+    if (kept.element != kept.index) localVariables_.at(kept.element) = std::move(element);
+    localVariables_.at(kept.index) = index;
   }
 
   // The same for the first variable of a frame that nobody has pushed upon yet.
@@ -174,7 +184,7 @@ class KorTemplateStackFrame final : public NSObject {
   const Value* findInLongChain(const Name& name) const noexcept;
   bool hasChildren() const noexcept { return children_ != 0; }
   static bool endsQuietly(const Value& value) noexcept {
-    return !value.isObject() || value.object()->kind() == ObjectKind::String || !value.object()->hasOneReference();
+    return !value.ownsObject() || value.object()->kind() == ObjectKind::String || !value.object()->hasOneReference();
   }
   // Around what may give the frame a name that it did not have; the first answers with what the second takes.
   [[gnu::always_inline]] std::uint64_t beginChange() const noexcept {

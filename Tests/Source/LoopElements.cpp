@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "Foundation/NSArray.h"
+#include "Foundation/NSDictionary.h"
+#include "Foundation/NSSet.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -81,6 +83,111 @@ TEST(AnElementThatEnds, MayAssignManyVariables) {
       }
     });
   }
+}
+
+// What is shared between threads lends its elements to a loop.
+
+Value sharedListOf(std::vector<Value> elements) {
+  const Value list = makeRef<NSArray>(std::move(elements));
+  list.share();
+  return list;
+}
+
+TEST(AnElementOfASharedList, MayBeKeptLongerThanTheList) {
+  Ref<KorTemplateStackFrame> frame;
+  Ref<KorTemplateStackFrame> copy;
+  Value element;
+  Value local;
+  {
+    const Stage stage;
+    stage.set("list", sharedListOf({"a text beyond small buffers, on the heap"}));
+    stage.define("keep", [&](KorTemplateEnvironment* environment, ListArgument<Value>) -> Value {
+      frame = environment->stack()->currentFrame();
+      copy = frame->copyWithZone();
+      element = frame->valueForVariableWithName("e");
+      local = frame->valueForLocalVariableWithName("e");
+      return NSNull::null();
+    });
+    stage.run("<? foreach ($e in $list) ?><? keep() ?><? endforeach ?>");
+    stage.set("list", 0);
+  }
+  const std::string text = "a text beyond small buffers, on the heap";
+  EXPECT_EQ(element.description(), text);
+  EXPECT_EQ(local.description(), text);
+  EXPECT_EQ(copy->valueForVariableWithName("e").description(), text);
+  EXPECT_EQ(frame->valueForVariableWithName("e").description(), text);
+}
+
+TEST(AnElementOfASharedList, MayBeAssignedAnsweredAndCollected) {
+  const Stage stage;
+  stage.run("<? function same($x) ?><? return $x ?><? endfunction ?>");
+  stage.define("last", [&](KorTemplateEnvironment*, ListArgument<Value> arguments) -> Value {
+    stage.set("last", arguments[0]);
+    return arguments[0];
+  });
+  stage.set("list", sharedListOf({NSArray::arrayWithObjects({"one text beyond small buffers, on the heap"}),
+                                  NSArray::arrayWithObjects({"another text beyond small buffers"})}));
+  stage.run(
+      "<? foreach ($e in $list) ?><? foreach ($t in last($e)) ?><? $copy = same($t) ?><? endforeach ?>"
+      "<?= @@index ?><? endforeach ?>");
+  stage.set("list", 0);
+  EXPECT_EQ(stage.text(), "01");
+  EXPECT_EQ(stage.global("last").description(), "(\n    \"another text beyond small buffers\"\n)");
+}
+
+TEST(AnElementOfASharedList, StandsInItsScopeBesideTheIndexAlone) {
+  const Stage stage;
+  std::vector<std::string> names;
+  stage.define("look", [&](KorTemplateEnvironment* environment, ListArgument<Value>) -> Value {
+    const Ref<KorTemplateStackFrame> frame = environment->stack()->currentFrame();
+    for (const Ref<KorTemplateStackFrame>& seen : {frame, frame->copyWithZone()}) {
+      for (const Name& name : seen->localVariableNames()) names.emplace_back(name.view());
+    }
+    return NSNull::null();
+  });
+  stage.set("list", sharedListOf({1}));
+  stage.run("<? foreach ($e in $list) ?><? look() ?><? endforeach ?>");
+  EXPECT_EQ(names, (std::vector<std::string>{"e", "@@index", "e", "@@index"}));
+}
+
+TEST(ASharedCollection, LendsItsElementsWhateverItsKind) {
+  const Stage stage;
+  const Value set = makeRef<NSSet>(std::vector<Value>{"s"});
+  const Value dictionary = NSDictionary::dictionaryWithEntries({{"k", "d"}, {"l", "e"}});
+  set.share();
+  dictionary.share();
+  stage.set("list", sharedListOf({"l", set, dictionary}));
+  stage.run(
+      "<? foreach ($e in $list) ?><? if (@@index > 0) ?><? foreach ($f in $e) ?>[<?= @@index + $f ?>]"
+      "<? $own = $f ?><? endforeach ?><? else ?><?= $e ?><? endif ?><? $own = $e ?><? endforeach ?>");
+  EXPECT_EQ(stage.text(), "l[0s][0d][1e]");
+}
+
+// The list ends with the scope that a host has made the first one, and its end looks at the scope.
+TEST(ASharedCollection, EndsAfterWhatItHasLent) {
+  const Stage stage;
+  std::string seen;
+  const auto end = [&] {
+    const Ref<KorTemplateStackFrame> frame = stage.environment->stack()->currentFrame();
+    if (frame != nullptr) seen += "[" + frame->valueForVariableWithName("e").description() + "]";
+  };
+  class SharedEnding final : public NSObject {
+   public:
+    explicit SharedEnding(std::function<void()> body) : body_(std::move(body)) {}
+    ~SharedEnding() override { body_(); }
+    bool canBeShared() const override { return true; }
+
+   private:
+    std::function<void()> body_;
+  };
+  stage.set("list", sharedListOf({"a text beyond small buffers, on the heap", makeRef<SharedEnding>(end)}));
+  stage.define("leave", [&](KorTemplateEnvironment* environment, ListArgument<Value>) -> Value {
+    stage.set("list", 0);
+    environment->stack()->currentFrame()->setValueForVariableWithName(0, "after");
+    throw std::string("left");
+  });
+  EXPECT_THROW(stage.run("<? foreach ($e in $list) ?><? leave() ?><? endforeach ?>"), std::string);
+  EXPECT_EQ(seen, "[(null)]");
 }
 
 }  // namespace
