@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "Foundation/BoundMethod.h"
+#include "Foundation/HeldParts.h"
 #include "Foundation/NSInvocation.h"
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/NSMethodSignature.h"
@@ -24,6 +25,7 @@
 #include "Foundation/Selector.h"
 #include "Foundation/TypeEncoding.h"
 #include "Foundation/Value.h"
+#include "Foundation/ValueConversionTrait.h"
 #include "Foundation/WorkMeter.h"
 
 namespace tavlo {
@@ -123,7 +125,7 @@ class HostParameter<P> {
   using Conversion = ValueConversion<ConvertedFor<P>>;
 
   HostParameter(NSInvocation& invocation, std::int32_t index, const ArgumentSlot& slot)
-      : value_(slot.object), held_(Conversion::fromValue(value_)) {
+      : value_(slot.object), held_(argumentFrom<ConvertedFor<P>>(value_, parts_)) {
     if (!held_.has_value()) raiseUnsuitableObject(invocation, index, value_, expectedName());
   }
   P pass() { return static_cast<P>(*std::move(held_)); }
@@ -138,6 +140,7 @@ class HostParameter<P> {
   }
 
   Value value_;
+  HeldParts parts_;
   decltype(Conversion::fromValue(std::declval<const Value&>())) held_;
 };
 

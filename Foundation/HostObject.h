@@ -38,11 +38,16 @@ class DescribedObject : public HostInstance {
       : HostInstance(hostClassTable<T>(), static_cast<T*>(this), Itself{}) {}
 };
 
-// A reference to an object that stays the host's.
+// A reference to an object that stays the host's; to one that is counted itself, a counted reference.
 template <class T>
 Value hostReference(T& object) {
   static_assert(Described<T>, "hostReference: the class has no describeHostClass() in its namespace");
-  if constexpr (Described<T>) return makeRef<HostObject<T>>(object);
+  if constexpr (Described<T> && std::derived_from<T, HostInstance>) {
+    if constexpr (!std::is_const_v<T>) return Ref<T>::retaining(&object);
+    return makeRef<HostObject<T>>(std::shared_ptr<T>(object.owner(), &object));
+  } else if constexpr (Described<T>) {
+    return makeRef<HostObject<T>>(object);
+  }
   return {};
 }
 

@@ -215,12 +215,6 @@ bool isAbove(RawValue number, RawValue best) noexcept {
 constexpr std::size_t kKeysOfStep = 16;
 constexpr std::uint32_t kNoSlot = std::numeric_limits<std::uint32_t>::max();  // of any dictionary
 
-// A path may lead in circles through objects of the host's.
-void countKeys(std::size_t count, std::string_view path) {
-  if (count >= kKeysOfStep) WorkCounter().count(count / kKeysOfStep);
-  countWorkOnText(path.size());
-}
-
 }  // namespace
 
 NSKeyPath::NSKeyPath(const Ref<NSString>& string) {
@@ -249,6 +243,11 @@ bool NSKeyPath::isWork(std::size_t index) const noexcept {
   return index + 1 >= kKeysOfStep || keyAt(index).text->byteLength() >= WorkMeter::kBytesOfStep;
 }
 
+void NSKeyPath::countKeys() const {
+  if (count_ >= kKeysOfStep) WorkCounter().count(count_ / kKeysOfStep);
+  countWorkOnText(text().size());
+}
+
 const Value* NSKeyPath::peekAnew(std::size_t index, const NSDictionary& dictionary) const noexcept {
   if (isWork(index)) return nullptr;
   const Key& key = keyAt(index);
@@ -260,7 +259,7 @@ const Value* NSKeyPath::peekAnew(std::size_t index, const NSDictionary& dictiona
 }
 
 bool NSKeyPath::find(const Value& root, Value& result) const {
-  countKeys(count_, text());
+  countKeys();
   Value holder = root;
   for (std::size_t index = 0; index < count_ && !holder.isAbsent();) {
     Value next;
@@ -275,6 +274,7 @@ bool NSKeyPath::findDefined(const Value& root, Value& result) const {
   const auto isDictionary = [](const Value& value) {
     return value.object() != nullptr && value.object()->kind() == ObjectKind::Dictionary;
   };
+  countKeys();
   Value holder = root;
   try {
     for (std::size_t index = 0; index < count_ && !holder.isAbsent();) {
@@ -310,7 +310,7 @@ bool NSKeyPath::lend(Value& holder, LentValue& result) const {
 }
 
 bool NSKeyPath::lendFurther(Value& holder, LentValue& result) const {
-  countKeys(count_, text());
+  countKeys();
   for (std::size_t index = 0; index < count_ && !holder.isAbsent();) {
     const HostInstance* const instance = index + 1 == count_ ? hostInstance(holder) : nullptr;
     if (instance != nullptr) {
@@ -348,7 +348,9 @@ bool NSKeyPath::step(std::size_t& index, const Value& holder, Value& result) con
 
 NSKeyPath::Contribution NSKeyPath::contributionFrom(std::size_t index, const Value& element, Value& result) const {
   result = element;
-  while (index < count_ && !result.isAbsent() && !result.isNull()) {
+  for (std::size_t followed = 1; index < count_ && !result.isAbsent() && !result.isNull(); ++followed) {
+    if (followed % kKeysOfStep == 0) WorkCounter().step();
+    countWorkOnText(keyAt(index).text->byteLength());
     const Value holder = std::move(result);
     result = Value();
     if (!step(index, holder, result)) return Contribution::UnknownKey;

@@ -87,6 +87,8 @@ class NSKeyPath {
   // Whether the key is long, or one of many: following it is counted as work, which find() does, and no slot is
   // remembered for it.
   bool isWork(std::size_t index) const noexcept;
+  // Counts following the whole path, which may lead in circles.
+  void countKeys() const;
   const Value* peekFrom(std::size_t index, RawValue start) const noexcept {
     RawValue holder = start;
     for (const Key* key = &keyAt(index);; key = &moreKeys_[index - 1]) {

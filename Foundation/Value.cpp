@@ -221,6 +221,8 @@ class Holdings {
     const Value held = value;
     const NSObject* object = held.object();
     if (object == nullptr || object->isShared() || !seen_.insert(object).second) return;
+    const ObjectKind kind = object->kind();
+    if (kind == ObjectKind::Other || kind == ObjectKind::HostObject) hasAskedHost_ = true;
     if (!object->canBeShared()) {
       NSException::raise(NSInvalidArgumentException,
                          "%s cannot be shared between threads: it, or what it holds, is of a class that does not "
@@ -230,8 +232,12 @@ class Holdings {
     objects_.push_back(held);
   }
 
+  // Once more where a host's object was asked, for it may have put something into what was walked before.
   void addAllInside() {
-    for (std::size_t index = 0; index < objects_.size(); ++index) addChildren(*objects_[index].object());
+    do {
+      hasAskedHost_ = false;
+      for (std::size_t index = 0; index < objects_.size(); ++index) addChildren(*objects_[index].object());
+    } while (hasAskedHost_);
   }
 
   void markShared() const {
@@ -260,6 +266,7 @@ class Holdings {
 
   std::vector<Value> objects_;
   std::unordered_set<const NSObject*> seen_;
+  bool hasAskedHost_ = false;
 };
 
 }  // namespace

@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "Foundation/Described.h"
+#include "Foundation/HeldParts.h"
 #include "Foundation/NSDictionary.h"
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/Value.h"
@@ -34,17 +35,6 @@ const NSDictionary* dictionaryIn(const Value& value) noexcept;
 // Values as an array, and without equals as a set.
 Value arrayOfValues(std::vector<Value> elements);
 Value setOfValues(const std::vector<Value>& members);
-
-// Whether an object of the type refers to the values that it was made of, so that they have to live as long.
-template <class T>
-inline constexpr bool kRefersToValues = std::is_pointer_v<T> || std::ranges::view<T>;
-template <class T>
-inline constexpr bool kRefersToValues<std::reference_wrapper<T>> = true;
-template <class T, std::size_t Count>
-inline constexpr bool kRefersToValues<std::array<T, Count>> = kRefersToValues<T>;
-template <template <class...> class Whole, class... Parts>
-inline constexpr bool kRefersToValues<Whole<Parts...>> = std::ranges::view<Whole<Parts...>> ||
-                                                         (kRefersToValues<Parts> || ...);
 
 // The array or the dictionary that a lazy collection of the host's stands for, where what is made of it outlives its
 // values; every other value as it is.
@@ -147,6 +137,7 @@ bool readElements(const Value& value, const Append& append) {
   for (std::size_t index = 0; index < elements->size(); ++index) {
     work.next();
     const Value held = (*elements)[index];  // reading what it holds may run a host's code, which may change the list
+    if constexpr (kRefersToValues<Element>) HeldParts::hold(held);
     std::optional<Element> element = objectIn<Element>(held);
     if (!element.has_value()) return false;
     append(*std::move(element));
@@ -257,6 +248,8 @@ struct ValueConversion<T> {
       const NSDictionary::Entry entry = dictionary->entries()[index];  // held, as elements are
       work.next();
       countWorkOnText(entry.key->byteLength());
+      if constexpr (kRefersToValues<Key>) HeldParts::hold(entry.key);
+      if constexpr (kRefersToValues<Mapped>) HeldParts::hold(entry.value);
       std::optional<Mapped> mapped = objectIn<Mapped>(entry.value);
       if (!mapped.has_value()) return {};
       map->insert_or_assign(Key(entry.key->view()), *std::move(mapped));
@@ -302,6 +295,7 @@ struct TupleConversion {
   static std::optional<Tuple> fromElements([[maybe_unused]] const std::vector<Value>& elements,
                                            std::index_sequence<Indices...> /*indices*/) {
     const std::array<Value, sizeof...(Parts)> held{elements[Indices]...};
+    if constexpr ((kRefersToValues<Parts> || ...)) (HeldParts::hold(held[Indices]), ...);
     std::tuple<std::optional<Parts>...> parts{objectIn<Parts>(held[Indices])...};
     if (!(std::get<Indices>(parts).has_value() && ...)) return {};
     return std::optional<Tuple>(std::in_place, *std::get<Indices>(std::move(parts))...);

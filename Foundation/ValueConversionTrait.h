@@ -1,13 +1,17 @@
 #pragma once
 
+#include <array>
 #include <concepts>
+#include <cstddef>
 #include <functional>
 #include <optional>
+#include <ranges>
 #include <string>
 #include <type_traits>
 #include <utility>
 
 #include "Foundation/Described.h"
+#include "Foundation/HeldParts.h"
 #include "Foundation/NSException.h"
 #include "Foundation/Value.h"
 
@@ -103,6 +107,32 @@ std::string expectedClassNameFor([[maybe_unused]] const Value& value) requires r
     if (hostObject<const Object>(value) != nullptr) return "Changeable " + expectedClassName<T>();
   }
   return expectedClassName<T>();
+}
+
+// Whether an object of the type refers to the values that it was made of, so that they have to live as long.
+template <class T>
+inline constexpr bool kRefersToValues = std::is_pointer_v<T> || std::ranges::view<T>;
+template <class T>
+inline constexpr bool kRefersToValues<std::reference_wrapper<T>> = true;
+template <class T, std::size_t Count>
+inline constexpr bool kRefersToValues<std::array<T, Count>> = kRefersToValues<T>;
+template <template <class...> class Whole, class... Parts>
+inline constexpr bool kRefersToValues<Whole<Parts...>> = std::ranges::view<Whole<Parts...>> ||
+                                                         (kRefersToValues<Parts> || ...);
+
+// The same of a container, whose parts may go while the object is in use.
+template <class T>
+inline constexpr bool kRefersToParts = kRefersToValues<T> && !std::is_pointer_v<T> && !TextLike<T>;
+
+// Converts an argument, whose parts are kept with it.
+template <class T>
+auto argumentFrom(const Value& value, [[maybe_unused]] HeldParts& parts) {
+  if constexpr (kRefersToParts<T>) {
+    const HeldParts::Collecting collecting(parts);
+    return ValueConversion<T>::fromValue(value);
+  } else {
+    return ValueConversion<T>::fromValue(value);
+  }
 }
 
 // The object that the value stands for; nothing for a value that is no such object. A view, and a pointer to an object

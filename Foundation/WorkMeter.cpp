@@ -7,6 +7,7 @@ namespace tavlo {
 namespace {
 
 constinit thread_local WorkMeter* meterOfThread = nullptr;
+constinit thread_local WorkMeter::Scope* latestScope = nullptr;
 
 }  // namespace
 
@@ -14,8 +15,15 @@ WorkMeter* WorkMeter::ofThread() noexcept {
   return meterOfThread;
 }
 
-WorkMeter* WorkMeter::exchange(WorkMeter* meter) noexcept {
-  return std::exchange(meterOfThread, meter);
+WorkMeter::Scope::Scope(WorkMeter& meter) noexcept : meter_(&meter), outer_(std::exchange(latestScope, this)) {
+  meterOfThread = meter_;
+}
+
+WorkMeter::Scope::~Scope() {
+  Scope** scope = &latestScope;
+  while (*scope != nullptr && *scope != this) scope = &(*scope)->outer_;
+  if (*scope != nullptr) *scope = outer_;
+  meterOfThread = latestScope == nullptr ? nullptr : latestScope->meter_;
 }
 
 }  // namespace tavlo

@@ -53,8 +53,20 @@ class [[gnu::visibility("default")]] WorkMeter {
 
   // That of the execution which runs on this thread; null where none does.
   static WorkMeter* ofThread() noexcept;
-  // Makes it that of this thread, and answers the one before. Either may be null.
-  static WorkMeter* exchange(WorkMeter * meter) noexcept;
+
+  // Makes a meter that of the thread for as long as the scope lives, which ends on that thread. Scopes may end in any
+  // order: a host may run each of several executions on a stack of its own.
+  class Scope {
+   public:
+    explicit Scope(WorkMeter& meter) noexcept;
+    Scope(const Scope&) = delete;
+    Scope& operator=(const Scope&) = delete;
+    ~Scope();
+
+   private:
+    WorkMeter* meter_;
+    Scope* outer_;  // the one that began before
+  };
 
  protected:
   ~WorkMeter() = default;

@@ -43,7 +43,7 @@ std::string KorRegularExpressionRule::opening() const {
 }
 
 const KorRegex& KorRegularExpressionRule::regex() const {
-  std::call_once(compiledOnce_, [this] { regex_ = KorRegex::compileExpression(pattern_); });
+  compiledOnce_.run([this] { regex_ = KorRegex::compileExpression(pattern_); });
   return *regex_;
 }
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <mutex>
 #include <string>
 
+#include "Foundation/Once.h"
 #include "Foundation/Text.h"
 #include "Lexwright/KorScannerRule.h"
 #include "Matchery/KorRegex.h"
@@ -48,7 +48,7 @@ class KorRegularExpressionRule final : public KorScannerRule {
   Recogniser recogniser_;  // absent: the pattern itself is asked
   FirstBytes firstBytes_;
   bool remembers_;  // the recogniser uses its memo
-  mutable std::once_flag compiledOnce_;
+  mutable Once compiledOnce_;
   mutable Ref<KorRegex> regex_;  // compiled when first needed
 };
 

@@ -353,7 +353,7 @@ bool KorRegex::matchesWatched(std::string_view text, std::uint64_t retries) cons
 }
 
 const re_pattern_buffer* KorRegex::watched() const {
-  std::call_once(watchedOnce_, [this] {
+  watchedOnce_.run([this] {
     const std::optional<std::string> pattern = watchedPattern(pattern_->view());
     if (!pattern.has_value()) return;
     requireStackFor(shape_);

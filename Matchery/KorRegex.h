@@ -2,13 +2,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <optional>
 #include <string_view>
 
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSObject.h"
 #include "Foundation/NSString.h"
+#include "Foundation/Once.h"
 #include "Foundation/Text.h"
 #include "Matchery/LineStart.h"
 #include "Matchery/PatternShape.h"
@@ -78,7 +78,7 @@ class KorRegex final : public NSObject {
   std::uint64_t retriesInShortTexts_;             // what a plain search of a short text may take
   re_pattern_buffer* compiled_ = nullptr;         // freed with this object, as is the next
   mutable re_pattern_buffer* watched_ = nullptr;  // the pattern that calls out; null where there is none
-  mutable std::once_flag watchedOnce_;
+  mutable Once watchedOnce_;
 };
 
 // The pattern that a value holds; null for every other value.

@@ -105,9 +105,10 @@ class CallablesFunction final : public KorTemplateCallableFunction {
                 [[maybe_unused]] KorTemplateEnvironment& environment, [[maybe_unused]] std::span<const Value> arguments,
                 std::index_sequence<Indices...> /*indices*/) const {
     using Signature = decltype(signature);
+    [[maybe_unused]] HeldParts parts;
     // In braces, so that they are converted from the first to the last.
     [[maybe_unused]] std::tuple<typename ParameterHolder<Parameters>::Type...> held{
-        hold<Parameters, Indices - Signature::kTakesEnvironment>(environment, arguments)...};
+        hold<Parameters, Indices - Signature::kTakesEnvironment>(environment, arguments, parts)...};
     if constexpr (std::is_void_v<Result>) {
       std::invoke(callable, handOver<Parameters>(std::get<Indices>(held))...);
       return RawValue::null();
@@ -119,8 +120,8 @@ class CallablesFunction final : public KorTemplateCallableFunction {
   }
 
   template <class Parameter, std::size_t Position>
-  typename ParameterHolder<Parameter>::Type hold(KorTemplateEnvironment& environment,
-                                                 std::span<const Value> arguments) const {
+  typename ParameterHolder<Parameter>::Type hold(KorTemplateEnvironment& environment, std::span<const Value> arguments,
+                                                 HeldParts& parts) const {
     if constexpr (std::same_as<Parameter, KorTemplateEnvironment&>) {
       return environment;
     } else if constexpr (RestParameter<Parameter>) {
@@ -130,7 +131,7 @@ class CallablesFunction final : public KorTemplateCallableFunction {
       if constexpr (OptionalParameter<Parameter>) {
         if (Position >= arguments.size()) return {};
       }
-      auto object = ValueConversion<Type>::fromValue(arguments[Position]);
+      auto object = argumentFrom<Type>(arguments[Position], parts);
       if (!object.has_value()) [[unlikely]]
         raiseType<Type>(Position, arguments[Position]);
       return *std::move(object);

@@ -287,12 +287,12 @@ class KorTemplateEnvironment final : public NSObject {
           kept_(Ref<KorTemplateEnvironment>::retaining(&environment)),
           outerGuard_(environment.stackGuard_) {
       environment_.beginExecution();
-      outerMeter_ = WorkMeter::exchange(&environment_.meter_);
+      meterOfThread_.emplace(environment_.meter_);
       environment_.enterLevel(level_);
     }
     ~Entry() {
       environment_.leaveLevel(level_);
-      WorkMeter::exchange(outerMeter_);
+      meterOfThread_.reset();
       environment_.stackGuard_ = outerGuard_;
       environment_.endExecution(level_.caller);
     }
@@ -303,8 +303,8 @@ class KorTemplateEnvironment final : public NSObject {
     KorTemplateEnvironment& environment_;
     Ref<KorTemplateEnvironment> kept_;  // the host may let go of it meanwhile
     KorTemplateActivation level_{nullptr};
-    StackGuard outerGuard_;            // of the thread that runs what is around this, which may be another
-    WorkMeter* outerMeter_ = nullptr;  // of what runs on the thread around this; not owned
+    StackGuard outerGuard_;  // of the thread that runs what is around this, which may be another
+    std::optional<WorkMeter::Scope> meterOfThread_;
   };
 
   // What reset() goes back to.

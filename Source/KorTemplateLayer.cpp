@@ -25,6 +25,16 @@ void KorTemplateLayer::setFunctionForName(const Ref<KorTemplateFunction>& functi
 
 void KorTemplateLayer::share() {
   if (isFrozen_) return;
+  isFrozen_ = true;  // at once: the classes that are asked are a host's, and may not change the layer
+  try {
+    shareAll();
+  } catch (...) {
+    isFrozen_ = false;
+    throw;
+  }
+}
+
+void KorTemplateLayer::shareAll() const {
   for (const auto& entry : functions_) {
     if (entry.value->canBeShared()) continue;
     NSException::raise(NSInvalidArgumentException,
@@ -35,7 +45,6 @@ void KorTemplateLayer::share() {
   values.reserve(globals_.size());
   for (const auto& entry : globals_) values.push_back(entry.value);
   Value(makeRef<NSArray>(values)).share();  // as one, so that it refuses before it changes anything
-  isFrozen_ = true;
 }
 
 Value KorTemplateLayer::valueForGlobalVariableWithName(const Name& name) const {

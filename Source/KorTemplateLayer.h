@@ -57,6 +57,7 @@ class KorTemplateLayer final : public NSObject {
 
  private:
   void requireUnfrozen() const;
+  void shareAll() const;
 
   NameMap<Value> globals_;
   NameMap<Ref<KorTemplateFunction>> functions_;

@@ -40,7 +40,8 @@ TextPlace TextPlace::inText(std::string_view text, std::size_t offset, std::size
 }
 
 TextPlace TextPlaces::placeIn(std::string_view text, std::size_t offset, std::size_t length) const {
-  std::call_once(marked_, [&] {
+  marked_.run([&] {
+    marks_.clear();  // of an attempt that ran out of memory
     marks_.reserve(text.size() / kBytesOfMark + 1);
     marks_.push_back({});
     for (std::size_t at = kBytesOfMark; at <= text.size(); at += kBytesOfMark) {

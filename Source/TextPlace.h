@@ -1,9 +1,10 @@
 #pragma once
 
 #include <cstddef>
-#include <mutex>
 #include <string_view>
 #include <vector>
+
+#include "Foundation/Once.h"
 
 namespace tavlo {
 
@@ -30,7 +31,7 @@ class TextPlaces {
   // The place of every so many-th byte; none of a text that is shorter.
   static constexpr std::size_t kBytesOfMark = 1024;
 
-  mutable std::once_flag marked_;
+  mutable Once marked_;
   mutable std::vector<TextPlace> marks_;
 };
 

@@ -326,6 +326,26 @@ TEST(DescribedObject, IsAnObjectOfItsDescription) {
   EXPECT_EQ(alive, 0);
 }
 
+TEST(DescribedObject, IsKeptByAReferenceToIt) {
+  int alive = 0;
+  {
+    Ref<Cart> cart = makeRef<Cart>(alive);
+    const Value changeable = hostReference(*cart);
+    const Value constant = hostReference(std::as_const(*cart));
+    const Value pointed = valueOf(cart.get());
+    const Cart* const address = cart.get();
+    cart = nullptr;
+    for (const Value& value : {changeable, constant, pointed}) {
+      EXPECT_EQ(value.description(), "a cart");
+      EXPECT_EQ(hostObject<const Cart>(value), address);
+    }
+    EXPECT_EQ(hostObject<Cart>(changeable), address);
+    EXPECT_EQ(hostObject<Cart>(constant), nullptr);
+    EXPECT_GT(alive, 0);
+  }
+  EXPECT_EQ(alive, 0);
+}
+
 TEST(DescribedObject, LivesAsLongAsAPartOfIt) {
   int alive = 0;
   for (const char* path : {"first", "items"}) {

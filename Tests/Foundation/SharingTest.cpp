@@ -58,6 +58,25 @@ TEST(Sharing, TakesAHostsObjectThatSaysItMayBeShared) {
   EXPECT_TRUE(host.object()->isShared());
 }
 
+TEST(Sharing, ReachesWhatAHostsObjectAddsMeanwhile) {
+  class Adding final : public NSObject {
+   public:
+    explicit Adding(NSMutableArray& list) : list_(list) {}
+    bool canBeShared() const override {
+      list_.insertObjectAtIndex("added", 0);
+      return true;
+    }
+
+   private:
+    NSMutableArray& list_;
+  };
+  const Ref<NSMutableArray> list = NSMutableArray::array();
+  list->addObject(makeRef<Adding>(*list));
+  Value(list).share();
+  ASSERT_EQ(list->count(), 2U);
+  for (const Value& element : list->elements()) EXPECT_TRUE(element.object()->isShared()) << element.className();
+}
+
 TEST(Sharing, FreezesLists) {
   const Ref<NSMutableArray> list = NSMutableArray::array();
   list->addObject(1);

@@ -217,6 +217,50 @@ TEST(ACallable, KeepsItsTextsThoughTheirVariablesChange) {
   EXPECT_EQ(stage.text(), "a text beyond small buffers, on the heap! 1");
 }
 
+// Reading the second argument empties what the first was read from.
+TEST(ACallable, KeepsThePartsOfItsContainersThoughTheyChange) {
+  const std::string text = "a text beyond small buffers, on the heap";
+  const auto joined = [](auto&& parts) {
+    std::string all;
+    for (const auto& part : parts) all += std::string(part) + ";";
+    return all;
+  };
+  const Stage stage;
+  stage.environment->setFunction(
+      "list", [&](const std::vector<std::string_view>& parts, const std::vector<int>&) { return joined(parts); });
+  stage.environment->setFunction("pair", [](std::pair<std::string_view, std::string_view> parts,
+                                            const std::vector<int>&) { return std::string(parts.second); });
+  stage.environment->setFunction("lists", [&](const std::vector<std::vector<std::string_view>>& parts,
+                                              const std::vector<int>&) { return joined(parts.at(0)); });
+  stage.environment->setFunction(
+      "map", [](const std::map<std::string_view, std::string_view>& parts, const std::vector<int>&) {
+        return std::string(parts.begin()->first) + std::string(parts.begin()->second);
+      });
+  const Ref<NSMutableArray> list = NSMutableArray::array();
+  const Ref<NSMutableArray> inner = NSMutableArray::array();
+  const Ref<NSMutableArray> outer = NSMutableArray::array();
+  const Ref<NSMutableDictionary> map = NSMutableDictionary::dictionary();
+  stage.set("list", list);
+  stage.set("outer", outer);
+  stage.set("map", map);
+  stage.set("clearing", lazyList([] { return std::size_t{1}; },
+                                 [&](std::size_t) {
+                                   for (const auto& one : {list, inner, outer}) one->removeAllObjects();
+                                   map->removeAllObjects();
+                                   return 1;
+                                 }));
+  for (const char* call : {"list($list", "pair($list", "lists($outer", "map($map"}) {
+    for (int count = 0; count < 2; ++count) list->addObject(text);
+    inner->addObject(text);
+    outer->addObject(inner);
+    map->setObjectForKey(text, "a key beyond small buffers, on the heap");
+    stage.run("<?= " + std::string(call) + ", $clearing) ?>|");
+    list->removeAllObjects();
+  }
+  EXPECT_EQ(stage.text(),
+            text + ";" + text + ";|" + text + "|" + text + ";|a key beyond small buffers, on the heap" + text + "|");
+}
+
 TEST(ACallable, ReplacesStreamsAndStack) {
   const Stage stage;
   const Ref<RecordingStream> next = makeRef<RecordingStream>();

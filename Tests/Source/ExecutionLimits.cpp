@@ -193,6 +193,46 @@ TEST(ExecutionLimits, CountTheComparisonsOfValuesWithOneHash) {
   EXPECT_GE(stage.environment->stepsTaken(), kCount * (kCount - 1) / 2);
 }
 
+// An empty list answers every key, so that each element is asked for all of them.
+TEST(ExecutionLimits, CountTheKeysThatEachElementIsAskedFor) {
+  constexpr std::size_t kElements = 100;
+  constexpr std::size_t kKeys = 1'600;
+  std::string keys;
+  while (keys.size() < kKeys * 2) keys += ".a";
+  const Stage stage;
+  stage.set("lists", makeRef<NSArray>(std::vector<Value>(kElements, NSArray::array())));
+  stage.run("<?= $lists.@sum" + keys + " ?>");
+  EXPECT_GE(stage.environment->stepsTaken(), kElements * kKeys / 16);
+}
+
+TEST(ExecutionLimits, CountTheKeysOfAPathThatIsObserved) {
+  std::string keys;
+  while (keys.size() < 3'200) keys += ".a";
+  std::uint64_t steps[2];
+  for (const bool isObserved : {false, true}) {
+    const Stage stage;
+    if (isObserved) stage.environment->setObserver(KorTemplateObserver::observer());
+    stage.set("list", NSArray::array());
+    stage.run("<? $x = $list" + keys + " ?>");
+    steps[isObserved ? 1 : 0] = stage.environment->stepsTaken();
+  }
+  EXPECT_GE(steps[0], 100U);
+  EXPECT_EQ(steps[1], steps[0]);
+}
+
+TEST(TheMeterOfAThread, IsThatOfTheLatestScopeThatIsLeft) {
+  const Stage stage;
+  ExecutionMeter first(*stage.environment);
+  ExecutionMeter second(*stage.environment);
+  std::optional<WorkMeter::Scope> outer(std::in_place, first);
+  std::optional<WorkMeter::Scope> inner(std::in_place, second);
+  EXPECT_EQ(WorkMeter::ofThread(), &second);
+  outer.reset();
+  EXPECT_EQ(WorkMeter::ofThread(), &second);
+  inner.reset();
+  EXPECT_EQ(WorkMeter::ofThread(), nullptr);
+}
+
 TEST(ExecutionLimits, CountHardSearchesInProportion) {
   struct Row {
     const char* pattern;

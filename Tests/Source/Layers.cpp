@@ -130,6 +130,38 @@ TEST(ALayer, RefusesWhatThreadsCannotShare) {
   EXPECT_TRUE(values->isFrozen());
 }
 
+// What is asked whether it can be shared is a host's, and may do anything.
+class Asked final : public KorTemplateFunction {
+ public:
+  explicit Asked(std::function<void()> body) : body_(std::move(body)) {}
+  Value invokeWithEnvironment(KorTemplateEnvironment* /*environment*/, ListArgument<Value> /*arguments*/) override {
+    return 1;
+  }
+  bool canBeShared() const override {
+    body_();
+    return true;
+  }
+
+ private:
+  std::function<void()> body_;
+};
+
+TEST(ALayer, CannotChangeWhileItIsBeingShared) {
+  const Ref<KorTemplateLayer> layer = KorTemplateLayer::layer();
+  int count = 0;
+  bool isChanging = true;
+  const auto change = [&] {
+    if (isChanging) layer->setFunction("g" + std::to_string(++count), [](int) { return 1; });
+  };
+  for (const char* name : {"a", "b", "c"}) layer->setFunctionForName(makeRef<Asked>(change), name);
+  EXPECT_EQ(raisedBy([&] { layer->share(); }), failedAssertion("A layer that is shared cannot change"));
+  EXPECT_FALSE(layer->isFrozen());
+  EXPECT_EQ(layer->functionForName("g1"), nullptr);
+  isChanging = false;
+  layer->share();
+  EXPECT_TRUE(layer->isFrozen());
+}
+
 TEST(ALayer, TakesNeitherAbsentNamesNorAbsentValues) {
   const Ref<KorTemplateLayer> layer = KorTemplateLayer::layer();
   EXPECT_EQ(raisedBy([&] { layer->setValueForGlobalVariableWithName(Value(), "a"); }), failedCheck("variable != nil"));

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <utility>
+#include <vector>
+
+#include "Foundation/Value.h"
+
+namespace tavlo {
+
+// Keeps what converted arguments refer to within a container, for the time of a call: between the conversions a host's
+// code may run, which may take the elements out of it.
+class HeldParts {
+ public:
+  // Has the conversions of this thread keep their parts here for as long as it lives.
+  class Collecting {
+   public:
+    explicit Collecting(HeldParts& parts) noexcept : outer_(exchange(&parts)) {}
+    Collecting(const Collecting&) = delete;
+    Collecting& operator=(const Collecting&) = delete;
+    ~Collecting() { exchange(outer_); }
+
+   private:
+    HeldParts* outer_;
+  };
+
+  // Called by a conversion; keeps nothing where nobody collects.
+  static void hold(const Value& part);
+
+ private:
+  static HeldParts* exchange(HeldParts* parts) noexcept;
+
+  std::vector<Value> parts_;
+};
+
+}  // namespace tavlo
