@@ -28,10 +28,11 @@
 
 namespace tavlo {
 
-// The elements of an array or a set; null for every other value.
-const std::vector<Value>* elementsIn(const Value& value) noexcept;
-// The dictionary that the value is; null for every other value.
-const NSDictionary* dictionaryIn(const Value& value) noexcept;
+// The elements of an array or a set, to be converted; null for every other value. Each container is a step, and a
+// host's types may be nested as deep as values: raises `KorTemplateLimitException` where steps or the stack end.
+const std::vector<Value>* elementsIn(const Value& value);
+// The same for a dictionary.
+const NSDictionary* dictionaryIn(const Value& value);
 // Values as an array, and without equals as a set.
 Value arrayOfValues(std::vector<Value> elements);
 Value setOfValues(const std::vector<Value>& members);
@@ -330,9 +331,10 @@ struct ValueConversion<std::optional<T>> {
 };
 
 // Whether the value is one that the type writes, rather than one that it merely takes: a truth, an integer that it
-// holds exactly, a number with a fraction, and null only where the type knows of it.
+// holds exactly, a number with a fraction, and null only where the type knows of it. True for every value that a type
+// of no number may take.
 template <class T>
-bool isNaturalFor(const Value& value) {
+bool mayBeNaturalFor([[maybe_unused]] const Value& value) {
   if constexpr (std::is_arithmetic_v<T>) {
     const RawValue raw = value.peek();
     const bool isBoolean = raw.kind() == ValueKind::Boolean;
@@ -340,7 +342,7 @@ bool isNaturalFor(const Value& value) {
     if (!raw.isNumber() || isBoolean != std::same_as<T, bool> || isReal != std::floating_point<T>) return false;
     return isReal || valueOf(numberAs<T>(raw)).isEqual(value);
   } else {
-    return ValueConversion<T>::fromValue(value).has_value();
+    return true;
   }
 }
 
@@ -372,8 +374,9 @@ struct ValueConversion<std::variant<Alternatives...>> {
   template <std::size_t... Indices>
   static std::optional<Variant> fromValue(const Value& value, std::index_sequence<Indices...> /*indices*/) {
     std::optional<Variant> variant;
-    const bool isFound = ((isNaturalFor<Alternatives>(value) && read<Indices>(value, variant)) || ...) ||
-                         (read<Indices>(value, variant) || ...);
+    // Each is read at most once: to read one takes as long as all that it holds.
+    const bool isFound = ((mayBeNaturalFor<Alternatives>(value) && read<Indices>(value, variant)) || ...) ||
+                         ((!mayBeNaturalFor<Alternatives>(value) && read<Indices>(value, variant)) || ...);
     if (!isFound) variant.reset();
     return variant;
   }

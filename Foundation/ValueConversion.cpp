@@ -1,23 +1,36 @@
 #include "Foundation/NSArray.h"
 #include "Foundation/NSSet.h"
+#include "Foundation/StackGuard.h"
 #include "Foundation/Utf8.h"
 #include "Foundation/ValueConversion+Containers.h"
 #include "Foundation/ValueConversion+Scalars.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
-const std::vector<Value>* elementsIn(const Value& value) noexcept {
+namespace {
+
+void enterContainer() {
+  checkStack();
+  WorkCounter().step();
+}
+
+}  // namespace
+
+const std::vector<Value>* elementsIn(const Value& value) {
   const NSObject* const object = value.object();
   if (object == nullptr) return nullptr;
+  enterContainer();
   if (object->kind() == ObjectKind::Array) return &static_cast<const NSArray*>(object)->elements();
   if (object->kind() == ObjectKind::Set) return &static_cast<const NSSet*>(object)->members();
   return nullptr;
 }
 
-const NSDictionary* dictionaryIn(const Value& value) noexcept {
+const NSDictionary* dictionaryIn(const Value& value) {
   const NSObject* const object = value.object();
-  const bool isDictionary = object != nullptr && object->kind() == ObjectKind::Dictionary;
-  return isDictionary ? static_cast<const NSDictionary*>(object) : nullptr;
+  if (object == nullptr || object->kind() != ObjectKind::Dictionary) return nullptr;
+  enterContainer();
+  return static_cast<const NSDictionary*>(object);
 }
 
 Value arrayOfValues(std::vector<Value> elements) {

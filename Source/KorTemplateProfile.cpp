@@ -56,6 +56,8 @@ constexpr std::string_view kLeftOut = "\u2026";
 // A recursion would need room for the square of its depth, and for as many copies of its name.
 constexpr std::size_t kFramesAtEnds = 32;
 constexpr std::size_t kLongestName = 256;
+// Of all stacks together, in bytes. Those in which the least time was spent are left out of a longer text.
+constexpr std::size_t kLongestText = 16 * std::size_t{1024} * 1024;
 
 std::string frameName(std::string_view name) {
   std::size_t length = std::min(name.size(), kLongestName);
@@ -145,24 +147,29 @@ KorTemplateProfile::Node* KorTemplateProfile::nodeAt(const Level& level, const K
 
 // Walks over the frames from the outermost one inwards. Several statements may stand on one line, and stacks that are
 // cut may look alike: what has one text is one stack. The texts of most are not needed, as little time was spent there,
-// so the first walk adds up the time by hashes of the texts.
+// so the first walks add up time and size by hashes of the texts.
 class KorTemplateProfile::Folding {
  public:
   explicit Folding(const Node& around) : around_(around) {}
 
   std::string text() {
-    walk([this](const Node& node) { times_[stackHash()] += node.time; });
+    walk([this](const Node& node) { stacks_[stackHash()].time += node.time; });
+    std::erase_if(stacks_, [](const auto& entry) { return entry.second.microseconds() == 0; });
+    walk([this](const Node& /*node*/) {
+      const auto entry = stacks_.find(stackHash());
+      if (entry != stacks_.end()) entry->second.size = stackSize();
+    });
     std::vector<std::string> lines;
+    if (const std::int64_t rest = leaveOutTheLeast(); rest > 0) lines.push_back(line(std::string(kLeftOut), rest));
     walk([&](const Node& /*node*/) {
-      const auto time = times_.find(stackHash());
-      if (time == times_.end()) return;  // it stands there already
-      const std::int64_t microseconds = std::chrono::duration_cast<std::chrono::microseconds>(time->second).count();
-      if (microseconds > 0) lines.push_back(stack() + " " + std::to_string(microseconds) + "\n");
-      times_.erase(time);
+      const auto entry = stacks_.find(stackHash());
+      if (entry == stacks_.end()) return;
+      lines.push_back(line(stack(), entry->second.microseconds()));
+      stacks_.erase(entry);
     });
     std::ranges::sort(lines);
     std::string text;
-    for (const std::string& line : lines) text += line;
+    for (std::string& line : lines) text += std::exchange(line, {});
     return text;
   }
 
@@ -189,6 +196,37 @@ class KorTemplateProfile::Folding {
 
     std::map<const KorTemplateSource*, std::vector<std::size_t>> ends_;  // of each line, behind its break
   };
+
+  // What is known of a stack of which not every one gets a text.
+  struct Stack {
+    Clock::duration time{};
+    std::size_t size = 0;  // of its text, in bytes
+
+    std::int64_t microseconds() const { return std::chrono::duration_cast<std::chrono::microseconds>(time).count(); }
+  };
+
+  static std::string line(std::string stack, std::int64_t microseconds) {
+    return stack.append(" ").append(std::to_string(microseconds)).append("\n");
+  }
+
+  // Of stacks whose texts would be too long together, keeps those in which the most time was spent. Answers the
+  // microseconds of the others.
+  std::int64_t leaveOutTheLeast() {
+    std::vector<std::pair<Clock::duration, std::uint64_t>> byTime;
+    byTime.reserve(stacks_.size());
+    for (const auto& [hash, stack] : stacks_) byTime.emplace_back(stack.time, hash);
+    std::ranges::sort(byTime, std::greater());
+    std::size_t size = 0;
+    std::int64_t rest = 0;
+    for (const auto& [time, hash] : byTime) {
+      const auto entry = stacks_.find(hash);
+      size += entry->second.size;
+      if (size <= kLongestText) continue;
+      rest += entry->second.microseconds();
+      stacks_.erase(entry);
+    }
+    return rest;
+  }
 
   struct Open {
     const Node* node;
@@ -259,6 +297,12 @@ class KorTemplateProfile::Folding {
     return text;
   }
 
+  std::size_t stackSize() const {
+    std::size_t size = 0;
+    forEachShown([&](const Frame* frame) { size += 1 + (frame == nullptr ? kLeftOut : frame->text).size(); });
+    return size;
+  }
+
   std::uint64_t stackHash() const {
     constexpr std::uint64_t kScatter = 0x9E3779B97F4A7C15;  // 2^64 divided by the golden ratio
     std::uint64_t hash = 0;
@@ -269,9 +313,9 @@ class KorTemplateProfile::Folding {
 
   const Node& around_;
   LineNumbers lines_;
-  std::vector<Open> open_;                                    // from the outermost to the innermost
-  std::vector<Frame> frames_;                                 // of those that have a text
-  std::unordered_map<std::uint64_t, Clock::duration> times_;  // by hashes of stacks
+  std::vector<Open> open_;                           // from the outermost to the innermost
+  std::vector<Frame> frames_;                        // of those that have a text
+  std::unordered_map<std::uint64_t, Stack> stacks_;  // by hashes of their texts
 };
 
 std::string KorTemplateProfile::foldedStacks() const {

@@ -101,6 +101,7 @@ class Parser {
   }
 
   CommandLine parse(std::vector<std::string> arguments) {
+    shortenBundles(arguments);
     std::reverse(arguments.begin(), arguments.end());  // the library takes them from the back
     try {
       app_.parse(std::move(arguments));
@@ -121,6 +122,16 @@ class Parser {
   }
 
  private:
+  // The library takes the flags of "-hhh…" one by one and copies those that are left each time. More of the only flag
+  // with one letter say nothing more.
+  static void shortenBundles(std::vector<std::string>& arguments) {
+    constexpr std::size_t kManyFlags = 64;
+    for (std::string& argument : arguments) {
+      if (argument == "--") break;
+      if (argument.starts_with("-h") && argument.size() > kManyFlags) argument.resize(kManyFlags);
+    }
+  }
+
   void describeRender() {
     render_->footer(
         "Exit status: 0 rendered; 1 the template failed; 2 wrong usage, or a file cannot be read or written");

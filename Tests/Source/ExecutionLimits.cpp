@@ -149,8 +149,8 @@ TEST(ExecutionLimits, TakeExactlyAsManyStepsAsTheyAllow) {
       {"<?= $deep" + repeated(".n", 64) + " ?>", 2 + 64 / 16},
       {"<?= $ordered." + key + " ?>", 2 + 10 + 7 * 10},  // one of 64 keys
       {"<? answer() ?>", 3 + 10},
-      {"<?= list($hundred) ?>", 3 + 100 / 16},
-      {"<?= map($sorted) ?>", 3 + 64 / 16},
+      {"<?= list($hundred) ?>", 3 + 1 + 100 / 16},
+      {"<?= map($sorted) ?>", 3 + 1 + 64 / 16},
       {"<? answerList() ?>", 3 + 100 / 16},
       {"<? foreach ($e in $hashed) ?><? endforeach ?>", 2 + 64 + 64 / 16},
       {"<? foreach ($e in $asked) ?><? endforeach ?>", 2 + 64 + 64 / 16},

@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include "Foundation/NSArray.h"
 #include "Tests/Memory/WorkBound.h"
 #include "Tests/Source/HostClasses.h"
 
@@ -207,6 +208,23 @@ TEST(KorTemplateProfile, OfManyStatementsInDeepRecursionTakesTheTextOfThoseThatT
   const ProfiledStage stage;
   stage.runNamed("p", text + "<? " + std::string(250, 'f') + "(1) ?>");
   EXPECT_FALSE(stage.profile->foldedStacks().empty());
+}
+
+// Two thousand statements, each behind 64 frames with long names.
+TEST(KorTemplateProfile, LeavesOutWhereTheLeastTimeWentOfVeryLongTexts) {
+  const std::string name(250, 'f');
+  std::string text = "<? function " + name + "($n) ?>\n<? if ($n < 64) ?><? " + name + "($n + 1) ?><? else ?>";
+  for (int statement = 0; statement < 2'000; ++statement) text += "\n<? foreach ($e in $list) ?><? endforeach ?>";
+  text += "\n<? endif ?><? endfunction ?><? foreach ($e in $list) ?><? foreach ($f in $list) ?><? endforeach ?>";
+  const ProfiledStage stage;
+  stage.set("list", makeRef<NSArray>(std::vector<Value>(40, 1)));
+  stage.runNamed(name, text + "<? endforeach ?>\n<? " + name + "(1) ?>");
+  const WorkBound bound("a text of many long stacks");
+  const std::string stacks = stage.profile->foldedStacks();
+  EXPECT_GT(stacks.size(), 15'000'000U);
+  EXPECT_LT(stacks.size(), 17'000'000U);
+  EXPECT_NE(stacks.find("\n… "), std::string::npos);
+  EXPECT_NE(stacks.find("\n" + name + ":2003 "), std::string::npos);  // the loops in loops took the most
 }
 
 TEST(KorTemplateProfile, CutsLongNames) {

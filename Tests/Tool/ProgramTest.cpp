@@ -397,6 +397,7 @@ TEST(Program, HelpsOnItsUsage) {
       {{"--help"}, {"Usage: tavlo", "render", "help", "--version"}},
       {{"help"}, {"Usage: tavlo", "render", "help", "--version"}},
       {{"help", "render"}, options},
+      {{"render", "-" + std::string(100'000, 'h'), "-" + std::string(100'000, 'h')}, {"Usage: tavlo"}},
       {{"render", "--help"}, options},
       {{"help", "help"}, {"Usage: tavlo help", "COMMAND"}},
   };
