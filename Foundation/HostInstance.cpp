@@ -89,6 +89,7 @@ bool HostInstance::isEqual(const NSObject& other, std::int32_t /*depth*/) const 
 
 std::size_t HostInstance::hash() const {
   if (const HostClassTable* const judge = table_->findEquality()) {
+    checkStack();
     return judge->operations().hash(table_->objectAs(object_, *judge));
   }
   return reinterpret_cast<std::uintptr_t>(identity()) >> 3;
@@ -116,6 +117,7 @@ Value HostInstance::valueForKey(const NSString& key) const {
 bool HostInstance::findValueForKey(const NSString& key, Value& value) const {
   const HostProperty* const property = table_->find(key);
   if (property == nullptr) return false;
+  checkStack();
   value = Value::adopt(property->read(object_, *this));
   return true;
 }
@@ -127,7 +129,9 @@ BoundMethod HostInstance::methodForSelector(const Selector& selector) const {
 
 Ref<NSEnumerator> HostInstance::objectEnumerator() const {
   const auto& enumerate = table_->operations().enumerate;
-  return enumerate ? enumerate(object_, *this) : nullptr;
+  if (!enumerate) return nullptr;
+  checkStack();
+  return enumerate(object_, *this);
 }
 
 bool HostInstance::canBeShared() const {

@@ -116,6 +116,20 @@ class LazyListOver final : public LazyList {
   bool canBeShared_;
 };
 
+// A key that a walk keeps: a text of its own where the container's is a view of one, which may be gone with the entry.
+template <class C>
+using KeptKey = std::conditional_t<std::ranges::view<typename C::key_type>, std::string, typename C::key_type>;
+
+// The key as the container wants it.
+template <class C>
+decltype(auto) wantedKey(const KeptKey<C>& kept) {
+  if constexpr (std::same_as<KeptKey<C>, typename C::key_type>) {
+    return (kept);
+  } else {
+    return typename C::key_type(kept);
+  }
+}
+
 // Walks the entries in the order of their keys, asking the container for the next key at every step, so that it may
 // change.
 template <class C>
@@ -124,10 +138,10 @@ class OrderedWalk final : public LazyDictionary::Walk {
   OrderedWalk(C& container, const std::shared_ptr<const void>& owner) : container_(container), owner_(owner) {}
 
   bool next(std::string_view& key, Value& value, ReusableInstances& reused) override {
-    const auto found = last_.has_value() ? container_.upper_bound(*last_) : container_.begin();
+    const auto found = last_.has_value() ? container_.upper_bound(wantedKey<C>(*last_)) : container_.begin();
     if (found == container_.end()) return false;
     countWorkOnText(std::string_view(found->first).size());
-    last_ = found->first;
+    last_.emplace(found->first);
     key = std::string_view(*last_);
     requireValidUTF8(key);
     value = elementValue(found->second, HostContext(owner_, &reused));
@@ -137,7 +151,7 @@ class OrderedWalk final : public LazyDictionary::Walk {
  private:
   C& container_;
   std::shared_ptr<const void> owner_;
-  std::optional<typename C::key_type> last_;
+  std::optional<KeptKey<C>> last_;
 };
 
 // Walks the entries that were there at the start, and still are when their turn comes.
@@ -150,14 +164,14 @@ class HashedWalk final : public LazyDictionary::Walk {
     for (const auto& entry : container) {
       work.next();
       countWorkOnText(std::string_view(entry.first).size());
-      keys_.push_back(entry.first);
+      keys_.emplace_back(entry.first);
     }
   }
 
   bool next(std::string_view& key, Value& value, ReusableInstances& reused) override {
     while (next_ < keys_.size()) {
       const auto& wanted = keys_[next_++];
-      const auto found = container_.find(wanted);
+      const auto found = container_.find(wantedKey<C>(wanted));
       if (found == container_.end()) continue;
       key = std::string_view(wanted);
       requireValidUTF8(key);
@@ -170,7 +184,7 @@ class HashedWalk final : public LazyDictionary::Walk {
  private:
   C& container_;
   std::shared_ptr<const void> owner_;
-  std::vector<typename C::key_type> keys_;
+  std::vector<KeptKey<C>> keys_;
   std::size_t next_ = 0;
 };
 

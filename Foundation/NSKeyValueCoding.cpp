@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "Foundation/HostInstance.h"
+#include "Foundation/KorTemplateLimits.h"
 #include "Foundation/LazyDictionary.h"
 #include "Foundation/LazyList.h"
 #include "Foundation/NSArray.h"
@@ -22,7 +23,9 @@ namespace {
 
 std::string numberText(const Value& number) {
   char text[kNumberTextSize];
-  return {text, writeNumber(text, number.peek())};
+  char* const end = writeNumber(text, number.peek());
+  requireStringLength(static_cast<std::uint64_t>(end - text));
+  return {text, end};
 }
 
 struct NumberProperty {
@@ -505,6 +508,7 @@ bool findValuesForKey(NSEnumerator& elements, const NSString& key, Value& values
 }
 
 Value valueForKeyPath(const Value& root, std::string_view path) {
+  checkStack();  // a host's property may ask another object so, and so on
   Value result;
   if (!NSKeyPath(path).find(root, result)) raiseUndefinedKey(root, path);
   return result;

@@ -247,7 +247,11 @@ const StringProperty kStringProperties[] = {
     {"integerValue", [](const NSString& string) -> Value { return textAsInteger(readText(string)); }},
     {"doubleValue", [](const NSString& string) -> Value { return textAsDouble(readText(string)); }},
     {"boolValue", [](const NSString& string) -> Value { return textAsBool(readText(string)); }},
-    {"description", [](const NSString& string) -> Value { return readText(string); }},
+    {"description",
+     [](const NSString& string) -> Value {
+       requireStringLength(string.byteLength());
+       return readText(string);
+     }},
 };
 
 }  // namespace

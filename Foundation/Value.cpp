@@ -16,6 +16,7 @@
 #include "Foundation/NSNumber.h"
 #include "Foundation/NSSet.h"
 #include "Foundation/NSString.h"
+#include "Foundation/StackGuard.h"
 #include "Foundation/WorkMeter.h"
 
 namespace tavlo {
@@ -220,16 +221,18 @@ class Holdings {
   void add(const Value& value) {
     const Value held = value;
     const NSObject* object = held.object();
-    if (object == nullptr || object->isShared() || !seen_.insert(object).second) return;
-    const ObjectKind kind = object->kind();
-    if (kind == ObjectKind::Other || kind == ObjectKind::HostObject) hasAskedHost_ = true;
+    if (object == nullptr) return;
+    // One of the host's may count atomically from birth and still not bear threads.
+    const bool isHosts = object->kind() == ObjectKind::Other || object->kind() == ObjectKind::HostObject;
+    if ((object->isShared() && !isHosts) || !seen_.insert(object).second) return;
+    if (isHosts) hasAskedHost_ = true;
     if (!object->canBeShared()) {
       NSException::raise(NSInvalidArgumentException,
                          "%s cannot be shared between threads: it, or what it holds, is of a class that does not "
                          "answer canBeShared() with true",
                          object->className());
     }
-    objects_.push_back(held);
+    if (!object->isShared()) objects_.push_back(held);
   }
 
   // Once more where a host's object was asked, for it may have put something into what was walked before.
@@ -272,6 +275,7 @@ class Holdings {
 }  // namespace
 
 void Value::share() const {
+  checkStack();  // a host's object that is asked may share what it holds
   Holdings holdings;
   holdings.add(*this);
   holdings.addAllInside();

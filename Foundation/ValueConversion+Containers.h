@@ -28,8 +28,10 @@
 
 namespace tavlo {
 
-// The elements of an array or a set, to be converted; null for every other value. Each container is a step, and a
-// host's types may be nested as deep as values: raises `KorTemplateLimitException` where steps or the stack end.
+// Begins to convert a container, to a value or from one: that is a step, and a host's types may be nested as deep as
+// values. Raises `KorTemplateLimitException` where steps or the stack end.
+void enterContainer();
+// The elements of an array or a set, to be converted; null for every other value.
 const std::vector<Value>* elementsIn(const Value& value);
 // The same for a dictionary.
 const NSDictionary* dictionaryIn(const Value& value);
@@ -229,6 +231,7 @@ struct ValueConversion<T> {
   template <class Map>
   requires(std::same_as<std::remove_cvref_t<Map>, T>&& ConvertibleToValue<PartOf<Map, Mapped>>) static Value
       toValue(Map&& map) {
+    enterContainer();
     const Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
     if constexpr (std::ranges::sized_range<T>) dictionary->reserve(std::ranges::size(map));
     ElementCounter work;

@@ -8,14 +8,10 @@
 
 namespace tavlo {
 
-namespace {
-
 void enterContainer() {
   checkStack();
   WorkCounter().step();
 }
-
-}  // namespace
 
 const std::vector<Value>* elementsIn(const Value& value) {
   const NSObject* const object = value.object();
@@ -34,10 +30,12 @@ const NSDictionary* dictionaryIn(const Value& value) {
 }
 
 Value arrayOfValues(std::vector<Value> elements) {
+  enterContainer();
   return makeRef<NSArray>(std::move(elements));
 }
 
 Value setOfValues(const std::vector<Value>& members) {
+  enterContainer();
   return makeRef<NSSet>(members);
 }
 

@@ -300,7 +300,8 @@ Ref<KorRegex> KorRegex::compileExpression(const Text& pattern, std::uint64_t& pa
   }
   if (shape.weight > kMaximumWeight) {
     raiseDoesNotCompile(pattern.view(),
-                        "it has too many character classes or references to names, or is too long to ignore case");
+                        "it has too many character classes, or groups with names and references to them, or is too "
+                        "long to ignore case");
   }
   const std::uint64_t parts = kPartsOfWeight * shape.weight + shape.loops + kPartsOfType * shape.types;
   if (parts > partsLeft) {

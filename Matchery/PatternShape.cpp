@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "Matchery/POSIXBracket.h"
+
 namespace tavlo {
 
 namespace {
@@ -16,9 +18,6 @@ bool isDigit(char letter) {
 bool isLetter(char letter) {
   return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z');
 }
-
-constexpr std::string_view kPOSIXBrackets[] = {"alnum", "alpha", "ascii", "blank", "cntrl", "digit", "graph",
-                                               "lower", "print", "punct", "space", "upper", "word",  "xdigit"};
 
 // One pass over the pattern.
 class ShapeReader {
@@ -58,8 +57,9 @@ class ShapeReader {
     constexpr std::uint64_t kBytesOfClass = 512;
     constexpr std::uint64_t kGroupsOfName = 4096;
     constexpr std::uint64_t kBytesLookedAt = 8192;
+    constexpr std::uint64_t kPairsOfNames = 20'000;
     const std::uint64_t others = bytesAroundClasses_ / kBytesOfClass + references_ * namedGroups_ / kGroupsOfName +
-                                 bytesBehindBrackets_ / kBytesLookedAt;
+                                 namedGroups_ * namedGroups_ / kPairsOfNames + bytesBehindBrackets_ / kBytesLookedAt;
     if (!ignoresCase_) return others + sets_ + openedClasses_ / kPlainClasses;
     return others + kOfAnyCase * (sets_ + openedClasses_) + pattern_.size() / kBytesOfAnyCase;
   }
@@ -107,7 +107,20 @@ class ShapeReader {
       notePower(looks_ + 1);
     }
     if (letter == 'k') noteReference();
+    if (letter == 'k' || letter == 'g') stepOverName(at_ + 1);
     endAtom(0);
+  }
+
+  // Past a name in "<>" or "''" that begins at `at`, if one does there: it may hold whatever means something elsewhere.
+  void stepOverName(std::size_t at) {
+    if (at >= pattern_.size() || (pattern_[at] != '<' && pattern_[at] != '\'')) return;
+    const char last = pattern_[at] == '<' ? '>' : '\'';
+    const std::size_t end = pattern_.find_first_of(last == '>' ? ">)" : "')", at + 1);
+    if (end == std::string_view::npos) {
+      at_ = pattern_.size();  // no engine reads further
+    } else {
+      at_ = pattern_[end] == last ? end : end - 1;
+    }
   }
 
   // "\k<name>", "\k'-1'", or one with a level behind the name: a sign that is not its first character. "\k" before
@@ -140,13 +153,10 @@ class ShapeReader {
   // "[:alpha:]" in a class; "[:" that is none of these opens a class, or stands for itself where a ":]" follows.
   void stepOverPOSIXBracket() {
     if (!hasPOSIXEnd(at_ + 2)) return openClass();
-    const std::string_view name = pattern_.substr(isAt("[:^") ? at_ + 3 : at_ + 2);
-    for (const std::string_view known : kPOSIXBrackets) {
-      if (!name.starts_with(known) || !name.substr(known.size()).starts_with(":]")) continue;
-      at_ = static_cast<std::size_t>(name.data() - pattern_.data()) + known.size() + 1;
-      ++sets_;
-      return;
-    }
+    const std::size_t size = sizeOfPOSIXBracket(pattern_.substr(at_));
+    if (size == 0) return;
+    at_ += size - 1;
+    ++sets_;
   }
 
   // Whether ":]" comes before any other "]". The engine looks for that anew each time, here it is kept.
@@ -201,7 +211,8 @@ class ShapeReader {
 
   void openGroup() {
     ++shape_.loops;
-    if (isAt("(?<") || isAt("(?'")) ++namedGroups_;
+    const bool isCondition = at_ == condition_;
+    if (isAt("(?(")) condition_ = at_ + 2;
     if (isAt("(?(<") || isAt("(?('")) ++references_;
     endAtom(0);
     bool isExtended = levels_.back().isExtended;
@@ -216,6 +227,12 @@ class ShapeReader {
     if (looksAround) notePower(++looks_);
     depth_ += opened;
     noteDepth(0);
+    if (isCondition) {
+      stepOverName(at_ + 1);
+    } else if (!looksAround && (isAt("(?<") || isAt("(?'"))) {
+      ++namedGroups_;
+      stepOverName(at_ + 2);
+    }
   }
 
   // The rest of the group around options that stand alone becomes their content.
@@ -301,6 +318,7 @@ class ShapeReader {
   std::string_view pattern_;
   std::size_t at_ = 0;
   std::int32_t depth_ = 0;
+  std::size_t condition_ = std::string_view::npos;  // where the last "(?(" has its second parenthesis
   std::int32_t classes_ = 0;
   std::int32_t looks_ = 0;  // groups around the place that look around
   std::uint64_t openedClasses_ = 0;

@@ -27,8 +27,9 @@ struct PatternShape {
   // What the engine's compiler has to do for sets of characters, in ranges to be merged and kept: a property, or a type
   // such as "\w" in a class, weighs 1 and takes some 6 KiB and 70 us. Where case does not matter sets and classes weigh
   // 4, and 32 bytes of the pattern 1. A class inside another weighs 1 for each 512 bytes of that before it; and each
-  // reference to a name 1 for 4,096 groups with names, of which it keeps all of its name; and "[:" in a class 1 for
-  // 8 KiB up to the next "]".
+  // reference to a name 1 for 4,096 groups with names, of which it keeps all of its name; 20,000 pairs of groups with
+  // names 1, as each name may be looked for among all others that stand in one place of a table; and "[:" in a class 1
+  // for 8 KiB up to the next "]".
   std::uint64_t weight = 0;
   // Whether it has a reference such as "\k<name+1>", for which the engine looks through its whole stack each time,
   // which none of its limits counts.

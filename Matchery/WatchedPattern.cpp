@@ -4,6 +4,8 @@
 #include <cstddef>
 #include <utility>
 
+#include "Matchery/POSIXBracket.h"
+
 namespace tavlo {
 
 namespace {
@@ -127,12 +129,19 @@ class Watcher {
     return size;
   }
 
+  // None where an escape may take another bracket with it, or "[:" stands for itself: the engine's own ways to find the
+  // end of such a class are not followed here.
   std::size_t classSize() const {
     std::size_t at = at_;
     for (std::size_t depth = 0; at < pattern_.size(); ++at) {
       const char letter = pattern_[at];
       if (letter == '\\') {
+        if (std::string_view("cCM").find(letterAt(at + 1)) != kNone) return kNone;
         ++at;
+      } else if (letter == '[' && letterAt(at + 1) == ':' && depth > 0) {
+        const std::size_t size = sizeOfPOSIXBracket(pattern_.substr(at));
+        if (size == 0) return kNone;
+        at += size - 1;
       } else if (letter == '[') {
         ++depth;
         if (letterAt(at + 1) == '^') ++at;

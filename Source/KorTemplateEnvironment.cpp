@@ -1,5 +1,7 @@
 #include "Source/KorTemplateEnvironment.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <string>
 
@@ -227,6 +229,7 @@ void KorTemplateEnvironment::remember() {
 
 void KorTemplateEnvironment::reset() {
   requireIdle("reset");
+  const auto kept = Ref<KorTemplateEnvironment>::retaining(this);  // what ends may let go of it
   if (remembered_ == nullptr) {
     remembered_ = std::make_unique<Remembered>();
     remembered_->outputStream = KorTemplateNullStream::nullStream();
@@ -326,21 +329,28 @@ void KorTemplateEnvironment::leave() {
   if (executionDepth_ == 1) deliverOutput();
 }
 
-bool KorTemplateEnvironment::leaveFailed() noexcept {
+void KorTemplateEnvironment::noteFailure() noexcept {
   const FailureWatch::SharedTrace trace = traceInHand();
+  if (executionDepth_ != 1) return;
+  if (statement_ != nullptr) failedStatement_ = statement_->sourceRange();
+  failure_ = popFailed_ ? KorTemplateFailure(NSInternalInconsistencyException, "Stack frame is empty", trace)
+                        : KorTemplateFailure::ofCurrentException(trace);
+  // Where the thread ends, that may be in a write: another one could wait for ever. The stream keeps the output.
+  if (std::current_exception() == nullptr) (void)takePopFailure();
+}
+
+void KorTemplateEnvironment::leaveFailed(const std::exception_ptr& failure, bool isLimit) {
   if (executionDepth_ == 1) {
-    if (statement_ != nullptr) failedStatement_ = statement_->sourceRange();
-    failure_ = popFailed_ ? KorTemplateFailure(NSInternalInconsistencyException, "Stack frame is empty", trace)
-                          : KorTemplateFailure::ofCurrentException(trace);
-    // Where the thread ends, that may be in a write: another one could wait for ever. The stream keeps the output.
-    const bool isThreadEnding = std::current_exception() == nullptr;
     try {
-      if (!isThreadEnding) deliverOutput();
+      deliverOutput();
+    } catch (const abi::__forced_unwind&) {
+      throw;  // the end of the thread, which nobody may stop
     } catch (...) {
       // The exception that is on its way says more than the one that follows from it.
     }
   }
-  return takePopFailure();
+  if (takePopFailure() && !isLimit) failAssertion("Stack frame is empty");
+  std::rethrow_exception(failure);
 }
 
 void KorTemplateEnvironment::setOutputStream(const Ref<KorTemplateStream>& value) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -259,10 +260,13 @@ class KorTemplateEnvironment final : public NSObject {
   template <class Body>
   auto enter(Body&& body) {
     const Entry entry(*this);
+    std::exception_ptr failure;
+    bool isLimit = false;
     try {
       if constexpr (std::is_void_v<decltype(body())>) {
         body();
         leave();
+        return;
       } else {
         auto result = body();
         leave();
@@ -270,12 +274,15 @@ class KorTemplateEnvironment final : public NSObject {
       }
     } catch (const KorTemplateLimitException& limit) {
       noteLimit(limit);
-      (void)leaveFailed();
-      throw;
+      noteFailure();
+      isLimit = true;
+      failure = std::current_exception();
     } catch (...) {
-      if (leaveFailed()) failAssertion("Stack frame is empty");
-      throw;
+      noteFailure();
+      failure = std::current_exception();
+      if (failure == nullptr) throw;  // the end of the thread, which nobody may stop
     }
+    leaveFailed(failure, isLimit);
   }
 
  private:
@@ -331,8 +338,11 @@ class KorTemplateEnvironment final : public NSObject {
   void takeNextLimits() noexcept;
   void endExecution(const KorTemplateStatement* outer) noexcept;
   void leave();
-  // Whether a scope could not be popped on the way.
-  bool leaveFailed() noexcept;
+  // Notes the exception in hand as the failure of the execution.
+  void noteFailure() noexcept;
+  // Leaves with that exception, or with that of a scope that could not be popped on the way. Called in no handler: what
+  // is delivered may end the thread, which no handler within another one survives.
+  [[noreturn]] void leaveFailed(const std::exception_ptr& failure, bool isLimit);
   static bool appendNumber(RawValue value, TextBuffer& text);
   void writeToStream(const Text& text);
   void flushOutput();

@@ -46,6 +46,7 @@ class KorTemplateLayer final : public NSObject {
   Value valueForGlobalVariableWithName(const Name& name) const;
   Ref<KorTemplateFunction> functionForName(const Name& name) const;
 
+  bool canBeShared() const override { return isFrozen_; }
   const char* className() const override { return "KorTemplateLayer"; }
 
   // What the engine uses: lent, null where there is none.

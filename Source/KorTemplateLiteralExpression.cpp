@@ -4,12 +4,30 @@
 
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
+#include "Foundation/NSString.h"
 
 namespace tavlo {
+
+namespace {
+
+void shareString(const Value& literal) noexcept {
+  const NSString* const string = literal.string();
+  if (string == nullptr || string->isShared()) return;
+  (void)string->hash32();  // computed on demand, and kept
+  string->markShared();
+}
+
+}  // namespace
 
 KorTemplateLiteralExpression::KorTemplateLiteralExpression(Value literal)
     : KorTemplateExpression(kLiteralKind), literal_(std::move(literal)) {
   requireParameter(!literal_.isAbsent(), "value != nil");
+  shareString(literal_);
+}
+
+void KorTemplateLiteralExpression::setLiteral(const Value& value) {
+  shareString(value);
+  literal_ = value;
 }
 
 Ref<KorTemplateLiteralExpression> KorTemplateLiteralExpression::expressionWithLiteral(Value literal) {

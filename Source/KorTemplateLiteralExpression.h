@@ -5,7 +5,8 @@
 
 namespace tavlo {
 
-// Yields a fixed value.
+// Yields a fixed value. A string counts atomically from here on, as several threads may run a template; of other
+// objects a host sees to that itself, see Value::share().
 class KorTemplateLiteralExpression final : public KorTemplateExpression {
  public:
   // The literal may not be absent.
@@ -13,7 +14,7 @@ class KorTemplateLiteralExpression final : public KorTemplateExpression {
   static Ref<KorTemplateLiteralExpression> expressionWithLiteral(Value literal);
 
   const Value& literal() const noexcept { return literal_; }
-  void setLiteral(const Value& value) { literal_ = value; }
+  void setLiteral(const Value& value);
 
   // The very same value every time; the environment may be absent.
   Value evaluateWithEnvironment(KorTemplateEnvironment* /*environment*/) override { return literal_; }

@@ -1,5 +1,7 @@
 #include "Source/KorTemplateRendering.h"
 
+#include <exception>
+
 #include "Source/KorTemplateEnvironment.h"
 #include "Source/KorTemplateStringStream.h"
 
@@ -37,12 +39,18 @@ KorTemplateResult<std::string> tryRender(const Text& templateString, const KorTe
 }
 
 KorTemplateResult<std::string> tryRender(const Ref<KorTemplate>& compiled, const KorTemplateData& data) {
-  requireParameter(compiled != nullptr, "compiled != nil");
-  const Ref<KorTemplateStringStream> stream = KorTemplateStringStream::stringStream();
-  const Ref<KorTemplateEnvironment> environment = environmentFor(data, stream);
-  const KorTemplateResult<void> result = compiled->tryExecuteWithEnvironment(environment.get());
-  if (!result) return result.failure();
-  return std::string(stream->buffer()->string());
+  try {
+    requireParameter(compiled != nullptr, "compiled != nil");
+    const Ref<KorTemplateStringStream> stream = KorTemplateStringStream::stringStream();
+    const Ref<KorTemplateEnvironment> environment = environmentFor(data, stream);
+    const KorTemplateResult<void> result = compiled->tryExecuteWithEnvironment(environment.get());
+    if (!result) return result.failure();
+    return std::string(stream->buffer()->string());
+  } catch (const std::exception&) {
+    KorTemplateFailure failure = KorTemplateFailure::ofCurrentException({}).value_or(KorTemplateFailure());
+    failure.setException(std::current_exception());
+    return failure;
+  }
 }
 
 }  // namespace tavlo

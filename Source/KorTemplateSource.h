@@ -27,6 +27,7 @@ class KorTemplateSource final : public NSObject {
   // Where a byte of the text stands. The first answer costs the whole text, every further one little.
   TextPlace placeOf(std::size_t offset, std::size_t length) const { return places_.placeIn(text(), offset, length); }
 
+  bool canBeShared() const override { return true; }
   const char* className() const override { return "KorTemplateSource"; }
 
  private:

@@ -1,16 +1,21 @@
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "Foundation/HostObject.h"
 #include "Foundation/KorTemplateLimits.h"
+#include "Foundation/LazyCollections.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/NSSet.h"
 #include "Foundation/Value.h"
+#include "Foundation/ValueConversion.h"
 #include "Tests/Foundation/HostObjects.h"
 #include "Tests/Foundation/Raised.h"
 #include "Tests/Foundation/SmallStack.h"
@@ -230,6 +235,39 @@ TEST(DeepValues, EndCleanlyOnSmallStacks) {
       }
     }
   }
+}
+
+// A chain of a host's objects, each of which asks the next one in whatever it is asked.
+struct ChainLink {
+  ChainLink* next = nullptr;
+
+  friend void describeHostClass(HostClass<ChainLink>& link) {
+    link.name("ChainLink")
+        .elements(&ChainLink::next)
+        .equal([](const ChainLink& one, const ChainLink& other) { return &one == &other; },
+               [](const ChainLink& each) { return each.next == nullptr ? std::size_t{1} : valueOf(each.next).hash(); })
+        .property("last", [](const ChainLink& each) -> Value {
+          return each.next == nullptr ? Value(1) : valueForKeyPath(valueOf(each.next), "last");
+        });
+  }
+};
+
+TEST(DeepChainsOfHostsObjects, EndWithALimitWhateverTheyAreAsked) {
+  std::deque<ChainLink> links(200'000);
+  for (std::size_t index = 0; index + 1 < links.size(); ++index) links[index].next = &links[index + 1];
+  const Value chain = valueOf(&links.front());
+  EXPECT_EQ(outcomeOnStackOf(kSmallStack, [&] { (void)chain.hash(); }), "stack");
+  EXPECT_EQ(outcomeOnStackOf(kSmallStack, [&] { (void)valueForKeyPath(chain, "last"); }), "stack");
+  EXPECT_EQ(outcomeOnStackOf(kSmallStack, [&] { (void)chain.object()->objectEnumerator(); }), "stack");
+}
+
+TEST(DeepChainsOfHostsObjects, EndWithALimitWhereScopesAskTheOnesAround) {
+  Value scope = NSDictionary::dictionaryWithEntries({{"x", 1}});
+  for (int depth = 0; depth < 100'000; ++depth) {
+    scope = lazyDictionary([outer = scope](std::string_view key) { return valueForKeyPath(outer, key); },
+                           [] { return std::vector<std::string>(); });
+  }
+  EXPECT_EQ(outcomeOnStackOf(kSmallStack, [&] { (void)valueForKeyPath(scope, "x"); }), "stack");
 }
 
 }  // namespace

@@ -77,6 +77,26 @@ TEST(Sharing, ReachesWhatAHostsObjectAddsMeanwhile) {
   for (const Value& element : list->elements()) EXPECT_TRUE(element.object()->isShared()) << element.className();
 }
 
+// Each shares what it holds when it is asked.
+class Holder final : public NSObject {
+ public:
+  bool canBeShared() const override {
+    next.share();
+    return true;
+  }
+  Value next;
+};
+
+TEST(Sharing, EndsWithALimitWhereHostsObjectsShareOneAnother) {
+  const Ref<Holder> first = makeRef<Holder>();
+  const Ref<Holder> second = makeRef<Holder>();
+  first->next = second;
+  second->next = first;
+  EXPECT_EQ(outcomeOnStackOf(kSmallStack, [&] { Value(first).share(); }), "stack");
+  EXPECT_FALSE(first->isShared());
+  first->next = Value();
+}
+
 TEST(Sharing, FreezesLists) {
   const Ref<NSMutableArray> list = NSMutableArray::array();
   list->addObject(1);

@@ -384,6 +384,41 @@ TEST(KorRegexLimits, ASearchOfALongTextFindsWhatAMatchAtEveryPlaceFinds) {
   }
 }
 
+// Signs within a name mean nothing, so that what follows is seen: too many calls, each of which doubles the work.
+TEST(KorRegexLimits, NamesHideNothingThatFollows) {
+  std::string calls;
+  for (int level = 0; level < 30; ++level) {
+    const std::string next = std::to_string(level + 1);
+    calls += "(?<q" + std::to_string(level) + ">\\g<q" + next + ">\\g<q" + next + ">)";
+  }
+  calls += "(?<q30>a)";
+  for (const char* before : {"(?x)(?<a#>)", "(?x)(?'a#')", "(?<a[>)", "(?<a\\>)", "(?<a(?#>)", "(?<a>)(?(<a>)b|c)",
+                             "(?x)(?<a#>)\\k<a#>", "(?x)(?<a#>)\\g<a#>", "(?x)(?<a#>)(?(<a#>)b|c)",
+                             "(?<a[>)(?(<a[>)b|c)", "(?<a[>)\\g'a['", "\\(?(<[>)", "\\(?(<#>)", "(?x)\\(?(<a\n#\n>)"}) {
+    const WorkBound bound(before);
+    EXPECT_NE(raised([&] { (void)KorRegex::compileExpression(before + calls); }), "") << before;
+  }
+}
+
+// Names that stand in one place of the engine's table, the worst of which there are so many.
+std::string groupsWithNames(int count) {
+  constexpr std::uint32_t kPlaces = 1033;  // of a table for so many
+  constexpr std::string_view kLetters = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
+  std::string pattern;
+  for (std::size_t number = 0; count > 0; ++number) {
+    std::string name;
+    std::uint32_t hash = 0;
+    for (std::size_t rest = number + 8'000'000; rest > 0; rest /= kLetters.size()) {
+      name += kLetters[rest % kLetters.size()];
+      hash = hash * 997 + static_cast<unsigned char>(name.back());
+    }
+    if ((hash + (hash >> 5)) % kPlaces != 0) continue;
+    pattern += "(?<" + name + ">)";
+    --count;
+  }
+  return pattern;
+}
+
 struct WeightRow {
   const char* what;
   std::string pattern;
@@ -418,6 +453,8 @@ TEST(KorRegexLimits, APatternIsQuickToCompile) {
       {"many conditions on many groups", repeated("(?<n>)", 5'400) + repeated("(?(<n>))", 3'900), false},
       {"a condition on a group", "(?<n>a)?(?(<n>)b|c)", true},
       {"many references to many groups", repeated("(?<a>)", 2'000) + repeated("\\k<a>", 2'000), false},
+      {"groups with names", groupsWithNames(2'000), true},
+      {"many groups with names", groupsWithNames(2'400), false},
   };
   for (const WeightRow& row : rows) {
     const WorkBound bound(row.what);
@@ -425,8 +462,8 @@ TEST(KorRegexLimits, APatternIsQuickToCompile) {
     EXPECT_EQ(text.empty(), row.compiles) << row.what << ": " << text.substr(0, 300);
     if (!row.compiles) {
       EXPECT_THAT(text, testing::EndsWith(
-                            "does not compile: it has too many character classes or references to names, or is too "
-                            "long to ignore case"));
+                            "does not compile: it has too many character classes, or groups with names and references "
+                            "to them, or is too long to ignore case"));
     }
   }
 }
@@ -541,12 +578,37 @@ struct UnwatchedRow {
 
 TEST(KorRegexLimits, PatternsWhosePartsAreNotToldApartAreNotWatched) {
   const UnwatchedRow rows[] = {
-      {"extended mode", "(?x)a b"},   {"extended mode in a group", "(?ix:a b)"}, {"a comment", "a(?#b)*"},
-      {"a condition", "(a)?(?(1)b)"}, {"an absent operator", "(?~|a|b)"},        {"a control character", "\\cA*"},
-      {"a line's end", "a\\R"},       {"a boundary of characters", "\\y"},       {"none", "a\\Y"},
+      {"extended mode", "(?x)a b"},
+      {"extended mode in a group", "(?ix:a b)"},
+      {"a comment", "a(?#b)*"},
+      {"a condition", "(a)?(?(1)b)"},
+      {"an absent operator", "(?~|a|b)"},
+      {"a control character", "\\cA*"},
+      {"a line's end", "a\\R"},
+      {"a boundary of characters", "\\y"},
+      {"none", "a\\Y"},
       {"joined characters", "\\X"},
+      {"a control character of a bracket", "[\\c[z]"},
+      {"one that ends no class", "[\\c]]+"},
+      {"a meta character", "[\\M-[]"},
+      {"a bracket that stands for itself", "[[:\\]:]"},
+      {"a name that is none", "[[:letters:]]"},
   };
   for (const UnwatchedRow& row : rows) EXPECT_EQ(watchedPattern(row.pattern), std::nullopt) << row.what;
+}
+
+TEST(KorRegexLimits, NoClassHidesWhatFollows) {
+  const std::string subject = std::string(20'000, 'a') + "d";
+  for (const std::string before : {"[\\c[z]?", "[\\M-[]?", "[[:\\]:]?"}) {
+    const Ref<KorRegex> regex = KorRegex::compileExpression(before + "(?:(?>a*)b|a)*[de][^x]]?");
+    const WorkBound bound(before);
+    EXPECT_EQ(limitReached([&] { (void)regex->matchesString(*NSString::stringWithUTF8(subject)); }),
+              KorTemplateLimit::RegexRetries)
+        << before;
+  }
+  const Ref<KorRegex> hard = KorRegex::compileExpression("(?:x?){100000}[\\c]]+");
+  EXPECT_FALSE(hard->matchesString(*NSString::stringWithUTF8("(?{t}")));
+  EXPECT_TRUE(KorRegex::compileExpression("[[:alpha:][:^digit:]x]y")->matchesString(*NSString::stringWithUTF8("ay")));
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include "Foundation/NSEnumerator.h"
 #include "Foundation/NSSet.h"
 #include "Source/KorTemplateCallableFunction.h"
+#include "Source/KorTemplateCallbackStream.h"
 #include "Source/KorTemplateReturnIndication.h"
 #include "Source/KorTemplateStackFrame.h"
 #include "Source/KorTemplateSyntaxErrorException.h"
@@ -486,6 +487,17 @@ TEST(AHostThatEndsItsThread, LeavesAnEnvironmentForOthers) {
     stage.run("c");
     EXPECT_EQ(stage.text(), "ac") << text;
   }
+}
+
+TEST(AHostThatEndsItsThread, MayDoSoWhereTheOutputOfAFailureIsDelivered) {
+  const Stage stage;
+  stage.environment->setOutputStream(
+      KorTemplateCallbackStream::streamWithCallback([](std::string_view) { pthread_exit(nullptr); }));
+  runToTheEndOfAThread(stage, "text<?= 1 < \"a\" ?>");
+  stage.environment->setOutputStream(stage.output);
+  stage.run("c");
+  EXPECT_EQ(stage.depth(), 1);
+  EXPECT_THAT(stage.text(), testing::EndsWith("c"));
 }
 
 TEST(AHostThatRendersWithoutEnd, EndsInALimit) {

@@ -162,6 +162,19 @@ TEST(ALayer, CannotChangeWhileItIsBeingShared) {
   EXPECT_TRUE(layer->isFrozen());
 }
 
+// What templates consist of counts atomically from birth, also where a host has made it.
+TEST(ALayer, RefusesAsAGlobalWhatItRefusesAsAFunction) {
+  const Ref<KorTemplateLayer> layer = KorTemplateLayer::layer();
+  layer->setGlobal("f", Value(makeRef<HostFunction>([](auto&&...) -> Value { return 1; })));
+  EXPECT_NE(raisedBy([&] { layer->share(); }), "nothing");
+  layer->setGlobal("f", Value(makeRef<SharedFunction>()));
+  layer->setGlobal("page", Value(KorTemplate::compile("<?= \"a\" =~ /b/ ?>")));
+  layer->setGlobal("source", Value(makeRef<KorTemplateSource>("name", "text")));
+  layer->setGlobal("other", Value(siteLayer()));
+  layer->share();
+  EXPECT_TRUE(layer->isFrozen());
+}
+
 TEST(ALayer, TakesNeitherAbsentNamesNorAbsentValues) {
   const Ref<KorTemplateLayer> layer = KorTemplateLayer::layer();
   EXPECT_EQ(raisedBy([&] { layer->setValueForGlobalVariableWithName(Value(), "a"); }), failedCheck("variable != nil"));

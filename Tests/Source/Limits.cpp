@@ -103,6 +103,7 @@ TEST(Limits, AreNoDiagnosticsAndLeaveTheEnvironmentAsItWas) {
       {KorTemplateLimit::StringLength, "<? $list < 1 ?>"},
       {KorTemplateLimit::StringLength, "<? $list =~ /x/ ?>"},
       {KorTemplateLimit::StringLength, "<?= $grows.lowercaseString ?>"},
+      {KorTemplateLimit::StringLength, "<?= $huge.description ?>"},
       {KorTemplateLimit::ValueDepth, "<?= $deep ?>"},
       {KorTemplateLimit::ValueDepth, "<?= $deep == $equal ?>"},
   };
@@ -115,6 +116,7 @@ TEST(Limits, AreNoDiagnosticsAndLeaveTheEnvironmentAsItWas) {
     stage.set("grows", std::string(repeated("\u023A", 40)));  // of two bytes, and of three in lower case
     stage.environment->setLimits(limits);
     stage.set("long", std::string(60, 'x'));
+    stage.set("huge", std::string(101, 'x'));
     stage.set("list", NSArray::arrayWithObjects({std::string(99, 'x')}));
     stage.set("deep", nestedLists(1002));
     stage.set("equal", nestedLists(1002));
@@ -127,6 +129,21 @@ TEST(Limits, AreNoDiagnosticsAndLeaveTheEnvironmentAsItWas) {
     stage.run("<? function f() ?>again<? endfunction ?><? f() ?>");
     EXPECT_EQ(stage.text(), "aagain") << row.body;
   }
+}
+
+TEST(Limits, OfStringsHoldForTheTextsOfNumbers) {
+  const Stage stage;
+  KorTemplateLimits limits;
+  limits.stringLength = 3;
+  stage.environment->setLimits(limits);
+  stage.set("n", 1234);
+  for (const char* key : {"stringValue", "description"}) {
+    EXPECT_EQ(limitReachedBy([&] { stage.run(std::string("<?= $n.") + key + " ?>"); }), KorTemplateLimit::StringLength)
+        << key;
+  }
+  stage.set("n", 123);
+  stage.run("<?= $n.stringValue ?>");
+  EXPECT_EQ(stage.text(), "123");
 }
 
 TEST(Limits, EndRecursionAtOnceHoweverOftenAFunctionCallsItself) {

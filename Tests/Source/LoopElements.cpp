@@ -1,8 +1,18 @@
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "Foundation/LazyCollections.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Foundation/NSSet.h"
+#include "Source/KorTemplateCallableFunction.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -83,6 +93,31 @@ TEST(AnElementThatEnds, MayAssignManyVariables) {
       }
     });
   }
+}
+
+// The keys of a map that the program empties meanwhile are views of texts that end with their entries.
+template <class Map>
+std::string loopOverViewsThatEnd() {
+  std::map<std::string, std::unique_ptr<std::string>> texts;
+  Map map;
+  for (const char* key : {"a", "b", "c"}) {
+    texts[key] = std::make_unique<std::string>(std::string(60, *key));
+    map[*texts[key]] = *key;
+  }
+  const Stage stage;
+  stage.environment->setGlobal("map", std::cref(map));
+  stage.environment->setFunction("drop", [&](int element) {
+    const std::string key(1, static_cast<char>(element));
+    map.erase(*texts[key]);
+    texts.erase(key);
+  });
+  stage.run("<? foreach ($e in $map) ?>.<? drop($e) ?><? endforeach ?>");
+  return stage.text();
+}
+
+TEST(AMapsKeysThatAreViews, MayEndWhileALoopGoesOn) {
+  EXPECT_EQ((loopOverViewsThatEnd<std::map<std::string_view, int>>()), "...");
+  EXPECT_EQ((loopOverViewsThatEnd<std::unordered_map<std::string_view, int>>()), "...");
 }
 
 // What is shared between threads lends its elements to a loop.

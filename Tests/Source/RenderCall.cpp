@@ -73,7 +73,6 @@ TEST(TheRenderCall, RendersACompiledTemplateManyTimes) {
   const Ref<KorTemplate> page = KorTemplate::compile("<?= $n ?>;<?= $x ?><? $x = 1 ?>", {.name = "page"});
   for (const int n : {1, 2}) EXPECT_EQ(render(page, {{"n", n}}), std::to_string(n) + ";");
   EXPECT_EQ(raisedBy([] { (void)render(Ref<KorTemplate>()); }), failedCheck("compiled != nil"));
-  EXPECT_EQ(raisedBy([] { (void)tryRender(Ref<KorTemplate>()); }), failedCheck("compiled != nil"));
 }
 
 TEST(TheRenderCall, RaisesWhatCompilingAndExecutingRaise) {
@@ -92,6 +91,13 @@ TEST(TheRenderCall, AnswersWithItsFailureWhereThatIsWanted) {
   EXPECT_EQ(failed.failure().text(), "template:2:1: NSGenericException: Divide by zero\n<?= 1 / 0 ?>\n^\n");
   EXPECT_EQ(tryRender("<? if (true ?>").failure().name(), KorTemplateSyntaxErrorExceptionName);
   EXPECT_EQ(tryRender(KorTemplate::compile("<? 1 / 0 ?>", {.name = "page"})).failure().place().templateName(), "page");
+}
+
+TEST(TryRender, AnswersWithTheFailureOfACallWithoutATemplate) {
+  const KorTemplateResult<std::string> result = tryRender(Ref<KorTemplate>());
+  ASSERT_FALSE(result);
+  EXPECT_EQ(result.failure().name() + ": " + result.failure().reason(), failedCheck("compiled != nil"));
+  EXPECT_NE(result.failure().exception(), nullptr);
 }
 
 }  // namespace

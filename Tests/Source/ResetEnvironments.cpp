@@ -204,6 +204,14 @@ TEST(AnEnvironmentThatIsReset, ServesManyRequestsWithOneBuffer) {
   }
 }
 
+TEST(AnEnvironment, LivesUntilItHasBeenReset) {
+  Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+  environment->setGlobal("last", Value(makeRef<EndingObject>([&] { environment = nullptr; })));
+  KorTemplateEnvironment* const lent = environment.get();
+  lent->reset();
+  EXPECT_EQ(environment, nullptr);
+}
+
 }  // namespace
 
 }  // namespace tavlo::test

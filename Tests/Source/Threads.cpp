@@ -95,6 +95,32 @@ TEST(Threads, RenderOneTemplateThousandsOfTimesEachWithAnEnvironmentOfItsOwn) {
   for (const int count : wrong) EXPECT_EQ(count, 0);
 }
 
+// A host gives its own string to a node.
+TEST(Threads, RunATemplateMadeByHandAtOnce) {
+  const std::string text = "a text beyond small buffers, on the heap";
+  const Ref<KorTemplateFunctionCallExpression> call = makeRef<KorTemplateFunctionCallExpression>("same");
+  call->addArgumentExpression(KorTemplateLiteralExpression::expressionWithLiteral(text));
+  const Ref<KorTemplateLiteralExpression> other = KorTemplateLiteralExpression::expressionWithLiteral(1);
+  other->setLiteral(text);
+  const Ref<KorTemplate> made = makeRef<KorTemplate>();
+  made->addStatement(makeRef<KorTemplateOutputStatement>(Ref<KorTemplateExpression>(call)));
+  made->addStatement(makeRef<KorTemplateOutputStatement>(Ref<KorTemplateExpression>(other)));
+  EXPECT_TRUE(other->literal().object()->isShared());
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 2; ++thread) {
+    threads.emplace_back([&] {
+      const Stage stage;
+      stage.environment->setFunction("same", [](const Value& value) { return value; });
+      for (int run = 0; run < 10'000; ++run) made->executeWithEnvironment(stage.get());
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  const Stage stage;
+  stage.environment->setFunction("same", [](const Value& value) { return value; });
+  made->executeWithEnvironment(stage.get());
+  EXPECT_EQ(stage.text(), text + text);
+}
+
 TEST(Threads, CopyAndDescribeOneTemplateAtOnce) {
   const Ref<KorTemplate> compiled = KorTemplate::compile(kText);
   const Value list = sharedList();
