@@ -32,4 +32,7 @@ class HeldParts {
   std::vector<Value> parts_;
 };
 
+// Stands in its place where no argument refers to parts.
+struct NoParts {};
+
 }  // namespace tavlo

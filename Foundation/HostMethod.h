@@ -140,7 +140,7 @@ class HostParameter<P> {
   }
 
   Value value_;
-  HeldParts parts_;
+  [[no_unique_address]] PartsFor<ConvertedFor<P>> parts_;
   decltype(Conversion::fromValue(std::declval<const Value&>())) held_;
 };
 

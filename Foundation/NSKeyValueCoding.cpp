@@ -424,9 +424,11 @@ std::size_t NSKeyPath::reduce(std::size_t index, const std::vector<Value>& eleme
   const WorkCounter work;
   Reduction reduction;
   std::size_t numbers = 0;
-  for (std::size_t at = 0; at < elements.size(); ++at) {
-    const Value* const value = index < count_ ? peekFrom(index, elements[at].peek()) : &elements[at];
-    if (value == nullptr || (!value->isNumber() && !value->isNull())) return at;
+  const Value* const first = elements.data();
+  const Value* const end = first + elements.size();
+  for (const Value* element = first; element != end; ++element) {
+    const Value* const value = index < count_ ? peekFrom(index, element->peek()) : element;
+    if (value == nullptr || (!value->isNumber() && !value->isNull())) return static_cast<std::size_t>(element - first);
     work.step();
     if (value->isNull()) continue;
     reduction.add(value->peek());

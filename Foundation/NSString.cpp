@@ -31,7 +31,9 @@ class NSString::InArena final : public NSString {
  public:
   using NSString::NSString;
 
-  static void* operator new(std::size_t size, std::size_t extra) { return ObjectArena::allocate(size + extra); }
+  static void* operator new(std::size_t size, std::size_t extra) {
+    return ObjectArena::allocate(size + roomFor(extra));
+  }
   static void operator delete(void* memory, std::size_t /*extra*/) noexcept { ObjectArena::free(memory); }
   static void operator delete(void* memory) noexcept { ObjectArena::free(memory); }
 };

@@ -1,8 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
 
 #include "Foundation/Bytes.h"
@@ -75,9 +78,14 @@ class NSString : public NSObject {
   std::uint32_t length() const noexcept { return length_; }
   bool isASCII() const noexcept { return length_ == byteLength_; }
 
-  bool hasSameText(const NSString& other) const noexcept {
-    return this == &other ||
-           (byteLength_ == other.byteLength_ && areSameBytes(characters(), other.characters(), byteLength_));
+  // Short texts, as most keys are, are compared in one go: a string has room for a word.
+  [[gnu::always_inline]] bool hasSameText(const NSString& other) const noexcept {
+    if (this == &other) return true;
+    if (byteLength_ != other.byteLength_) return false;
+    if constexpr (std::endian::native == std::endian::little) {
+      if (byteLength_ - 1U < sizeof(std::uint64_t)) return (firstWord() ^ other.firstWord()) << spareBits() == 0;
+    }
+    return areSameBytes(characters(), other.characters(), byteLength_);
   }
 
   const char* className() const override { return "NSString"; }
@@ -107,8 +115,17 @@ class NSString : public NSObject {
   static Ref<NSString> uninitializedInArena(std::size_t byteLength, std::size_t length, Counting counting);
   static void requireLength(std::size_t byteLength);
   char* mutableCharacters() noexcept { return reinterpret_cast<char*>(this + 1); }
+  std::uint64_t firstWord() const noexcept {
+    std::uint64_t word;
+    std::memcpy(&word, characters(), sizeof word);
+    return word;
+  }
+  // Of the first word, those that a short text leaves free.
+  std::uint32_t spareBits() const noexcept { return 64 - 8 * byteLength_; }
+  // Of the memory behind the object, which holds a word at least.
+  static std::size_t roomFor(std::size_t extra) noexcept { return std::max(extra, sizeof(std::uint64_t)); }
   std::uint32_t computeHash() const noexcept;
-  static void* operator new(std::size_t size, std::size_t extra) { return ::operator new(size + extra); }
+  static void* operator new(std::size_t size, std::size_t extra) { return ::operator new(size + roomFor(extra)); }
   static void operator delete(void* memory, std::size_t /*extra*/) { ::operator delete(memory); }
 
   std::uint32_t byteLength_;

@@ -54,7 +54,11 @@ class Value {
   // NOLINTEND(google-explicit-constructor)
 
   // A copy owns its object, also that of a lent value.
-  Value(const Value& other) noexcept : Value(retaining(other.peek())) {}
+  Value(const Value& other) noexcept : raw_(other.raw_.inWords()) {
+    if (kind() != ValueKind::Object) return;
+    raw_.tag |= RawValue::kOwned;
+    raw_.payload.object->retain();
+  }
   Value(Value&& other) noexcept : raw_(other.leak()) {}
   ~Value() {
     if (raw_.isOwned()) raw_.payload.object->release();

@@ -124,9 +124,13 @@ inline constexpr bool kRefersToValues<Whole<Parts...>> = std::ranges::view<Whole
 template <class T>
 inline constexpr bool kRefersToParts = kRefersToValues<T> && !std::is_pointer_v<T> && !TextLike<T>;
 
+// What keeps the parts that arguments of such types refer to.
+template <class... Types>
+using PartsFor = std::conditional_t<(kRefersToParts<Types> || ...), HeldParts, NoParts>;
+
 // Converts an argument, whose parts are kept with it.
-template <class T>
-auto argumentFrom(const Value& value, [[maybe_unused]] HeldParts& parts) {
+template <class T, class Parts>
+auto argumentFrom(const Value& value, [[maybe_unused]] Parts& parts) {
   if constexpr (kRefersToParts<T>) {
     const HeldParts::Collecting collecting(parts);
     return ValueConversion<T>::fromValue(value);

@@ -105,7 +105,7 @@ class CallablesFunction final : public KorTemplateCallableFunction {
                 [[maybe_unused]] KorTemplateEnvironment& environment, [[maybe_unused]] std::span<const Value> arguments,
                 std::index_sequence<Indices...> /*indices*/) const {
     using Signature = decltype(signature);
-    [[maybe_unused]] HeldParts parts;
+    [[maybe_unused]] PartsFor<ConvertedFor<Parameters>...> parts;
     // In braces, so that they are converted from the first to the last.
     [[maybe_unused]] std::tuple<typename ParameterHolder<Parameters>::Type...> held{
         hold<Parameters, Indices - Signature::kTakesEnvironment>(environment, arguments, parts)...};
@@ -119,9 +119,9 @@ class CallablesFunction final : public KorTemplateCallableFunction {
     }
   }
 
-  template <class Parameter, std::size_t Position>
+  template <class Parameter, std::size_t Position, class Parts>
   typename ParameterHolder<Parameter>::Type hold(KorTemplateEnvironment& environment, std::span<const Value> arguments,
-                                                 HeldParts& parts) const {
+                                                 [[maybe_unused]] Parts& parts) const {
     if constexpr (std::same_as<Parameter, KorTemplateEnvironment&>) {
       return environment;
     } else if constexpr (RestParameter<Parameter>) {

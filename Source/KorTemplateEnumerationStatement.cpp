@@ -24,21 +24,28 @@ const Name& indexName() {
 
 // Whether the frame may serve the next iteration, and is ready for it: it is the current one still, in the scope it was
 // pushed for, nobody else holds it, and no host's code runs when it lets go of its variables.
-inline bool mayServeAgain(const KorTemplateEnvironment& environment, KorTemplateStackFrame* frame, std::uint64_t scope,
-                          const KorTemplateStackFrame::LoopEntries& kept) {
+template <bool IsLent>
+bool mayServeAgain(const KorTemplateEnvironment& environment, KorTemplateStackFrame* frame, std::uint64_t scope,
+                   bool hasVariable) {
   const KorTemplateStack* stack = environment.stack().get();
   if (frame == nullptr || stack == nullptr || stack->current() != frame) return false;
-  return frame->scope() == scope && frame->hasOneReference() && frame->leaveIteration(kept);
+  return frame->scope() == scope && frame->hasOneReference() && frame->leaveIteration<IsLent>(hasVariable);
 }
 
-// Takes the next element of a list; absent at the end. Either the list may change while it is walked, or it lends the
-// elements, which then belong to it for as long as it lives.
+// Takes the next element of a list that may change while it is walked; absent at the end.
 template <class List, class ElementOf>
-auto walkerOver(const List& list, bool isLending, const ElementOf& elementOf) {
-  return [&list, isLending, elementOf, index = std::size_t{0}]() mutable {
-    if (index >= list.size()) return Value();
-    const Value& element = elementOf(list[index++]);
-    return isLending ? Value::adopt(element.peek()) : element;
+auto walkerOver(const List& list, const ElementOf& elementOf) {
+  return [&list, elementOf, index = std::size_t{0}]() mutable {
+    return index < list.size() ? Value(elementOf(list[index++])) : Value();
+  };
+}
+
+// The same of a list that does not change, without a look at the list, whose references other threads count: each
+// element is lent.
+template <class List, class ElementOf>
+auto lendingWalkerOver(const List& list, const ElementOf& elementOf) {
+  return [next = list.data(), end = list.data() + list.size(), elementOf]() mutable {
+    return next != end ? Value::adopt(elementOf(*next++).peek()) : Value();
   };
 }
 
@@ -68,24 +75,16 @@ Completion KorTemplateEnumerationStatement::execute(KorTemplateEnvironment& envi
   if (collection.isNull()) return Completion::wentOn();
   const NSObject* object = collection.object();
   const ObjectKind kind = object == nullptr ? ObjectKind::Other : object->kind();
-  // What is shared between threads does not change and holds its elements: to count them again would make the threads
-  // wait for one another.
-  const bool isLending = object != nullptr && object->isShared();
-  const Value nobody;
-  const Value& lender = isLending ? collection : nobody;
   const auto itself = [](const Value& element) -> const Value& { return element; };
+  const auto valueOf = [](const NSDictionary::Entry& entry) -> const Value& { return entry.value; };
   if (kind == ObjectKind::Array) {
-    const auto& elements = static_cast<const NSArray*>(object)->elements();
-    return executeLoop(environment, true, lender, walkerOver(elements, isLending, itself));
+    return executeOver(environment, collection, static_cast<const NSArray*>(object)->elements(), itself);
   }
   if (kind == ObjectKind::Set) {
-    const auto& members = static_cast<const NSSet*>(object)->members();
-    return executeLoop(environment, true, lender, walkerOver(members, isLending, itself));
+    return executeOver(environment, collection, static_cast<const NSSet*>(object)->members(), itself);
   }
   if (kind == ObjectKind::Dictionary) {
-    const auto valueOf = [](const NSDictionary::Entry& entry) -> const Value& { return entry.value; };
-    const auto& entries = static_cast<const NSDictionary*>(object)->entries();
-    return executeLoop(environment, true, lender, walkerOver(entries, isLending, valueOf));
+    return executeOver(environment, collection, static_cast<const NSDictionary*>(object)->entries(), valueOf);
   }
   const Ref<NSEnumerator> enumerator = object == nullptr ? nullptr : object->objectEnumerator();
   if (enumerator == nullptr) {
@@ -93,41 +92,53 @@ Completion KorTemplateEnumerationStatement::execute(KorTemplateEnvironment& envi
                        collection.className());
   }
   const bool isQuiet = kind == ObjectKind::LazyList && static_cast<const LazyList*>(object)->isQuiet();
-  return executeLoop(environment, isQuiet, nobody, [&enumerator] { return enumerator->nextObject(); });
+  return executeLoop<false>(environment, isQuiet, Value(), [&enumerator] { return enumerator->nextObject(); });
+}
+
+// What is shared between threads does not change and holds its elements: to count them again would make the threads
+// wait for one another.
+template <class List, class ElementOf>
+Completion KorTemplateEnumerationStatement::executeOver(KorTemplateEnvironment& environment, const Value& collection,
+                                                        const List& list, const ElementOf& elementOf) {
+  if (collection.object()->isShared()) {
+    return executeLoop<true>(environment, true, collection, lendingWalkerOver(list, elementOf));
+  }
+  return executeLoop<false>(environment, true, collection, walkerOver(list, elementOf));
 }
 
 // `mayKeepFrame`: the next element is found without anybody else's code, so that the frame of one iteration can stay
-// for the next one, as long as nobody else holds it. `lender` holds the elements; absent where each comes with a
-// reference of its own.
-template <class Next>
+// for the next one, as long as nobody else holds it. `IsLent`: the collection holds the elements, which come without a
+// reference of their own.
+template <bool IsLent, class Next>
 // NOLINTNEXTLINE(readability-function-cognitive-complexity): one loop, and its shortcut inside
 Completion KorTemplateEnumerationStatement::executeLoop(KorTemplateEnvironment& environment, bool mayKeepFrame,
-                                                        const Value& lender, const Next& takeNext) {
+                                                        const Value& collection, const Next& takeNext) {
   Next next = takeNext;
   const Name& nameOfIndex = indexName();
+  const bool hasVariable = loopVariable_ != nameOfIndex;  // beside the index
   std::uint32_t index = 0;
   for (Value element = next(); !element.isAbsent(); element = next()) {
     requireParameter(!loopVariable_.isAbsent(), "name != nil");
     FrameGuard guard(environment);
     KorTemplateStackFrame* const frame = guard.push();
     const std::uint64_t scope = frame == nullptr ? 0 : frame->scope();
-    KorTemplateStackFrame::LoopEntries kept;
     if (frame != nullptr) {
-      kept = frame->bindLoop(loopVariable_, std::move(element), nameOfIndex, static_cast<std::int32_t>(index), lender);
+      frame->bindLoop<IsLent>(loopVariable_, std::move(element), nameOfIndex, static_cast<std::int32_t>(index),
+                              collection);
     }
     for (;;) {
       environment.step();
       const Completion completion = executeStatements(loopStatements_, environment);
       if (completion.isReturn()) return guard.pop(completion);
       ++index;
-      if (!mayKeepFrame || !mayServeAgain(environment, frame, scope, kept)) break;
+      if (!mayKeepFrame || !mayServeAgain<IsLent>(environment, frame, scope, hasVariable)) break;
       environment.leaveTo(this);
       element = next();
       if (element.isAbsent()) {
         guard.pop();
         return Completion::wentOn();
       }
-      frame->rebindLoop(kept, std::move(element), static_cast<std::int32_t>(index));
+      frame->rebindLoop<IsLent>(hasVariable, std::move(element), static_cast<std::int32_t>(index));
     }
     guard.pop();
     environment.leaveTo(this);

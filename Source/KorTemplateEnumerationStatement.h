@@ -52,8 +52,12 @@ class KorTemplateEnumerationStatement final : public KorTemplateStatement {
   void describe(Description& out) const override;
 
  private:
-  template <class Next>
-  Completion executeLoop(KorTemplateEnvironment& environment, bool mayKeepFrame, const Value& lender, const Next& next);
+  template <class List, class ElementOf>
+  Completion executeOver(KorTemplateEnvironment& environment, const Value& collection, const List& list,
+                         const ElementOf& elementOf);
+  template <bool IsLent, class Next>
+  Completion executeLoop(KorTemplateEnvironment& environment, bool mayKeepFrame, const Value& collection,
+                         const Next& next);
 
   Ref<KorTemplateExpression> expression_;
   Name loopVariable_;

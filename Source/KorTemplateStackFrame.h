@@ -87,34 +87,30 @@ class KorTemplateStackFrame final : public NSObject {
     endChange(bits);
   }
 
-  // What a loop has put into its frame: how many entries, and where the element and its index are, which may be one.
-  struct LoopEntries {
-    std::size_t count = 0;
-    std::size_t element = 0;
-    std::size_t index = 0;
-  };
   // Binds a loop's element and its index in a frame that holds nothing yet; a loop variable of the index's own name
-  // reads the index. What lends the elements, if anything does, is held under no name, and goes last.
-  LoopEntries bindLoop(const Name& variable, Value element, const Name& indexName, std::int32_t index,
-                       const Value& lender) {
-    if (!lender.isAbsent()) append(Name(), lender);
-    const std::size_t first = localVariables_.size();
+  // reads the index. What lends the elements, if `IsLent`, is held before them under no name, and goes last.
+  template <bool IsLent>
+  void bindLoop(const Name& variable, Value element, const Name& indexName, std::int32_t index, const Value& lender) {
+    if constexpr (IsLent) append(Name(), lender);
     append(variable, std::move(element));
     set(indexName, index);
-    const std::size_t count = localVariables_.size();
-    return {count, first, count - 1};
   }
   // Lets go of all that the body has stored behind those, for the next iteration to use the same frame. False where
   // that or the next iteration would end an object that may run a host's code, and then the frame must be popped.
-  bool leaveIteration(const LoopEntries& kept) noexcept {
-    if (localVariables_.size() < kept.count || !localVariables_.truncateWhile(kept.count, endsQuietly)) return false;
-    const bool isIndexPlain = !localVariables_.at(kept.index).isObject();
-    return isIndexPlain && endsQuietly(localVariables_.at(kept.element));
+  // `hasVariable`: beside the index.
+  template <bool IsLent>
+  bool leaveIteration(bool hasVariable) noexcept {
+    constexpr std::size_t kElement = IsLent ? 1 : 0;
+    const std::size_t index = hasVariable ? kElement + 1 : kElement;
+    if (localVariables_.size() <= index || !localVariables_.truncateWhile(index + 1, endsQuietly)) return false;
+    return !localVariables_.at(index).isObject() && endsQuietly(localVariables_.at(kElement));
   }
   // Stores the next ones in their place.
-  void rebindLoop(const LoopEntries& kept, Value element, std::int32_t index) {
-    if (kept.element != kept.index) localVariables_.at(kept.element) = std::move(element);
-    localVariables_.at(kept.index) = index;
+  template <bool IsLent>
+  void rebindLoop(bool hasVariable, Value element, std::int32_t index) {
+    constexpr std::size_t kElement = IsLent ? 1 : 0;
+    if (hasVariable) localVariables_.at(kElement) = std::move(element);
+    localVariables_.at(hasVariable ? kElement + 1 : kElement) = index;
   }
 
   // The same for the first variable of a frame that nobody has pushed upon yet.
