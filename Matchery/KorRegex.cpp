@@ -133,6 +133,9 @@ constexpr std::ptrdiff_t kBytesBetweenLooks = std::ptrdiff_t{1} << 20;
 // an exception: a limit that is reached ends the search, and is raised behind it.
 class Watch {
  public:
+  // `times`: how often the engine may go through the text between two calls.
+  explicit Watch(std::uint64_t times = 1) : times_(times) {}
+
   // What the engine calls; it ends the search when the time is over.
   static int call(OnigCalloutArgs* arguments, void* watch) {
     const std::ptrdiff_t left =
@@ -140,7 +143,8 @@ class Watch {
     int entries = 0;
     int size = 0;
     (void)onig_get_used_stack_size_in_callout(arguments, &entries, &size);
-    return static_cast<Watch*>(watch)->isOver(left, 1, entries) ? ONIG_ABORT : ONIG_CALLOUT_SUCCESS;
+    auto& itself = *static_cast<Watch*>(watch);
+    return itself.isOver(left, itself.times_, entries) ? ONIG_ABORT : ONIG_CALLOUT_SUCCESS;
   }
 
   // From here on the engine may go through so many bytes, so many times, before it calls again, and through so many
@@ -174,6 +178,7 @@ class Watch {
     return reached_ != nullptr;
   }
 
+  std::uint64_t times_;
   WorkCounter work_;
   std::chrono::steady_clock::time_point deadline_ = std::chrono::steady_clock::now() + kLongestSearch;
   std::ptrdiff_t bytes_ = 0;  // that are not counted yet
@@ -298,6 +303,9 @@ Ref<KorRegex> KorRegex::compileExpression(const Text& pattern, std::uint64_t& pa
   if (shape.refersToLevels) {
     raiseDoesNotCompile(pattern.view(), "it refers back to a group at a level of calls");
   }
+  if (shape.namesakes > kMaximumNamesakes) {
+    raiseDoesNotCompile(pattern.view(), "it refers back by name, and more than 16 groups have one name");
+  }
   if (shape.weight > kMaximumWeight) {
     raiseDoesNotCompile(pattern.view(),
                         "it has too many character classes, or groups with names and references to them, or is too "
@@ -345,7 +353,7 @@ bool KorRegex::matchesWatched(std::string_view text, std::uint64_t retries) cons
   if (pattern == nullptr) return matchesPlaceByPlace(text, retries);
   const MatchParameters parameters = makeParameters();
   setRetries(*parameters, {text.size() <= kShortSubject ? retries : 0, retries});
-  Watch watch;
+  Watch watch(shape_.namesakes);
   onig_set_progress_callout_of_match_param(parameters.get(), &Watch::call);
   onig_set_callout_user_data_of_match_param(parameters.get(), &watch);
   const int answer = search(pattern, text, parameters.get());

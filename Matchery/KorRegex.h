@@ -33,6 +33,8 @@ class KorRegex final : public NSObject {
   static constexpr std::int32_t kMaximumGroupDepth = 100;
   static constexpr std::int32_t kMaximumCalls = 40;
   static constexpr std::uint64_t kMaximumWeight = 256;
+  // And the most groups that may have a name to which it refers back.
+  static constexpr std::uint32_t kMaximumNamesakes = 16;
   static constexpr std::uint64_t kPartsOfWeight = 64;
 
   // The pattern compiled. Raises `NSInvalidArgumentException`, with the pattern and the reason, when it does not

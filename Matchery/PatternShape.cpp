@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "Matchery/POSIXBracket.h"
@@ -27,6 +28,9 @@ class ShapeReader {
   PatternShape read() {
     for (; at_ < pattern_.size() && shape_.depth <= PatternShape::kCounted; ++at_) step();
     shape_.weight = weight();
+    if (refersByName_) {
+      for (const auto& [name, groups] : groupsOfNames_) shape_.namesakes = std::max(shape_.namesakes, groups);
+    }
     // Groups that call the next one several times run it as often as that multiplies: most often where each does so
     // three times.
     for (std::int32_t calls = shape_.calls; calls > 0; calls -= 3) repeat(3);
@@ -129,6 +133,7 @@ class ShapeReader {
     const std::size_t name = at_ + 2;
     if (name > pattern_.size() || (pattern_[name - 1] != '<' && pattern_[name - 1] != '\'')) return;
     ++references_;
+    refersByName_ = true;
     if (endOfName_ < name) endOfName_ = std::min(pattern_.find_first_of(">'", name), pattern_.size());
     if (signInName_ <= name) signInName_ = std::min(pattern_.find_first_of("+-", name + 1), pattern_.size());
     if (signInName_ < endOfName_) shape_.refersToLevels = true;
@@ -230,8 +235,10 @@ class ShapeReader {
     if (isCondition) {
       stepOverName(at_ + 1);
     } else if (!looksAround && (isAt("(?<") || isAt("(?'"))) {
+      const std::size_t name = at_ + 3;
       ++namedGroups_;
       stepOverName(at_ + 2);
+      if (name <= at_) ++groupsOfNames_[pattern_.substr(name, at_ - name)];
     }
   }
 
@@ -330,7 +337,9 @@ class ShapeReader {
   std::uint64_t references_ = 0;           // to names
   std::size_t endOfName_ = 0;              // the next ">" or "'" behind the last of them, or the end
   std::size_t signInName_ = 0;             // the next sign there, or the end
+  bool refersByName_ = false;
   std::uint64_t namedGroups_ = 0;
+  std::unordered_map<std::string_view, std::uint32_t> groupsOfNames_;
   std::uint64_t sets_ = 0;        // properties, types and brackets in classes, and what they have in common
   bool ignoresCase_ = false;      // anywhere
   std::int32_t quantifiers_ = 0;  // since the last atom

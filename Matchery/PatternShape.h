@@ -34,6 +34,9 @@ struct PatternShape {
   // Whether it has a reference such as "\k<name+1>", for which the engine looks through its whole stack each time,
   // which none of its limits counts.
   bool refersToLevels = false;
+  // The most groups that have one name, where the pattern refers back by name: the engine compares with one after the
+  // other, each with as much as the whole text.
+  std::uint32_t namesakes = 1;
 
   static constexpr std::int32_t kCounted = 200;
 

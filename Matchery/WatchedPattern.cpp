@@ -111,11 +111,27 @@ class Watcher {
     if (std::string_view("cCMQRyYX").find(letter) != kNone) return kNone;
     if (letter == 'k') return reference(sizeOverName(at_ + 2));
     if (letter == 'g') return atom(sizeOverName(at_ + 2));
-    if (kDigits.find(letter) != kNone) return reference(sizeOver(kDigits, at_ + 1));
+    if (kDigits.find(letter) != kNone) return digits();
     ++at_;  // what is escaped may take several bytes
     const std::size_t size = characterSize();
     --at_;
     return atom(size + 1);
+  }
+
+  // Digits behind a backslash: a reference to a group, or an octal number of up to three digits where there cannot be
+  // so many groups; none where that is open.
+  std::size_t digits() {
+    constexpr std::size_t kMostOctalDigits = 3;
+    const std::size_t size = sizeOver(kDigits, at_ + 1);
+    const std::size_t octalDigits = std::min(sizeOver("01234567", at_ + 1) - 1, kMostOctalDigits);
+    if (letterAt(at_ + 1) == '0') return atom(1 + octalDigits);
+    if (size == 2) return reference(size);
+    std::size_t number = 0;
+    for (std::size_t at = at_ + 1; at < at_ + size && number <= pattern_.size(); ++at) {
+      number = number * 10 + static_cast<std::size_t>(pattern_[at] - '0');
+    }
+    const auto groups = static_cast<std::size_t>(std::ranges::count(pattern_, '('));
+    return number > groups && octalDigits > 0 ? atom(1 + octalDigits) : kNone;
   }
 
   // What it refers to may be empty: then only its own count ends the loop over it.

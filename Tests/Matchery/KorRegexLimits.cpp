@@ -449,10 +449,10 @@ TEST(KorRegexLimits, APatternIsQuickToCompile) {
       {"a few brackets that end behind", "[" + repeated("[:", 1'000) + std::string(25, 'a') + ":]]", true},
       {"letters that look like references", repeated("\\k", 30'000), true},
       {"a sign behind such a letter", "\\ka+b>", true},
-      {"references to a name", repeated("(?<a>b)", 200) + repeated("\\k<a>", 200), true},
+      {"references to a name", repeated("(?<a>b)", 16) + repeated("\\k<a>", 200), true},
       {"many conditions on many groups", repeated("(?<n>)", 5'400) + repeated("(?(<n>))", 3'900), false},
       {"a condition on a group", "(?<n>a)?(?(<n>)b|c)", true},
-      {"many references to many groups", repeated("(?<a>)", 2'000) + repeated("\\k<a>", 2'000), false},
+      {"many references to many groups", groupsWithNames(1'000) + "(?<a>)" + repeated("\\k<a>", 4'000), false},
       {"groups with names", groupsWithNames(2'000), true},
       {"many groups with names", groupsWithNames(2'400), false},
   };
@@ -593,6 +593,8 @@ TEST(KorRegexLimits, PatternsWhosePartsAreNotToldApartAreNotWatched) {
       {"a meta character", "[\\M-[]"},
       {"a bracket that stands for itself", "[[:\\]:]"},
       {"a name that is none", "[[:letters:]]"},
+      {"digits that may be a group's", "(a)(b)(c)(d)(e)(f)(g)(h)(i)(j)\\10"},
+      {"digits that are neither", "(a)\\89"},
   };
   for (const UnwatchedRow& row : rows) EXPECT_EQ(watchedPattern(row.pattern), std::nullopt) << row.what;
 }
@@ -609,6 +611,28 @@ TEST(KorRegexLimits, NoClassHidesWhatFollows) {
   const Ref<KorRegex> hard = KorRegex::compileExpression("(?:x?){100000}[\\c]]+");
   EXPECT_FALSE(hard->matchesString(*NSString::stringWithUTF8("(?{t}")));
   EXPECT_TRUE(KorRegex::compileExpression("[[:alpha:][:^digit:]x]y")->matchesString(*NSString::stringWithUTF8("ay")));
+}
+
+TEST(KorRegexLimits, DigitsBehindAnEscapeMeanTheSameInAHardSearch) {
+  const Ref<KorRegex> regex = KorRegex::compileExpression("^(?:(?:a|aa)*c|a*\\0611*$)");
+  for (const int letters : {0, 10, 24}) {
+    EXPECT_TRUE(regex->matchesString(*NSString::stringWithUTF8(std::string(letters, 'a') + "1"))) << letters;
+  }
+}
+
+TEST(KorRegexLimits, ANameThatIsReferredToHasFewGroups) {
+  EXPECT_EQ(raised([] { (void)KorRegex::compileExpression(repeated("(?<a>b)", 16) + "\\k<a>"); }), "");
+  EXPECT_EQ(raised([] { (void)KorRegex::compileExpression(repeated("(?<a>b)", 17) + "\\k<b>(?<b>)"); }),
+            "NSInvalidArgumentException: The regular expression /" + repeated("(?<a>b)", 17) +
+                "\\k<b>(?<b>)/ does not compile: it refers back by name, and more than 16 groups have one name");
+  EXPECT_EQ(raised([] { (void)KorRegex::compileExpression(repeated("(?<a>b)", 17)); }), "");
+  const std::string letter = "\u00DF";
+  const std::string text = std::string(repeated(letter, 100'000)) + "b" + std::string(repeated(letter, 100'000)) + "c";
+  const std::string pattern = "^(?<a>)(?=" + repeated("(?<a>", 15) + letter + "*b" + repeated(")", 15) + ")" + letter +
+                              "*b(?i:" + repeated("\\k<a>", 5) + ")";
+  const Ref<KorRegex> regex = KorRegex::compileExpression(pattern);
+  const WorkBound bound("references to namesakes");
+  (void)limitReached([&] { (void)regex->matchesString(*NSString::stringWithUTF8(text)); });
 }
 
 }  // namespace
