@@ -148,25 +148,30 @@ class Watcher {
   // None where an escape may take another bracket with it, or "[:" stands for itself: the engine's own ways to find the
   // end of such a class are not followed here.
   std::size_t classSize() const {
-    std::size_t at = at_;
-    for (std::size_t depth = 0; at < pattern_.size(); ++at) {
-      const char letter = pattern_[at];
-      if (letter == '\\') {
-        if (std::string_view("cCM").find(letterAt(at + 1)) != kNone) return kNone;
-        ++at;
-      } else if (letter == '[' && letterAt(at + 1) == ':' && depth > 0) {
-        const std::size_t size = sizeOfPOSIXBracket(pattern_.substr(at));
-        if (size == 0) return kNone;
-        at += size - 1;
-      } else if (letter == '[') {
-        ++depth;
-        if (letterAt(at + 1) == '^') ++at;
-        if (letterAt(at + 1) == ']') ++at;  // stands for itself there
-      } else if (letter == ']' && --depth == 0) {
-        return at + 1 - at_;
-      }
+    std::size_t depth = 0;
+    for (std::size_t at = at_; at < pattern_.size();) {
+      const std::size_t size = sizeInClass(at, depth);
+      if (size == kNone) return kNone;
+      at += size;
+      if (depth == 0) return at - at_;
     }
     return kNone;
+  }
+
+  // The size of the next part of a class, or none; `depth` counts the classes that are open behind it.
+  std::size_t sizeInClass(std::size_t at, std::size_t& depth) const {
+    const char letter = pattern_[at];
+    const char next = letterAt(at + 1);
+    if (letter == '\\') return std::string_view("cCM").find(next) != kNone ? kNone : 2;
+    if (letter == ']') --depth;
+    if (letter != '[') return 1;
+    if (next == ':' && depth > 0) {
+      const std::size_t size = sizeOfPOSIXBracket(pattern_.substr(at));
+      return size > 0 ? size : kNone;
+    }
+    ++depth;
+    const std::size_t size = next == '^' ? 2 : 1;
+    return letterAt(at + size) == ']' ? size + 1 : size;  // stands for itself there
   }
 
   std::size_t groupStart() {
