@@ -133,8 +133,9 @@ constexpr std::ptrdiff_t kBytesBetweenLooks = std::ptrdiff_t{1} << 20;
 // an exception: a limit that is reached ends the search, and is raised behind it.
 class Watch {
  public:
-  // `times`: how often the engine may go through the text between two calls.
-  explicit Watch(std::uint64_t times = 1) : times_(times) {}
+  // `times`: how often the engine may go through the text between two calls. `bytesOfCall`: what else it may do, of the
+  // pattern alone.
+  explicit Watch(std::uint64_t times = 1, std::uint64_t bytesOfCall = 0) : times_(times), bytesOfCall_(bytesOfCall) {}
 
   // What the engine calls; it ends the search when the time is over.
   static int call(OnigCalloutArgs* arguments, void* watch) {
@@ -144,6 +145,7 @@ class Watch {
     int size = 0;
     (void)onig_get_used_stack_size_in_callout(arguments, &entries, &size);
     auto& itself = *static_cast<Watch*>(watch);
+    itself.unseen_ += itself.bytesOfCall_;
     return itself.isOver(left, itself.times_, entries) ? ONIG_ABORT : ONIG_CALLOUT_SUCCESS;
   }
 
@@ -179,6 +181,7 @@ class Watch {
   }
 
   std::uint64_t times_;
+  std::uint64_t bytesOfCall_;
   WorkCounter work_;
   std::chrono::steady_clock::time_point deadline_ = std::chrono::steady_clock::now() + kLongestSearch;
   std::ptrdiff_t bytes_ = 0;  // that are not counted yet
@@ -250,12 +253,16 @@ std::uint64_t bytesOfLoop(const PatternShape& shape, std::uint64_t length) {
   return std::min(bytes, kTooMany);
 }
 
+// To look at a place takes as long as to go through some bytes.
+constexpr std::uint64_t kBytesOfPlace = 8;
+
 // The retries that a plain search of so long a text may take: between two of them the engine goes through the text at
-// most once for each loop, as often as counted quantifiers repeat it.
+// most once for each loop, as often as counted quantifiers repeat it, and looks at each place as often.
 std::uint64_t plainRetries(const PatternShape& shape, std::size_t patternLength, std::size_t length) {
   const std::uint64_t loops = std::min<std::uint64_t>(shape.loops, KorRegex::kMaximumPatternLength);
   const std::uint64_t once = patternLength + 1 + (loops > 0 ? bytesOfLoop(shape, length) : 0);
-  return kPlainSteps / std::min(kPlainSteps, once * std::max<std::uint64_t>(loops, 1)) / shape.repetitions;
+  const std::uint64_t times = std::max<std::uint64_t>(loops, 1) + kBytesOfPlace * shape.places;
+  return kPlainSteps / std::min(kPlainSteps, once * times) / shape.repetitions;
 }
 
 }  // namespace
@@ -353,7 +360,7 @@ bool KorRegex::matchesWatched(std::string_view text, std::uint64_t retries) cons
   if (pattern == nullptr) return matchesPlaceByPlace(text, retries);
   const MatchParameters parameters = makeParameters();
   setRetries(*parameters, {text.size() <= kShortSubject ? retries : 0, retries});
-  Watch watch(shape_.namesakes);
+  Watch watch(shape_.namesakes, kBytesOfPlace * pattern_->view().size());
   onig_set_progress_callout_of_match_param(parameters.get(), &Watch::call);
   onig_set_callout_user_data_of_match_param(parameters.get(), &watch);
   const int answer = search(pattern, text, parameters.get());
@@ -377,12 +384,12 @@ const re_pattern_buffer* KorRegex::watched() const {
 // text in some tenths of a second; what takes more counts as too long. Where the pattern asks for the place where the
 // search began, the whole search is as one place.
 bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries) const {
-  const std::uint64_t once = bytesOfLoop(shape_, text.size()) + 1;
-  // A step that takes a power of the text's length must be quick; one that goes through the text is, in all but huge
-  // ones.
-  if (shape_.power > 1 && once > kBytesAtOnePlace) raiseSearchTime(retries);
-  const std::uint64_t fewest =
-      std::clamp<std::uint64_t>(kBytesAtOnePlace / once, shape_.power > 1 ? 1 : kFewestRetries, 1'000);
+  const std::uint64_t once = bytesOfLoop(shape_, text.size()) * (1 + kBytesOfPlace * shape_.places) + 1;
+  // A step that takes a power of the text's length, or looks at many places, must be quick; one that goes through the
+  // text is, in all but huge ones.
+  const bool isSteep = shape_.power > 1 || shape_.places > 0;
+  if (isSteep && once > kBytesAtOnePlace) raiseSearchTime(retries);
+  const std::uint64_t fewest = std::clamp<std::uint64_t>(kBytesAtOnePlace / once, isSteep ? 1 : kFewestRetries, 1'000);
   const std::uint64_t bound = std::min(retries, std::max(retriesForPlainSearch(text.size()), fewest));
   const auto matches = [&](int answer) {
     if (isOutOfRetries(answer) && bound < retries) raiseSearchTime(retries);
@@ -394,7 +401,8 @@ bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries)
     }));
   }
   Watch watch;
-  const std::uint64_t timesAtOnePlace = std::max<std::uint64_t>(shape_.loops, 1) * shape_.repetitions;
+  const std::uint64_t timesAtOnePlace =
+      (std::max<std::uint64_t>(shape_.loops, 1) + kBytesOfPlace * shape_.places) * shape_.repetitions;
   const OnigUChar* end = bytes(text) + text.size();
   for (std::size_t at = 0; at <= text.size(); ++at) {
     if (at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80) continue;  // inside a character

@@ -34,6 +34,7 @@ class ShapeReader {
     // Groups that call the next one several times run it as often as that multiplies: most often where each does so
     // three times.
     for (std::int32_t calls = shape_.calls; calls > 0; calls -= 3) repeat(3);
+    if (shape_.calls > 0) notePlaces(levels_.front().places);
     // What is looked at inside a group that calls itself lies inside itself.
     if (shape_.power > 1) shape_.power += shape_.calls;
     return shape_;
@@ -46,6 +47,7 @@ class ShapeReader {
     std::int32_t tallest;  // of what it has held so far
     bool isExtended;       // white space and comments do not count
     bool looksAround;      // what it holds is looked at from every place anew
+    std::uint64_t places;  // such as "\b" in it
   };
 
   // What the options at the start of a group say.
@@ -74,6 +76,10 @@ class ShapeReader {
     shape_.repetitions = std::min<std::uint64_t>(shape_.repetitions * times, std::uint64_t{1} << 40);
   }
 
+  void notePlaces(std::uint64_t count) {
+    shape_.places = std::min<std::uint64_t>(shape_.places + count, std::uint64_t{1} << 20);
+  }
+
   bool isAt(std::string_view text) const { return pattern_.substr(at_).starts_with(text); }
 
   void step() {
@@ -96,11 +102,13 @@ class ShapeReader {
     if (++at_ >= pattern_.size()) return;
     const char letter = pattern_[at_];
     constexpr std::string_view kTypes = "wWdDsShH";
+    constexpr std::string_view kPlaces = "bBAzZGK";
     const bool isType = kTypes.find(letter) != kTypes.npos;
     if (letter == 'p' || letter == 'P' || (classes_ > 0 && isType)) ++sets_;
     stepOverControl();
     if (classes_ > 0) return;
     if (isType) ++shape_.types;
+    if (kPlaces.find(letter) != kPlaces.npos) ++levels_.back().places;
     if (letter == 'g') {
       ++shape_.calls;
       shape_.depthOfCalls += depth_ + 1;
@@ -195,6 +203,7 @@ class ShapeReader {
       addQuantifier();
     } else if (!isExtended || (letter != ' ' && (letter < '\t' || letter > '\r'))) {
       if (letter == '|') ++shape_.loops;
+      if (letter == '^' || letter == '$') ++levels_.back().places;
       endAtom(0);
     }
   }
@@ -228,7 +237,7 @@ class ShapeReader {
     // The engine builds an absent operator of several nodes, one inside the other.
     const std::int32_t opened = isAt("(?~") ? 6 : 1;
     const bool looksAround = isAt("(?=") || isAt("(?!") || isAt("(?<=") || isAt("(?<!") || isAt("(?~");
-    levels_.push_back({opened, 0, isExtended, looksAround});
+    levels_.push_back({opened, 0, isExtended, looksAround, 0});
     if (looksAround) notePower(++looks_);
     depth_ += opened;
     noteDepth(0);
@@ -273,6 +282,11 @@ class ShapeReader {
     levels_.pop_back();
     if (closed.looksAround) --looks_;
     depth_ -= closed.opened;
+    levels_.back().places += closed.places;
+    const char next = at_ + 1 < pattern_.size() ? pattern_[at_ + 1] : ' ';
+    if (closed.isExtended || std::string_view("*+?{").find(next) != std::string_view::npos) {
+      notePlaces(closed.places);
+    }
     endAtom(closed.opened + closed.tallest);
   }
 
@@ -344,7 +358,7 @@ class ShapeReader {
   bool ignoresCase_ = false;      // anywhere
   std::int32_t quantifiers_ = 0;  // since the last atom
   std::int32_t height_ = 0;       // of the last atom with them
-  std::vector<Level> levels_{{0, 0, false, false}};
+  std::vector<Level> levels_{{0, 0, false, false, 0}};
   PatternShape shape_;
 };
 

@@ -19,6 +19,8 @@ struct PatternShape {
   // them.
   std::uint64_t loops = 0;
   std::uint64_t repetitions = 1;
+  // Places such as "\b" in groups that may be repeated, which every turn looks at anew though they take no character.
+  std::uint64_t places = 0;
   // Types such as "\d" outside of classes, each of which takes as much memory as hundreds of letters.
   std::uint64_t types = 0;
   // The power of the text's length that one such step may take at most. It is 2 where the engine looks around, for

@@ -45,6 +45,7 @@ class Watcher {
       case ')':
         fillEmptyAlternative();
         if (isQuantified(at_ + 1) || hasCalls_) out_.append(kCall);
+        if (depth_-- == lookBehind_) lookBehind_ = 0;
         return 1;
       case '|':
         fillEmptyAlternative();
@@ -52,9 +53,9 @@ class Watcher {
       case '*':
       case '+':
       case '?':
-        return 1;
+        return lookBehind_ > 0 ? kNone : 1;
       case '{':
-        return intervalSize() > 0 ? intervalSize() : atom(1);
+        return interval(intervalAt(at_));
       case '\\':
         return escape();
       case '[':
@@ -64,7 +65,10 @@ class Watcher {
     }
   }
 
-  bool isQuantified(std::size_t at) const { return std::string_view("*+?{").find(letterAt(at)) != kNone; }
+  bool isQuantified(std::size_t at) const {
+    const char letter = letterAt(at);
+    return letter == '*' || letter == '+' || letter == '?' || (letter == '{' && intervalAt(at).size > 0);
+  }
 
   std::size_t atom(std::size_t size) {
     if (size != kNone && isQuantified(at_ + size)) out_.append(kCall);
@@ -77,11 +81,35 @@ class Watcher {
     return end - at_;
   }
 
-  // Of "{2}", "{2,}", "{,2}" or "{2,3}"; 0 where none stands there.
-  std::size_t intervalSize() const {
-    const std::size_t end = pattern_.find_first_not_of("0123456789,", at_ + 1);
-    if (end == kNone || pattern_[end] != '}') return 0;
-    return end + 1 - at_;
+  // "{2}", "{2,}", "{,2}" or "{2,3}"; the size is 0 where none stands there.
+  struct Interval {
+    std::size_t size = 0;
+    bool isFixed = false;  // "{2}" or "{2,2}"
+    bool isOnce = false;   // "{1}"
+  };
+
+  Interval intervalAt(std::size_t at) const {
+    const std::size_t end = pattern_.find_first_not_of("0123456789,", at + 1);
+    if (end == kNone || pattern_[end] != '}') return {};
+    const std::string_view inside = pattern_.substr(at + 1, end - at - 1);
+    const std::size_t comma = inside.find(',');
+    const std::string_view least = withoutZeros(inside.substr(0, comma));
+    const bool isFixed = comma == kNone || withoutZeros(inside.substr(comma + 1)) == least;
+    return {end + 1 - at, isFixed, isFixed && least.size() < 2 && least <= "1"};
+  }
+
+  static std::string_view withoutZeros(std::string_view digits) {
+    return digits.substr(std::min(digits.find_first_not_of('0'), digits.size()));
+  }
+
+  // None for "{1}", which the engine drops so that what stands before and behind it are one; for "{2}?", which means
+  // another thing behind letters than behind a call; and where a loop in a look-behind has no end of its own: there the
+  // engine drops some, and takes the place for the end of the text in others.
+  std::size_t interval(const Interval& interval) {
+    if (interval.size == 0) return atom(1);
+    const bool isLazy = letterAt(at_ + interval.size) == '?';
+    if (interval.isOnce || (interval.isFixed && isLazy) || (!interval.isFixed && lookBehind_ > 0)) return kNone;
+    return interval.size;
   }
 
   // From `at` to behind the next `last`.
@@ -181,7 +209,10 @@ class Watcher {
     const char third = letterAt(at_ + 2);
     const char fourth = letterAt(at_ + 3);
     if (std::string_view(":=!>").find(third) != kNone) return opening(3);
-    if (third == '<' && (fourth == '=' || fourth == '!')) return opening(4);
+    if (third == '<' && (fourth == '=' || fourth == '!')) {
+      if (lookBehind_ == 0) lookBehind_ = depth_ + 1;
+      return opening(4);
+    }
     if (third == '<') return opening(sizeTo('>', at_));
     if (third == '\'') return opening(sizeTo('\'', at_ + 3));
     const std::size_t end = pattern_.find_first_not_of("imWDSP-", at_ + 2);
@@ -193,6 +224,7 @@ class Watcher {
   std::size_t opening(std::size_t size) {
     after_ = kCall;
     if (size != kNone) alternative_ = at_ + size;
+    if (pattern_[at_] == '(') ++depth_;
     return size;
   }
 
@@ -205,6 +237,8 @@ class Watcher {
   bool hasCalls_;
   std::size_t at_ = 0;
   std::size_t alternative_ = 0;  // where the last one began
+  std::size_t depth_ = 0;        // of the groups that are open
+  std::size_t lookBehind_ = 0;   // the depth of the outermost that looks behind, 0 where none does
   std::string_view after_;       // what goes behind the next part
   std::string out_;
 };
