@@ -60,6 +60,7 @@ void KorTemplateEnvironment::setFunctionForName(const Ref<KorTemplateFunction>& 
 }
 
 void KorTemplateEnvironment::removeFunction(const Ref<KorTemplateFunction>& function) {
+  const auto kept = Ref<KorTemplateEnvironment>::retaining(this);  // what ends may let go of it
   for (const Name& name : namesForFunction(function)) removeFunctionForName(name);
 }
 
@@ -321,6 +322,7 @@ void KorTemplateEnvironment::endExecution(const KorTemplateStatement* outer) noe
   const std::vector<Ref<NSObject>> parked = std::exchange(parked_, {});
   const std::vector<Ref<KorTemplateStream>> streams = std::exchange(replacedStreams_, {});
   deliveredStreams_ = 0;
+  isOutputDelivered_ = false;
 }
 
 void KorTemplateEnvironment::leave() {
@@ -357,16 +359,19 @@ void KorTemplateEnvironment::setOutputStream(const Ref<KorTemplateStream>& value
   if (executionDepth_ > 0 && outputStream_ != nullptr && outputStream_ != value) {
     replacedStreams_.push_back(outputStream_);
   }
-  outputStream_ = value;
+  const Ref<KorTemplateStream> old = std::exchange(outputStream_, value);  // its end may let go of this environment
   settleOutput();
 }
 
 void KorTemplateEnvironment::deliverOutput() {
+  stackGuard_.check();  // a stream may run a template, at whose end another one delivers
   while (deliveredStreams_ < replacedStreams_.size()) {
     const Ref<KorTemplateStream> stream = replacedStreams_[deliveredStreams_++];
     stream->flush();
   }
-  flushOutput();
+  // A stream that fails is not asked again where its failure leaves: one that runs a template would be asked twice as
+  // often on each level.
+  if (!std::exchange(isOutputDelivered_, true)) flushOutput();
 }
 
 void KorTemplateEnvironment::flushOutput() {

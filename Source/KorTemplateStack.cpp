@@ -5,7 +5,7 @@
 namespace tavlo {
 
 KorTemplateStack::~KorTemplateStack() {
-  while (popIfAny()) {
+  while (popKept()) {
   }
 }
 
@@ -46,6 +46,7 @@ bool KorTemplateStack::popKept() noexcept {
 }
 
 void KorTemplateStack::resetPopped() noexcept {
+  const auto kept = Ref<KorTemplateStack>::retaining(this);  // what ends may let go of it
   Ref<KorTemplateStackFrame> frame = std::exchange(*frames_.spare(), nullptr);
   frame->reset();
   Ref<KorTemplateStackFrame>* const spare = frames_.spare();

@@ -50,7 +50,7 @@ class NameMap {
   // The same without a call; false where that does not suffice.
   [[gnu::always_inline]] bool findQuickly(const Name& name, const T*& value) const noexcept {
     value = nullptr;
-    if (isHashed_) [[unlikely]]
+    if (isHashed()) [[unlikely]]
       return false;
     const Entry* entry = entries_.data();
     for (const Entry* last = entry + size_; entry != last; ++entry) {
@@ -93,8 +93,8 @@ class NameMap {
     const Entry removed = std::move(entries_[index]);  // let go of last
     entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(index));
     --size_;
-    const bool staysHashed = isHashed_ && size_ > kSmall;
-    isHashed_ = false;
+    const bool staysHashed = isHashed() && size_ > kSmall;
+    state_ &= ~kHashed;
     if (staysHashed) {
       rebuildSlots(std::min(slotsFor(size_), slots_.size()));  // no more than there are: that takes no memory
     } else {
@@ -116,7 +116,7 @@ class NameMap {
       --size_;
       letGo(last);
     }
-    if (isHashed_) [[unlikely]]
+    if (state_ != 0) [[unlikely]]
       shrink();
     return true;
   }
@@ -128,7 +128,12 @@ class NameMap {
 
  private:
   static constexpr std::size_t kSmall = 8;
+  static constexpr std::size_t kMany = 128;
   static constexpr std::uint32_t kNowhere = UINT32_MAX;
+  static constexpr std::uint8_t kHashed = 1;
+  static constexpr std::uint8_t kRoomy = 2;  // entries_ has had more than kMany
+
+  bool isHashed() const noexcept { return (state_ & kHashed) != 0; }
 
   [[gnu::noinline]] void appendNewName(const Name& name, T value) {
     // Both may run out of memory; an entry is there, and its name noted, only once it can be found.
@@ -138,6 +143,7 @@ class NameMap {
       entries_[size_].value = std::move(value);
     } else {
       entries_.push_back({name, std::move(value)});
+      if (entries_.size() > kMany) state_ |= kRoomy;
     }
     ++size_;
     if (size_ > kSmall) putSlot(static_cast<std::uint32_t>(size_ - 1));
@@ -175,7 +181,7 @@ class NameMap {
     }
   }
 
-  bool hasSlotsFor(std::size_t size) const noexcept { return isHashed_ && size * 2 <= slots_.size(); }
+  bool hasSlotsFor(std::size_t size) const noexcept { return isHashed() && size * 2 <= slots_.size(); }
   static std::size_t slotsFor(std::size_t size) noexcept {
     std::size_t count = kSmall * 4;
     while (count < size * 4) count *= 2;
@@ -185,14 +191,19 @@ class NameMap {
   // Where there is no memory for so many, the old ones stay.
   void rebuildSlots(std::size_t count) {
     slots_.assign(count, kNowhere);
-    isHashed_ = true;
+    state_ |= kHashed;
     for (std::uint32_t index = 0; index < size_; ++index) putSlot(index);
   }
 
-  // What was hashed leaves no more behind than what never was.
+  // What was hashed leaves no more behind than what never was, and what was large no more memory once it is empty.
   void shrink() noexcept {
     slots_.clear();
-    isHashed_ = false;
+    state_ &= ~kHashed;
+    if (size_ == 0 && state_ != 0) {
+      std::vector<Entry>().swap(entries_);
+      std::vector<std::uint32_t>().swap(slots_);
+      state_ = 0;
+    }
     while (entries_.size() > kSmall && entries_.size() > size_) entries_.pop_back();
   }
 
@@ -212,7 +223,7 @@ class NameMap {
   std::uint64_t bits_ = 0;      // of the names, and maybe of others
   std::vector<Entry> entries_;  // the first size_ of them count
   std::size_t size_ = 0;
-  bool isHashed_ = false;
+  std::uint8_t state_ = 0;            // kHashed, kRoomy
   std::vector<std::uint32_t> slots_;  // open addressing over entries_, a power of two; empty while there are few
 };
 

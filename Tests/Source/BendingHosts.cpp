@@ -533,6 +533,29 @@ TEST(AHostThatRendersWithoutEnd, EndsInALimitInEverNewEnvironments) {
   });
 }
 
+// The same from a stream that is delivered to, at the end of a template that does nothing.
+TEST(AHostThatRendersWithoutEnd, EndsInALimitWhereItsStreamsDeliver) {
+  class Rendering final : public KorTemplateStream {
+   public:
+    explicit Rendering(const Ref<KorTemplate>& page) : page_(page) {}
+    void write(const Text& /*text*/) override {}
+    void flush() override {
+      const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+      environment->setOutputStream(makeRef<Rendering>(page_));
+      page_->executeWithEnvironment(environment.get());
+    }
+
+   private:
+    Ref<KorTemplate> page_;
+  };
+  runOnSmallThread([] {
+    const Stage stage;
+    const Ref<KorTemplate> page = KorTemplate::compile("x");
+    stage.environment->setOutputStream(makeRef<Rendering>(page));
+    EXPECT_EQ(caughtBy([&] { page->executeWithEnvironment(stage.get()); }).substr(0, 6), "limit:");
+  });
+}
+
 // Format characters in a text of somebody's own are characters like any other, wherever the text is told of.
 TEST(FormatCharacters, AreTextEverywhere) {
   struct Row {

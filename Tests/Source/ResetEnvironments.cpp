@@ -4,6 +4,7 @@
 #include <string>
 
 #include "Foundation/NSMutableString.h"
+#include "Tests/Memory/FailingMemory.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -203,6 +204,30 @@ TEST(AnEnvironmentThatIsReset, ServesManyRequestsWithOneBuffer) {
     environment->reset();
   }
 }
+
+#if !defined(TAVLO_MEMORY_IS_HIDDEN) && !defined(TAVLO_MEMORY_IS_WATCHED)
+// Scopes are kept for the next execution, but not what they took for very many variables.
+TEST(AnEnvironmentThatIsReset, KeepsNoMemoryOfVariables) {
+  std::string assignments;
+  for (int number = 0; number < 2'000; ++number) assignments += "<? $v" + std::to_string(number) + " = 1 ?>";
+  const std::string bodies[] = {
+      assignments,
+      "<? foreach ($i in $two) ?>" + assignments + "<? endforeach ?>",
+  };
+  for (const std::string& body : bodies) {
+    const Stage stage;
+    stage.set("two", NSArray::arrayWithObjects({1, 2}));
+    stage.environment->remember();
+    const Ref<KorTemplate> page = KorTemplate::compile("<? function f($d) ?>" + body +
+                                                       "<? if ($d > 0) ?><? f($d - 1) ?><? endif ?><? endfunction ?>"
+                                                       "<? f(100) ?>");
+    const std::int64_t before = bytesInUse();
+    page->executeWithEnvironment(stage.get());
+    stage.environment->reset();
+    EXPECT_LT(bytesInUse() - before, 512 * 1024);  // of some megabytes
+  }
+}
+#endif
 
 TEST(AnEnvironment, LivesUntilItHasBeenReset) {
   Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();

@@ -283,6 +283,52 @@ TEST(AnEnvironmentThatIsReset, StandsTheEndsOfWhatItHeld) {
   }
 }
 
+// An object that runs the action when it ends.
+Value endingWith(std::function<void()> action) {
+  return lazyList([ending = std::make_shared<AtItsEnd>(std::move(action))] { return std::size_t{0}; },
+                  [](std::size_t index) { return index; });
+}
+
+TEST(AStack, StandsTheEndsOfWhatItPops) {
+  const Stage stage;
+  stage.environment->stack()->push(KorTemplateStackFrame::stackFrame());
+  stage.environment->stack()->currentFrame()->setValueForVariableWithName(
+      endingWith([&] { stage.environment->setStack(nullptr); }), "x");
+  stage.environment->stack()->pop();
+  EXPECT_EQ(stage.environment->stack(), nullptr);
+}
+
+TEST(AnEnvironment, MayEndWithWhatItLetsGoOf) {
+  class Function final : public KorTemplateFunction {
+   public:
+    explicit Function(Value held) : held_(std::move(held)) {}
+    Value invokeWithEnvironment(KorTemplateEnvironment* /*environment*/, ListArgument<Value> /*arguments*/) override {
+      return Value::null();
+    }
+    bool isEqual(const NSObject& /*other*/, std::int32_t /*depth*/) const override { return true; }
+
+   private:
+    Value held_;
+  };
+  class Stream final : public KorTemplateStream {
+   public:
+    explicit Stream(Value held) : held_(std::move(held)) {}
+    void write(const Text& /*text*/) override {}
+
+   private:
+    Value held_;
+  };
+  Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+  const auto ending = [&] { return endingWith([&environment] { environment = nullptr; }); };
+  environment->setOutputStream(makeRef<Stream>(ending()));
+  environment->setOutputStream(nullptr);
+  EXPECT_EQ(environment, nullptr);
+  environment = KorTemplateEnvironment::environment();
+  for (const char* name : {"a", "b"}) environment->setFunctionForName(makeRef<Function>(ending()), name);
+  environment->removeFunction(makeRef<Function>(Value::null()));
+  EXPECT_EQ(environment, nullptr);
+}
+
 TEST(AnEnvironment, LivesUntilTheTemplateThatRunsInItHasEnded) {
   const Ref<RecordingStream> output = makeRef<RecordingStream>();
   Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
