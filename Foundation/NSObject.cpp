@@ -9,15 +9,26 @@
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/NSString.h"
 #include "Foundation/Value.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
 // Ends objects in place down to a fixed depth and lines up the deeper ones, linked through the fields that counted
-// their references, until the outermost end has returned.
+// their references, until the outermost end has returned. An execution that runs inside an end has an outermost one of
+// its own: it may make and end any number of objects.
 class PendingReleases {
  public:
   void end(const NSObject* object) noexcept {
-    if (depth_ >= kDeepest) return push(object);
+    if (depth_ >= kDeepest - 1) [[unlikely]]
+      return endDeeply(object);
+    endHere(object);
+  }
+
+ private:
+  static constexpr int kDeepest = 64;
+  static constexpr int kLowBits = 32;
+
+  void endHere(const NSObject* object) noexcept {
     ++depth_;
     delete object;
     if (depth_ == 1) {
@@ -26,9 +37,19 @@ class PendingReleases {
     --depth_;
   }
 
- private:
-  static constexpr int kDeepest = 64;
-  static constexpr int kLowBits = 32;
+  void endDeeply(const NSObject* object) noexcept {
+    const WorkMeter::Scope* const execution = WorkMeter::Scope::latest();
+    if (depth_ == kDeepest - 1) {
+      execution_ = execution;
+      return endHere(object);
+    }
+    if (execution == execution_) return push(object);
+    const PendingReleases outer = *this;
+    depth_ = 0;
+    endHere(object);
+    depth_ = outer.depth_;
+    execution_ = outer.execution_;
+  }
 
   void push(const NSObject* object) noexcept {
     const auto next = reinterpret_cast<std::uintptr_t>(first_);
@@ -48,10 +69,11 @@ class PendingReleases {
 
   int depth_ = 0;
   const NSObject* first_ = nullptr;
+  const WorkMeter::Scope* execution_ = nullptr;  // that ran when the deepest level was reached; not owned
 };
 
 namespace {
-// In the block of every thread that is found without a call: two words, which libraries opened at run time find room
+// In the block of every thread that is found without a call: three words, which libraries opened at run time find room
 // for.
 [[gnu::tls_model("initial-exec")]] thread_local PendingReleases pendingReleases;
 }  // namespace

@@ -26,4 +26,8 @@ WorkMeter::Scope::~Scope() {
   meterOfThread = latestScope == nullptr ? nullptr : latestScope->meter_;
 }
 
+const WorkMeter::Scope* WorkMeter::Scope::latest() noexcept {
+  return latestScope;
+}
+
 }  // namespace tavlo

@@ -63,6 +63,9 @@ class [[gnu::visibility("default")]] WorkMeter {
     Scope& operator=(const Scope&) = delete;
     ~Scope();
 
+    // The one that began last on this thread; null where none is open.
+    static const Scope* latest() noexcept;
+
    private:
     WorkMeter* meter_;
     Scope* outer_;  // the one that began before

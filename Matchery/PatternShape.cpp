@@ -101,7 +101,7 @@ class ShapeReader {
   void stepOverEscape() {
     if (++at_ >= pattern_.size()) return;
     const char letter = pattern_[at_];
-    constexpr std::string_view kTypes = "wWdDsShH";
+    constexpr std::string_view kTypes = "wWdDsShHR";
     constexpr std::string_view kPlaces = "bBAzZGK";
     const bool isType = kTypes.find(letter) != kTypes.npos;
     if (letter == 'p' || letter == 'P' || (classes_ > 0 && isType)) ++sets_;

@@ -298,6 +298,30 @@ TEST(AStack, StandsTheEndsOfWhatItPops) {
   EXPECT_EQ(stage.environment->stack(), nullptr);
 }
 
+// What ends deep inside other ends waits for the outermost one; not so what a template there makes.
+TEST(ATemplateThatRunsInAnEnd, HoldsNothingThatItLetsGoOf) {
+  for (int depth = 1; depth < 140; ++depth) {
+    const Stage stage;
+    int rows = 0;
+    int mostRows = 0;
+    stage.environment->setFunction("row", [&] {
+      mostRows = std::max(mostRows, ++rows);
+      return endingWith([&rows] { --rows; });
+    });
+    stage.set("list", NSArray::arrayWithObjects({1, 2, 3, 4, 5, 6, 7, 8}));
+    int runs = 0;
+    Value chain = endingWith([&] {
+      ++runs;
+      stage.run("<? foreach ($i in $list) ?><? $r = row() ?><? $r = null ?><? endforeach ?>");
+    });
+    for (int level = 1; level < depth; ++level) chain = NSArray::arrayWithObjects({chain});
+    chain = Value();
+    EXPECT_EQ(runs, 1);
+    EXPECT_EQ(rows, 0);
+    EXPECT_EQ(mostRows, 1) << depth;
+  }
+}
+
 TEST(AnEnvironment, MayEndWithWhatItLetsGoOf) {
   class Function final : public KorTemplateFunction {
    public:
