@@ -37,7 +37,7 @@ class PendingReleases {
     --depth_;
   }
 
-  void endDeeply(const NSObject* object) noexcept {
+  [[gnu::noinline]] void endDeeply(const NSObject* object) noexcept {
     const WorkMeter::Scope* const execution = WorkMeter::Scope::latest();
     if (depth_ == kDeepest - 1) {
       execution_ = execution;

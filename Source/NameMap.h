@@ -196,7 +196,7 @@ class NameMap {
   }
 
   // What was hashed leaves no more behind than what never was, and what was large no more memory once it is empty.
-  void shrink() noexcept {
+  [[gnu::noinline]] void shrink() noexcept {
     slots_.clear();
     state_ &= ~kHashed;
     if (size_ == 0 && state_ != 0) {
