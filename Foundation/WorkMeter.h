@@ -64,7 +64,7 @@ class [[gnu::visibility("default")]] WorkMeter {
     ~Scope();
 
     // The one that began last on this thread; null where none is open.
-    static const Scope* latest() noexcept;
+    [[gnu::visibility("hidden")]] static const Scope* latest() noexcept;
 
    private:
     WorkMeter* meter_;

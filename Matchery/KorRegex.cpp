@@ -265,6 +265,16 @@ std::uint64_t plainRetries(const PatternShape& shape, std::size_t patternLength,
   return kPlainSteps / std::min(kPlainSteps, once * times) / shape.repetitions;
 }
 
+// The retries that a search may always take at one place of so long a text; 0 where even one may take too long. A step
+// that takes a power of the text's length, or looks at many places, must be quick; one that goes through the text is,
+// in all but huge ones.
+std::uint64_t fewestRetriesAtOnePlace(const PatternShape& shape, std::uint64_t length) {
+  const std::uint64_t once = bytesOfLoop(shape, length) * (1 + kBytesOfPlace * shape.places) + 1;
+  const bool isSteep = shape.power > 1 || shape.places > 0;
+  if (isSteep) return std::min<std::uint64_t>(kBytesAtOnePlace / once, 1'000);
+  return std::clamp<std::uint64_t>(kBytesAtOnePlace / once, kFewestRetries, 1'000);
+}
+
 }  // namespace
 
 KorRegex::KorRegex(Ref<NSString> pattern, const PatternShape& shape)
@@ -384,12 +394,8 @@ const re_pattern_buffer* KorRegex::watched() const {
 // text in some tenths of a second; what takes more counts as too long. Where the pattern asks for the place where the
 // search began, the whole search is as one place.
 bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries) const {
-  const std::uint64_t once = bytesOfLoop(shape_, text.size()) * (1 + kBytesOfPlace * shape_.places) + 1;
-  // A step that takes a power of the text's length, or looks at many places, must be quick; one that goes through the
-  // text is, in all but huge ones.
-  const bool isSteep = shape_.power > 1 || shape_.places > 0;
-  if (isSteep && once > kBytesAtOnePlace) raiseSearchTime(retries);
-  const std::uint64_t fewest = std::clamp<std::uint64_t>(kBytesAtOnePlace / once, isSteep ? 1 : kFewestRetries, 1'000);
+  const std::uint64_t fewest = fewestRetriesAtOnePlace(shape_, text.size());
+  if (fewest == 0) raiseSearchTime(retries);
   const std::uint64_t bound = std::min(retries, std::max(retriesForPlainSearch(text.size()), fewest));
   const auto matches = [&](int answer) {
     if (isOutOfRetries(answer) && bound < retries) raiseSearchTime(retries);

@@ -202,10 +202,14 @@ class ShapeReader {
     } else if (letter == '{' && stepOverInterval()) {
       addQuantifier();
     } else if (!isExtended || (letter != ' ' && (letter < '\t' || letter > '\r'))) {
-      if (letter == '|') ++shape_.loops;
-      if (letter == '^' || letter == '$') ++levels_.back().places;
-      endAtom(0);
+      stepOverLetter(letter);
     }
+  }
+
+  void stepOverLetter(char letter) {
+    if (letter == '|') ++shape_.loops;
+    if (letter == '^' || letter == '$') ++levels_.back().places;
+    endAtom(0);
   }
 
   void openClass() {
@@ -283,11 +287,17 @@ class ShapeReader {
     if (closed.looksAround) --looks_;
     depth_ -= closed.opened;
     levels_.back().places += closed.places;
-    const char next = at_ + 1 < pattern_.size() ? pattern_[at_ + 1] : ' ';
-    if (closed.isExtended || std::string_view("*+?{").find(next) != std::string_view::npos) {
-      notePlaces(closed.places);
-    }
+    if (mayBeRepeated(closed.isExtended)) notePlaces(closed.places);
     endAtom(closed.opened + closed.tallest);
+  }
+
+  // Whether a quantifier follows, or something that may hide one.
+  bool mayBeRepeated(bool isExtended) const {
+    std::size_t next = at_ + 1;
+    if (isExtended) next = std::min(pattern_.find_first_not_of(" \t\n\v\f\r", next), pattern_.size());
+    const std::string_view rest = pattern_.substr(std::min(next, pattern_.size()));
+    if (rest.empty()) return false;
+    return std::string_view("*+?{#").find(rest.front()) != std::string_view::npos || rest.starts_with("(?#");
   }
 
   // Past the quantifier's own "?" or "+".
