@@ -97,12 +97,18 @@ class ReusableInstances {
   requires std::is_void_v<Object> Ref<HostInstance> instance(const HostClassTable& table, Object* object,
                                                              const std::shared_ptr<const void>& owner) {
     next_ = 1 - next_;  // what was handed out last is still in the hands of who asks
-    Ref<HostInstance>& instance = instances_[next_];
-    if (!canServe(instance, table, std::is_const_v<Object>)) {
-      return instance = makeRef<HostInstance>(table, object, owner);
+    Ref<HostInstance>& last = instances_[next_];
+    // What is let go of may run a host's code, which may ask for elements of this walk too.
+    if (!canServe(last, table, std::is_const_v<Object>)) {
+      Ref<HostInstance> made = makeRef<HostInstance>(table, object, owner);
+      last = made;
+      return made;
     }
+    Ref<HostInstance> instance = last;
     instance->object_ = const_cast<void*>(static_cast<const void*>(object));  // NOLINT(*-const-cast): as it was
-    if (instance->owner_.owner_before(owner) || owner.owner_before(instance->owner_)) instance->owner_ = owner;
+    if (instance->owner_.owner_before(owner) || owner.owner_before(instance->owner_)) {
+      const std::shared_ptr<const void> old = std::exchange(instance->owner_, owner);
+    }
     return instance;
   }
 

@@ -266,12 +266,12 @@ std::uint64_t plainRetries(const PatternShape& shape, std::size_t patternLength,
 }
 
 // The retries that a search may always take at one place of so long a text; 0 where even one may take too long. A step
-// that takes a power of the text's length, or looks at many places, must be quick; one that goes through the text is,
-// in all but huge ones.
+// that takes a power of the text's length, looks at many places or is repeated must be quick; one that goes through the
+// text is, in all but huge ones.
 std::uint64_t fewestRetriesAtOnePlace(const PatternShape& shape, std::uint64_t length) {
   const std::uint64_t once = bytesOfLoop(shape, length) * (1 + kBytesOfPlace * shape.places) + 1;
-  const bool isSteep = shape.power > 1 || shape.places > 0;
-  if (isSteep) return std::min<std::uint64_t>(kBytesAtOnePlace / once, 1'000);
+  const bool isSteep = shape.power > 1 || shape.places > 0 || shape.repetitions > 1;
+  if (isSteep) return std::min<std::uint64_t>(kBytesAtOnePlace / once / shape.repetitions, 1'000);
   return std::clamp<std::uint64_t>(kBytesAtOnePlace / once, kFewestRetries, 1'000);
 }
 
@@ -305,6 +305,7 @@ Ref<KorRegex> KorRegex::compileExpression(const Text& pattern) {
 
 Ref<KorRegex> KorRegex::compileExpression(const Text& pattern, std::uint64_t& partsLeft) {
   constexpr std::uint64_t kPartsOfType = 4;
+  constexpr std::uint64_t kVisitsOfPart = 64;
   if (pattern.isAbsent()) return {};
   requireValidUTF8(pattern.view());
   if (pattern.view().size() > kMaximumPatternLength) {
@@ -328,7 +329,11 @@ Ref<KorRegex> KorRegex::compileExpression(const Text& pattern, std::uint64_t& pa
                         "it has too many character classes, or groups with names and references to them, or is too "
                         "long to ignore case");
   }
-  const std::uint64_t parts = kPartsOfWeight * shape.weight + shape.loops + kPartsOfType * shape.types;
+  if (shape.visits > PatternShape::kVisitsCounted) {
+    raiseDoesNotCompile(pattern.view(), "its groups call one another, or look behind inside one another, too often");
+  }
+  const std::uint64_t parts =
+      kPartsOfWeight * shape.weight + shape.loops + kPartsOfType * shape.types + shape.visits / kVisitsOfPart;
   if (parts > partsLeft) {
     raiseDoesNotCompile(pattern.view(), "the patterns together have too many character classes or loops");
   }

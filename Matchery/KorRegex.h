@@ -42,7 +42,7 @@ class KorRegex final : public NSObject {
   static Ref<KorRegex> compileExpression(const Text& pattern);
   // The same for one of many patterns that may take so much together, in parts of which `kPartsOfWeight` weigh 1: what
   // this one takes is taken off. Its loops and types outside of classes count here too, each of which takes some 400
-  // bytes.
+  // bytes, and the bytes that the engine's compiler goes through, see PatternShape::visits.
   static Ref<KorRegex> compileExpression(const Text& pattern, std::uint64_t& partsLeft);
 
   ~KorRegex() override;

@@ -20,16 +20,65 @@ bool isLetter(char letter) {
   return (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z');
 }
 
+// A group that can be called.
+struct CalledGroup {
+  std::uint64_t visits = 0;   // of bytes in it, when it is gone through once
+  std::size_t firstCall = 0;  // in it
+  std::size_t endOfCalls = 0;
+};
+
+struct GroupCall {
+  std::size_t target;    // the place of the group; beyond all groups for the whole pattern
+  std::uint64_t factor;  // how often what is there is gone through
+};
+
+// Follows the calls as the engine's compiler does: into the called group each time anew, but not where that is being
+// followed already.
+class CallWalk {
+ public:
+  CallWalk(std::vector<CalledGroup>& groups, const std::vector<GroupCall>& calls)
+      : groups_(groups), calls_(calls), isOpen_(groups.size()) {}
+
+  // Of all that the last group, which is the whole pattern, leads to.
+  std::uint64_t visits() {
+    follow(groups_.size() - 1, 1);
+    return visits_;
+  }
+
+ private:
+  void follow(std::size_t index, std::uint64_t factor) {
+    constexpr std::uint64_t kOfGroup = 16;
+    if (isOpen_[index] || visits_ > PatternShape::kVisitsCounted) return;
+    isOpen_[index] = true;
+    const CalledGroup& group = groups_[index];
+    visits_ += (group.visits + kOfGroup) * factor;
+    for (std::size_t call = group.firstCall; call < group.endOfCalls; ++call) {
+      follow(std::min(calls_[call].target, groups_.size() - 1), factor * calls_[call].factor);
+    }
+    isOpen_[index] = false;
+  }
+
+  const std::vector<CalledGroup>& groups_;
+  const std::vector<GroupCall>& calls_;
+  std::vector<bool> isOpen_;
+  std::uint64_t visits_ = 0;
+};
+
 // One pass over the pattern.
 class ShapeReader {
  public:
   explicit ShapeReader(std::string_view pattern) : pattern_(pattern) {}
 
   PatternShape read() {
-    for (; at_ < pattern_.size() && shape_.depth <= PatternShape::kCounted; ++at_) step();
+    while (at_ < pattern_.size() && shape_.depth <= PatternShape::kCounted) {
+      const std::size_t from = at_;
+      step();
+      visit(std::min(++at_, pattern_.size()) - from);
+    }
     shape_.weight = weight();
+    shape_.visits = visits();
     if (refersByName_) {
-      for (const auto& [name, groups] : groupsOfNames_) shape_.namesakes = std::max(shape_.namesakes, groups);
+      for (const auto& [name, groups] : groupsOfNames_) shape_.namesakes = std::max(shape_.namesakes, groups.count);
     }
     // Groups that call the next one several times run it as often as that multiplies: most often where each does so
     // three times.
@@ -41,6 +90,8 @@ class ShapeReader {
   }
 
  private:
+  static constexpr std::size_t kNoGroup = std::string_view::npos;
+
   // A group that is not closed yet, or the whole pattern.
   struct Level {
     std::int32_t opened;   // the levels it opens itself, with the option groups in it
@@ -48,6 +99,21 @@ class ShapeReader {
     bool isExtended;       // white space and comments do not count
     bool looksAround;      // what it holds is looked at from every place anew
     std::uint64_t places;  // such as "\b" in it
+    bool looksBehind = false;
+    std::size_t group = kNoGroup;  // that can be called
+  };
+
+  // A call, with what it says where it stands.
+  struct NamedCall {
+    std::string_view name;
+    std::size_t groupsBefore;
+    std::uint64_t factor;
+  };
+
+  // What groups with one name have in common.
+  struct Namesakes {
+    std::uint32_t count = 0;
+    std::size_t last = 0;  // the place of the last of them
   };
 
   // What the options at the start of a group say.
@@ -68,6 +134,39 @@ class ShapeReader {
                                  namedGroups_ * namedGroups_ / kPairsOfNames + bytesBehindBrackets_ / kBytesLookedAt;
     if (!ignoresCase_) return others + sets_ + openedClasses_ / kPlainClasses;
     return others + kOfAnyCase * (sets_ + openedClasses_) + pattern_.size() / kBytesOfAnyCase;
+  }
+
+  // What looks behind is gone through again for each group around it that does, and that as well.
+  std::uint64_t timesHere() const { return 1 + lookBehinds_ * lookBehinds_; }
+
+  void visit(std::uint64_t bytes) { visits_ += bytes * timesHere(); }
+
+  std::uint64_t visits() {
+    constexpr std::int32_t kFew = 100;  // more are refused, whatever they visit
+    if (calls_.empty() || shape_.calls > kFew) return visits_;
+    std::vector<GroupCall> calls;
+    for (const NamedCall& call : calls_) calls.push_back({targetOf(call), call.factor});
+    groups_.push_back({visits_, 0, calls.size()});
+    return CallWalk(groups_, calls).visits();
+  }
+
+  // The place of the group that is called; that behind all groups where there is none.
+  std::size_t targetOf(const NamedCall& call) const {
+    const auto named = groupsOfNames_.find(call.name);
+    if (named != groupsOfNames_.end()) return named->second.last;
+    std::size_t number = 0;
+    for (const char letter : call.name) {
+      if (isDigit(letter)) number = std::min(number * 10 + static_cast<std::size_t>(letter - '0'), pattern_.size());
+    }
+    if (call.name.starts_with('-')) return number <= call.groupsBefore ? call.groupsBefore - number : groups_.size();
+    if (call.name.starts_with('+')) return call.groupsBefore + number - 1;
+    return number == 0 ? groups_.size() : number - 1;
+  }
+
+  void closeCallable(std::size_t index) {
+    CalledGroup& group = groups_[index];
+    group.visits = visits_ - group.visits;
+    group.endOfCalls = calls_.size();
   }
 
   void notePower(std::int32_t inside) { shape_.power = std::max(shape_.power, 1 + inside); }
@@ -102,25 +201,38 @@ class ShapeReader {
     if (++at_ >= pattern_.size()) return;
     const char letter = pattern_[at_];
     constexpr std::string_view kTypes = "wWdDsShHR";
-    constexpr std::string_view kPlaces = "bBAzZGK";
     const bool isType = kTypes.find(letter) != kTypes.npos;
     if (letter == 'p' || letter == 'P' || (classes_ > 0 && isType)) ++sets_;
     stepOverControl();
     if (classes_ > 0) return;
+    noteEscape(letter, isType);
+    endAtom(0);
+  }
+
+  void noteEscape(char letter, bool isType) {
+    constexpr std::string_view kPlaces = "bBAzZGK";
+    constexpr std::uint64_t kPartsOfJoined = 64;
     if (isType) ++shape_.types;
     if (kPlaces.find(letter) != kPlaces.npos) ++levels_.back().places;
-    if (letter == 'g') {
-      ++shape_.calls;
-      shape_.depthOfCalls += depth_ + 1;
-    }
     if (letter == 'g' || letter == 'k' || isDigit(letter)) ++shape_.loops;
     if (letter == 'y' || letter == 'Y' || letter == 'X') {
       ++shape_.loops;
       notePower(looks_ + 1);
     }
-    if (letter == 'k') noteReference();
-    if (letter == 'k' || letter == 'g') stepOverName(at_ + 1);
-    endAtom(0);
+    if (letter == 'X' || letter == 'R') visit(kPartsOfJoined);
+    if (letter == 'g') stepOverCall();
+    if (letter == 'k') {
+      noteReference();
+      stepOverName(at_ + 1);
+    }
+  }
+
+  void stepOverCall() {
+    ++shape_.calls;
+    shape_.depthOfCalls += depth_ + 1;
+    const std::size_t name = at_ + 2;
+    stepOverName(at_ + 1);
+    if (name <= at_) calls_.push_back({pattern_.substr(name, at_ - name), groups_.size(), timesHere()});
   }
 
   // Past a name in "<>" or "''" that begins at `at`, if one does there: it may hold whatever means something elsewhere.
@@ -241,18 +353,36 @@ class ShapeReader {
     // The engine builds an absent operator of several nodes, one inside the other.
     const std::int32_t opened = isAt("(?~") ? 6 : 1;
     const bool looksAround = isAt("(?=") || isAt("(?!") || isAt("(?<=") || isAt("(?<!") || isAt("(?~");
-    levels_.push_back({opened, 0, isExtended, looksAround, 0});
+    const bool looksBehind = isAt("(?<=") || isAt("(?<!");
+    levels_.push_back({opened, 0, isExtended, looksAround, 0, looksBehind});
+    if (looksBehind) ++lookBehinds_;
     if (looksAround) notePower(++looks_);
     depth_ += opened;
     noteDepth(0);
     if (isCondition) {
       stepOverName(at_ + 1);
-    } else if (!looksAround && (isAt("(?<") || isAt("(?'"))) {
-      const std::size_t name = at_ + 3;
-      ++namedGroups_;
-      stepOverName(at_ + 2);
-      if (name <= at_) ++groupsOfNames_[pattern_.substr(name, at_ - name)];
+    } else if (!looksAround) {
+      openCaptured();
     }
+  }
+
+  // Where the group has a name, or nothing else is said of it.
+  void openCaptured() {
+    const bool isNamed = isAt("(?<") || isAt("(?'");
+    if (!isNamed && (isAt("(?") || isAt("(*"))) return;
+    levels_.back().group = groups_.size();
+    groups_.push_back({visits_, calls_.size(), calls_.size()});
+    if (!isNamed) return;
+    const std::size_t name = at_ + 3;
+    ++namedGroups_;
+    stepOverName(at_ + 2);
+    if (name <= at_) noteName(pattern_.substr(name, at_ - name));
+  }
+
+  void noteName(std::string_view name) {
+    Namesakes& namesakes = groupsOfNames_[name];
+    ++namesakes.count;
+    namesakes.last = groups_.size() - 1;
   }
 
   // The rest of the group around options that stand alone becomes their content.
@@ -285,6 +415,8 @@ class ShapeReader {
     const Level closed = levels_.back();
     levels_.pop_back();
     if (closed.looksAround) --looks_;
+    if (closed.looksBehind) --lookBehinds_;
+    if (closed.group != kNoGroup) closeCallable(closed.group);
     depth_ -= closed.opened;
     levels_.back().places += closed.places;
     if (mayBeRepeated(closed.isExtended)) notePlaces(closed.places);
@@ -363,7 +495,11 @@ class ShapeReader {
   std::size_t signInName_ = 0;             // the next sign there, or the end
   bool refersByName_ = false;
   std::uint64_t namedGroups_ = 0;
-  std::unordered_map<std::string_view, std::uint32_t> groupsOfNames_;
+  std::unordered_map<std::string_view, Namesakes> groupsOfNames_;
+  std::uint64_t lookBehinds_ = 0;  // groups around the place that look behind
+  std::uint64_t visits_ = 0;       // of what has been read, without calls
+  std::vector<CalledGroup> groups_;
+  std::vector<NamedCall> calls_;
   std::uint64_t sets_ = 0;        // properties, types and brackets in classes, and what they have in common
   bool ignoresCase_ = false;      // anywhere
   std::int32_t quantifiers_ = 0;  // since the last atom

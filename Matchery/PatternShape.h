@@ -33,6 +33,10 @@ struct PatternShape {
   // names 1, as each name may be looked for among all others that stand in one place of a table; and "[:" in a class 1
   // for 8 KiB up to the next "]".
   std::uint64_t weight = 0;
+  // How many bytes of the pattern the engine's compiler goes through: into a group that is called once for each way
+  // there, and through what looks behind again for each group around it that does. The count ends soon after
+  // `kVisitsCounted`.
+  std::uint64_t visits = 0;
   // Whether it has a reference such as "\k<name+1>", for which the engine looks through its whole stack each time,
   // which none of its limits counts.
   bool refersToLevels = false;
@@ -41,6 +45,7 @@ struct PatternShape {
   std::uint32_t namesakes = 1;
 
   static constexpr std::int32_t kCounted = 200;
+  static constexpr std::uint64_t kVisitsCounted = std::uint64_t{1} << 20;
 
   [[gnu::visibility("hidden")]] static PatternShape of(std::string_view pattern);
 };

@@ -53,7 +53,7 @@ class Watcher {
       case '*':
       case '+':
       case '?':
-        return lookBehind_ > 0 ? kNone : 1;
+        return quantifier(letterAt(at_ + 1) == '?' || letterAt(at_ + 1) == '+' ? 2 : 1, lookBehind_ == 0);
       case '{':
         return interval(intervalAt(at_));
       case '\\':
@@ -108,8 +108,13 @@ class Watcher {
   std::size_t interval(const Interval& interval) {
     if (interval.size == 0) return atom(1);
     const bool isLazy = letterAt(at_ + interval.size) == '?';
-    if (interval.isOnce || (interval.isFixed && isLazy) || (!interval.isFixed && lookBehind_ > 0)) return kNone;
-    return interval.size;
+    const bool isKnown = !interval.isOnce && !(interval.isFixed && isLazy) && (interval.isFixed || lookBehind_ == 0);
+    return quantifier(interval.size + (isLazy ? 1 : 0), isKnown);
+  }
+
+  // None where another quantifier follows, too: the engine goes through the inner loop without a call between.
+  std::size_t quantifier(std::size_t size, bool isKnown) const {
+    return isKnown && !isQuantified(at_ + size) ? size : kNone;
   }
 
   // From `at` to behind the next `last`.

@@ -7,6 +7,7 @@
 #include <list>
 #include <map>
 #include <optional>
+#include <ranges>
 #include <set>
 #include <span>
 #include <sstream>
@@ -342,6 +343,47 @@ TEST(LazySequence, OwnsTheObjectsThatAreMadeForIt) {
     return Product{.name = "Lamp " + std::to_string(left)};
   });
   EXPECT_EQ(read(made, "name").description(), "(\n    \"Lamp 1\",\n    \"Lamp 0\"\n)");
+}
+
+// An element whose end reads two more, once.
+struct LastReader {
+  explicit LastReader(int value, std::function<void()>& atEnd) : number(value), end(&atEnd) {}
+  LastReader(LastReader&& other) noexcept : number(other.number), end(std::exchange(other.end, nullptr)) {}
+  LastReader& operator=(LastReader&&) = delete;
+  ~LastReader() {
+    if (end == nullptr || *end == nullptr) return;
+    const std::function<void()> read = std::exchange(*end, nullptr);
+    read();
+  }
+  int number;
+  std::function<void()>* end;
+};
+
+void describeHostClass(HostClass<LastReader>& reader) {
+  reader.name("LastReader").property("number", &LastReader::number);
+}
+
+TEST(LazySequence, MayBeReadWhereAnElementEnds) {
+  Value sequence;
+  std::string inside;
+  std::function<void()> atEnd;
+  std::istringstream numbers("1 2 3 4 5 6 7");
+  sequence = lazySequence(std::views::istream<int>(numbers) |
+                          std::views::transform([&atEnd](int number) { return LastReader(number, atEnd); }));
+  const Ref<NSEnumerator> walk = sequence.object()->objectEnumerator();
+  const auto next = [](NSEnumerator& from) {
+    const Value element = from.nextObject();
+    return element.isAbsent() ? std::string() : read(element, "number").description() + " ";
+  };
+  atEnd = [&] {
+    const Ref<NSEnumerator> other = sequence.object()->objectEnumerator();
+    inside = next(*other);
+    inside += next(*other);
+  };
+  std::string outside;
+  for (std::string one = next(*walk); !one.empty(); one = next(*walk)) outside += one;
+  EXPECT_EQ(inside, "4 5 ");
+  EXPECT_EQ(outside, "1 2 3 6 7 ");
 }
 
 Value endlessList() {

@@ -1,0 +1,83 @@
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "Matchery/KorRegex.h"
+#include "Tests/Foundation/Raised.h"
+#include "Tests/Foundation/Repeated.h"
+#include "Tests/Memory/WorkBound.h"
+
+namespace tavlo::test {
+
+namespace {
+
+// Groups that call the one before three times each.
+std::string chainOfCalls(const std::string& body, char last) {
+  std::string pattern = "(?<a>" + body + ")";
+  for (char name = 'b'; name <= last; ++name) {
+    const char before = static_cast<char>(name - 1);
+    pattern += std::string("(?<") + name + ">" + repeated(std::string("\\g<") + before + ">", 3) + ")";
+  }
+  return pattern;
+}
+
+// So many look-behinds inside one another, each with alternatives of two lengths.
+std::string lookBehinds(int depth, const std::string& body) {
+  return repeated("(?<=", depth) + body + repeated(")|bb", depth);
+}
+
+struct VisitsRow {
+  const char* what;
+  std::string pattern;
+  bool compiles;
+};
+
+// The engine's compiler goes into a group for each way there, and through what looks behind again and again.
+TEST(CompilationLimits, HoldForGroupsThatCallOneAnotherAndForLookBehinds) {
+  const VisitsRow rows[] = {
+      {"a chain", chainOfCalls("x", 'n'), false},
+      {"a chain of a long group", chainOfCalls(repeated("x.", 400), 'n'), false},
+      {"a shorter chain", chainOfCalls("x", 'i'), true},
+      {"a shorter chain of a long group", chainOfCalls(repeated("x.", 4'000), 'g'), false},
+      {"a chain of what is joined", chainOfCalls("(?<=x|yy)\\X", 'k'), false},
+      {"numbered groups", "(x)(\\g<-1>\\g<1>)" + repeated("(\\g<-2>\\g<-2>\\g<-2>)", 12), false},
+      {"groups that come later", repeated("(\\g<+1>\\g<+1>\\g<+1>)", 13) + "(x)", false},
+      {"the whole", "a(?:\\g<0>|\\g<0>x)?", true},
+      {"one group often", "(?<s>\\s*)" + repeated("a\\g<s>", 40), true},
+      {"a group that calls itself", "(?<v>\\[(?:\\g<v>(?:,\\g<v>)*)?\\]|\\{\\g<v>:\\g<v>\\}|\\w+)", true},
+      {"a grammar",
+       "(?<sum>\\g<product>(?:\\+\\g<product>)*)(?<product>\\g<atom>(?:\\*\\g<atom>)*)(?<atom>\\d+|\\(\\g<sum>\\))",
+       true},
+      {"look-behinds", lookBehinds(90, repeated("(?~|a|b)", 7'000)), false},
+      {"plainer look-behinds", lookBehinds(90, repeated(".", 6'000)), false},
+      {"a few look-behinds", lookBehinds(3, repeated("(?~|a|b)", 4'000)), true},
+      {"a call in look-behinds",
+       "(?<a>" + repeated("x", 4'000) + ")" + repeated("(?<=", 30) + "\\g<a>" + repeated(")", 30), false},
+  };
+  for (const VisitsRow& row : rows) {
+    const WorkBound bound(row.what);
+    const std::string text = raised([&] { (void)KorRegex::compileExpression(row.pattern); });
+    EXPECT_EQ(text.empty(), row.compiles) << row.what << ": " << text.substr(0, 300);
+    if (!row.compiles) {
+      EXPECT_THAT(text, testing::EndsWith("does not compile: its groups call one another, or look behind inside one "
+                                          "another, too often"));
+    }
+  }
+}
+
+TEST(CompilationLimits, HoldForPatternsTogether) {
+  for (const std::string& pattern : {chainOfCalls("x", 'i'), lookBehinds(20, repeated(".", 2'000))}) {
+    const WorkBound bound(pattern.substr(0, 60));
+    std::uint64_t partsLeft = 300'000;  // of a template of a megabyte
+    std::string failure;
+    for (int count = 0; count < 4'000 && failure.empty(); ++count) {
+      failure = raised([&] { (void)KorRegex::compileExpression(pattern, partsLeft); });
+    }
+    EXPECT_THAT(failure, testing::EndsWith("the patterns together have too many character classes or loops"));
+  }
+}
+
+}  // namespace
+
+}  // namespace tavlo::test
