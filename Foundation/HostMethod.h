@@ -199,11 +199,12 @@ struct MethodTypes {
       });
       NSInvocation::store<Result>(invocation.resultSlot(), static_cast<Result>(result));
     } else {
-      invocation.resultSlot() = withArguments(invocation, all, [&](auto&... arguments) {
-        ArgumentSlot result;
-        NSInvocation::store<Result>(result, std::invoke(function, object, arguments.pass()...));
-        return result;
+      ArgumentSlot result = withArguments(invocation, all, [&](auto&... arguments) {
+        ArgumentSlot stored;
+        NSInvocation::store<Result>(stored, std::invoke(function, object, arguments.pass()...));
+        return stored;
       });
+      const ArgumentSlot old = std::exchange(invocation.resultSlot(), std::move(result));  // its end may do so as well
     }
   }
 

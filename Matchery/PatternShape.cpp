@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "Matchery/POSIXBracket.h"
@@ -101,6 +102,8 @@ class ShapeReader {
     std::uint64_t places;  // such as "\b" in it
     bool looksBehind = false;
     std::size_t group = kNoGroup;  // that can be called
+    std::uint64_t types = 0;       // before it, as the next
+    std::uint64_t sets = 0;
   };
 
   // A call, with what it says where it stands.
@@ -204,6 +207,9 @@ class ShapeReader {
     const bool isType = kTypes.find(letter) != kTypes.npos;
     if (letter == 'p' || letter == 'P' || (classes_ > 0 && isType)) ++sets_;
     stepOverControl();
+    if ((letter == 'p' || letter == 'P') && pattern_.substr(at_ + 1).starts_with('{')) {
+      at_ = std::min(pattern_.find('}', at_), pattern_.size());  // past the property's name
+    }
     if (classes_ > 0) return;
     noteEscape(letter, isType);
     endAtom(0);
@@ -355,6 +361,8 @@ class ShapeReader {
     const bool looksAround = isAt("(?=") || isAt("(?!") || isAt("(?<=") || isAt("(?<!") || isAt("(?~");
     const bool looksBehind = isAt("(?<=") || isAt("(?<!");
     levels_.push_back({opened, 0, isExtended, looksAround, 0, looksBehind});
+    levels_.back().types = shape_.types;
+    levels_.back().sets = sets_;
     if (looksBehind) ++lookBehinds_;
     if (looksAround) notePower(++looks_);
     depth_ += opened;
@@ -419,6 +427,8 @@ class ShapeReader {
     if (closed.group != kNoGroup) closeCallable(closed.group);
     depth_ -= closed.opened;
     levels_.back().places += closed.places;
+    typesBefore_ = closed.types;
+    setsBefore_ = closed.sets;
     if (mayBeRepeated(closed.isExtended)) notePlaces(closed.places);
     endAtom(closed.opened + closed.tallest);
   }
@@ -450,6 +460,7 @@ class ShapeReader {
     }
     if (at >= pattern_.size() || pattern_[at] != '}') return false;
     ++shape_.loops;
+    noteCopies(largest);
     // One character is repeated as often as the text is long; what may be empty is repeated as often as it says.
     const char before = at_ > 0 ? pattern_[at_ - 1] : ' ';
     if (!isLetter(before) && before != ']' && before != '.') {
@@ -457,6 +468,20 @@ class ShapeReader {
     }
     at_ = at;
     return true;
+  }
+
+  // The engine writes what is repeated a few times that often, where it is as short as that.
+  void noteCopies(std::uint64_t times) {
+    constexpr std::uint64_t kMostCopied = 10;
+    const std::uint64_t one = atomTypes_ + atomSets_;
+    const std::uint64_t copies = one == 0 ? 1 : std::min(times, kMostCopied / one);
+    if (copies < 2) return;
+    shape_.types += atomTypes_ * (copies - 1);
+    sets_ += atomSets_ * (copies - 1);
+    atomTypes_ *= copies;
+    atomSets_ *= copies;
+    typesBefore_ = shape_.types;
+    setsBefore_ = sets_;
   }
 
   // The first quantifier of an atom lies no deeper than the atom; those that follow it directly do.
@@ -467,6 +492,8 @@ class ShapeReader {
 
   void endAtom(std::int32_t height) {
     quantifiers_ = 0;
+    atomTypes_ = shape_.types - std::exchange(typesBefore_, shape_.types);
+    atomSets_ = sets_ - std::exchange(setsBefore_, sets_);
     height_ = height;
     keepHeight();
   }
@@ -500,7 +527,11 @@ class ShapeReader {
   std::uint64_t visits_ = 0;       // of what has been read, without calls
   std::vector<CalledGroup> groups_;
   std::vector<NamedCall> calls_;
-  std::uint64_t sets_ = 0;        // properties, types and brackets in classes, and what they have in common
+  std::uint64_t sets_ = 0;       // properties, types and brackets in classes, and what they have in common
+  std::uint64_t atomTypes_ = 0;  // types, and of these sets, in the last atom
+  std::uint64_t atomSets_ = 0;
+  std::uint64_t typesBefore_ = 0;  // the last atom's end
+  std::uint64_t setsBefore_ = 0;
   bool ignoresCase_ = false;      // anywhere
   std::int32_t quantifiers_ = 0;  // since the last atom
   std::int32_t height_ = 0;       // of the last atom with them

@@ -4,6 +4,8 @@
 #include <new>
 #include <optional>
 #include <stdexcept>
+#include <string>
+#include <utility>
 
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
@@ -98,13 +100,27 @@ class RunningFunction {
   bool hasLeft_ = false;
 };
 
-// What a failed call leaves, the exception being in hand: a diagnostic, and the null object. Where a scope could not be
-// popped on the way out, that is the failure.
-RawValue report(KorTemplateEnvironment& environment, const KorTemplateActivation& level, const Text& description) {
-  const std::optional<KorTemplateFailure> failure = environment.diagnosticInHand();
+// What is told of a call that has failed.
+struct FailedCall {
+  std::string description;
+  std::optional<KorTemplateFailure> failure;  // for the host's callback
+};
+
+// The exception being in hand.
+[[gnu::noinline]] std::unique_ptr<FailedCall> failedCall(KorTemplateEnvironment& environment, std::string description) {
+  auto failed = std::make_unique<FailedCall>();
+  failed->description = std::move(description);
+  failed->failure = environment.diagnosticInHand();
+  return failed;
+}
+
+// What a failed call leaves: a diagnostic, and the null object. Where a scope could not be popped on the way out, that
+// is the failure. Called in no handler: what is told may run a template, which may end the thread.
+[[gnu::noinline]] RawValue report(KorTemplateEnvironment& environment, const KorTemplateActivation& level,
+                                  const FailedCall& failed) {
   environment.leaveTo(level.caller);
-  environment.writeDiagnostic(environment.takePopFailure() ? Text("Stack frame is empty") : description);
-  if (failure.has_value()) environment.reportDiagnostic(*failure);
+  environment.writeDiagnostic(environment.takePopFailure() ? Text("Stack frame is empty") : Text(failed.description));
+  if (failed.failure.has_value()) environment.reportDiagnostic(*failed.failure);
   return RawValue::null();
 }
 
@@ -123,6 +139,7 @@ RawValue report(KorTemplateEnvironment& environment, const KorTemplateActivation
                                             std::span<const Value> arguments, KorTemplateEnvironment& environment) {
   KorTemplateActivation level(function, name);
   RunningFunction running(environment, level);
+  std::unique_ptr<FailedCall> failed;
   try {
     const RawValue result = function.kind() == kInternalFunctionKind
                                 ? static_cast<KorTemplateInternalFunction&>(function).run(environment, arguments)
@@ -135,15 +152,16 @@ RawValue report(KorTemplateEnvironment& environment, const KorTemplateActivation
     throw;
   } catch (const NSException& exception) {
     running.leave();
-    return report(environment, level, exception.description());
+    failed = failedCall(environment, std::string(exception.description()));
   } catch (const std::bad_alloc&) {
     throw;
   } catch (const std::length_error&) {
     throw;
   } catch (const std::exception& exception) {
     running.leave();
-    return report(environment, level, asValidUTF8(reasonOf(exception)));
+    failed = failedCall(environment, asValidUTF8(reasonOf(exception)));
   }
+  return report(environment, level, *failed);
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <list>
 #include <map>
 #include <optional>
-#include <ranges>
 #include <set>
 #include <span>
 #include <sstream>
@@ -363,13 +362,34 @@ void describeHostClass(HostClass<LastReader>& reader) {
   reader.name("LastReader").property("number", &LastReader::number);
 }
 
+// What can be read once, and makes each element anew.
+struct LastReaders {
+  struct Iterator {
+    using value_type = LastReader;           // NOLINT(readability-identifier-naming): what ranges ask for, as the next
+    using difference_type = std::ptrdiff_t;  // NOLINT(readability-identifier-naming)
+    LastReader operator*() const { return LastReader(*numbers, *end); }
+    Iterator& operator++() {
+      ++numbers;
+      return *this;
+    }
+    void operator++(int) { ++numbers; }
+    bool operator==(const Iterator& other) const { return numbers == other.numbers; }
+
+    std::istream_iterator<int> numbers;
+    std::function<void()>* end = nullptr;
+  };
+  Iterator begin() const { return first; }
+  Iterator end() const { return {}; }
+
+  Iterator first;
+};
+
 TEST(LazySequence, MayBeReadWhereAnElementEnds) {
-  Value sequence;
-  std::string inside;
   std::function<void()> atEnd;
   std::istringstream numbers("1 2 3 4 5 6 7");
-  sequence = lazySequence(std::views::istream<int>(numbers) |
-                          std::views::transform([&atEnd](int number) { return LastReader(number, atEnd); }));
+  LastReaders readers{{std::istream_iterator<int>(numbers), &atEnd}};
+  const Value sequence = lazySequence(readers);
+  std::string inside;
   const Ref<NSEnumerator> walk = sequence.object()->objectEnumerator();
   const auto next = [](NSEnumerator& from) {
     const Value element = from.nextObject();

@@ -500,6 +500,21 @@ TEST(AHostThatEndsItsThread, MayDoSoWhereTheOutputOfAFailureIsDelivered) {
   EXPECT_THAT(stage.text(), testing::EndsWith("c"));
 }
 
+TEST(AHostThatEndsItsThread, MayDoSoInATemplateThatTellsOfAFailure) {
+  const Stage stage;
+  stage.environment->setFunction("fail", []() -> int { throw std::runtime_error("a failure"); });
+  stage.environment->setFunction("leave", [] { pthread_exit(nullptr); });
+  const Ref<KorTemplate> report = KorTemplate::compile("<? leave() ?>");
+  stage.environment->setDiagnosticCallback(
+      [&](const KorTemplateFailure&) { report->executeWithEnvironment(stage.get()); });
+  runToTheEndOfAThread(stage, "text<?= fail() ?>");
+  stage.environment->setDiagnosticCallback(nullptr);
+  stage.run("c");
+  EXPECT_EQ(stage.depth(), 1);
+  EXPECT_EQ(stage.diagnostics(), "a failure");
+  EXPECT_THAT(stage.text(), testing::EndsWith("c"));
+}
+
 TEST(AHostThatRendersWithoutEnd, EndsInALimit) {
   for (const Place& place : kPlaces) {
     for (const bool isInside : {false, true}) {

@@ -34,8 +34,11 @@ struct Note {
   std::string titleOf(const Note& other) const { return other.body; }
   std::string renamed(Note& other) const { return other.body += "!"; }
 
+  std::shared_ptr<void> receipt() const { return std::exchange(lastReceipt, nullptr); }
+
   std::string body;
   std::function<void()> whenRead = {};
+  mutable std::shared_ptr<void> lastReceipt = {};
 };
 void describeHostClass(tavlo::HostClass<Note>& note) {
   note.name("Note")
@@ -46,6 +49,7 @@ void describeHostClass(tavlo::HostClass<Note>& note) {
       .property("brokenWide", [](const Note&) { return std::u16string(1, char16_t{0xD800}); })
       .method("titleOf:", &Note::titleOf)
       .method("renamed:", &Note::renamed)
+      .method("receipt", &Note::receipt)
       .method("countOf:", [](Note&, const tavlo::Ref<tavlo::NSArray>& list) { return list->count(); });
 }
 
@@ -287,6 +291,22 @@ TEST(AnEnvironmentThatIsReset, StandsTheEndsOfWhatItHeld) {
 Value endingWith(std::function<void()> action) {
   return lazyList([ending = std::make_shared<AtItsEnd>(std::move(action))] { return std::size_t{0}; },
                   [](std::size_t index) { return index; });
+}
+
+// An invocation keeps its last result, of whatever type, until the next one.
+TEST(AResultOfAMethod, MayCallTheMethodAgainWhenItEnds) {
+  const Stage stage;
+  Note note;
+  stage.environment->setFunctionForName(KorTemplateExternalFunction::functionWithSelectorTarget("receipt", note),
+                                        "pay");
+  int ends = 0;
+  note.lastReceipt = std::make_shared<AtItsEnd>([&] {
+    ++ends;
+    stage.run("<? pay() ?>");
+  });
+  for (int time = 0; time < 3; ++time) stage.run("<? pay() ?>");
+  EXPECT_EQ(ends, 1);
+  EXPECT_EQ(stage.diagnostics(), "");
 }
 
 TEST(AStack, StandsTheEndsOfWhatItPops) {
