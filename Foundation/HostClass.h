@@ -21,6 +21,7 @@
 #include "Foundation/Selector.h"
 #include "Foundation/Utf8.h"
 #include "Foundation/Value.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -79,6 +80,7 @@ class PropertyByGetter final : public HostProperty {
 
   template <class Use>
   RawValue withResult(void* object, const HostInstance& holder, const Use& use) const {
+    if constexpr (!std::is_member_object_pointer_v<Getter>) lookBeforeHost();
     if constexpr (hasTwoResults()) {
       if (!holder.isConstant()) return use(std::invoke(getter_, *static_cast<T*>(object)));
       return use(std::invoke(getter_, *static_cast<const T*>(object)));

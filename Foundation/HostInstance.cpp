@@ -5,6 +5,7 @@
 #include "Foundation/NSException.h"
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/StackGuard.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -66,6 +67,7 @@ void HostInstance::describe(Description& out) const {
   const auto& describe = table_->operations().describe;
   if (!describe) return NSObject::describe(out);
   checkStack();  // the host's code may ask another object, and so on
+  lookBeforeHost();
   describe(object_, out);
 }
 
@@ -79,6 +81,7 @@ bool HostInstance::isEqual(const NSObject& other, std::int32_t /*depth*/) const 
   const auto& instance = static_cast<const HostInstance&>(other);
   if (const HostClassTable* const judge = table_->findEquality()) {
     checkStack();
+    lookBeforeHost();
     void* const compared = instance.table_->objectAs(instance.object_, *judge);
     return compared != nullptr && judge->operations().isEqual(table_->objectAs(object_, *judge), compared);
   }
@@ -90,6 +93,7 @@ bool HostInstance::isEqual(const NSObject& other, std::int32_t /*depth*/) const 
 std::size_t HostInstance::hash() const {
   if (const HostClassTable* const judge = table_->findEquality()) {
     checkStack();
+    lookBeforeHost();
     return judge->operations().hash(table_->objectAs(object_, *judge));
   }
   return reinterpret_cast<std::uintptr_t>(identity()) >> 3;
@@ -99,6 +103,7 @@ std::optional<bool> HostInstance::isLessThan(const Value& other) const {
   const auto& isLessThan = table_->operations().isLessThan;
   if (!isLessThan) return {};
   checkStack();
+  lookBeforeHost();
   return isLessThan(object_, other);
 }
 
@@ -106,6 +111,7 @@ std::optional<bool> HostInstance::isGreaterThan(const Value& other) const {
   const auto& isGreaterThan = table_->operations().isGreaterThan;
   if (!isGreaterThan) return {};
   checkStack();
+  lookBeforeHost();
   return isGreaterThan(object_, other);
 }
 

@@ -71,6 +71,7 @@ class LazyListByFunctions final : public LazyList {
   std::size_t count() const override { return static_cast<std::size_t>(std::invoke(count_)); }
   Value elementAt(std::size_t index, ReusableInstances& reused) const override {
     const std::shared_ptr<const void> nobody;
+    lookBeforeHost();
     return index < count() ? elementValue(std::invoke(elementAt_, index), HostContext(nobody, &reused)) : Value();
   }
 
@@ -141,6 +142,7 @@ class LazyDictionaryByFunctions final : public LazyDictionary {
     using Result = std::invoke_result_t<const ValueForKey&, std::string_view>;
     const std::shared_ptr<const void> nobody;
     const HostContext context(nobody, &reused);
+    lookBeforeHost();
     if constexpr (kWrapperKind<std::remove_cvref_t<Result>> == HostResultKind::Optional) {
       auto&& result = std::invoke(valueForKey_, key);
       return result.has_value() ? elementValue(*std::forward<Result>(result), context) : Value();
@@ -181,6 +183,7 @@ class GeneratedElements final : public NSEnumerator {
 
   Value nextObject() override {
     if (isOver_) return {};
+    lookBeforeHost();
     auto result = std::invoke(next_);
     isOver_ = !result.has_value();
     const std::shared_ptr<const void> nobody;
@@ -199,6 +202,7 @@ class RangeElements final : public NSEnumerator {
   RangeElements(Range& range, std::shared_ptr<const void> owner) : range_(range), owner_(std::move(owner)) {}
 
   Value nextObject() override {
+    lookBeforeHost();
     if (!at_.has_value()) {
       at_.emplace(std::ranges::begin(range_));
     } else if (*at_ != std::ranges::end(range_)) {

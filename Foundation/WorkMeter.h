@@ -39,6 +39,12 @@ class [[gnu::visibility("default")]] WorkMeter {
     refill();
   }
 
+  // The same before a host's code runs, which may take any time; does nothing where no time is set.
+  void lookBeforeHost() {
+    if (looksOften_) [[unlikely]]
+      refill();
+  }
+
   // Whether steps are limited, so that all work has to be counted; otherwise it is enough to look from time to time.
   bool limitsSteps() const noexcept {
     return limitsSteps_;
@@ -80,10 +86,18 @@ class [[gnu::visibility("default")]] WorkMeter {
   // NOLINTBEGIN(*-non-private-member-variables-in-classes): counted down in line
   std::int64_t granted_ = 0;
   bool limitsSteps_ = false;
+  bool looksOften_ = false;  // whether the execution may be over at any moment
   std::int32_t valueDepth_ = 0;
   std::uint64_t stringLength_ = 0;
   // NOLINTEND(*-non-private-member-variables-in-classes)
 };
+
+// Before a host's code runs: looks whether the thread's execution may go on. Raises `KorTemplateLimitException`
+// otherwise.
+inline void lookBeforeHost() {
+  WorkMeter* const meter = WorkMeter::ofThread();
+  if (meter != nullptr) meter->lookBeforeHost();
+}
 
 // The thread's meter, asked for once for a walk over many elements; counts nothing where there is none.
 class WorkCounter {

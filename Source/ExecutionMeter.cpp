@@ -32,9 +32,9 @@ void ExecutionMeter::endProfile() noexcept {
 }
 
 std::int64_t ExecutionMeter::sliceOfSteps() const noexcept {
-  constexpr std::int64_t kStepsBetweenLooks = 1024;
+  constexpr std::int64_t kStepsBetweenLooks = 64;
   if (profile_ != nullptr) return 0;
-  return limits_.time.has_value() || cancellation_ != nullptr ? std::min(left_, kStepsBetweenLooks) : left_;
+  return looksOften_ ? std::min(left_, kStepsBetweenLooks) : left_;
 }
 
 std::uint64_t ExecutionMeter::stepsTaken() const noexcept {

@@ -35,6 +35,7 @@ class [[gnu::visibility("default")]] ExecutionMeter final : public WorkMeter {
     left_ = 0;
     cancellation_ = cancellation;
     profile_ = profile;
+    looksOften_ = cancellation != nullptr || limits_.time.has_value();
     if (isWatched_ || cancellation != nullptr || profile != nullptr) [[unlikely]]
       beginWatching();
   }

@@ -154,6 +154,7 @@ bool KorTemplateEnvironment::appendNumber(RawValue value, TextBuffer& text) {
 // The stream is the one that is current once the text is known; it may replace itself.
 void KorTemplateEnvironment::writeToStream(const Text& text) {
   meter_.countOutput(text.view().size());
+  meter_.lookBeforeHost();
   const Ref<KorTemplateStream> stream = outputStream_;
   if (stream != nullptr) stream->write(text);
 }

@@ -220,6 +220,7 @@ class KorTemplateEnvironment final : public NSObject {
   // Raises when recursion comes too near the end of the thread's stack.
   [[gnu::always_inline]] void checkStack() const { stackGuard_.check(); }
   // Whether this execution has reached a limit, whoever has caught that; and raises it again.
+  void lookBeforeHost() { meter_.lookBeforeHost(); }
   bool hasReachedLimit() const noexcept { return meter_.hasReachedLimit(); }
   void raiseReachedLimit() { meter_.look(); }
   // Remembers the limit, which every further step of this execution raises again.

@@ -127,6 +127,7 @@ struct FailedCall {
 // A limit that the host's function has reached and caught itself ends what called it all the same.
 [[gnu::always_inline]] inline RawValue invokeHosts(KorTemplateFunction& function, std::span<const Value> arguments,
                                                    KorTemplateEnvironment& environment) {
+  environment.lookBeforeHost();
   const RawValue result = function.invoke(environment, arguments);
   if (environment.hasReachedLimit()) [[unlikely]] {
     const Value held = Value::adopt(result);
