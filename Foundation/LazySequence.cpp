@@ -11,7 +11,7 @@ const char* LazySequence::className() const {
 }
 
 bool LazySequence::findValueForKey(const NSString& key, Value& value) const {
-  return findValuesForKey(*objectEnumerator(), key, value);
+  return findValuesForKey(*requireEnumerator(*this), key, value);
 }
 
 }  // namespace tavlo

@@ -17,4 +17,7 @@ class NSEnumerator : public NSObject {
   NSEnumerator() = default;
 };
 
+// The walk over what the object holds. Raises `NSGenericException` where it cannot be enumerated.
+[[gnu::visibility("hidden")]] Ref<NSEnumerator> requireEnumerator(const NSObject& collection);
+
 }  // namespace tavlo

@@ -82,7 +82,7 @@ std::size_t countOf(const Value& collection) {
   }
   std::size_t count = 0;
   const WorkCounter work;
-  const Ref<NSEnumerator> walk = collection.object()->objectEnumerator();
+  const Ref<NSEnumerator> walk = requireEnumerator(*collection.object());
   for (; !walk->nextObject().isAbsent(); ++count) work.step();
   return count;
 }
@@ -371,7 +371,7 @@ bool NSKeyPath::contribute(std::size_t index, const Value& element, std::vector<
 
 bool NSKeyPath::contributeWalked(std::size_t index, const Value& collection, std::vector<Value>& values) const {
   const WorkCounter work;
-  const Ref<NSEnumerator> walk = collection.object()->objectEnumerator();
+  const Ref<NSEnumerator> walk = requireEnumerator(*collection.object());
   for (Value element = walk->nextObject(); !element.isAbsent(); element = walk->nextObject()) {
     work.step();
     if (!contribute(index, element, values)) return false;

@@ -6,6 +6,7 @@
 #include "Foundation/HostMethod.h"
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSEnumerator.h"
+#include "Foundation/NSException.h"
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/NSString.h"
 #include "Foundation/Value.h"
@@ -127,6 +128,15 @@ bool NSObject::findValueForKey(const NSString& key, Value& value) const {
 
 Ref<NSEnumerator> NSObject::objectEnumerator() const {
   return {};
+}
+
+Ref<NSEnumerator> requireEnumerator(const NSObject& collection) {
+  Ref<NSEnumerator> walk = collection.objectEnumerator();
+  if (walk == nullptr) {
+    NSException::raise(NSGenericException, "%@ cannot be enumerated because it does not respond to objectEnumerator",
+                       collection.className());
+  }
+  return walk;
 }
 
 BoundMethod NSObject::methodForSelector(const Selector& /*selector*/) const {

@@ -174,6 +174,7 @@ std::optional<KorTemplateFailure> KorTemplateEnvironment::diagnosticInHand() noe
   const FailureWatch::SharedTrace trace = traceInHand();
   if (popFailed_) return KorTemplateFailure(NSInternalInconsistencyException, "Stack frame is empty", trace);
   std::optional<KorTemplateFailure> failure = KorTemplateFailure::ofCurrentException(trace);
+  watch_.clear();  // where the exception is raised once more, that is another failure
   return failure.has_value() ? failure : KorTemplateFailure("KorTemplateReturnIndication", "", trace);
 }
 
@@ -343,13 +344,15 @@ void KorTemplateEnvironment::noteFailure() noexcept {
 }
 
 void KorTemplateEnvironment::leaveFailed(const std::exception_ptr& failure, bool isLimit) {
-  if (executionDepth_ == 1) {
+  bool isDelivered = executionDepth_ > 1;
+  for (std::size_t left = replacedStreams_.size() + 1; left > 0 && !isDelivered; --left) {
     try {
       deliverOutput();
+      isDelivered = true;
     } catch (const abi::__forced_unwind&) {
       throw;  // the end of the thread, which nobody may stop
     } catch (...) {
-      // The exception that is on its way says more than the one that follows from it.
+      // The exception that is on its way says more than the one that follows from it. The other streams are asked yet.
     }
   }
   if (takePopFailure() && !isLimit) failAssertion("Stack frame is empty");
@@ -365,14 +368,16 @@ void KorTemplateEnvironment::setOutputStream(const Ref<KorTemplateStream>& value
 }
 
 void KorTemplateEnvironment::deliverOutput() {
-  stackGuard_.check();  // a stream may run a template, at whose end another one delivers
-  while (deliveredStreams_ < replacedStreams_.size()) {
-    const Ref<KorTemplateStream> stream = replacedStreams_[deliveredStreams_++];
+  while (const Ref<KorTemplateStream> stream = nextToDeliver()) {
+    stackGuard_.check();  // a stream may run a template, at whose end another one delivers
     stream->flush();
   }
-  // A stream that fails is not asked again where its failure leaves: one that runs a template would be asked twice as
-  // often on each level.
-  if (!std::exchange(isOutputDelivered_, true)) flushOutput();
+}
+
+// None is asked again where its failure leaves: one that runs a template would be asked twice as often on each level.
+Ref<KorTemplateStream> KorTemplateEnvironment::nextToDeliver() noexcept {
+  if (deliveredStreams_ < replacedStreams_.size()) return replacedStreams_[deliveredStreams_++];
+  return std::exchange(isOutputDelivered_, true) ? nullptr : outputStream_;
 }
 
 void KorTemplateEnvironment::flushOutput() {

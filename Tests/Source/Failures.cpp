@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <exception>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -327,6 +328,19 @@ TEST(ADiagnosticCallback, IsCalledBehindTheTextAndMayRaise) {
   stage.run("<? boom() ?>c");
   EXPECT_EQ(order, "write bang,told bang,write bang,");
   EXPECT_EQ(stage.text(), "ac");
+}
+
+// As a failed future does for each who asks.
+TEST(ADiagnosticCallback, HearsWhereAnExceptionIsRaisedOnceMore) {
+  const Stage stage;
+  const std::exception_ptr kept = std::make_exception_ptr(std::runtime_error("kept"));
+  stage.environment->setFunction("raise", [&]() -> int { std::rethrow_exception(kept); });
+  std::vector<std::string> places;
+  stage.environment->setDiagnosticCallback(
+      [&](const KorTemplateFailure& failure) { places.push_back(failure.place().description()); });
+  named("page", "<? raise() ?>\n\n<? raise() ?><? function f() ?>\n<? raise() ?><? endfunction ?><? f() ?>")
+      ->executeWithEnvironment(stage.get());
+  EXPECT_THAT(places, ElementsAre("page:1:1", "page:3:1", "page:4:1"));
 }
 
 }  // namespace

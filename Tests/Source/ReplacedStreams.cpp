@@ -1,6 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
+#include <vector>
+
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -43,6 +46,35 @@ TEST(AStreamThatIsReplaced, DeliversAlsoWhereTheRunFails) {
   });
   EXPECT_NE(raisedBy([&] { stage.run("a<? swap() ?>b<? 1 / 0 ?>"); }), "nothing");
   EXPECT_EQ(first->delivered, "a");
+}
+
+// Raises what it is asked to deliver.
+class FailingStream final : public KorTemplateStream {
+ public:
+  void write(const Text& /*text*/) override {}
+  void flush() override { NSException::raise(NSGenericException, "No room"); }
+};
+
+TEST(AStreamThatIsReplaced, DeliversAlsoWhereOthersFailToDoSo) {
+  for (const char* const end : {"", "<? 1 / 0 ?>"}) {
+    for (int failing = 0; failing < 4; ++failing) {
+      const Stage stage;
+      const Ref<GatheringStream> good = makeRef<GatheringStream>();
+      const Ref<GatheringStream> last = makeRef<GatheringStream>();
+      std::vector<Ref<KorTemplateStream>> next{last, good};
+      for (int count = 0; count < failing; ++count) next.push_back(makeRef<FailingStream>());
+      stage.environment->setFunction("swap", [&] {
+        stage.environment->setOutputStream(next.back());
+        next.pop_back();
+      });
+      std::string text;
+      for (int count = 0; count < failing + 2; ++count) text += "<? swap() ?>" + std::to_string(count);
+      const std::string raised = raisedBy([&] { stage.run(text + end); });
+      EXPECT_EQ(raised == "nothing", failing == 0 && *end == '\0') << raised;
+      EXPECT_EQ(good->delivered, std::to_string(failing)) << failing << end;
+      EXPECT_EQ(last->delivered, std::to_string(failing + 1)) << failing << end;
+    }
+  }
 }
 
 }  // namespace

@@ -293,6 +293,21 @@ Value endingWith(std::function<void()> action) {
                   [](std::size_t index) { return index; });
 }
 
+TEST(ASequenceWithoutAWalk, CannotBeEnumerated) {
+  class Empty final : public LazySequence {
+   public:
+    Ref<NSEnumerator> objectEnumerator() const override { return nullptr; }
+  };
+  for (const char* const text : {"<? foreach ($e in $s) ?><? endforeach ?>", "<?= $s.n ?>", "<?= $s.@count ?>",
+                                 "<?= $s.@sum ?>", "<?= $s.@sum.n ?>"}) {
+    const Stage stage;
+    stage.set("s", Value(makeRef<Empty>()));
+    EXPECT_EQ(raisedBy([&] { stage.run(text); }),
+              "NSGenericException: LazySequence cannot be enumerated because it does not respond to objectEnumerator")
+        << text;
+  }
+}
+
 // An invocation keeps its last result, of whatever type, until the next one.
 TEST(AResultOfAMethod, MayCallTheMethodAgainWhenItEnds) {
   const Stage stage;
