@@ -27,7 +27,7 @@ struct KorTemplateProfile::Node {
   using Key = std::tuple<const NSObject*, const char*, const KorTemplateStatement*>;
 
   Node* parent = nullptr;
-  Ref<const KorTemplateFunction> function;    // absent for a template
+  Ref<const KorTemplateFunction> function;    // of a template; absent for any other
   Name name;                                  // of a function, as the template calls it
   Ref<const KorTemplateSource> source;        // absent where that is not known
   Ref<const KorTemplateStatement> statement;  // absent where none runs
@@ -133,12 +133,14 @@ KorTemplateProfile::Node* KorTemplateProfile::nodeAt(const Level& level, const K
   if (isInternal) source = static_cast<const KorTemplateInternalFunction*>(level.function)->source().get();
   if (level.function == nullptr && source == nullptr) return level.parent;  // what a host has entered the engine for
   if (!isInternal && statement == level.caller) statement = nullptr;        // none of its own has begun
-  const NSObject* running = level.function;
+  // A host's functions are told apart by their names alone: they may be others in each execution.
+  const KorTemplateFunction* const function = isInternal ? level.function : nullptr;
+  const NSObject* running = function;
   if (running == nullptr) running = source;
   const char* const nameText = level.name.isAbsent() ? nullptr : level.name.view().data();
   const auto child = level.parent->children.try_emplace({running, nameText, statement}).first;
   if (child->second == nullptr) {  // it is new, or memory ran out when it was
-    child->second = &nodes_.emplace_back(Node{level.parent, Ref<const KorTemplateFunction>::retaining(level.function),
+    child->second = &nodes_.emplace_back(Node{level.parent, Ref<const KorTemplateFunction>::retaining(function),
                                               level.name, Ref<const KorTemplateSource>::retaining(source),
                                               Ref<const KorTemplateStatement>::retaining(statement)});
   }

@@ -110,6 +110,22 @@ TEST(KorTemplateProfile, KeepsWhatItTellsOf) {
   EXPECT_THAT(profile->foldedStacks(), HasSubstr("gone:1;f gone:1 "));
 }
 
+TEST(KorTemplateProfile, KeepsNoFunctionOfTheHost) {
+  const Stage stage;
+  const Ref<KorTemplateProfile> profile = KorTemplateProfile::profile();
+  stage.environment->setProfile(profile);
+  const auto captured = std::make_shared<int>(1);
+  const Ref<KorTemplate> page = KorTemplate::compile("<? f($list) ?>");
+  stage.set("list", NSArray::arrayWithObjects(std::vector<Value>(100, 1)));
+  for (int request = 0; request < 3; ++request) {
+    // The steps of its arguments are its own.
+    stage.environment->setFunction("f", [captured](const std::vector<int>& each) { return each.size() + *captured; });
+    page->executeWithEnvironment(stage.get());
+  }
+  stage.environment->setFunction("f", [] {});
+  EXPECT_EQ(captured.use_count(), 1);
+}
+
 TEST(KorTemplateProfile, ChangesNothingOfWhatRuns) {
   const char* text =
       "<? function fib($n) ?><? if ($n < 2) ?><? return $n ?><? endif ?><? return fib($n - 1) + fib($n - 2) ?>"
