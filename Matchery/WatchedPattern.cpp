@@ -142,6 +142,8 @@ class Watcher {
     // The engine mistakes some loops over "\R", other ones when it calls out between them; which characters belong
     // together it finds by going back over the text, without a call.
     if (std::string_view("cCMQRyYX").find(letter) != kNone) return kNone;
+    // Behind such a place and a call the engine takes ".*" for one that begins at the start of a line only.
+    if (std::string_view("bBGK").find(letter) != kNone && next == '.' && isQuantified(at_ + 3)) return kNone;
     if (letter == 'k') return reference(sizeOverName(at_ + 2));
     if (letter == 'g') return atom(sizeOverName(at_ + 2));
     if (kDigits.find(letter) != kNone) return digits();
