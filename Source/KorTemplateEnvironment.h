@@ -350,7 +350,7 @@ class KorTemplateEnvironment final : public NSObject {
   // The same for all streams that were the output stream in this execution.
   void deliverOutput();
   // Each of them once, the last of all the output stream; then null.
-  Ref<KorTemplateStream> nextToDeliver() noexcept;
+  [[gnu::visibility("hidden")]] Ref<KorTemplateStream> nextToDeliver() noexcept;
   // Settles whether output is appended to a text without further ado, which no limit may count then.
   void settleOutput() noexcept {
     const bool mayBeDirect = outputStream_ != nullptr && !meter_.limitsOutput();
