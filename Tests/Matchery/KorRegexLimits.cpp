@@ -355,7 +355,8 @@ TEST(KorRegexLimits, AWatchedPatternMatchesAsThePatternDoes) {
     if (!raised([&] { plain = KorRegex::compileExpression(pattern); }).empty()) continue;
     const std::optional<std::string> watched = watchedPattern(pattern);
     if (!watched.has_value()) {
-      EXPECT_THAT(pattern, testing::AnyOf(testing::ContainsRegex("[(][?]<[=!]"), testing::ContainsRegex("[bBGK][.]")));
+      const auto has = [&pattern](std::string_view part) { return pattern.find(part) != std::string::npos; };
+      EXPECT_TRUE(has("(?<=") || has("(?<!") || has("\\b.") || has("\\G.") || has("\\K.")) << pattern;
       continue;
     }
     const Ref<KorRegex> other = KorRegex::compileExpression(withoutCalls(*watched));
