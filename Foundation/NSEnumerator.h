@@ -17,7 +17,8 @@ class NSEnumerator : public NSObject {
   NSEnumerator() = default;
 };
 
-// The walk over what the object holds. Raises `NSGenericException` where it cannot be enumerated.
+// The walk over what the object holds. Raises `NSGenericException` where it cannot be enumerated, as no number can.
 [[gnu::visibility("hidden")]] Ref<NSEnumerator> requireEnumerator(const NSObject& collection);
+[[gnu::visibility("hidden")]] Ref<NSEnumerator> requireEnumerator(const Value& collection);
 
 }  // namespace tavlo

@@ -130,13 +130,24 @@ Ref<NSEnumerator> NSObject::objectEnumerator() const {
   return {};
 }
 
+namespace {
+
+[[noreturn]] void raiseNotEnumerable(const char* className) {
+  NSException::raise(NSGenericException, "%@ cannot be enumerated because it does not respond to objectEnumerator",
+                     className);
+}
+
+}  // namespace
+
 Ref<NSEnumerator> requireEnumerator(const NSObject& collection) {
   Ref<NSEnumerator> walk = collection.objectEnumerator();
-  if (walk == nullptr) {
-    NSException::raise(NSGenericException, "%@ cannot be enumerated because it does not respond to objectEnumerator",
-                       collection.className());
-  }
+  if (walk == nullptr) raiseNotEnumerable(collection.className());
   return walk;
+}
+
+Ref<NSEnumerator> requireEnumerator(const Value& collection) {
+  if (collection.object() == nullptr) raiseNotEnumerable(collection.className());
+  return requireEnumerator(*collection.object());
 }
 
 BoundMethod NSObject::methodForSelector(const Selector& /*selector*/) const {

@@ -37,7 +37,7 @@ struct GroupCall {
 // followed already.
 class CallWalk {
  public:
-  CallWalk(std::vector<CalledGroup>& groups, const std::vector<GroupCall>& calls)
+  CallWalk(const std::vector<CalledGroup>& groups, const std::vector<GroupCall>& calls)
       : groups_(groups), calls_(calls), isOpen_(groups.size()) {}
 
   // Of all that the last group, which is the whole pattern, leads to.

@@ -86,11 +86,7 @@ Completion KorTemplateEnumerationStatement::execute(KorTemplateEnvironment& envi
   if (kind == ObjectKind::Dictionary) {
     return executeOver(environment, collection, static_cast<const NSDictionary*>(object)->entries(), valueOf);
   }
-  const Ref<NSEnumerator> enumerator = object == nullptr ? nullptr : object->objectEnumerator();
-  if (enumerator == nullptr) {
-    NSException::raise(NSGenericException, "%@ cannot be enumerated because it does not respond to objectEnumerator",
-                       collection.className());
-  }
+  const Ref<NSEnumerator> enumerator = requireEnumerator(collection);
   const bool isQuiet = kind == ObjectKind::LazyList && static_cast<const LazyList*>(object)->isQuiet();
   return executeLoop<false>(environment, isQuiet, Value(), [&enumerator] { return enumerator->nextObject(); });
 }

@@ -219,8 +219,9 @@ class KorTemplateEnvironment final : public NSObject {
   void countBytes(std::size_t bytes) { meter_.countBytes(bytes); }
   // Raises when recursion comes too near the end of the thread's stack.
   [[gnu::always_inline]] void checkStack() const { stackGuard_.check(); }
-  // Whether this execution has reached a limit, whoever has caught that; and raises it again.
+  // Raises when time is over, before the host is called, however few steps have been counted.
   void lookBeforeHost() { meter_.lookBeforeHost(); }
+  // Whether this execution has reached a limit, whoever has caught that; and raises it again.
   bool hasReachedLimit() const noexcept { return meter_.hasReachedLimit(); }
   void raiseReachedLimit() { meter_.look(); }
   // Remembers the limit, which every further step of this execution raises again.

@@ -199,7 +199,7 @@ class NameMap {
   [[gnu::noinline]] void shrink() noexcept {
     slots_.clear();
     state_ &= ~kHashed;
-    if (size_ == 0 && state_ != 0) {
+    if (size_ == 0 && (state_ & kRoomy) != 0) {
       std::vector<Entry>().swap(entries_);
       std::vector<std::uint32_t>().swap(slots_);
       state_ = 0;
