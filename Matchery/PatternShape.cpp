@@ -368,9 +368,23 @@ class ShapeReader {
     depth_ += opened;
     noteDepth(0);
     if (isCondition) {
-      stepOverName(at_ + 1);
+      stepOverCondition();
     } else if (!looksAround) {
       openCaptured();
+    }
+  }
+
+  // "(<name>)", "('1')" or "(1)" behind "(?", which asks whether that group has matched: maybe at a level, as
+  // references may. Any other condition is a pattern.
+  void stepOverCondition() {
+    const std::size_t opened = at_ + 1;
+    stepOverName(opened);
+    const bool isName = at_ > opened;
+    const std::size_t name = opened + (isName ? 1 : 0);
+    const std::size_t end = isName ? at_ : pattern_.find_first_not_of("0123456789+-", name);
+    if (end >= pattern_.size() || (!isName && pattern_[end] != ')')) return;
+    if (pattern_.substr(name, end - name).find_first_of("+-", 1) != std::string_view::npos) {
+      shape_.refersToLevels = true;
     }
   }
 

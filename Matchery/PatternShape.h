@@ -37,8 +37,8 @@ struct PatternShape {
   // there, and through what looks behind again for each group around it that does. The count ends soon after
   // `kVisitsCounted`.
   std::uint64_t visits = 0;
-  // Whether it has a reference such as "\k<name+1>", for which the engine looks through its whole stack each time,
-  // which none of its limits counts.
+  // Whether it has a reference such as "\k<name+1>", or a condition such as "(?(<name+1>)", for which the engine looks
+  // through its whole stack each time, which none of its limits counts.
   bool refersToLevels = false;
   // The most groups that have one name, where the pattern refers back by name: the engine compares with one after the
   // other, each with as much as the whole text.

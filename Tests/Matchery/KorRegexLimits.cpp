@@ -588,12 +588,15 @@ TEST(KorRegexLimits, ASearchThroughCallsThatDoubleEndsSoonWhereItCannotBeWatched
 
 // The engine looks through its whole stack for the level, and counts nothing.
 TEST(KorRegexLimits, AReferenceToALevelOfCallsDoesNotCompile) {
-  for (const char* const pattern : {"(?<x>a?)\\k<x+0>+|\\B", "(?<x>)(?:a\\k<x-1>)*", "(a)\\k'1+2'", "(a)\\k<-1+0>"}) {
+  for (const char* const pattern :
+       {"(?<x>a?)\\k<x+0>+|\\B", "(?<x>)(?:a\\k<x-1>)*", "(a)\\k'1+2'", "(a)\\k<-1+0>", "(b)(?:b(?(1+0)|c))*",
+        "(b)(?:b(?('1+0')))*", "(?<n>b)(?:b(?(<n-2>)|c))*", "(b)(?:b(?(-1+0)|c))*"}) {
     EXPECT_EQ(raised([&] { (void)KorRegex::compileExpression(pattern); }),
               std::string("NSInvalidArgumentException: The regular expression /") + pattern +
                   "/ does not compile: it refers back to a group at a level of calls");
   }
-  for (const char* const pattern : {"^(?<x>a)\\k<x>+-$", "^(a)\\k<-1>+-$", "^(a)\\k'1'+-$"}) {
+  for (const char* const pattern : {"^(?<x>a)\\k<x>+-$", "^(a)\\k<-1>+-$", "^(a)\\k'1'+-$", "^(a)(?(1)a-)$",
+                                    "^(a)(?(<-1>)a-)$", "^(a)(?(-1)a-)$", "^a(?(a+a|a)-)$", "^(?<x>a)(?('x')a-)$"}) {
     EXPECT_TRUE(KorRegex::compileExpression(pattern)->matchesString(*NSString::stringWithUTF8("aa-"))) << pattern;
   }
 }
