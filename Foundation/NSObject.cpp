@@ -9,53 +9,52 @@
 #include "Foundation/NSException.h"
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/NSString.h"
+#include "Foundation/StackGuard.h"
 #include "Foundation/Value.h"
-#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
+constinit thread_local std::uint16_t NSObject::levelOfEnds_ = 0;
+
 // Ends objects in place down to a fixed depth and lines up the deeper ones, linked through the fields that counted
-// their references, until the outermost end has returned. An execution that runs inside an end has an outermost one of
-// its own: it may make and end any number of objects.
+// their references, until the outermost end has returned. What an end has made itself, and lets go of, has an outermost
+// end of its own: it may refer to what is freed next, and a template that runs there may make any number of objects.
 class PendingReleases {
  public:
   void end(const NSObject* object) noexcept {
-    if (depth_ >= kDeepest - 1) [[unlikely]]
-      return endDeeply(object);
-    endHere(object);
+    const std::uint16_t level = NSObject::levelOfEnds_;
+    if (level == outermost_) return endOutermost(object);
+    if (object->madeAt_ == level && StackGuard::isFarFromTheEnd()) [[unlikely]]
+      return endByItself(object);
+    if (static_cast<std::uint16_t>(level - outermost_) >= kDeepest) [[unlikely]]
+      return push(object);
+    ++NSObject::levelOfEnds_;
+    delete object;
+    --NSObject::levelOfEnds_;
   }
 
  private:
-  static constexpr int kDeepest = 64;
+  static constexpr std::uint16_t kDeepest = 64;
   static constexpr int kLowBits = 32;
 
-  void endHere(const NSObject* object) noexcept {
-    ++depth_;
+  void endOutermost(const NSObject* object) noexcept {
+    ++NSObject::levelOfEnds_;
     delete object;
-    if (depth_ == 1) {
-      while (const NSObject* next = pop()) delete next;
-    }
-    --depth_;
+    while (const NSObject* next = pop()) delete next;
+    --NSObject::levelOfEnds_;
   }
 
-  [[gnu::noinline]] void endDeeply(const NSObject* object) noexcept {
-    const WorkMeter::Scope* const execution = WorkMeter::Scope::latest();
-    if (depth_ == kDeepest - 1) {
-      execution_ = execution;
-      return endHere(object);
-    }
-    if (execution == execution_) return push(object);
-    const PendingReleases outer = *this;
-    depth_ = 0;
-    endHere(object);
-    depth_ = outer.depth_;
-    execution_ = outer.execution_;
+  [[gnu::noinline]] void endByItself(const NSObject* object) noexcept {
+    const PendingReleases around = std::exchange(*this, {});
+    outermost_ = NSObject::levelOfEnds_;
+    endOutermost(object);
+    *this = around;
   }
 
   void push(const NSObject* object) noexcept {
     const auto next = reinterpret_cast<std::uintptr_t>(first_);
     object->count_.store(static_cast<std::uint32_t>(next), std::memory_order_relaxed);
-    object->linkHigh_ = static_cast<std::uint16_t>(next >> kLowBits);  // addresses have 48 bits
+    object->madeAt_ = static_cast<std::uint16_t>(next >> kLowBits);  // addresses have 48 bits
     first_ = object;
   }
 
@@ -63,18 +62,18 @@ class PendingReleases {
     const NSObject* object = first_;
     if (object == nullptr) return nullptr;
     const std::uintptr_t next =
-        (static_cast<std::uintptr_t>(object->linkHigh_) << kLowBits) | object->count_.load(std::memory_order_relaxed);
+        (static_cast<std::uintptr_t>(object->madeAt_) << kLowBits) | object->count_.load(std::memory_order_relaxed);
+    object->count_.store(NSObject::kOne, std::memory_order_relaxed);  // as in an end that has not waited
     first_ = reinterpret_cast<const NSObject*>(next);  // NOLINT(performance-no-int-to-ptr): kept in two halves
     return object;
   }
 
-  int depth_ = 0;
-  const NSObject* first_ = nullptr;
-  const WorkMeter::Scope* execution_ = nullptr;  // that ran when the deepest level was reached; not owned
+  const NSObject* first_ = nullptr;  // that waits
+  std::uint16_t outermost_ = 0;      // the level of the end for which they wait
 };
 
 namespace {
-// In the block of every thread that is found without a call: three words, which libraries opened at run time find room
+// In the block of every thread that is found without a call: two words, which libraries opened at run time find room
 // for.
 [[gnu::tls_model("initial-exec")]] thread_local PendingReleases pendingReleases;
 }  // namespace

@@ -43,7 +43,8 @@ enum class Counting : std::uint8_t { Plain, Atomic };
 // The root of every counted object: identity, equality, order, key-value access, enumeration and text.
 //
 // An object is made by `makeRef` with one reference and ends with its last one. Ending a deep structure never recurses
-// deeper than a fixed bound and never allocates.
+// deeper than a fixed bound and never allocates: what ends deeper inside other ends waits until the outermost one has
+// returned, but for what was made in the end that lets go of it.
 class NSObject {
  public:
   NSObject(const NSObject&) = delete;
@@ -108,8 +109,10 @@ class NSObject {
       count_.store(count - kOne, std::memory_order_relaxed);
     } else if (count != (kOne | kSharedBit) && isSingleThreaded()) {
       count_.store(count - kOne, std::memory_order_relaxed);
-    } else if (count == (kOne | kSharedBit) ||  // the last one need not be counted down: nobody else is left to see it
-               count_.fetch_sub(kOne, std::memory_order_acq_rel) == (kOne | kSharedBit)) {
+    } else if (count == (kOne | kSharedBit)) {  // the last one need not be counted down: nobody else is left to see it
+      end();
+    } else if (count_.fetch_sub(kOne, std::memory_order_acq_rel) == (kOne | kSharedBit)) {
+      count_.store(kOne | kSharedBit, std::memory_order_relaxed);  // for an end that counts the object once more
       end();
     }
   }
@@ -132,7 +135,9 @@ class NSObject {
 
  protected:
   explicit NSObject(ObjectKind kind = ObjectKind::Other, Counting counting = Counting::Plain) noexcept
-      : count_(counting == Counting::Atomic ? (kOne | kSharedBit) : kOne), kind_(kind) {}
+      : count_(counting == Counting::Atomic ? (kOne | kSharedBit) : kOne),
+        madeAt_(kind == ObjectKind::String ? std::uint16_t{0} : levelOfEnds_),
+        kind_(kind) {}
   virtual ~NSObject() = default;
 
  private:
@@ -143,9 +148,12 @@ class NSObject {
 
   void end() const noexcept;
 
+  // How many objects end on the thread, one inside the other.
+  [[gnu::tls_model("initial-exec")]] static constinit thread_local std::uint16_t levelOfEnds_;
+
   mutable std::atomic<std::uint32_t> count_;  // twice the references, plus the shared bit
-  mutable std::uint16_t linkHigh_ = 0;  // while the object waits to be freed, with count_: the next one that waits
-  ObjectKind kind_;                     // last, so that a class that derives may put a byte of its own behind it
+  mutable std::uint16_t madeAt_;  // that level; while the object waits to be freed, with count_: the next that waits
+  ObjectKind kind_;               // last, so that a class that derives may put a byte of its own behind it
 };
 
 }  // namespace tavlo

@@ -58,6 +58,16 @@ StackGuard StackGuard::forThisThread(std::uint64_t bytesLeft) {
   return {bytesLeft < bounds.high - bounds.low ? bounds.low + bytesLeft : bounds.high, bytesLeft};
 }
 
+bool StackGuard::isFarFromTheEnd() noexcept {
+  try {
+    const StackBounds& bounds = boundsOfThisThread();
+    const auto here = stackAddress();
+    return here >= bounds.low && here < bounds.high && here - bounds.low > KorTemplateLimits{}.stackLeft;
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
+
 void StackGuard::fail() const {
   raiseLimit(KorTemplateLimit::Stack, bytesLeft_);
 }

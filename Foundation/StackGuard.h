@@ -26,6 +26,10 @@ class StackGuard {
   // does not know, it lets everything pass.
   static StackGuard forThisThread(std::uint64_t bytesLeft);
 
+  // Whether the calling thread has as much room left as limits leave by default; not where its stack is unknown or
+  // cannot be asked for.
+  [[gnu::visibility("hidden")]] static bool isFarFromTheEnd() noexcept;
+
   // A guard that refuses everything below the address; for tests.
   static StackGuard withFloor(std::uintptr_t floor, std::uint64_t bytesLeft) { return {floor, bytesLeft}; }
 

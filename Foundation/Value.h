@@ -65,8 +65,9 @@ class Value {
   }
   Value& operator=(const Value& other) noexcept { return *this = Value(other); }
   Value& operator=(Value&& other) noexcept {
+    const RawValue taken = other.leak();             // first, as the other may be this value
     const Value old = Value::adopt(raw_.inWords());  // let go of last, so that its end finds this value changed
-    raw_ = other.leak();
+    raw_ = taken;
     return *this;
   }
 

@@ -26,8 +26,4 @@ WorkMeter::Scope::~Scope() {
   meterOfThread = latestScope == nullptr ? nullptr : latestScope->meter_;
 }
 
-const WorkMeter::Scope* WorkMeter::Scope::latest() noexcept {
-  return latestScope;
-}
-
 }  // namespace tavlo

@@ -69,9 +69,6 @@ class [[gnu::visibility("default")]] WorkMeter {
     Scope& operator=(const Scope&) = delete;
     ~Scope();
 
-    // The one that began last on this thread; null where none is open.
-    [[gnu::visibility("hidden")]] static const Scope* latest() noexcept;
-
    private:
     WorkMeter* meter_;
     Scope* outer_;  // the one that began before

@@ -151,6 +151,19 @@ class Witness final : public NSObject {
   std::string& seen_;
 };
 
+TEST(Value, MayBeAssignedToItself) {
+  int alive = 0;
+  {
+    Value value = makeRef<Tracked>(alive);
+    Value& same = value;
+    value = same;
+    value = std::move(same);
+    EXPECT_EQ(alive, 1);
+    EXPECT_TRUE(value.object()->isUniquelyReferenced());
+  }
+  EXPECT_EQ(alive, 0);
+}
+
 TEST(Value, IsAlreadyChangedWhenItsOldObjectEnds) {
   Value value;
   std::string seen;

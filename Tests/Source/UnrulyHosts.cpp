@@ -357,6 +357,66 @@ TEST(ATemplateThatRunsInAnEnd, HoldsNothingThatItLetsGoOf) {
   }
 }
 
+// What it has made may refer to what it frees when it returns.
+TEST(AnEnd, LetsGoAtOnceOfWhatItHasMade) {
+  for (int depth = 1; depth < 300; ++depth) {
+    int ends = 0;
+    Value chain;
+    for (int level = 0; level < depth; ++level) {
+      chain = NSArray::arrayWithObjects({endingWith([&ends, next = chain] {
+        const int before = ends;
+        {
+          const Stage stage;
+          stage.set("list", NSArray::arrayWithObjects({NSArray::arrayWithObjects({endingWith([&ends] { ++ends; })})}));
+          stage.environment->setFunction("kept", [guard = endingWith([&ends] { ++ends; })] { return guard; });
+          stage.run("<? $x = kept() ?>");
+        }
+        EXPECT_EQ(ends, before + 2);
+      })});
+    }
+    chain = Value();
+    EXPECT_EQ(ends, 2 * depth);
+  }
+}
+
+TEST(AnEnd, MakesAndLetsGoOfLongChains) {
+  struct Link {
+    static Value make(int length, int& ends) {
+      Value chain = 0;
+      for (int level = 0; level < length; ++level) {
+        chain = endingWith([&ends, next = chain]() mutable {
+          ++ends;
+          const Value made = NSArray::arrayWithObjects({std::move(next)});  // and ends here, with all behind it
+        });
+      }
+      return chain;
+    }
+  };
+  int ends = 0;
+  Link::make(100'000, ends) = Value();
+  EXPECT_EQ(ends, 100'000);
+}
+
+TEST(AnEnd, MayCountItsObjectOnceMore) {
+  class Object final : public NSObject {
+   public:
+    Object(Value next, int& ends) : next_(std::move(next)), ends_(ends) {}
+    ~Object() override {
+      const Value again = Ref<NSObject>::retaining(this);
+      ++ends_;
+    }
+
+   private:
+    Value next_;
+    int& ends_;
+  };
+  int ends = 0;
+  Value chain;
+  for (int level = 0; level < 200; ++level) chain = makeRef<Object>(chain, ends);
+  chain = Value();
+  EXPECT_EQ(ends, 200);
+}
+
 TEST(AnEnvironment, MayEndWithWhatItLetsGoOf) {
   class Function final : public KorTemplateFunction {
    public:
