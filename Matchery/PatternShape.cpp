@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "Foundation/Utf8.h"
 #include "Matchery/POSIXBracket.h"
 
 namespace tavlo {
@@ -133,8 +134,10 @@ class ShapeReader {
     constexpr std::uint64_t kGroupsOfName = 4096;
     constexpr std::uint64_t kBytesLookedAt = 8192;
     constexpr std::uint64_t kPairsOfNames = 20'000;
+    constexpr std::uint64_t kPairsOfRanges = 128 * 1024;
     const std::uint64_t others = bytesAroundClasses_ / kBytesOfClass + references_ * namedGroups_ / kGroupsOfName +
-                                 namedGroups_ * namedGroups_ / kPairsOfNames + bytesBehindBrackets_ / kBytesLookedAt;
+                                 namedGroups_ * namedGroups_ / kPairsOfNames + bytesBehindBrackets_ / kBytesLookedAt +
+                                 comparedRanges_ / kPairsOfRanges;
     if (!ignoresCase_) return others + sets_ + openedClasses_ / kPlainClasses;
     return others + kOfAnyCase * (sets_ + openedClasses_) + pattern_.size() / kBytesOfAnyCase;
   }
@@ -193,11 +196,32 @@ class ShapeReader {
     } else if (letter == '[') {
       openClass();
     } else if (classes_ > 0) {
-      if (isAt("&&")) ++sets_;
-      if (letter == ']' && --classes_ == 0) endAtom(0);
+      stepInClass(letter);
     } else {
       stepOutsideClasses(letter);
     }
+  }
+
+  void stepInClass(char letter) {
+    if (!isContinuation(letter)) ++charactersOfClass_;
+    if (!isContinuation(letter)) ++charactersOfClass_;
+    if (isAt("&&")) {
+      intersect();
+      intersectedSets_ = ++sets_;
+    }
+    if (letter != ']') return;
+    if (intersectedRanges_ > 0) intersect();
+    if (--classes_ == 0) endAtom(0);
+  }
+
+  // The engine compares each range of what stands before "&&" with each behind it, up to the next one or the class's
+  // end.
+  void intersect() {
+    constexpr std::uint64_t kRangesOfSet = 700;
+    const std::uint64_t ranges =
+        std::exchange(charactersOfClass_, 0) + kRangesOfSet * (sets_ - std::exchange(intersectedSets_, sets_));
+    comparedRanges_ += intersectedRanges_ * ranges;
+    intersectedRanges_ += ranges;
   }
 
   void stepOverEscape() {
@@ -206,6 +230,7 @@ class ShapeReader {
     constexpr std::string_view kTypes = "wWdDsShHR";
     const bool isType = kTypes.find(letter) != kTypes.npos;
     if (letter == 'p' || letter == 'P' || (classes_ > 0 && isType)) ++sets_;
+    ++charactersOfClass_;
     stepOverControl();
     if ((letter == 'p' || letter == 'P') && pattern_.substr(at_ + 1).starts_with('{')) {
       at_ = std::min(pattern_.find('}', at_), pattern_.size());  // past the property's name
@@ -331,7 +356,11 @@ class ShapeReader {
   }
 
   void openClass() {
-    if (classes_ == 0) outermostClass_ = at_;
+    if (classes_ == 0) {
+      outermostClass_ = at_;
+      intersectedSets_ = sets_;
+      intersectedRanges_ = charactersOfClass_ = 0;
+    }
     bytesAroundClasses_ += at_ - outermostClass_;
     ++classes_;
     ++openedClasses_;
@@ -443,14 +472,14 @@ class ShapeReader {
     levels_.back().places += closed.places;
     typesBefore_ = closed.types;
     setsBefore_ = closed.sets;
-    if (mayBeRepeated(closed.isExtended)) notePlaces(closed.places);
+    if (mayBeRepeated()) notePlaces(closed.places);
     endAtom(closed.opened + closed.tallest);
   }
 
   // Whether a quantifier follows, or something that may hide one.
-  bool mayBeRepeated(bool isExtended) const {
+  bool mayBeRepeated() const {
     std::size_t next = at_ + 1;
-    if (isExtended) next = std::min(pattern_.find_first_not_of(" \t\n\v\f\r", next), pattern_.size());
+    if (levels_.back().isExtended) next = std::min(pattern_.find_first_not_of(" \t\n\v\f\r", next), pattern_.size());
     const std::string_view rest = pattern_.substr(std::min(next, pattern_.size()));
     if (rest.empty()) return false;
     return std::string_view("*+?{#").find(rest.front()) != std::string_view::npos || rest.starts_with("(?#");
@@ -541,8 +570,12 @@ class ShapeReader {
   std::uint64_t visits_ = 0;       // of what has been read, without calls
   std::vector<CalledGroup> groups_;
   std::vector<NamedCall> calls_;
-  std::uint64_t sets_ = 0;       // properties, types and brackets in classes, and what they have in common
-  std::uint64_t atomTypes_ = 0;  // types, and of these sets, in the last atom
+  std::uint64_t comparedRanges_ = 0;     // of classes that are intersected
+  std::uint64_t intersectedRanges_ = 0;  // of the outermost class, up to the last "&&", or a "]" behind one
+  std::uint64_t charactersOfClass_ = 0;  // since then
+  std::uint64_t intersectedSets_ = 0;    // before that place
+  std::uint64_t sets_ = 0;               // properties, types and brackets in classes, and what they have in common
+  std::uint64_t atomTypes_ = 0;          // types, and of these sets, in the last atom
   std::uint64_t atomSets_ = 0;
   std::uint64_t typesBefore_ = 0;  // the last atom's end
   std::uint64_t setsBefore_ = 0;

@@ -100,6 +100,7 @@ TEST(KorRegexLimits, EndsEverySearchWithinAboutHalfASecond) {
       {"(?:a" + repeated("\\B", 30'000) + ")*+[^a]?\\b\\B", letters.substr(0, 2'000)},
       {"(?x)(?:a" + repeated("\\B", 30'000) + ")*+[^a]?\\b\\B", letters.substr(0, 2'000)},
       {"(?x)(?:a" + repeated("\\B", 5'000) + ") *+[^a]?\\b\\B", letters},
+      {"(?x)(?-x:a" + repeated("\\B", 5'000) + ") *+[^a]?\\b\\B", letters},
       {"(?x)(?:(?:a" + repeated("(?:\\b|\\B)", 90) + ")*+b?)*+[^a]?\\b\\B", letters},
       {"(?x)(?<f>a" + repeated("\\B", 3'000) + "\\g<f>?)[^a]?\\b\\B", letters},
   };
@@ -479,6 +480,18 @@ struct WeightRow {
   bool compiles;
 };
 
+// So many characters, none of which stands beside another.
+std::string characters(int count) {
+  std::string text;
+  for (int index = 0; index < count; ++index) {
+    const int point = 0x4E00 + 2 * index;
+    for (const int byte : {0xE0 | (point >> 12), 0x80 | ((point >> 6) & 0x3F), 0x80 | (point & 0x3F)}) {
+      text += static_cast<char>(byte);
+    }
+  }
+  return text;
+}
+
 // The engine's compiler takes a hundred microseconds and many kilobytes for some classes of a few bytes.
 TEST(KorRegexLimits, APatternIsQuickToCompile) {
   const WeightRow rows[] = {
@@ -488,6 +501,11 @@ TEST(KorRegexLimits, APatternIsQuickToCompile) {
       {"properties", repeated("\\p{L}", 257), false},
       {"bracket expressions", repeated("[[:alpha:]]", 257), false},
       {"what classes have in common", "[" + repeated("a-z&&", 257) + "b]", false},
+      {"what a large class and properties have in common", "[" + characters(9'000) + repeated("&&\\p{^Ll}", 6) + "]",
+       false},
+      {"what a class and properties have in common", "[" + characters(1'000) + repeated("&&\\p{^Ll}", 9) + "]", true},
+      {"what two large classes have in common", "[" + characters(6'000) + "&&" + characters(6'000) + "]", false},
+      {"two large classes", "[" + characters(6'000) + "][" + characters(6'000) + "]", true},
       {"types outside classes", repeated("\\w\\d\\s", 5'000), true},
       {"plain classes", repeated("[a-z0-9]", 8'000), true},
       {"classes without case", "(?i)" + repeated("[\\w]", 31), true},
