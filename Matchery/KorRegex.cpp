@@ -269,10 +269,8 @@ std::uint64_t plainRetries(const PatternShape& shape, std::size_t patternLength,
 // that takes a power of the text's length, looks at many places or is repeated must be quick; one that goes through the
 // text is, in all but huge ones.
 std::uint64_t fewestRetriesAtOnePlace(const PatternShape& shape, std::uint64_t length) {
-  const std::uint64_t once = bytesOfLoop(shape, length) * (1 + kBytesOfPlace * shape.places) + 1;
-  const bool isSteep = shape.power > 1 || shape.places > 0 || shape.repetitions > 1;
-  if (isSteep) return std::min<std::uint64_t>(kBytesAtOnePlace / once / shape.repetitions, 1'000);
-  return std::clamp<std::uint64_t>(kBytesAtOnePlace / once, kFewestRetries, 1'000);
+  const std::uint64_t once = bytesOfLoop(shape, length) * (1 + kBytesOfPlace * shape.places + shape.turns) + 1;
+  return std::min<std::uint64_t>(kBytesAtOnePlace / once / shape.repetitions, 1'000);
 }
 
 }  // namespace
@@ -304,7 +302,9 @@ Ref<KorRegex> KorRegex::compileExpression(const Text& pattern) {
 }
 
 Ref<KorRegex> KorRegex::compileExpression(const Text& pattern, std::uint64_t& partsLeft) {
+  constexpr std::uint64_t kPartsOfPattern = 4;
   constexpr std::uint64_t kPartsOfType = 4;
+  constexpr std::uint64_t kPartsOfByteOfAnyCase = 2;
   constexpr std::uint64_t kVisitsOfPart = 64;
   if (pattern.isAbsent()) return {};
   requireValidUTF8(pattern.view());
@@ -330,10 +330,13 @@ Ref<KorRegex> KorRegex::compileExpression(const Text& pattern, std::uint64_t& pa
                         "long to ignore case");
   }
   if (shape.visits > PatternShape::kVisitsCounted) {
-    raiseDoesNotCompile(pattern.view(), "its groups call one another, or look behind inside one another, too often");
+    raiseDoesNotCompile(
+        pattern.view(),
+        "its groups call one another, look behind inside one another, or are conditions of conditions, too often");
   }
-  const std::uint64_t parts =
-      kPartsOfWeight * shape.weight + shape.loops + kPartsOfType * shape.types + shape.visits / kVisitsOfPart;
+  const std::uint64_t parts = kPartsOfPattern + kPartsOfWeight * shape.weight + shape.loops +
+                              kPartsOfType * shape.types + kPartsOfByteOfAnyCase * shape.bytesOfAnyCase +
+                              shape.visits / kVisitsOfPart;
   if (parts > partsLeft) {
     raiseDoesNotCompile(pattern.view(), "the patterns together have too many character classes or loops");
   }
@@ -347,6 +350,12 @@ std::uint64_t KorRegex::retriesForPlainSearch(std::size_t length) const {
   return length <= kTinySubject ? retriesInShortTexts_ : plainRetries(shape_, pattern_->view().size(), length);
 }
 
+// The length of the text that takes as long as this one, in bytes of letters.
+std::size_t KorRegex::searchedLength(std::string_view text, bool isASCII) const {
+  constexpr std::size_t kBytesOfSearchInClass = 4;
+  return shape_.hasClasses && !isASCII ? kBytesOfSearchInClass * text.size() : text.size();
+}
+
 // The engine counts retries, but one retry may go through the whole text, or through a part of it as often as a
 // quantifier counts. So the pattern as it stands may take as many retries as are quick in the worst case, which is
 // nearly always enough; what takes more is searched again with the pattern that calls out, under a clock.
@@ -356,7 +365,7 @@ bool KorRegex::matchesString(const NSString& subject, std::uint64_t retries) con
   if (meter != nullptr) meter->countBytes(text.size());
   if (lineStart_.has_value() && !lineStart_->mayMatch(text)) return false;
   checkStack();
-  const std::uint64_t plain = std::min(retries, retriesForPlainSearch(text.size()));
+  const std::uint64_t plain = std::min(retries, retriesForPlainSearch(searchedLength(text, subject.isASCII())));
   if (plain >= std::min(retries, kFewestRetries)) {
     const int answer = countingRetries(plain, bytesOfRetry(text), [&](std::uint64_t most) {
       return search(compiled_, text, parametersFor({most, most}));
@@ -399,9 +408,10 @@ const re_pattern_buffer* KorRegex::watched() const {
 // text in some tenths of a second; what takes more counts as too long. Where the pattern asks for the place where the
 // search began, the whole search is as one place.
 bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries) const {
-  const std::uint64_t fewest = fewestRetriesAtOnePlace(shape_, text.size());
+  const std::size_t length = searchedLength(text, endOfASCII(text, 0) == text.size());
+  const std::uint64_t fewest = fewestRetriesAtOnePlace(shape_, length);
   if (fewest == 0) raiseSearchTime(retries);
-  const std::uint64_t bound = std::min(retries, std::max(retriesForPlainSearch(text.size()), fewest));
+  const std::uint64_t bound = std::min(retries, std::max(retriesForPlainSearch(length), fewest));
   const auto matches = [&](int answer) {
     if (isOutOfRetries(answer) && bound < retries) raiseSearchTime(retries);
     return position(answer, retries).has_value();

@@ -78,6 +78,8 @@ class ShapeReader {
       visit(std::min(++at_, pattern_.size()) - from);
     }
     shape_.weight = weight();
+    shape_.hasClasses = shape_.types + sets_ + openedClasses_ > 0 || ignoresCase_;
+    if (ignoresCase_) shape_.bytesOfAnyCase = pattern_.size();
     shape_.visits = visits();
     if (refersByName_) {
       for (const auto& [name, groups] : groupsOfNames_) shape_.namesakes = std::max(shape_.namesakes, groups.count);
@@ -85,7 +87,7 @@ class ShapeReader {
     // Groups that call the next one several times run it as often as that multiplies: most often where each does so
     // three times.
     for (std::int32_t calls = shape_.calls; calls > 0; calls -= 3) repeat(3);
-    if (shape_.calls > 0) notePlaces(levels_.front().places);
+    if (shape_.calls > 0) noteTurns(levels_.front().places, shape_.loops);
     // What is looked at inside a group that calls itself lies inside itself.
     if (shape_.power > 1) shape_.power += shape_.calls;
     return shape_;
@@ -96,12 +98,15 @@ class ShapeReader {
 
   // A group that is not closed yet, or the whole pattern.
   struct Level {
-    std::int32_t opened;   // the levels it opens itself, with the option groups in it
-    std::int32_t tallest;  // of what it has held so far
-    bool isExtended;       // white space and comments do not count
-    bool looksAround;      // what it holds is looked at from every place anew
-    std::uint64_t places;  // such as "\b" in it
+    std::int32_t opened = 0;   // the levels it opens itself, with the option groups in it
+    std::int32_t tallest = 0;  // of what it has held so far
+    bool isExtended = false;   // white space and comments do not count
+    bool looksAround = false;  // what it holds is looked at from every place anew
     bool looksBehind = false;
+    bool isCondition = false;
+    std::uint64_t places = 0;  // such as "\b" in it
+    std::size_t from = 0;
+    std::uint64_t loops = 0;       // before it
     std::size_t group = kNoGroup;  // that can be called
     std::uint64_t types = 0;       // before it, as the next
     std::uint64_t sets = 0;
@@ -134,7 +139,7 @@ class ShapeReader {
     constexpr std::uint64_t kGroupsOfName = 4096;
     constexpr std::uint64_t kBytesLookedAt = 8192;
     constexpr std::uint64_t kPairsOfNames = 20'000;
-    constexpr std::uint64_t kPairsOfRanges = 128 * 1024;
+    constexpr std::uint64_t kPairsOfRanges = std::uint64_t{128} * 1024;
     const std::uint64_t others = bytesAroundClasses_ / kBytesOfClass + references_ * namedGroups_ / kGroupsOfName +
                                  namedGroups_ * namedGroups_ / kPairsOfNames + bytesBehindBrackets_ / kBytesLookedAt +
                                  comparedRanges_ / kPairsOfRanges;
@@ -142,8 +147,11 @@ class ShapeReader {
     return others + kOfAnyCase * (sets_ + openedClasses_) + pattern_.size() / kBytesOfAnyCase;
   }
 
-  // What looks behind is gone through again for each group around it that does, and that as well.
-  std::uint64_t timesHere() const { return 1 + lookBehinds_ * lookBehinds_; }
+  // What looks behind is gone through again for each group around it that does, and that as well; a condition twice.
+  std::uint64_t timesHere() const {
+    constexpr std::uint64_t kMany = 24;
+    return (1 + lookBehinds_ * lookBehinds_) << std::min(conditions_, kMany);
+  }
 
   void visit(std::uint64_t bytes) { visits_ += bytes * timesHere(); }
 
@@ -181,8 +189,10 @@ class ShapeReader {
     shape_.repetitions = std::min<std::uint64_t>(shape_.repetitions * times, std::uint64_t{1} << 40);
   }
 
-  void notePlaces(std::uint64_t count) {
-    shape_.places = std::min<std::uint64_t>(shape_.places + count, std::uint64_t{1} << 20);
+  void noteTurns(std::uint64_t places, std::uint64_t loops) {
+    constexpr std::uint64_t kMost = std::uint64_t{1} << 20;
+    shape_.places = std::min(shape_.places + places, kMost);
+    shape_.turns = std::min(shape_.turns + loops, kMost);
   }
 
   bool isAt(std::string_view text) const { return pattern_.substr(at_).starts_with(text); }
@@ -245,7 +255,10 @@ class ShapeReader {
     constexpr std::uint64_t kPartsOfJoined = 64;
     if (isType) ++shape_.types;
     if (kPlaces.find(letter) != kPlaces.npos) ++levels_.back().places;
-    if (letter == 'g' || letter == 'k' || isDigit(letter)) ++shape_.loops;
+    if (letter == 'g' || letter == 'k' || isDigit(letter)) {
+      ++shape_.loops;
+      levels_.back().places += 2;
+    }
     if (letter == 'y' || letter == 'Y' || letter == 'X') {
       ++shape_.loops;
       notePower(looks_ + 1);
@@ -378,7 +391,11 @@ class ShapeReader {
     ++shape_.loops;
     const bool isCondition = at_ == condition_;
     if (isAt("(?(")) condition_ = at_ + 2;
-    if (isAt("(?(<") || isAt("(?('")) ++references_;
+    if (isAt("(?(")) levels_.back().places += 2;
+    if (isAt("(?(<") || isAt("(?('")) {
+      ++references_;
+      refersByName_ = true;
+    }
     endAtom(0);
     bool isExtended = levels_.back().isExtended;
     if (const std::optional<Options> options = optionsHere()) {
@@ -389,9 +406,16 @@ class ShapeReader {
     const std::int32_t opened = isAt("(?~") ? 6 : 1;
     const bool looksAround = isAt("(?=") || isAt("(?!") || isAt("(?<=") || isAt("(?<!") || isAt("(?~");
     const bool looksBehind = isAt("(?<=") || isAt("(?<!");
-    levels_.push_back({opened, 0, isExtended, looksAround, 0, looksBehind});
-    levels_.back().types = shape_.types;
-    levels_.back().sets = sets_;
+    levels_.push_back({.opened = opened,
+                       .isExtended = isExtended,
+                       .looksAround = looksAround,
+                       .looksBehind = looksBehind,
+                       .isCondition = isCondition,
+                       .from = at_,
+                       .loops = shape_.loops,
+                       .types = shape_.types,
+                       .sets = sets_});
+    if (isCondition) ++conditions_;
     if (looksBehind) ++lookBehinds_;
     if (looksAround) notePower(++looks_);
     depth_ += opened;
@@ -467,12 +491,17 @@ class ShapeReader {
     levels_.pop_back();
     if (closed.looksAround) --looks_;
     if (closed.looksBehind) --lookBehinds_;
+    if (closed.isCondition) --conditions_;
     if (closed.group != kNoGroup) closeCallable(closed.group);
     depth_ -= closed.opened;
     levels_.back().places += closed.places;
     typesBefore_ = closed.types;
     setsBefore_ = closed.sets;
-    if (mayBeRepeated()) notePlaces(closed.places);
+    if (mayBeRepeated()) {
+      constexpr std::uint64_t kBytesOfVisit = 2;
+      noteTurns(closed.places, shape_.loops - closed.loops);
+      visit((at_ - closed.from) / kBytesOfVisit);  // the engine's compiler asks how long it is
+    }
     endAtom(closed.opened + closed.tallest);
   }
 
@@ -567,6 +596,7 @@ class ShapeReader {
   std::uint64_t namedGroups_ = 0;
   std::unordered_map<std::string_view, Namesakes> groupsOfNames_;
   std::uint64_t lookBehinds_ = 0;  // groups around the place that look behind
+  std::uint64_t conditions_ = 0;   // that lie around it
   std::uint64_t visits_ = 0;       // of what has been read, without calls
   std::vector<CalledGroup> groups_;
   std::vector<NamedCall> calls_;
@@ -582,7 +612,7 @@ class ShapeReader {
   bool ignoresCase_ = false;      // anywhere
   std::int32_t quantifiers_ = 0;  // since the last atom
   std::int32_t height_ = 0;       // of the last atom with them
-  std::vector<Level> levels_{{0, 0, false, false, 0}};
+  std::vector<Level> levels_{Level()};
   PatternShape shape_;
 };
 

@@ -19,8 +19,11 @@ struct PatternShape {
   // them.
   std::uint64_t loops = 0;
   std::uint64_t repetitions = 1;
-  // Places such as "\b" in groups that may be repeated, which every turn looks at anew though they take no character.
+  // Places such as "\b" in groups that may be repeated, which every turn looks at anew though they take no character; a
+  // reference or a condition counts as two.
   std::uint64_t places = 0;
+  // What else every turn of such a group goes through: groups, alternatives and quantifiers.
+  std::uint64_t turns = 0;
   // Types such as "\d" outside of classes, each of which takes as much memory as hundreds of letters.
   std::uint64_t types = 0;
   // The power of the text's length that one such step may take at most. It is 2 where the engine looks around, for
@@ -38,6 +41,10 @@ struct PatternShape {
   // there, and through what looks behind again for each group around it that does. The count ends soon after
   // `kVisitsCounted`.
   std::uint64_t visits = 0;
+  // Whether it has classes, types or properties, in which a character beyond ASCII is searched for; and its bytes where
+  // case may not matter, each of which may take as much memory as a hundred letters.
+  bool hasClasses = false;
+  std::uint64_t bytesOfAnyCase = 0;
   // Whether it has a reference such as "\k<name+1>", or a condition such as "(?(<name+1>)", for which the engine looks
   // through its whole stack each time, which none of its limits counts.
   bool refersToLevels = false;

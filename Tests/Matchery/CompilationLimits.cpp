@@ -53,6 +53,12 @@ TEST(CompilationLimits, HoldForGroupsThatCallOneAnotherAndForLookBehinds) {
       {"look-behinds", lookBehinds(90, repeated("(?~|a|b)", 7'000)), false},
       {"plainer look-behinds", lookBehinds(90, repeated(".", 6'000)), false},
       {"a few look-behinds", lookBehinds(3, repeated("(?~|a|b)", 4'000)), true},
+      {"conditions in conditions", repeated("(?(", 30) + "a" + repeated("|c)d|e)", 30), false},
+      {"a long row in groups that are repeated", repeated("(?:", 97) + repeated(".", 60'000) + repeated("|)+", 97),
+       false},
+      {"a row in groups that are repeated", repeated("(?:", 97) + repeated(".", 10'000) + repeated("|)+", 97), true},
+      {"a few conditions in conditions", repeated("(?(", 6) + "a" + repeated("|c)d|e)", 6), true},
+      {"conditions in branches", repeated("(?(a)", 40) + "a" + repeated("|c)", 40), true},
       {"a call in look-behinds",
        "(?<a>" + repeated("x", 4'000) + ")" + repeated("(?<=", 30) + "\\g<a>" + repeated(")", 30), false},
   };
@@ -61,8 +67,9 @@ TEST(CompilationLimits, HoldForGroupsThatCallOneAnotherAndForLookBehinds) {
     const std::string text = raised([&] { (void)KorRegex::compileExpression(row.pattern); });
     EXPECT_EQ(text.empty(), row.compiles) << row.what << ": " << text.substr(0, 300);
     if (!row.compiles) {
-      EXPECT_THAT(text, testing::EndsWith("does not compile: its groups call one another, or look behind inside one "
-                                          "another, too often"));
+      EXPECT_THAT(text,
+                  testing::EndsWith("does not compile: its groups call one another, look behind inside one another, or "
+                                    "are conditions of conditions, too often"));
     }
   }
 }
@@ -71,12 +78,12 @@ TEST(CompilationLimits, HoldForPatternsTogether) {
   for (const std::string& pattern :
        {chainOfCalls("x", 'i'), lookBehinds(20, repeated(".", 2'000)), std::string("\\d{9,}"),
         std::string("\\d{5}{2,}"), std::string("(?:\\d\\w){5}"), std::string("\\p{IDC}{5}{2,}"),
-        std::string("[\\p{L}]{3}{3,}"), std::string("\\p{L}{0,10}")}) {
+        std::string("[\\p{L}]{3}{3,}"), std::string("\\p{L}{0,10}"), std::string(), "(?i)" + repeated("\u00df", 13)}) {
     const WorkBound bound(pattern.substr(0, 60));
     std::uint64_t partsLeft = 300'000;  // of a template of a megabyte
     std::vector<Ref<KorRegex>> compiled;
     std::string failure;
-    while (compiled.size() < 60'000 && failure.empty()) {
+    while (compiled.size() < 80'000 && failure.empty()) {
       failure = raised([&] { compiled.push_back(KorRegex::compileExpression(pattern, partsLeft)); });
     }
     EXPECT_THAT(failure, testing::EndsWith("the patterns together have too many character classes or loops"));

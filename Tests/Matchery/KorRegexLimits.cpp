@@ -102,6 +102,12 @@ TEST(KorRegexLimits, EndsEverySearchWithinAboutHalfASecond) {
       {"(?x)(?:a" + repeated("\\B", 5'000) + ") *+[^a]?\\b\\B", letters},
       {"(?x)(?-x:a" + repeated("\\B", 5'000) + ") *+[^a]?\\b\\B", letters},
       {"(?x)(?:(?:a" + repeated("(?:\\b|\\B)", 90) + ")*+b?)*+[^a]?\\b\\B", letters},
+      {"()(?:a{1}" + repeated("\\1", 20'000) + ")*[xy]", many},
+      {"(?<n>)(?:a" + repeated("(?(<n>))", 3'000) + ")*[xy]", many},
+      {"(?:.." + repeated("\\y", 1'000) + ")*", repeated("\U0001F1E6\U0001F1E7", 2'000)},
+      {"(?x)(?:.." + repeated("\\y", 1'000) + ")*", repeated("\U0001F1E6\U0001F1E7", 2'000)},
+      {"(?y{w})(?>(?:a)" + repeated("b*", 20'000) + ")+x?\\z", many},
+      {"(?:a{1}|" + repeated("\\w++-|", 250) + "b)", repeated("\u0430\u044f", 250'000)},
       {"(?x)(?<f>a" + repeated("\\B", 3'000) + "\\g<f>?)[^a]?\\b\\B", letters},
   };
   for (const HardRow& row : rows) {
@@ -522,7 +528,7 @@ TEST(KorRegexLimits, APatternIsQuickToCompile) {
       {"letters that look like references", repeated("\\k", 30'000), true},
       {"a sign behind such a letter", "\\ka+b>", true},
       {"references to a name", repeated("(?<a>b)", 16) + repeated("\\k<a>", 200), true},
-      {"many conditions on many groups", repeated("(?<n>)", 5'400) + repeated("(?(<n>))", 3'900), false},
+      {"many conditions on many groups", groupsWithNames(1'000) + "(?<n>)" + repeated("(?(<n>))", 3'900), false},
       {"a condition on a group", "(?<n>a)?(?(<n>)b|c)", true},
       {"many references to many groups", groupsWithNames(1'000) + "(?<a>)" + repeated("\\k<a>", 4'000), false},
       {"groups with names", groupsWithNames(2'000), true},
@@ -700,6 +706,12 @@ TEST(KorRegexLimits, ANameThatIsReferredToHasFewGroups) {
   EXPECT_EQ(raised([] { (void)KorRegex::compileExpression(repeated("(?<a>b)", 17) + "\\k<b>(?<b>)"); }),
             "NSInvalidArgumentException: The regular expression /" + repeated("(?<a>b)", 17) +
                 "\\k<b>(?<b>)/ does not compile: it refers back by name, and more than 16 groups have one name");
+  for (const char* const condition : {"(?(<a>)b)", "(?('a')b|c)"}) {
+    const std::string pattern = repeated("(?<a>b)", 17) + condition;
+    EXPECT_EQ(raised([&] { (void)KorRegex::compileExpression(pattern); }),
+              "NSInvalidArgumentException: The regular expression /" + pattern +
+                  "/ does not compile: it refers back by name, and more than 16 groups have one name");
+  }
   EXPECT_EQ(raised([] { (void)KorRegex::compileExpression(repeated("(?<a>b)", 17)); }), "");
   const std::string letter = "\u00DF";
   const std::string text = std::string(repeated(letter, 100'000)) + "b" + std::string(repeated(letter, 100'000)) + "c";

@@ -208,7 +208,7 @@ TEST(ProgramFailures, OfMemoryAreToldOf) {
     std::string text;
   };
   const Row rows[] = {
-      {"many patterns", repeated("<? $a =~ /^(GET|PUT) (a|b)*\\d{2,3}[^x]/ ?>", 6'000)},
+      {"many patterns", repeated("<? $a =~ /^(GET|PUT) (a|b)*\\d{2,3}[^x]/ ?>", 5'000)},
       {"long strings", "<? $s = \"0123456789abcdef\" ?>" + repeated("<? $s = ($s + $s) ?>", 23) + "<?= $s.length ?>"},
       {"many variables", "<? function f($n) ?>" + repeated("<? $v = ($n + \"0123456789\") ?>", 9) +
                              "<? f($v + $v) ?><? endfunction ?><? f(\"0123456789abcdef\") ?>"},
