@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "Foundation/HostCalls.h"
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
@@ -192,6 +193,7 @@ void Description::write(const Value& value) {
     char text[kNumberTextSize];
     append({text, writeNumber(text, value.peek())});
   } else if (value.isObject()) {
+    lookBeforeCalling(*value.object());
     value.object()->describe(*this);
   } else {
     append(value.isNull() ? "<null>" : "(null)");

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <concepts>
 #include <cstddef>
 #include <functional>
@@ -242,13 +243,8 @@ class HostClass {
 
   // The one description of the class, made when it is first asked for; it lives as long as the process.
   static const HostClass& theOne() {
-    static const HostClass& made = *[] {
-      auto description = std::make_unique<HostClass>();
-      describeHostClass(*description);
-      description->table_.complete();
-      return description.release();
-    }();
-    return made;
+    const HostClass* const made = made_.load(std::memory_order_acquire);
+    return made != nullptr ? *made : makeTheOne();
   }
 
   const std::string& className() const noexcept { return table_.name(); }
@@ -257,6 +253,17 @@ class HostClass {
   const HostClassTable& table() const noexcept { return table_; }
 
  private:
+  // Which may describe other classes. One at a time, in whatever order threads ask for them.
+  static const HostClass& makeTheOne() {
+    static bool isBeingMade = false;
+    const HostClassTable::Making making(isBeingMade, typeid(T));
+    if (const HostClass* const made = made_.load(std::memory_order_acquire)) return *made;
+    auto description = std::make_unique<HostClass>();
+    describeHostClass(*description);
+    description->table_.complete();
+    made_.store(description.get(), std::memory_order_release);
+    return *description.release();
+  }
   static T* at(void* object) noexcept { return static_cast<T*>(object); }
   static const T& constantAt(void* object) noexcept { return *static_cast<const T*>(object); }
 
@@ -280,6 +287,8 @@ class HostClass {
     }
     return {};
   }
+
+  static inline std::atomic<const HostClass*> made_{nullptr};
 
   HostClassTable table_;
 };

@@ -14,6 +14,14 @@ namespace tavlo {
 
 namespace {
 
+// As a program's text has it.
+std::string nameOf(const std::type_info& type) {
+  int status = 0;
+  const std::unique_ptr<char, decltype(&std::free)> readable(
+      abi::__cxa_demangle(type.name(), nullptr, nullptr, &status), &std::free);
+  return readable == nullptr ? type.name() : readable.get();
+}
+
 // The property of a base, read from an object of the class that inherits it.
 class InheritedProperty final : public HostProperty {
  public:
@@ -34,6 +42,17 @@ class InheritedProperty final : public HostProperty {
 
 }  // namespace
 
+HostClassTable::Making::Making(bool& isMaking, const std::type_info& type) : isMaking_(isMaking) {
+  static auto& mutex = *new std::recursive_mutex;  // a class may be described when static objects end
+  lock_ = std::unique_lock(mutex);
+  if (isMaking_) {
+    NSException::raise(NSInvalidArgumentException,
+                       "The description of the host class %s makes a value of that class, or another's does",
+                       nameOf(type));
+  }
+  isMaking_ = true;
+}
+
 HostProperty::~HostProperty() = default;
 
 void HostProperty::lend(void* object, const HostInstance& holder, LentValue& lent) const {
@@ -41,10 +60,7 @@ void HostProperty::lend(void* object, const HostInstance& holder, LentValue& len
 }
 
 std::string HostClassTable::typeName() const {
-  int status = 0;
-  const std::unique_ptr<char, decltype(&std::free)> readable(
-      abi::__cxa_demangle(type_.name(), nullptr, nullptr, &status), &std::free);
-  return readable == nullptr ? type_.name() : readable.get();
+  return nameOf(type_);
 }
 
 void HostClassTable::setName(std::string_view name) {

@@ -117,8 +117,11 @@ class LazyListOver final : public LazyList {
 };
 
 // A key that a walk keeps: a text of its own where the container's is a view of one, which may be gone with the entry.
+template <class Key>
+inline constexpr bool kIsViewOfText =
+    std::derived_from<Key, std::string_view>&& std::constructible_from<Key, const char*, std::size_t>;
 template <class C>
-using KeptKey = std::conditional_t<std::ranges::view<typename C::key_type>, std::string, typename C::key_type>;
+using KeptKey = std::conditional_t<kIsViewOfText<typename C::key_type>, std::string, typename C::key_type>;
 
 // The key as the container wants it.
 template <class C>
@@ -126,7 +129,7 @@ decltype(auto) wantedKey(const KeptKey<C>& kept) {
   if constexpr (std::same_as<KeptKey<C>, typename C::key_type>) {
     return (kept);
   } else {
-    return typename C::key_type(kept);
+    return typename C::key_type(kept.data(), kept.size());
   }
 }
 

@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "Foundation/HostCalls.h"
 #include "Foundation/HostInstance.h"
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/LazyDictionary.h"
@@ -83,7 +84,7 @@ std::size_t countOf(const Value& collection) {
   std::size_t count = 0;
   const WorkCounter work;
   const Ref<NSEnumerator> walk = requireEnumerator(*collection.object());
-  for (; !walk->nextObject().isAbsent(); ++count) work.step();
+  for (; !nextElement(*walk).isAbsent(); ++count) work.step();
   return count;
 }
 
@@ -372,7 +373,7 @@ bool NSKeyPath::contribute(std::size_t index, const Value& element, std::vector<
 bool NSKeyPath::contributeWalked(std::size_t index, const Value& collection, std::vector<Value>& values) const {
   const WorkCounter work;
   const Ref<NSEnumerator> walk = requireEnumerator(*collection.object());
-  for (Value element = walk->nextObject(); !element.isAbsent(); element = walk->nextObject()) {
+  for (Value element = nextElement(*walk); !element.isAbsent(); element = nextElement(*walk)) {
     work.step();
     if (!contribute(index, element, values)) return false;
   }
@@ -458,7 +459,10 @@ bool NSKeyPath::applyOperator(std::size_t index, const Value& collection, Value&
 }
 
 bool findValueForKey(const Value& object, const NSString& key, Value& value) {
-  if (object.isObject()) return object.object()->findValueForKey(key, value);
+  if (object.isObject()) {
+    lookBeforeCalling(*object.object());
+    return object.object()->findValueForKey(key, value);
+  }
   if (object.isNumber()) return findValueOfNumber(object, key, value);
   value = Value();
   return object.isAbsent();
@@ -501,7 +505,7 @@ bool findValuesForKey(NSEnumerator& elements, const NSString& key, Value& values
   checkStack();  // lists may lie inside lists
   std::vector<Value> results;
   const WorkCounter work;
-  for (Value element = elements.nextObject(); !element.isAbsent(); element = elements.nextObject()) {
+  for (Value element = nextElement(elements); !element.isAbsent(); element = nextElement(elements)) {
     work.step();
     if (!addValueForKey(element, key, results)) return false;
   }

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Foundation/Description.h"
+#include "Foundation/HostCalls.h"
 #include "Foundation/HostMethod.h"
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSEnumerator.h"
@@ -139,6 +140,7 @@ namespace {
 }  // namespace
 
 Ref<NSEnumerator> requireEnumerator(const NSObject& collection) {
+  lookBeforeCalling(collection);
   Ref<NSEnumerator> walk = collection.objectEnumerator();
   if (walk == nullptr) raiseNotEnumerable(collection.className());
   return walk;

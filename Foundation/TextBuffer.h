@@ -30,6 +30,11 @@ class TextBuffer {
 
   // Takes the text away and keeps the memory.
   void clear() noexcept { size_ = 0; }
+  // Takes so many bytes away from its front.
+  void dropFirst(std::size_t size) noexcept {
+    size_ -= size;
+    if (size > 0 && size_ > 0) std::memmove(bytes_.get(), bytes_.get() + size, size_);
+  }
   // Takes both away.
   void release() noexcept {
     bytes_ = nullptr;

@@ -8,6 +8,7 @@
 
 #include "Foundation/Description.h"
 #include "Foundation/HashSeed.h"
+#include "Foundation/HostCalls.h"
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
@@ -27,7 +28,9 @@ bool Value::isEqual(const Value& other, std::int32_t depth) const {
   if (isNumber() && other.isNumber()) return compareNumbers(raw_, other.raw_) == NumberOrder::Equal;
   if (kind() != other.kind()) return false;
   if (!isObject()) return true;
-  return object() == other.object() || object()->isEqual(*other.object(), depth);
+  if (object() == other.object()) return true;
+  lookBeforeCalling(*object());
+  return object()->isEqual(*other.object(), depth);
 }
 
 namespace {
@@ -158,17 +161,25 @@ std::size_t Value::hash() const {
   const NSObject* held = object();
   if (held == nullptr) return static_cast<std::size_t>(kind());
   const Value itself = *this;  // hashing may run a host's code, which may let go of the value
-  return CollectionHash::isWalked(itself) ? CollectionHash().of(itself) : held->hash();
+  if (CollectionHash::isWalked(itself)) return CollectionHash().of(itself);
+  lookBeforeCalling(*held);
+  return held->hash();
 }
 
 std::optional<bool> Value::isLessThan(const Value& other) const {
-  if (isObject()) return object()->isLessThan(other);
+  if (isObject()) {
+    lookBeforeCalling(*object());
+    return object()->isLessThan(other);
+  }
   if (!isNumber() || !other.isNumber()) return {};
   return compareNumbers(raw_, other.raw_) == NumberOrder::Less;
 }
 
 std::optional<bool> Value::isGreaterThan(const Value& other) const {
-  if (isObject()) return object()->isGreaterThan(other);
+  if (isObject()) {
+    lookBeforeCalling(*object());
+    return object()->isGreaterThan(other);
+  }
   if (!isNumber() || !other.isNumber()) return {};
   return compareNumbers(raw_, other.raw_) == NumberOrder::Greater;
 }

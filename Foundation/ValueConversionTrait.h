@@ -109,16 +109,34 @@ std::string expectedClassNameFor([[maybe_unused]] const Value& value) requires r
   return expectedClassName<T>();
 }
 
-// Whether an object of the type refers to the values that it was made of, so that they have to live as long.
+// Whether an object of the type refers to the values that it was made of, so that they have to live as long: it does so
+// itself, or what it holds does. Types may hold themselves, so it looks only so deep.
+template <class T, int Levels>
+constexpr bool holdsWhatRefersToValues();
+template <class T, int Levels>
+struct RefersToValues
+    : std::bool_constant<std::is_pointer_v<T> || std::ranges::view<T> || holdsWhatRefersToValues<T, Levels>()> {};
+template <class T, int Levels>
+struct RefersToValues<std::reference_wrapper<T>, Levels> : std::true_type {};
+template <class T, std::size_t Count, int Levels>
+struct RefersToValues<std::array<T, Count>, Levels> : RefersToValues<T, Levels> {};
+template <template <class...> class Whole, class... Parts, int Levels>
+requires(Levels > 0) struct RefersToValues<Whole<Parts...>, Levels>
+    : std::bool_constant<std::ranges::view<Whole<Parts...>> || holdsWhatRefersToValues<Whole<Parts...>, Levels>() ||
+                         (RefersToValues<Parts, Levels - 1>::value || ...)> {
+};
+
+template <class T, int Levels>
+constexpr bool holdsWhatRefersToValues() {
+  if constexpr (Levels > 0 && std::ranges::range<T>) {
+    return RefersToValues<std::ranges::range_value_t<T>, Levels - 1>::value;
+  } else {
+    return false;
+  }
+}
+
 template <class T>
-inline constexpr bool kRefersToValues = std::is_pointer_v<T> || std::ranges::view<T>;
-template <class T>
-inline constexpr bool kRefersToValues<std::reference_wrapper<T>> = true;
-template <class T, std::size_t Count>
-inline constexpr bool kRefersToValues<std::array<T, Count>> = kRefersToValues<T>;
-template <template <class...> class Whole, class... Parts>
-inline constexpr bool kRefersToValues<Whole<Parts...>> = std::ranges::view<Whole<Parts...>> ||
-                                                         (kRefersToValues<Parts> || ...);
+inline constexpr bool kRefersToValues = RefersToValues<T, 4>::value;
 
 // The same of a container, whose parts may go while the object is in use.
 template <class T>

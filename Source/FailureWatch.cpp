@@ -1,5 +1,6 @@
 #include "Source/FailureWatch.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <utility>
 
@@ -13,8 +14,8 @@ namespace {
 
 using Activation = KorTemplateActivation;
 
-// To tell of so many calls is a step.
-constexpr std::size_t kCallsOfStep = 4;
+// To tell of so many levels is a step.
+constexpr std::size_t kLevelsOfStep = 4;
 
 // The text that a function's statements stand in; absent for a function of the host's.
 const KorTemplateSource* sourceOf(const KorTemplateFunction& function) {
@@ -26,14 +27,26 @@ bool isHostFunction(const Activation& level) {
   return level.function != nullptr && level.function->kind() != kInternalFunctionKind;
 }
 
+const KorTemplateSource* sourceOf(const Activation& level) {
+  return level.function != nullptr ? sourceOf(*level.function) : level.source;
+}
+
+// The innermost level from there on that is none of a host's function; null for none.
+const Activation* withText(const Activation* level) {
+  while (level != nullptr && isHostFunction(*level)) level = level->outer;
+  return level;
+}
+
 // The text that the statement stands in at which `level` is. A level that has begun no statement of its own is at that
-// of the level around it.
+// of the level around it; in a template that runs itself again and again both are the same.
 const KorTemplateSource* sourceAt(const Activation* level, const KorTemplateStatement* statement) {
-  while (level != nullptr && (isHostFunction(*level) || (level->function == nullptr && level->caller == statement))) {
-    level = level->outer;
+  level = withText(level);
+  while (level != nullptr && level->function == nullptr && level->caller == statement) {
+    const Activation* const around = withText(level->outer);
+    if (around != nullptr && sourceOf(*around) == level->source) break;
+    level = around;
   }
-  if (level == nullptr) return nullptr;
-  return level->function != nullptr ? sourceOf(*level->function) : level->source;
+  return level == nullptr ? nullptr : sourceOf(*level);
 }
 
 KorTemplatePlace placeAt(const Activation* level, const KorTemplateStatement* statement) {
@@ -51,22 +64,33 @@ const Activation* levelOf(const FailureWatch::Position& at) {
 
 }  // namespace
 
-KorTemplateTrace FailureWatch::traceAt(const Position& at) {
+KorTemplateTrace FailureWatch::traceAt(const Position& at, std::size_t mostCalls) {
+  constexpr std::size_t kLevelsOfCall = 4;  // a host may enter the engine again in each
   KorTemplateTrace trace;
   trace.place = placeAt(levelOf(at), at.statement);
-  for (const Activation* level = at.innermost; level != nullptr; level = level->outer) {
-    if (level->function == nullptr) continue;
-    if (++trace.callCount > KorTemplateTrace::kMostCalls) continue;
-    trace.calls.emplace_back(*level->functionName, placeAt(level->outer, level->caller));
+  trace.callCount = at.calls;
+  const std::size_t calls = std::min(at.calls, mostCalls);
+  const Activation* level = at.innermost;
+  std::size_t levels = 0;
+  for (; level != nullptr && trace.calls.size() < calls && levels < kLevelsOfCall * mostCalls; ++levels) {
+    if (level->function != nullptr) {
+      trace.calls.emplace_back(*level->functionName, placeAt(level->outer, level->caller));
+    }
+    level = level->outer;
   }
   WorkMeter* const meter = WorkMeter::ofThread();
-  if (meter != nullptr) meter->countLater(trace.callCount / kCallsOfStep);
+  if (meter != nullptr) meter->countLater(levels / kLevelsOfStep);
   return trace;
 }
 
+// The first traces say most. Where one exception leaves thousands of executions inside one another, each caught and
+// raised again, it has one of each that nobody will read.
 FailureWatch::SharedTrace FailureWatch::sharedTraceAt(const Position& at) noexcept {
+  constexpr std::size_t kWholeTraces = 64;
+  constexpr std::size_t kFewCalls = 16;
+  const std::size_t mostCalls = ++tracesMade_ <= kWholeTraces ? KorTemplateTrace::kMostCalls : kFewCalls;
   try {
-    return std::make_shared<const KorTemplateTrace>(traceAt(at));
+    return std::make_shared<const KorTemplateTrace>(traceAt(at, mostCalls));
   } catch (...) {
     return {};  // the exception that is told of matters more
   }
@@ -87,6 +111,7 @@ const FailureWatch::SharedTrace& FailureWatch::traceOfCurrentException(const Pos
 }
 
 void FailureWatch::clear() noexcept {
+  tracesMade_ = 0;
   unwinding_ = nullptr;
   trace_ = nullptr;
   const std::exception_ptr old = std::exchange(exception_, nullptr);  // whose end may run a host's code

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <exception>
 #include <memory>
 
@@ -18,6 +19,7 @@ class FailureWatch {
   struct Position {
     const KorTemplateActivation* innermost;
     const KorTemplateStatement* statement;
+    std::size_t calls;  // of functions
   };
 
   // An exception leaves the innermost level, which is there still.
@@ -30,15 +32,16 @@ class FailureWatch {
   // Lets go of all exceptions.
   void clear() noexcept;
 
-  // What runs there.
-  static KorTemplateTrace traceAt(const Position& at);
+  // What runs there, with the innermost calls.
+  static KorTemplateTrace traceAt(const Position& at, std::size_t mostCalls = KorTemplateTrace::kMostCalls);
 
  private:
-  static SharedTrace sharedTraceAt(const Position& at) noexcept;
+  SharedTrace sharedTraceAt(const Position& at) noexcept;
 
   std::exception_ptr exception_;
   SharedTrace trace_;      // of exception_
   SharedTrace unwinding_;  // of one that nobody has caught yet; absent for none
+  std::size_t tracesMade_ = 0;
 };
 
 }  // namespace tavlo

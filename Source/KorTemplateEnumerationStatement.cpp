@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "Foundation/Description.h"
+#include "Foundation/HostCalls.h"
 #include "Foundation/Lasting.h"
 #include "Foundation/LazyList.h"
 #include "Foundation/NSArray.h"
@@ -88,7 +89,7 @@ Completion KorTemplateEnumerationStatement::execute(KorTemplateEnvironment& envi
   }
   const Ref<NSEnumerator> enumerator = requireEnumerator(collection);
   const bool isQuiet = kind == ObjectKind::LazyList && static_cast<const LazyList*>(object)->isQuiet();
-  return executeLoop<false>(environment, isQuiet, Value(), [&enumerator] { return enumerator->nextObject(); });
+  return executeLoop<false>(environment, isQuiet, Value(), [&enumerator] { return nextElement(*enumerator); });
 }
 
 // What is shared between threads does not change and holds its elements: to count them again would make the threads

@@ -154,16 +154,19 @@ bool KorTemplateEnvironment::appendNumber(RawValue value, TextBuffer& text) {
 // The stream is the one that is current once the text is known; it may replace itself.
 void KorTemplateEnvironment::writeToStream(const Text& text) {
   meter_.countOutput(text.view().size());
-  meter_.lookBeforeHost();
+  lookBeforeHost();
   const Ref<KorTemplateStream> stream = outputStream_;
   if (stream != nullptr) stream->write(text);
 }
 
 void KorTemplateEnvironment::writeDiagnostic(const Text& text) {
   countBytes(text.view().size());
+  lookBeforeHost();
   flushOutput();
   const Ref<KorTemplateStream> stream = errorStream_;
-  if (stream != nullptr) stream->write(text);
+  if (stream == nullptr) return;
+  lookBeforeHost();
+  stream->write(text);
 }
 
 std::optional<KorTemplateFailure> KorTemplateEnvironment::diagnosticInHand() noexcept {
@@ -180,7 +183,9 @@ std::optional<KorTemplateFailure> KorTemplateEnvironment::diagnosticInHand() noe
 
 void KorTemplateEnvironment::reportDiagnostic(const KorTemplateFailure& failure) {
   const std::shared_ptr<const DiagnosticCallback> callback = diagnosticCallback_;  // it may replace itself
-  if (callback != nullptr) (*callback)(failure);
+  if (callback == nullptr) return;
+  lookBeforeHost();
+  (*callback)(failure);
 }
 
 KorTemplateFailure KorTemplateEnvironment::failureInHand() noexcept {
@@ -199,9 +204,11 @@ void KorTemplateEnvironment::observe(KorTemplateUndefined kind, std::string_view
   observer->noteOne(kind);
   const KorTemplateUndefinedPolicy policy = observer->policy(kind);
   if (policy == KorTemplateUndefinedPolicy::Count && observer->callback() == nullptr) return;
+  countBytes(name.size());
   const KorTemplateObservation observation{kind, std::string(sigil).append(name), FailureWatch::traceAt(position())};
   if (observer->callback() != nullptr) {
     const KorTemplateObserver::Callback callback = observer->callback();
+    lookBeforeHost();
     callback(observation);
   }
   if (policy == KorTemplateUndefinedPolicy::Warn) return writeDiagnostic(observation.text());
@@ -238,18 +245,28 @@ void KorTemplateEnvironment::reset() {
     remembered_->outputStream = KorTemplateNullStream::nullStream();
     remembered_->errorStream = KorTemplateConsoleStream::consoleStream();
   }
-  failure_.reset();
-  failedStatement_ = {};
-  outputStream_ = remembered_->outputStream;
-  settleOutput();
-  errorStream_ = remembered_->errorStream;
-  if (functionsChanged_) {
-    NameMap<Ref<KorTemplateFunction>> functions;
-    for (const auto& entry : remembered_->functions) functions.append(entry.name, entry.value);
-    std::swap(functions_, functions);
-    functionsChanged_ = false;
-  }
-  resetStack();
+  do {  // what ends may run templates here, which change all of that again
+    failure_.reset();
+    failedStatement_ = {};
+    outputStream_ = remembered_->outputStream;
+    settleOutput();
+    errorStream_ = remembered_->errorStream;
+    if (functionsChanged_) resetFunctions();
+    resetStack();
+  } while (!isReset());
+}
+
+// But for the stack.
+bool KorTemplateEnvironment::isReset() const noexcept {
+  return !functionsChanged_ && !failure_.has_value() && outputStream_ == remembered_->outputStream &&
+         errorStream_ == remembered_->errorStream;
+}
+
+void KorTemplateEnvironment::resetFunctions() {
+  NameMap<Ref<KorTemplateFunction>> functions;
+  for (const auto& entry : remembered_->functions) functions.append(entry.name, entry.value);
+  functionsChanged_ = false;
+  std::swap(functions_, functions);
 }
 
 // The ends of values may run a host's code, which may set another stack and change any that it can reach. So none is in
@@ -337,8 +354,9 @@ void KorTemplateEnvironment::noteFailure() noexcept {
   const FailureWatch::SharedTrace trace = traceInHand();
   if (executionDepth_ != 1) return;
   if (statement_ != nullptr) failedStatement_ = statement_->sourceRange();
-  failure_ = popFailed_ ? KorTemplateFailure(NSInternalInconsistencyException, "Stack frame is empty", trace)
-                        : KorTemplateFailure::ofCurrentException(trace);
+  failure_ = popFailed_ && !hasReachedLimit()
+                 ? KorTemplateFailure(NSInternalInconsistencyException, "Stack frame is empty", trace)
+                 : KorTemplateFailure::ofCurrentException(trace);
   // Where the thread ends, that may be in a write: another one could wait for ever. The stream keeps the output.
   if (std::current_exception() == nullptr) (void)takePopFailure();
 }

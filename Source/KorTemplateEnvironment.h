@@ -229,7 +229,10 @@ class KorTemplateEnvironment final : public NSObject {
 
   void enterStatement(const KorTemplateStatement& statement) noexcept { statement_ = &statement; }
   const KorTemplateStatement* statement() const noexcept { return statement_; }
-  FailureWatch::Position position() const noexcept { return {innermost_, statement_}; }
+  FailureWatch::Position position() const noexcept {
+    const std::int32_t calls = std::max(limitsInForce().functionDepth, 0) - functionsLeft_;
+    return {innermost_, statement_, static_cast<std::size_t>(std::max(calls, 0))};
+  }
   void leaveTo(const KorTemplateStatement* statement) noexcept { statement_ = statement; }
 
   // One level more that runs, until leaveLevel(). A level that an exception leaves says so before.
@@ -364,6 +367,8 @@ class KorTemplateEnvironment final : public NSObject {
   // Where the exception in hand was raised; for a limit where it was first reached.
   FailureWatch::SharedTrace traceInHand() noexcept;
   void requireIdle(const char* what) const;
+  bool isReset() const noexcept;
+  void resetFunctions();
   // Goes back to a stack of one frame, with what is remembered of it.
   void resetStack();
 

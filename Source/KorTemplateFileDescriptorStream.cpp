@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <utility>
 
@@ -64,15 +65,14 @@ void KorTemplateFileDescriptorStream::flush() {
   if (gathered_.capacity() > 2 * kCapacity) gathered_.release();  // one text was much longer
 }
 
-// The text may be the gathered one: what is not written when a limit ends the waiting is what is gathered from there
-// on.
+// The text is the gathered one, or none is gathered: what is not written when a limit ends the waiting is what is
+// gathered from there on.
 void KorTemplateFileDescriptorStream::deliver(std::string_view text) {
   try {
     errorNumber_ = writeWhole(descriptor_, text);
   } catch (...) {
-    const std::string rest(text);
-    gathered_.clear();
-    gathered_.append(rest);
+    gathered_.dropFirst(gathered_.size() - std::min(gathered_.size(), text.size()));
+    if (gathered_.size() == 0) gathered_.append(text);
     throw;
   }
   requireWritable();

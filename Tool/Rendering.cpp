@@ -109,7 +109,8 @@ class Account {
     }
     if (profile_ == nullptr) return;
     const bool isWritten = writeAll(profileFile_->descriptor(), profile_->foldedStacks());
-    if (!isWritten) raiseUndelivered(errno, profileFile_->name());
+    // Where nobody reads it any more, that is no failure of what was rendered.
+    if (!isWritten && errno != EPIPE) raiseUndelivered(errno, profileFile_->name());
     profileFile_->keep();
   }
 
@@ -143,7 +144,7 @@ void render(const RenderOptions& options, const Diagnostics& diagnostics) {
   account.watch(*environment);
   try {
     execute(compiled, *environment, options.templateFile, output);
-  } catch (const Failure&) {
+  } catch (...) {  // a failure, or nobody reads the text any more
     account.endPart(&Statistics::render);
     account.tell(*environment);
     throw;

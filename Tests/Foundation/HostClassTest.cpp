@@ -280,6 +280,8 @@ struct DottedKey {
   int n = 0;
 };
 struct InvalidName {};
+struct Selfish {};
+struct Friendly {};
 void describeHostClass(HostClass<Nameless>& /*description*/) {}
 void describeHostClass(HostClass<EmptyName>& description) {
   description.name("");
@@ -295,6 +297,15 @@ void describeHostClass(HostClass<DottedKey>& description) {
 }
 void describeHostClass(HostClass<InvalidName>& description) {
   description.name("a\xff");
+}
+
+void describeHostClass(HostClass<Selfish>& description) {
+  const Value own = hostCopy(Selfish());
+  description.name("Selfish").property("own", [own](const Selfish&) { return own; });
+}
+void describeHostClass(HostClass<Friendly>& description) {
+  const Value own = hostCopy(Selfish());
+  description.name("Friendly").property("own", [own](const Friendly&) { return own; });
 }
 
 template <class T>
@@ -322,6 +333,11 @@ TEST(HostClass, SaysWhatIsWrongInADescription) {
             "NSInvalidArgumentException: The description of the host class tavlo::test::(anonymous "
             "namespace)::DottedKey has a property \"a.b\": a key has one character at least, and no \".\", which "
             "parts keys");
+  const std::string selfish =
+      "NSInvalidArgumentException: The description of the host class tavlo::test::(anonymous namespace)::Selfish makes "
+      "a value of that class, or another's does";
+  EXPECT_EQ(descriptionFault<Selfish>(), selfish);
+  EXPECT_EQ(descriptionFault<Friendly>(), selfish);
   EXPECT_TRUE(descriptionFault<InvalidName>().starts_with("NSInvalidArgumentException: ")) << "a byte that is no UTF-8";
 }
 

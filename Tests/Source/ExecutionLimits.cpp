@@ -464,84 +464,19 @@ TEST(ExecutionLimits, OfTimeEndAllKindsOfWorkSoon) {
   }
 }
 
-// An object whose class calls the host for all that it is asked.
-struct Called {
-  int call() const {
-    (*act)();
-    return 1;
-  }
-  const std::function<void()>* act;
-};
-
-void describeHostClass(HostClass<Called>& called) {
-  called.name("Called")
-      .property("price", &Called::call)
-      .method("weigh", &Called::call)
-      .description([](const Called& each) { return each.call() == 1 ? "text" : ""; })
-      .lessThan([](const Called& left, const Called& /*right*/) { return left.call() == 1; })
-      .equal([](const Called& left, const Called& right) { return left.call() != right.call(); },
-             [](const Called& each) { return static_cast<std::size_t>(each.call()); });
-}
-
-// What the host does may take any time: where that is over behind one call, there is no other.
-TEST(ExecutionLimits, OfTimeAndCancellationsHoldBeforeEachCallOfTheHost) {
-  const char* const texts[] = {
-      "<? foreach ($e in $endless) ?><? f() ?><? endforeach ?>",
-      "<? foreach ($e in $endless) ?><? weigh() ?><? endforeach ?>",
-      "<? foreach ($e in $endless) ?><? $x = $called.price ?><? endforeach ?>",
-      "<? foreach ($e in $endless) ?><? $x = $called < $other ?><? endforeach ?>",
-      "<? foreach ($e in $endless) ?><? $x = $called == $other ?><? endforeach ?>",
-      "<? foreach ($e in $endless) ?><? $x = \"\" + $called ?><? endforeach ?>",
-      "<? foreach ($e in $list) ?><? endforeach ?>",
-      "<? foreach ($e in $made) ?><? endforeach ?>",
-      "<? foreach ($e in $endless) ?><? $x = $dictionary.key ?><? endforeach ?>",
-      "<?= $list.@sum ?>",
-      "<?= $callers.@sum.price ?>",
-      "<? foreach ($e in $callers.@distinctUnionOfObjects) ?><? endforeach ?>",
-      "<? foreach ($e in $endless) ?>a<? endforeach ?>",
-  };
-  for (const bool isCancelled : {false, true}) {
-    for (const char* const text : texts) {
-      int calls = 0;
-      const Stage stage;
-      const Ref<KorTemplateCancellation> cancellation = KorTemplateCancellation::cancellation();
-      const std::function<void()> act = [&] {
-        if (++calls != 3) return;
-        if (isCancelled) return cancellation->cancel();
-        std::this_thread::sleep_for(30ms);
-      };
-      Called called{&act};
-      setVariables(stage);
-      stage.set("endless", endless());
-      stage.set("called", hostReference(called));
-      stage.set("other", valueOf(Called{&act}));
-      stage.set("callers", valueOf(std::vector<Called>(200, called)));
-      stage.set("list", lazyList([] { return std::size_t{100'000}; },
-                                 [&](std::size_t index) {
-                                   act();
-                                   return index;
-                                 }));
-      stage.set("made", lazySequence([&] {
-                  act();
-                  return std::optional<int>(1);
-                }));
-      stage.set("dictionary", lazyDictionary(
-                                  [&](std::string_view /*key*/) {
-                                    act();
-                                    return 1;
-                                  },
-                                  [] { return std::vector<std::string>{"key"}; }));
-      stage.environment->setFunction("f", act);
-      stage.environment->setFunctionForName(KorTemplateExternalFunction::functionWithSelectorTarget("weigh", called),
-                                            "weigh");
-      stage.environment->setOutputStream(
-          KorTemplateCallbackStream::streamWithCallback([&](std::string_view) { act(); }));
-      if (isCancelled) stage.environment->setCancellation(cancellation);
-      if (!isCancelled) stage.environment->setLimits(limitedTime(20ms));
-      EXPECT_TRUE(limitIn([&] { stage.run(text); }).has_value()) << text;
-      EXPECT_LE(calls, 4) << text << (isCancelled ? ", cancelled" : "");
-    }
-  }
+TEST(ExecutionLimits, AreToldAlsoWhereAScopeCannotBePoppedOnTheWayOut) {
+  const Stage stage;
+  stage.environment->setLimits(limitedSteps(20));
+  stage.environment->setFunction("f", [](KorTemplateEnvironment& environment) {
+    const Ref<KorTemplateStack> other = KorTemplateStack::stack();
+    other->push(KorTemplateStackFrame::stackFrame());
+    environment.setStack(other);
+    KorTemplate::compile(repeated("<? $a = 1 ?>", 20))->executeWithEnvironment(&environment);
+  });
+  const char* const text = "<? if (1) ?><? if (1) ?><? f() ?><? endif ?><? endif ?>";
+  EXPECT_EQ(limitTextOf([&] { stage.run(text); }), "The execution takes more than 20 steps");
+  ASSERT_NE(stage.environment->lastFailure(), nullptr);
+  EXPECT_EQ(stage.environment->lastFailure()->reason(), "The execution takes more than 20 steps");
 }
 
 TEST(ExecutionLimits, OfTimeBeginAnewWithEachExecution) {

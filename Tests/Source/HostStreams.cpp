@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <csignal>
+#include <new>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <streambuf>
@@ -13,10 +15,12 @@
 #include <thread>
 #include <vector>
 
+#include "Source/KorTemplateCallableFunction.h"
 #include "Source/KorTemplateCallbackStream.h"
 #include "Source/KorTemplateFileDescriptorStream.h"
 #include "Source/KorTemplateOStreamStream.h"
 #include "Source/KorTemplateWriteException.h"
+#include "Tests/Memory/FailingMemory.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -158,6 +162,37 @@ TEST(AFileDescriptorStream, WaitsForItsReaderUntilTheTimeIsOver) {
   stream->flush();
   EXPECT_EQ(pipe.finish().size(), 1'000'000U);  // the second text stands behind one that did not go out
 }
+
+#ifndef TAVLO_MEMORY_IS_HIDDEN
+
+TEST(AFileDescriptorStream, WritesNothingTwiceWhereMemoryRunsOut) {
+  Pipe pipe;
+  ::fcntl(pipe.writer(), F_SETFL, O_NONBLOCK);
+  ::fcntl(pipe.writer(), F_SETPIPE_SZ, 4096);
+  const auto stream = KorTemplateFileDescriptorStream::streamWithDescriptor(pipe.writer());
+  const StreamStage stage(stream);
+  KorTemplateLimits limits;
+  limits.time = std::chrono::milliseconds(20);
+  stage.environment->setLimits(limits);
+  std::string text;
+  for (int number = 0; number < 4'000; ++number) text += std::to_string(number) + " ";
+  stage.set("t", text);
+  std::optional<FailingMemory> memory;
+  stage.environment->setFunction("outOfMemory", [&] { memory.emplace(0, Failing::ForGood); });
+  const Ref<KorTemplate> page = KorTemplate::compile("<?= $t ?><? outOfMemory() ?>");
+  try {
+    page->executeWithEnvironment(stage.environment.get());
+    ADD_FAILURE();
+  } catch (const std::bad_alloc&) {
+    memory.reset();
+  }
+  memory.reset();
+  pipe.startReading();
+  stream->flush();
+  EXPECT_EQ(pipe.finish(), text);
+}
+
+#endif
 
 TEST(AFileDescriptorStream, EndsTheExecutionWhereItCannotWrite) {
   struct Row {

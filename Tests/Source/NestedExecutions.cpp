@@ -1,8 +1,16 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <functional>
+#include <string>
+
 #include "Foundation/Description.h"
+#include "Foundation/HostObject.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSEnumerator.h"
+#include "Source/KorTemplateObserver.h"
+#include "Tests/Foundation/Repeated.h"
+#include "Tests/Memory/WorkBound.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -169,6 +177,44 @@ TEST(NestedExecutions, LeaveNoPlaceToAnExpressionThatRunsAlone) {
             "NSGenericException: Can't subtract operands of type NSString and NSNumber");
   EXPECT_EQ(stage.environment->failedStatement().offset, 0U);
   EXPECT_EQ(stage.environment->failedStatement().length, 0U);
+}
+
+// A property that runs a template of the same environment.
+struct Part {
+  int run() const {
+    (*act)();
+    return 1;
+  }
+  const std::function<void()>* act;
+};
+
+void describeHostClass(HostClass<Part>& part) {
+  part.name("Part").property("run", &Part::run);
+}
+
+// The way out of thousands of executions inside one another takes no longer than the way in.
+TEST(NestedExecutions, AreLeftInProportionToTheirDepth) {
+  const Stage stage;
+  const Ref<KorTemplate> page = KorTemplate::compile("<?= $part.run ?>");
+  const std::function<void()> act = [&] { page->executeWithEnvironment(stage.environment.get()); };
+  stage.set("part", hostCopy(Part{&act}));
+  const WorkBound bound("a part of itself");
+  EXPECT_THROW(act(), KorTemplateLimitException);
+}
+
+// What an observer is told of takes a step for each few levels, and for each part of a long name.
+TEST(NestedExecutions, CountWhatIsToldOfThem) {
+  constexpr std::uint64_t kNames = 10;
+  std::uint64_t steps[2] = {};
+  for (const bool isObserved : {false, true}) {
+    const Stage stage;
+    const Ref<KorTemplateObserver> observer = KorTemplateObserver::observer();
+    observer->setCallback([](const KorTemplateObservation&) {});
+    if (isObserved) stage.environment->setObserver(observer);
+    stage.run(repeated("<?= $" + std::string(256'000, 'a') + " ?>", kNames));
+    steps[isObserved ? 1 : 0] = stage.environment->stepsTaken();
+  }
+  EXPECT_GE(steps[1], steps[0] + kNames * 1'000);
 }
 
 }  // namespace

@@ -139,6 +139,32 @@ TEST(AnEnvironmentThatIsReset, HasAStackWhateverTheEndsOfItsValuesSet) {
   EXPECT_EQ(stage.global("kept").intValue(), 1);
 }
 
+TEST(AnEnvironmentThatIsReset, IsAsItWasRememberedWhateverTheEndsOfItsValuesChange) {
+  const Stage stage;
+  stage.environment->remember();
+  const Ref<KorTemplateStream> errors = stage.environment->errorStream();
+  int ends = 0;
+  const auto changesAll = [&] {
+    ++ends;
+    stage.environment->setErrorStream(nullptr);
+    EXPECT_NE(raisedBy([&] { stage.run("<? function late() ?>late<? endfunction ?><? $late = 7 ?><? 1 / 0 ?>"); }),
+              "nothing");
+    stage.environment->setOutputStream(nullptr);
+  };
+  stage.set("x", makeRef<EndingObject>(changesAll));
+  stage.environment->reset();
+  EXPECT_EQ(ends, 1);
+  stage.environment->setFunction("held", [held = Value(makeRef<EndingObject>(changesAll))] { return held; });
+  stage.environment->reset();
+  EXPECT_EQ(ends, 2);
+  EXPECT_THAT(stage.environment->functionNames(), testing::IsEmpty());
+  EXPECT_THAT(stage.environment->globalVariableNames(), testing::IsEmpty());
+  EXPECT_EQ(stage.environment->lastFailure(), nullptr);
+  EXPECT_EQ(stage.environment->errorStream(), errors);
+  stage.run("text");
+  EXPECT_EQ(stage.output->joined(""), "text");
+}
+
 TEST(AnEnvironmentThatIsReset, LeavesAHeldFrameToItsHolder) {
   const Stage stage;
   stage.set("a", 1);

@@ -58,6 +58,14 @@ void describeHostClass(tavlo::HostClass<Speechless>& speechless) {
   speechless.name("Speechless").description([](const Speechless&) -> const char* { return nullptr; });
 }
 
+template <class T, std::size_t>
+struct Small : std::vector<T> {
+  using std::vector<T>::vector;
+};
+struct Names : std::vector<std::string_view> {
+  using std::vector<std::string_view>::vector;
+};
+
 struct SilentException : std::exception {
   const char* what() const noexcept override { return nullptr; }
 };
@@ -354,6 +362,34 @@ TEST(ATemplateThatRunsInAnEnd, HoldsNothingThatItLetsGoOf) {
     EXPECT_EQ(runs, 1);
     EXPECT_EQ(rows, 0);
     EXPECT_EQ(mostRows, 1) << depth;
+  }
+}
+
+TEST(AFunction, MayTakeViewsInAContainerOfTheHosts) {
+  const Stage stage;
+  const Ref<NSMutableArray> list = NSMutableArray::array();
+  for (int number = 0; number < 3; ++number) list->addObject("a text that lies on the heap " + std::to_string(number));
+  stage.set("list", list);
+  const auto lengthOf = [&](const auto& names) {
+    list->removeAllObjects();
+    std::string all;
+    for (const std::string_view name : names) all += name;
+    return all;
+  };
+  const std::string expected =
+      "a text that lies on the heap 0a text that lies on the heap 1a text that lies on the heap 2";
+  stage.environment->setFunction("small",
+                                 [&](const unruly::Small<std::string_view, 4>& names) { return lengthOf(names); });
+  stage.environment->setFunction("names", [&](const unruly::Names& names) { return lengthOf(names); });
+  for (const char* const name : {"small", "names"}) {
+    if (list->count() == 0) {
+      for (int number = 0; number < 3; ++number) {
+        list->addObject("a text that lies on the heap " + std::to_string(number));
+      }
+    }
+    stage.output->writes.clear();
+    stage.run(std::string("<?= ") + name + "($list) ?>");
+    EXPECT_EQ(stage.output->joined(""), expected) << name;
   }
 }
 

@@ -15,6 +15,10 @@ namespace {
 constexpr const char* kRecursion =
     "<? function t($n)\n?><? if ($n > 0) ?><? t($n - 1) ?><? t($n - 1) ?><? endif ?><? endfunction\n?>a<? t(60) ?>";
 
+// Takes some milliseconds.
+constexpr const char* kBusy =
+    "<? function t($n)\n?><? if ($n > 0) ?><? t($n - 1) ?><? t($n - 1) ?><? endif ?><? endfunction\n?>a<? t(14) ?>";
+
 TEST(ProgramLimits, EndATemplateThatTakesMore) {
   struct Row {
     std::vector<std::string> options;
@@ -150,6 +154,23 @@ TEST(ProgramProfile, IsWrittenOfATemplateThatFailsToo) {
   ProgramRun run(folder, {"render", "page", "--profile=stacks", "--max-seconds=0.05"});
   EXPECT_EQ(run.status(), 1);
   EXPECT_NE(folder.read("stacks").find("page:3;t page:2;t page:2"), std::string::npos);
+}
+
+TEST(ProgramProfile, IsWrittenWhereNobodyReadsTheTextAnyMore) {
+  const WorkFolder folder;
+  folder.write("page", kBusy);
+  ProgramRun run(folder, {"render", "page", "--profile=stacks"}, {.readerIsGone = true});
+  EXPECT_EQ(run.status(), 0) << run.errors();
+  EXPECT_NE(folder.read("stacks").find("page:"), std::string::npos);
+}
+
+TEST(ProgramProfile, HoldsUpNoTextWhereNobodyReadsItAnyMore) {
+  const WorkFolder folder;
+  folder.write("page", kBusy);
+  ProgramRun run(folder, {"render", "page", "-o", "out", "--profile=/dev/stdout"}, {.readerIsGone = true});
+  EXPECT_EQ(run.status(), 0) << run.errors();
+  EXPECT_EQ(run.errors(), "");
+  EXPECT_NE(folder.read("out"), "");
 }
 
 TEST(ProgramProfile, IsRefusedWhereItCannotBeWritten) {

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "Foundation/NSEnumerator.h"
+#include "Foundation/NSObject.h"
+#include "Foundation/Value.h"
+#include "Foundation/WorkMeter.h"
+
+namespace tavlo {
+
+// Before a function of the object is called that its class overrides: looks whether the thread's execution may go on
+// where the class may be a host's, as lookBeforeHost() does.
+inline void lookBeforeCalling(const NSObject& object) {
+  if (object.kind() == ObjectKind::Other) [[unlikely]]
+    lookBeforeHost();
+}
+
+// The next element of a walk, before which it looks so.
+inline Value nextElement(NSEnumerator& walk) {
+  lookBeforeCalling(walk);
+  return walk.nextObject();
+}
+
+}  // namespace tavlo

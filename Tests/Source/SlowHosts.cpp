@@ -1,0 +1,181 @@
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+#include "Foundation/LazyCollections.h"
+#include "Foundation/NSArray.h"
+#include "Foundation/NSDictionary.h"
+#include "Foundation/NSEnumerator.h"
+#include "Source/KorTemplateCallableFunction.h"
+#include "Source/KorTemplateCallbackStream.h"
+#include "Source/KorTemplateExternalFunction.h"
+#include "Source/KorTemplateObserver.h"
+#include "Tests/Source/HostClasses.h"
+
+namespace tavlo::test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// An object whose class calls the host for all that it is asked.
+struct Called {
+  int call() const {
+    (*act)();
+    return 1;
+  }
+  const std::function<void()>* act;
+};
+
+void describeHostClass(HostClass<Called>& called) {
+  called.name("Called")
+      .property("price", &Called::call)
+      .method("weigh", &Called::call)
+      .description([](const Called& each) { return each.call() == 1 ? "text" : ""; })
+      .lessThan([](const Called& left, const Called& /*right*/) { return left.call() == 1; })
+      .equal([](const Called& left, const Called& right) { return left.call() != right.call(); },
+             [](const Called& each) { return static_cast<std::size_t>(each.call()); });
+}
+
+// The same for a class that derives from the root of all objects, and its walk.
+class CalledObject final : public NSObject {
+ public:
+  explicit CalledObject(const std::function<void()>& act) : act_(act) {}
+
+  void describe(Description& out) const override { out.part(after("text")); }
+  bool isEqual(const NSObject& /*other*/, std::int32_t /*depth*/) const override { return after(false); }
+  std::size_t hash() const override { return after(1); }
+  std::optional<bool> isLessThan(const Value& /*other*/) const override { return after(true); }
+  std::optional<bool> isGreaterThan(const Value& /*other*/) const override { return after(true); }
+  Value valueForKey(const NSString& /*key*/) const override { return after(1); }
+  Ref<NSEnumerator> objectEnumerator() const override { return after(makeRef<Walk>(*this)); }
+
+ private:
+  class Walk final : public NSEnumerator {
+   public:
+    explicit Walk(const CalledObject& walked) : walked_(walked) {}
+    Value nextObject() override { return walked_.after(Value(1)); }
+
+   private:
+    const CalledObject& walked_;
+  };
+
+  template <class T>
+  T after(T answer) const {
+    act_();
+    return answer;
+  }
+
+  const std::function<void()>& act_;
+};
+
+// One that calls the host for all that goes through it.
+class CalledStream final : public KorTemplateStream {
+ public:
+  explicit CalledStream(const std::function<void()>& act) : act_(act) {}
+  void write(const Text& /*text*/) override { act_(); }
+  void flush() override { act_(); }
+
+ private:
+  const std::function<void()>& act_;
+};
+
+// What the host does may take any time: where that is over behind one call, there is no other.
+TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
+  const char* const texts[] = {
+      "<? foreach ($e in $endless) ?><? f() ?><? endforeach ?>",
+      "<? foreach ($e in $endless) ?><? weigh() ?><? endforeach ?>",
+      "<? foreach ($e in $endless) ?><? $x = $called.price ?><? endforeach ?>",
+      "<? foreach ($e in $endless) ?><? $x = $called < $other ?><? endforeach ?>",
+      "<? foreach ($e in $endless) ?><? $x = $called == $other ?><? endforeach ?>",
+      "<? foreach ($e in $endless) ?><? $x = \"\" + $called ?><? endforeach ?>",
+      "<? foreach ($e in $list) ?><? endforeach ?>",
+      "<? foreach ($e in $made) ?><? endforeach ?>",
+      "<? foreach ($e in $endless) ?><? $x = $dictionary.key ?><? endforeach ?>",
+      "<?= $list.@sum ?>",
+      "<?= $callers.@sum.price ?>",
+      "<? foreach ($e in $callers.@distinctUnionOfObjects) ?><? endforeach ?>",
+      "<? foreach ($e in $endless) ?>a<? endforeach ?>",
+      "<? foreach ($e in $endless) ?><? $x = $object.key ?><? endforeach ?>",
+      "<? foreach ($e in $endless) ?><? $x = $object < 1 ?><? endforeach ?>",
+      "<? foreach ($e in $endless) ?><? $x = $object > 1 ?><? endforeach ?>",
+      "<? foreach ($e in $endless) ?><? $x = $object == $otherObject ?><? endforeach ?>",
+      "<? foreach ($e in $endless) ?><? $x = \"\" + $object ?><? endforeach ?>",
+      "<? foreach ($e in $object) ?><? endforeach ?>",
+      "<?= \"\" + $objects ?>",
+      "<? $x = $objects.key ?>",
+      "<?= $objects.@max ?>",
+      "<?= $objects.@min ?>",
+      "<? foreach ($e in $objects.@distinctUnionOfObjects) ?><? endforeach ?>",
+      "<? foreach ($e in $endless) ?><? $x = $unknown ?><? endforeach ?>",
+      "<? foreach ($e in $endless) ?><? $x = $fields.unknown ?><? endforeach ?>",
+      "<? foreach ($e in $endless) ?><? $x = unknown() ?><? endforeach ?>",
+      "<? function fail() ?><?= 1 / 0 ?><? endfunction ?><? foreach ($e in $endless) ?><? $x = fail() ?><? endforeach "
+      "?>",
+  };
+  for (const bool isCancelled : {false, true}) {
+    for (const char* const text : texts) {
+      int calls = 0;
+      KorTemplateLimits limits;
+      limits.time = 20ms;
+      const Stage stage;
+      const Ref<KorTemplateCancellation> cancellation = KorTemplateCancellation::cancellation();
+      const std::function<void()> act = [&] {
+        if (++calls != 3) return;
+        if (isCancelled) return cancellation->cancel();
+        std::this_thread::sleep_for(30ms);
+      };
+      Called called{&act};
+      stage.set("endless", lazySequence([] { return std::optional<int>(1); }));
+      stage.set("called", hostReference(called));
+      stage.set("other", valueOf(Called{&act}));
+      stage.set("callers", valueOf(std::vector<Called>(200, called)));
+      stage.set("list", lazyList([] { return std::size_t{100'000}; },
+                                 [&](std::size_t index) {
+                                   act();
+                                   return index;
+                                 }));
+      stage.set("made", lazySequence([&] {
+                  act();
+                  return std::optional<int>(1);
+                }));
+      stage.set("dictionary", lazyDictionary(
+                                  [&](std::string_view /*key*/) {
+                                    act();
+                                    return 1;
+                                  },
+                                  [] { return std::vector<std::string>{"key"}; }));
+      stage.set("object", makeRef<CalledObject>(act));
+      stage.set("otherObject", makeRef<CalledObject>(act));
+      std::vector<Value> objects;
+      for (int count = 0; count < 200; ++count) objects.emplace_back(makeRef<CalledObject>(act));
+      stage.set("objects", NSArray::arrayWithObjects(objects));
+      stage.set("fields", NSDictionary::dictionary());
+      const Ref<KorTemplateObserver> observer = KorTemplateObserver::observer();
+      observer->setCallback([&](const KorTemplateObservation&) { act(); });
+      stage.environment->setObserver(observer);
+      stage.environment->setDiagnosticCallback([&](const KorTemplateFailure&) { act(); });
+      stage.environment->setErrorStream(makeRef<CalledStream>(act));
+      stage.environment->setFunction("f", act);
+      stage.environment->setFunctionForName(KorTemplateExternalFunction::functionWithSelectorTarget("weigh", called),
+                                            "weigh");
+      stage.environment->setOutputStream(
+          KorTemplateCallbackStream::streamWithCallback([&](std::string_view) { act(); }));
+      if (isCancelled) stage.environment->setCancellation(cancellation);
+      if (!isCancelled) stage.environment->setLimits(limits);
+      EXPECT_THROW(stage.run(text), KorTemplateLimitException) << text;
+      EXPECT_LE(calls, 4) << text << (isCancelled ? ", cancelled" : "");
+    }
+  }
+}
+
+}  // namespace
+
+}  // namespace tavlo::test
