@@ -5,6 +5,7 @@
 #include "Foundation/Value.h"
 #include "Foundation/WorkMeter.h"
 
+#pragma GCC visibility push(hidden)
 namespace tavlo {
 
 // Before a function of the object is called that its class overrides: looks whether the thread's execution may go on
@@ -21,3 +22,4 @@ inline Value nextElement(NSEnumerator& walk) {
 }
 
 }  // namespace tavlo
+#pragma GCC visibility pop
