@@ -15,75 +15,76 @@
 
 namespace tavlo {
 
-constinit thread_local std::uint16_t NSObject::levelOfEnds_ = 0;
+constinit thread_local NSObject::Ends NSObject::ends_;
 
 // Ends objects in place down to a fixed depth and lines up the deeper ones, linked through the fields that counted
 // their references, until the outermost end has returned. What an end has made itself, and lets go of, has an outermost
 // end of its own: it may refer to what is freed next, and a template that runs there may make any number of objects.
 class PendingReleases {
  public:
-  void end(const NSObject* object) noexcept {
-    const std::uint16_t level = NSObject::levelOfEnds_;
-    if (level == outermost_) return endOutermost(object);
-    if (object->madeAt_ == level && StackGuard::isFarFromTheEnd()) [[unlikely]]
-      return endByItself(object);
-    if (static_cast<std::uint16_t>(level - outermost_) >= kDeepest) [[unlikely]]
-      return push(object);
-    ++NSObject::levelOfEnds_;
-    delete object;
-    --NSObject::levelOfEnds_;
+  [[gnu::noinline]] static void end(const NSObject* object) noexcept {
+    const std::uint32_t level = NSObject::ends_.level;
+    const std::uint32_t depth = level - NSObject::ends_.outermost;
+    if (depth == 0) return endOutermost(object);
+    if (object->madeAt_ == static_cast<std::uint16_t>(level) || depth >= kDeepest) [[unlikely]]
+      return endDeeply(object);
+    endHere(object);
   }
 
  private:
-  static constexpr std::uint16_t kDeepest = 64;
+  static constexpr std::uint32_t kDeepest = 64;
   static constexpr int kLowBits = 32;
 
-  void endOutermost(const NSObject* object) noexcept {
-    ++NSObject::levelOfEnds_;
+  [[gnu::always_inline]] static void endHere(const NSObject* object) noexcept {
+    ++NSObject::ends_.level;
     delete object;
-    while (const NSObject* next = pop()) delete next;
-    --NSObject::levelOfEnds_;
+    --NSObject::ends_.level;
   }
 
-  [[gnu::noinline]] void endByItself(const NSObject* object) noexcept {
-    const PendingReleases around = std::exchange(*this, {});
-    outermost_ = NSObject::levelOfEnds_;
-    endOutermost(object);
-    *this = around;
+  [[gnu::noinline]] static void endOutermost(const NSObject* object) noexcept {
+    ++NSObject::ends_.level;
+    delete object;
+    while (NSObject::ends_.first != nullptr) [[unlikely]] delete pop();
+    --NSObject::ends_.level;
   }
 
-  void push(const NSObject* object) noexcept {
-    const auto next = reinterpret_cast<std::uintptr_t>(first_);
+  [[gnu::noinline]] static void endDeeply(const NSObject* object) noexcept {
+    const NSObject::Ends around = NSObject::ends_;
+    const bool isOfThisEnd = object->madeAt_ == static_cast<std::uint16_t>(around.level);
+    if (isOfThisEnd && StackGuard::isFarFromTheEnd()) {
+      NSObject::ends_ = {nullptr, around.level, around.level};
+      endOutermost(object);
+      NSObject::ends_ = around;
+    } else if (around.level - around.outermost >= kDeepest) {
+      push(object);
+    } else {
+      endHere(object);
+    }
+  }
+
+  static void push(const NSObject* object) noexcept {
+    const auto next = reinterpret_cast<std::uintptr_t>(NSObject::ends_.first);
     object->count_.store(static_cast<std::uint32_t>(next), std::memory_order_relaxed);
     object->madeAt_ = static_cast<std::uint16_t>(next >> kLowBits);  // addresses have 48 bits
-    first_ = object;
+    NSObject::ends_.first = object;
   }
 
-  const NSObject* pop() noexcept {
-    const NSObject* object = first_;
-    if (object == nullptr) return nullptr;
+  static const NSObject* pop() noexcept {
+    const NSObject* const object = NSObject::ends_.first;
     const std::uintptr_t next =
         (static_cast<std::uintptr_t>(object->madeAt_) << kLowBits) | object->count_.load(std::memory_order_relaxed);
     object->count_.store(NSObject::kOne, std::memory_order_relaxed);  // as in an end that has not waited
-    first_ = reinterpret_cast<const NSObject*>(next);  // NOLINT(performance-no-int-to-ptr): kept in two halves
+    NSObject::ends_.first =
+        reinterpret_cast<const NSObject*>(next);  // NOLINT(performance-no-int-to-ptr): in two halves
     return object;
   }
-
-  const NSObject* first_ = nullptr;  // that waits
-  std::uint16_t outermost_ = 0;      // the level of the end for which they wait
 };
-
-namespace {
-// In the block of every thread that is found without a call: two words, which libraries opened at run time find room
-// for.
-[[gnu::tls_model("initial-exec")]] thread_local PendingReleases pendingReleases;
-}  // namespace
 
 void NSObject::end() const noexcept {
   if (kind_ == ObjectKind::String) {
     delete this;
   } else {
-    pendingReleases.end(this);
+    PendingReleases::end(this);
   }
 }
 

@@ -136,7 +136,7 @@ class NSObject {
  protected:
   explicit NSObject(ObjectKind kind = ObjectKind::Other, Counting counting = Counting::Plain) noexcept
       : count_(counting == Counting::Atomic ? (kOne | kSharedBit) : kOne),
-        madeAt_(kind == ObjectKind::String ? std::uint16_t{0} : levelOfEnds_),
+        madeAt_(kind == ObjectKind::String ? std::uint16_t{0} : static_cast<std::uint16_t>(ends_.level)),
         kind_(kind) {}
   virtual ~NSObject() = default;
 
@@ -148,12 +148,19 @@ class NSObject {
 
   void end() const noexcept;
 
-  // How many objects end on the thread, one inside the other.
-  [[gnu::tls_model("initial-exec")]] static constinit thread_local std::uint16_t levelOfEnds_;
+  // What ends on a thread.
+  struct Ends {
+    const NSObject* first = nullptr;  // that waits to be freed
+    std::uint32_t level = 0;          // how many objects end, one inside the other
+    std::uint32_t outermost = 0;      // the level at which those that wait are freed
+  };
+
+  [[gnu::tls_model("initial-exec")]] static constinit thread_local Ends ends_;
 
   mutable std::atomic<std::uint32_t> count_;  // twice the references, plus the shared bit
-  mutable std::uint16_t madeAt_;  // that level; while the object waits to be freed, with count_: the next that waits
-  ObjectKind kind_;               // last, so that a class that derives may put a byte of its own behind it
+  mutable std::uint16_t
+      madeAt_;       // the level of ends; while the object waits to be freed, with count_: the next that waits
+  ObjectKind kind_;  // last, so that a class that derives may put a byte of its own behind it
 };
 
 }  // namespace tavlo
