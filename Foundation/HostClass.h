@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -253,15 +254,20 @@ class HostClass {
   const HostClassTable& table() const noexcept { return table_; }
 
  private:
-  // Which may describe other classes. One at a time, in whatever order threads ask for them.
+  // One thread makes it, and others wait; but one that is describing another class waits for nobody, as that might wait
+  // for it: of two descriptions the first stays.
   static const HostClass& makeTheOne() {
-    static bool isBeingMade = false;
-    const HostClassTable::Making making(isBeingMade, typeid(T));
-    if (const HostClass* const made = made_.load(std::memory_order_acquire)) return *made;
+    static thread_local bool isMaking = false;
+    static std::mutex mutex;
+    const HostClassTable::Making making(isMaking, typeid(T));
+    std::unique_lock lock(mutex, std::defer_lock);
+    if (making.isOutermost()) lock.lock();
+    const HostClass* made = made_.load(std::memory_order_acquire);
+    if (made != nullptr) return *made;
     auto description = std::make_unique<HostClass>();
     describeHostClass(*description);
     description->table_.complete();
-    made_.store(description.get(), std::memory_order_release);
+    if (!made_.compare_exchange_strong(made, description.get(), std::memory_order_acq_rel)) return *made;
     return *description.release();
   }
   static T* at(void* object) noexcept { return static_cast<T*>(object); }

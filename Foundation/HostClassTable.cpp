@@ -3,6 +3,7 @@
 #include <cxxabi.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <utility>
 
@@ -13,6 +14,8 @@
 namespace tavlo {
 
 namespace {
+
+constinit thread_local std::int32_t descriptionsMade = 0;  // at this moment, one inside the other
 
 // As a program's text has it.
 std::string nameOf(const std::type_info& type) {
@@ -42,15 +45,20 @@ class InheritedProperty final : public HostProperty {
 
 }  // namespace
 
-HostClassTable::Making::Making(bool& isMaking, const std::type_info& type) : isMaking_(isMaking) {
-  static auto& mutex = *new std::recursive_mutex;  // a class may be described when static objects end
-  lock_ = std::unique_lock(mutex);
+HostClassTable::Making::Making(bool& isMaking, const std::type_info& type)
+    : isMaking_(isMaking), isOutermost_(descriptionsMade == 0) {
   if (isMaking_) {
     NSException::raise(NSInvalidArgumentException,
                        "The description of the host class %s makes a value of that class, or another's does",
                        nameOf(type));
   }
   isMaking_ = true;
+  ++descriptionsMade;
+}
+
+HostClassTable::Making::~Making() {
+  isMaking_ = false;
+  --descriptionsMade;
 }
 
 HostProperty::~HostProperty() = default;

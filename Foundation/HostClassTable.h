@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -52,18 +51,20 @@ class HostProperty {
 // unchanged from then on, so that threads may read it at once. Objects are passed by their address, as that class.
 class HostClassTable {
  public:
-  // The making of a class's one description, for which it waits until no other thread makes one. Raises
-  // `NSInvalidArgumentException` where that description is being made already.
+  // The making of a description on a thread. Raises `NSInvalidArgumentException` where the thread is making that one.
   class Making {
    public:
     Making(bool& isMaking, const std::type_info& type);
     Making(const Making&) = delete;
     Making& operator=(const Making&) = delete;
-    ~Making() { isMaking_ = false; }
+    ~Making();
+
+    // Whether the thread is making no other one around it.
+    bool isOutermost() const noexcept { return isOutermost_; }
 
    private:
-    std::unique_lock<std::recursive_mutex> lock_;
     bool& isMaking_;
+    bool isOutermost_;
   };
 
   // What a class says of its objects beside their properties; empty where it says nothing.

@@ -116,20 +116,14 @@ class LazyListOver final : public LazyList {
   bool canBeShared_;
 };
 
-// A key that a walk keeps: a text of its own where the container's is a view of one, which may be gone with the entry.
-template <class Key>
-inline constexpr bool kIsViewOfText =
-    std::derived_from<Key, std::string_view>&& std::constructible_from<Key, const char*, std::size_t>;
+// A walk keeps the text of a key: the container's may be a view of one, which is gone with the entry. This is the key
+// as the container wants it.
 template <class C>
-using KeptKey = std::conditional_t<kIsViewOfText<typename C::key_type>, std::string, typename C::key_type>;
-
-// The key as the container wants it.
-template <class C>
-decltype(auto) wantedKey(const KeptKey<C>& kept) {
-  if constexpr (std::same_as<KeptKey<C>, typename C::key_type>) {
+decltype(auto) wantedKey(const std::string& kept) {
+  if constexpr (std::same_as<typename C::key_type, std::string>) {
     return (kept);
   } else {
-    return typename C::key_type(kept.data(), kept.size());
+    return typename C::key_type(std::string_view(kept));
   }
 }
 
@@ -144,7 +138,7 @@ class OrderedWalk final : public LazyDictionary::Walk {
     const auto found = last_.has_value() ? container_.upper_bound(wantedKey<C>(*last_)) : container_.begin();
     if (found == container_.end()) return false;
     countWorkOnText(std::string_view(found->first).size());
-    last_.emplace(found->first);
+    last_.emplace(std::string_view(found->first));
     key = std::string_view(*last_);
     requireValidUTF8(key);
     value = elementValue(found->second, HostContext(owner_, &reused));
@@ -154,7 +148,7 @@ class OrderedWalk final : public LazyDictionary::Walk {
  private:
   C& container_;
   std::shared_ptr<const void> owner_;
-  std::optional<KeptKey<C>> last_;
+  std::optional<std::string> last_;
 };
 
 // Walks the entries that were there at the start, and still are when their turn comes.
@@ -167,7 +161,7 @@ class HashedWalk final : public LazyDictionary::Walk {
     for (const auto& entry : container) {
       work.next();
       countWorkOnText(std::string_view(entry.first).size());
-      keys_.emplace_back(entry.first);
+      keys_.emplace_back(std::string_view(entry.first));
     }
   }
 
@@ -187,7 +181,7 @@ class HashedWalk final : public LazyDictionary::Walk {
  private:
   C& container_;
   std::shared_ptr<const void> owner_;
-  std::vector<KeptKey<C>> keys_;
+  std::vector<std::string> keys_;
   std::size_t next_ = 0;
 };
 

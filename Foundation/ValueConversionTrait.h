@@ -110,7 +110,8 @@ std::string expectedClassNameFor([[maybe_unused]] const Value& value) requires r
 }
 
 // Whether an object of the type refers to the values that it was made of, so that they have to live as long: it does so
-// itself, or what it holds does. Types may hold themselves, so it looks only so deep.
+// itself, or what it holds does. Types may be lists of themselves, so it looks into so many lists, and into all
+// arguments of templates.
 template <class T, int Levels>
 constexpr bool holdsWhatRefersToValues();
 template <class T, int Levels>
@@ -121,10 +122,9 @@ struct RefersToValues<std::reference_wrapper<T>, Levels> : std::true_type {};
 template <class T, std::size_t Count, int Levels>
 struct RefersToValues<std::array<T, Count>, Levels> : RefersToValues<T, Levels> {};
 template <template <class...> class Whole, class... Parts, int Levels>
-requires(Levels > 0) struct RefersToValues<Whole<Parts...>, Levels>
+struct RefersToValues<Whole<Parts...>, Levels>
     : std::bool_constant<std::ranges::view<Whole<Parts...>> || holdsWhatRefersToValues<Whole<Parts...>, Levels>() ||
-                         (RefersToValues<Parts, Levels - 1>::value || ...)> {
-};
+                         (RefersToValues<Parts, Levels>::value || ...)> {};
 
 template <class T, int Levels>
 constexpr bool holdsWhatRefersToValues() {

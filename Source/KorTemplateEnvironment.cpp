@@ -340,6 +340,7 @@ void KorTemplateEnvironment::endExecution(const KorTemplateStatement* outer) noe
   // Their ends may run a host's code.
   const std::vector<Ref<NSObject>> parked = std::exchange(parked_, {});
   const std::vector<Ref<KorTemplateStream>> streams = std::exchange(replacedStreams_, {});
+  if (!undeliveredStreams_.empty()) undeliveredStreams_ = std::unordered_set<const KorTemplateStream*>();
   deliveredStreams_ = 0;
   isOutputDelivered_ = false;
 }
@@ -378,7 +379,8 @@ void KorTemplateEnvironment::leaveFailed(const std::exception_ptr& failure, bool
 }
 
 void KorTemplateEnvironment::setOutputStream(const Ref<KorTemplateStream>& value) {
-  if (executionDepth_ > 0 && outputStream_ != nullptr && outputStream_ != value) {
+  if (executionDepth_ > 0 && outputStream_ != nullptr && outputStream_ != value &&
+      undeliveredStreams_.insert(outputStream_.get()).second) {
     replacedStreams_.push_back(outputStream_);
   }
   const Ref<KorTemplateStream> old = std::exchange(outputStream_, value);  // its end may let go of this environment
@@ -394,7 +396,11 @@ void KorTemplateEnvironment::deliverOutput() {
 
 // None is asked again where its failure leaves: one that runs a template would be asked twice as often on each level.
 Ref<KorTemplateStream> KorTemplateEnvironment::nextToDeliver() noexcept {
-  if (deliveredStreams_ < replacedStreams_.size()) return replacedStreams_[deliveredStreams_++];
+  if (deliveredStreams_ < replacedStreams_.size()) {
+    const Ref<KorTemplateStream>& next = replacedStreams_[deliveredStreams_++];
+    undeliveredStreams_.erase(next.get());
+    return next;
+  }
   return std::exchange(isOutputDelivered_, true) ? nullptr : outputStream_;
 }
 

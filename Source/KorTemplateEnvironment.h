@@ -404,7 +404,8 @@ class KorTemplateEnvironment final : public NSObject {
   std::unordered_set<const NSObject*> parkedObjects_;    // the same ones
   std::vector<Ref<KorTemplateStream>> replacedStreams_;  // in this execution
   std::size_t deliveredStreams_ = 0;                     // of those, the first ones that have been flushed
-  bool isOutputDelivered_ = false;                       // or has been tried to
+  std::unordered_set<const KorTemplateStream*> undeliveredStreams_;  // the others
+  bool isOutputDelivered_ = false;                                   // or has been tried to
 };
 
 }  // namespace tavlo

@@ -28,9 +28,9 @@ int writeWhole(int descriptor, std::string_view& text) {
     } else if (written == 0) {
       return ENOSPC;  // a device that takes nothing and does not say why
     } else if (errno == EAGAIN) {
+      if (WorkMeter* const meter = WorkMeter::ofThread()) meter->look();
       pollfd whenWritable{descriptor, POLLOUT, 0};
       ::poll(&whenWritable, 1, kMillisecondsBetweenLooks);
-      if (WorkMeter* const meter = WorkMeter::ofThread()) meter->look();
     } else if (errno != EINTR) {
       return errno;
     }

@@ -19,7 +19,9 @@
 #include "Source/KorTemplateCallbackStream.h"
 #include "Source/KorTemplateFileDescriptorStream.h"
 #include "Source/KorTemplateOStreamStream.h"
+#include "Source/KorTemplateStringStream.h"
 #include "Source/KorTemplateWriteException.h"
+#include "Tests/Foundation/Repeated.h"
 #include "Tests/Memory/FailingMemory.h"
 #include "Tests/Source/HostClasses.h"
 
@@ -134,6 +136,25 @@ TEST(AFileDescriptorStream, WritesTextsOfEverySizeInOrder) {
     }
     EXPECT_EQ(pipe.finish() == expected, true) << isBlocking;
   }
+}
+
+TEST(AStreamThatIsReplaced, IsAskedOnceToDeliver) {
+  class Counting final : public KorTemplateStream {
+   public:
+    void write(const Text& /*text*/) override {}
+    void flush() override { ++flushes; }
+    int flushes = 0;
+  };
+  const Ref<Counting> stream = makeRef<Counting>();
+  const StreamStage stage(stream);
+  stage.environment->setFunction("part", [](KorTemplateEnvironment& environment) {
+    const Ref<KorTemplateStream> old = environment.outputStream();
+    environment.setOutputStream(KorTemplateStringStream::stringStream());
+    environment.setOutputStream(old);
+  });
+  stage.run(repeated("<? part() ?>", 100));
+  EXPECT_LE(stream->flushes, 2);
+  EXPECT_GE(stream->flushes, 1);
 }
 
 // A reader that takes nothing holds up no execution whose time is limited, and what it has not taken waits.

@@ -95,6 +95,18 @@ TEST(AnElementThatEnds, MayAssignManyVariables) {
   }
 }
 
+// A host's own class of views.
+class LentKey {
+ public:
+  explicit LentKey(std::string_view text) : data_(text.data()), size_(text.size()) {}
+  operator std::string_view() const { return {data_, size_}; }  // NOLINT(*-explicit-constructor): as the standard's
+  bool operator<(const LentKey& other) const { return std::string_view(*this) < std::string_view(other); }
+
+ private:
+  const char* data_;
+  std::size_t size_;
+};
+
 // The keys of a map that the program empties meanwhile are views of texts that end with their entries.
 template <class Map>
 std::string loopOverViewsThatEnd() {
@@ -124,6 +136,7 @@ TEST(AMapsKeysThatAreViews, MayEndWhileALoopGoesOn) {
     View(std::string_view text) : std::string_view(text) {}  // NOLINT(*-explicit-constructor): as the other
   };
   EXPECT_EQ((loopOverViewsThatEnd<std::map<View, int>>()), "...");
+  EXPECT_EQ((loopOverViewsThatEnd<std::map<LentKey, int>>()), "...");
 }
 
 // What is shared between threads lends its elements to a loop.

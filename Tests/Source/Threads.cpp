@@ -1,9 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "Foundation/HostObject.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Source/KorTemplateLayer.h"
@@ -96,6 +99,59 @@ TEST(Threads, RenderOneTemplateThousandsOfTimesEachWithAnEnvironmentOfItsOwn) {
 }
 
 // A host gives its own string to a node.
+// Waits for some seconds at most.
+bool isSoon(const std::atomic<bool>& happened) {
+  for (int look = 0; look < 5'000 && !happened; ++look) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  return happened;
+}
+
+struct Waiting {};
+struct Unrelated {};
+std::atomic<bool> isWaitingDescribed{false};
+std::atomic<bool> isUnrelatedDescribed{false};
+
+void describeHostClass(HostClass<Waiting>& description) {
+  isWaitingDescribed = true;
+  EXPECT_TRUE(isSoon(isUnrelatedDescribed));
+  description.name("Waiting");
+}
+void describeHostClass(HostClass<Unrelated>& description) {
+  description.name("Unrelated");
+}
+
+TEST(Threads, DescribeClassesThatHaveNothingToDoWithOneAnother) {
+  std::thread waiting([] { (void)hostClass<Waiting>(); });
+  EXPECT_TRUE(isSoon(isWaitingDescribed));
+  (void)hostClass<Unrelated>();
+  isUnrelatedDescribed = true;
+  waiting.join();
+}
+
+struct Left {};
+struct Right {};
+std::atomic<bool> isLeftBegun{false};
+std::atomic<bool> isRightBegun{false};
+
+void describeHostClass(HostClass<Left>& description);
+void describeHostClass(HostClass<Right>& description) {
+  isRightBegun = true;
+  EXPECT_TRUE(isSoon(isLeftBegun));
+  (void)hostClass<Left>();
+  description.name("Right");
+}
+void describeHostClass(HostClass<Left>& description) {
+  isLeftBegun = true;
+  EXPECT_TRUE(isSoon(isRightBegun));
+  (void)hostClass<Right>();
+  description.name("Left");
+}
+
+TEST(Threads, DoNotWaitForOneAnotherWhereTwoClassesAreDescribedByEachOther) {
+  std::thread left([] { EXPECT_NE(raisedBy([] { (void)hostClass<Left>(); }), "nothing"); });
+  EXPECT_NE(raisedBy([] { (void)hostClass<Right>(); }), "nothing");
+  left.join();
+}
+
 TEST(Threads, RunATemplateMadeByHandAtOnce) {
   const std::string text = "a text beyond small buffers, on the heap";
   const Ref<KorTemplateFunctionCallExpression> call = makeRef<KorTemplateFunctionCallExpression>("same");

@@ -6,6 +6,7 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -391,6 +392,21 @@ TEST(AFunction, MayTakeViewsInAContainerOfTheHosts) {
     stage.run(std::string("<?= ") + name + "($list) ?>");
     EXPECT_EQ(stage.output->joined(""), expected) << name;
   }
+}
+
+TEST(AFunction, MayTakeViewsDeepInContainers) {
+  using Rows = std::vector<std::vector<std::vector<std::optional<std::string_view>>>>;
+  const Stage stage;
+  const Ref<NSMutableArray> cell = NSMutableArray::array();
+  cell->addObject("a text that lies on the heap");
+  const Value rows = NSArray::arrayWithObjects({NSArray::arrayWithObjects({Value(cell)})});
+  stage.set("tables", NSArray::arrayWithObjects({NSDictionary::dictionaryWithEntries({{"rows", rows}})}));
+  stage.environment->setFunction("f", [&](const std::vector<std::map<std::string, Rows>>& tables) {
+    cell->removeAllObjects();
+    return std::string(tables[0].at("rows")[0][0][0].value());
+  });
+  stage.run("<?= f($tables) ?>");
+  EXPECT_EQ(stage.output->joined(""), "a text that lies on the heap");
 }
 
 // What it has made may refer to what it frees when it returns.
