@@ -382,13 +382,16 @@ bool KorRegex::matchesString(const NSString& subject, std::uint64_t retries) con
 bool KorRegex::matchesWatched(std::string_view text, std::uint64_t retries) const {
   const re_pattern_buffer* pattern = watched();
   if (pattern == nullptr) return matchesPlaceByPlace(text, retries);
+  // A retry of a loop may go through all that stands up to the next one, where it calls out again.
+  const std::uint64_t bound = std::min(retries, kBytesAtOnePlace / (shape_.row + 1));
   const MatchParameters parameters = makeParameters();
-  setRetries(*parameters, {text.size() <= kShortSubject ? retries : 0, retries});
+  setRetries(*parameters, {text.size() <= kShortSubject ? bound : 0, bound});
   Watch watch(shape_.namesakes, kBytesOfPlace * pattern_->view().size());
   onig_set_progress_callout_of_match_param(parameters.get(), &Watch::call);
   onig_set_callout_user_data_of_match_param(parameters.get(), &watch);
   const int answer = search(pattern, text, parameters.get());
   watch.settle();
+  if (isOutOfRetries(answer) && bound < retries) raiseSearchTime(retries);
   return position(answer, retries).has_value();
 }
 

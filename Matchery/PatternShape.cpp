@@ -107,6 +107,8 @@ class ShapeReader {
     std::uint64_t places = 0;  // such as "\b" in it
     std::size_t from = 0;
     std::uint64_t loops = 0;       // before it
+    std::uint64_t row = 0;         // before it, since a quantifier
+    std::uint64_t longestRow = 0;  // at the end of its alternatives so far
     std::size_t group = kNoGroup;  // that can be called
     std::uint64_t types = 0;       // before it, as the next
     std::uint64_t sets = 0;
@@ -221,7 +223,10 @@ class ShapeReader {
     }
     if (letter != ']') return;
     if (intersectedRanges_ > 0) intersect();
-    if (--classes_ == 0) endAtom(0);
+    if (--classes_ > 0) return;
+    constexpr std::uint64_t kLettersOfClass = 4;
+    row_ += kLettersOfClass - 1;
+    endAtom(0);
   }
 
   // The engine compares each range of what stands before "&&" with each behind it, up to the next one or the class's
@@ -363,9 +368,18 @@ class ShapeReader {
   }
 
   void stepOverLetter(char letter) {
-    if (letter == '|') ++shape_.loops;
+    if (letter == '|') {
+      ++shape_.loops;
+      beginAlternative();
+    }
     if (letter == '^' || letter == '$') ++levels_.back().places;
     endAtom(0);
+  }
+
+  void beginAlternative() {
+    Level& level = levels_.back();
+    level.longestRow = std::max(level.longestRow, row_);
+    row_ = level.row;
   }
 
   void openClass() {
@@ -413,6 +427,7 @@ class ShapeReader {
                        .isCondition = isCondition,
                        .from = at_,
                        .loops = shape_.loops,
+                       .row = row_,
                        .types = shape_.types,
                        .sets = sets_});
     if (isCondition) ++conditions_;
@@ -489,6 +504,7 @@ class ShapeReader {
     if (levels_.size() == 1) return;
     const Level closed = levels_.back();
     levels_.pop_back();
+    row_ = std::max(row_, closed.longestRow);
     if (closed.looksAround) --looks_;
     if (closed.looksBehind) --lookBehinds_;
     if (closed.isCondition) --conditions_;
@@ -558,11 +574,13 @@ class ShapeReader {
 
   // The first quantifier of an atom lies no deeper than the atom; those that follow it directly do.
   void addQuantifier() {
+    row_ = 0;
     if (quantifiers_++ > 0) ++height_;
     keepHeight();
   }
 
   void endAtom(std::int32_t height) {
+    shape_.row = std::max(shape_.row, ++row_);
     quantifiers_ = 0;
     atomTypes_ = shape_.types - std::exchange(typesBefore_, shape_.types);
     atomSets_ = sets_ - std::exchange(setsBefore_, sets_);
@@ -595,6 +613,7 @@ class ShapeReader {
   bool refersByName_ = false;
   std::uint64_t namedGroups_ = 0;
   std::unordered_map<std::string_view, Namesakes> groupsOfNames_;
+  std::uint64_t row_ = 0;          // since a quantifier
   std::uint64_t lookBehinds_ = 0;  // groups around the place that look behind
   std::uint64_t conditions_ = 0;   // that lie around it
   std::uint64_t visits_ = 0;       // of what has been read, without calls

@@ -24,6 +24,8 @@ struct PatternShape {
   std::uint64_t places = 0;
   // What else every turn of such a group goes through: groups, alternatives and quantifiers.
   std::uint64_t turns = 0;
+  // The longest way through what stands between two quantifiers, in letters; a class takes as long as four.
+  std::uint64_t row = 0;
   // Types such as "\d" outside of classes, each of which takes as much memory as hundreds of letters.
   std::uint64_t types = 0;
   // The power of the text's length that one such step may take at most. It is 2 where the engine looks around, for

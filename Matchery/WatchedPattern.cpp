@@ -165,8 +165,7 @@ class Watcher {
     for (std::size_t at = at_ + 1; at < at_ + size && number <= pattern_.size(); ++at) {
       number = number * 10 + static_cast<std::size_t>(pattern_[at] - '0');
     }
-    const auto groups = static_cast<std::size_t>(std::ranges::count(pattern_, '('));
-    return number > groups && octalDigits > 0 ? atom(1 + octalDigits) : kNone;
+    return number > groups_ && octalDigits > 0 ? atom(1 + octalDigits) : kNone;
   }
 
   // What it refers to may be empty: then only its own count ends the loop over it.
@@ -241,6 +240,7 @@ class Watcher {
   }
 
   std::string_view pattern_;
+  std::size_t groups_ = static_cast<std::size_t>(std::ranges::count(pattern_, '('));  // at most
   bool hasCalls_;
   std::size_t at_ = 0;
   std::size_t alternative_ = 0;  // where the last one began
