@@ -1,14 +1,11 @@
 #pragma once
 
-#include <array>
 #include <bit>
 #include <concepts>
 #include <cstddef>
-#include <deque>
 #include <memory>
 #include <optional>
 #include <ranges>
-#include <span>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -18,6 +15,7 @@
 #include "Foundation/HostResult.h"
 #include "Foundation/LazyDictionary.h"
 #include "Foundation/LazyList.h"
+#include "Foundation/StandardContainers.h"
 #include "Foundation/Utf8.h"
 #include "Foundation/Value.h"
 #include "Foundation/WorkMeter.h"
@@ -39,11 +37,6 @@ void describeElements() {
   }
 }
 
-template <class R>
-inline constexpr bool kIsPlainData =
-    std::is_arithmetic_v<std::remove_cvref_t<R>> || std::same_as<std::remove_cvref_t<R>, std::string> ||
-    std::same_as<std::remove_cvref_t<R>, std::string_view>;
-
 // Whether threads may read such elements at once, as long as nobody changes them.
 template <class R>
 bool canShareElements() {
@@ -53,17 +46,6 @@ bool canShareElements() {
     return kIsPlainData<R>;
   }
 }
-
-template <class C>
-inline constexpr bool kIsStandardList = false;
-template <class T, class Allocator>
-inline constexpr bool kIsStandardList<std::vector<T, Allocator>> = true;
-template <class T, class Allocator>
-inline constexpr bool kIsStandardList<std::deque<T, Allocator>> = true;
-template <class T, std::size_t Count>
-inline constexpr bool kIsStandardList<std::array<T, Count>> = true;
-template <class T, std::size_t Count>
-inline constexpr bool kIsStandardList<std::span<T, Count>> = true;
 
 // Keeps a container for as long as it is read.
 template <class C>
@@ -97,8 +79,12 @@ class LazyListOver final : public LazyList {
     describeElements<ListElement<C>>();
   }
 
-  std::size_t count() const override { return container_.size(); }
+  std::size_t count() const override {
+    lookBeforeElement<C>();
+    return container_.size();
+  }
   Value elementAt(std::size_t index, ReusableInstances& reused) const override {
+    lookBeforeElement<C>();
     if (index >= container_.size()) return {};
     return elementValue(static_cast<ListElement<C>>(container_[index]), HostContext(owner_, &reused));
   }
@@ -135,6 +121,7 @@ class OrderedWalk final : public LazyDictionary::Walk {
   OrderedWalk(C& container, const std::shared_ptr<const void>& owner) : container_(container), owner_(owner) {}
 
   bool next(std::string_view& key, Value& value, ReusableInstances& reused) override {
+    lookBeforeElement<C>();
     const auto found = last_.has_value() ? container_.upper_bound(wantedKey<C>(*last_)) : container_.begin();
     if (found == container_.end()) return false;
     countWorkOnText(std::string_view(found->first).size());
@@ -159,6 +146,7 @@ class HashedWalk final : public LazyDictionary::Walk {
     keys_.reserve(container.size());
     ElementCounter work;
     for (const auto& entry : container) {
+      lookBeforeElement<C>();
       work.next();
       countWorkOnText(std::string_view(entry.first).size());
       keys_.emplace_back(std::string_view(entry.first));
@@ -167,6 +155,7 @@ class HashedWalk final : public LazyDictionary::Walk {
 
   bool next(std::string_view& key, Value& value, ReusableInstances& reused) override {
     while (next_ < keys_.size()) {
+      lookBeforeElement<C>();
       const auto& wanted = keys_[next_++];
       const auto found = container_.find(wantedKey<C>(wanted));
       if (found == container_.end()) continue;
@@ -216,6 +205,7 @@ class LazyDictionaryOver final : public LazyDictionary {
     };
     const auto times = kIsOrdered ? static_cast<std::size_t>(std::bit_width(std::size_t{container_.size()})) : 2;
     countWorkOnText(key.size() * times);
+    lookBeforeElement<C>();
     if constexpr (requires { container_.find(key); }) {
       return container_.find(key);
     } else {

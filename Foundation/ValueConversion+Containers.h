@@ -21,6 +21,7 @@
 #include "Foundation/HeldParts.h"
 #include "Foundation/NSDictionary.h"
 #include "Foundation/NSKeyValueCoding.h"
+#include "Foundation/StandardContainers.h"
 #include "Foundation/Value.h"
 #include "Foundation/ValueConversion+Scalars.h"
 #include "Foundation/ValueConversionTrait.h"
@@ -100,6 +101,8 @@ std::vector<Value> valuesOf(List&& list) {
   if constexpr (std::ranges::sized_range<List>) values.reserve(static_cast<std::size_t>(std::ranges::size(list)));
   ElementCounter work;
   for (auto&& element : list) {
+    lookBeforeElement<List>();
+    if constexpr (!kIsPlainData<ElementOf<List>>) lookBeforeHost();
     work.next();
     if constexpr (givesElementsAway<List>()) {
       values.push_back(presentValueOf(std::move(element)));
@@ -141,6 +144,7 @@ bool readElements(const Value& value, const Append& append) {
     work.next();
     const Value held = (*elements)[index];  // reading what it holds may run a host's code, which may change the list
     if constexpr (kRefersToValues<Element>) HeldParts::hold(held);
+    if constexpr (!kIsPlainData<Element>) lookBeforeHost();
     std::optional<Element> element = objectIn<Element>(held);
     if (!element.has_value()) return false;
     append(*std::move(element));
@@ -236,6 +240,8 @@ struct ValueConversion<T> {
     if constexpr (std::ranges::sized_range<T>) dictionary->reserve(std::ranges::size(map));
     ElementCounter work;
     for (auto&& [key, mapped] : map) {
+      lookBeforeElement<Map>();
+      if constexpr (!kIsPlainData<Mapped>) lookBeforeHost();
       work.next();
       countWorkOnText(std::string_view(key).size());
       dictionary->setObjectForKey(presentValueOf(static_cast<PartOf<Map, Mapped>&&>(mapped)), std::string_view(key));
@@ -254,6 +260,7 @@ struct ValueConversion<T> {
       countWorkOnText(entry.key->byteLength());
       if constexpr (kRefersToValues<Key>) HeldParts::hold(entry.key);
       if constexpr (kRefersToValues<Mapped>) HeldParts::hold(entry.value);
+      if constexpr (!kIsPlainData<Mapped>) lookBeforeHost();
       std::optional<Mapped> mapped = objectIn<Mapped>(entry.value);
       if (!mapped.has_value()) return {};
       map->insert_or_assign(Key(entry.key->view()), *std::move(mapped));

@@ -362,9 +362,15 @@ void KorTemplateEnvironment::noteFailure() noexcept {
   if (std::current_exception() == nullptr) (void)takePopFailure();
 }
 
+namespace {
+constexpr std::size_t kMostReplacedMeanwhile = 1000;
+}  // namespace
+
 void KorTemplateEnvironment::leaveFailed(const std::exception_ptr& failure, bool isLimit) {
   bool isDelivered = executionDepth_ > 1;
+  const std::size_t most = replacedStreams_.size() + kMostReplacedMeanwhile;
   for (std::size_t left = replacedStreams_.size() + 1; left > 0 && !isDelivered; --left) {
+    if (replacedStreams_.size() > most) break;
     try {
       deliverOutput();
       isDelivered = true;
@@ -387,8 +393,11 @@ void KorTemplateEnvironment::setOutputStream(const Ref<KorTemplateStream>& value
   settleOutput();
 }
 
+// Streams that are replaced meanwhile are asked as well, but not without end.
 void KorTemplateEnvironment::deliverOutput() {
+  const std::size_t most = replacedStreams_.size() + kMostReplacedMeanwhile;
   while (const Ref<KorTemplateStream> stream = nextToDeliver()) {
+    if (replacedStreams_.size() > most) failAssertion("An output stream is replaced whenever one is flushed");
     stackGuard_.check();  // a stream may run a template, at whose end another one delivers
     stream->flush();
   }

@@ -157,6 +157,33 @@ TEST(AStreamThatIsReplaced, IsAskedOnceToDeliver) {
   EXPECT_GE(stream->flushes, 1);
 }
 
+// Each replaces itself when it is asked to deliver.
+class EndlessStream final : public KorTemplateStream {
+ public:
+  EndlessStream(KorTemplateEnvironment& environment, int& flushes) : environment_(environment), flushes_(flushes) {}
+  void write(const Text& /*text*/) override {}
+  void flush() override {
+    ++flushes_;
+    environment_.setOutputStream(makeRef<EndlessStream>(environment_, flushes_));
+  }
+
+ private:
+  KorTemplateEnvironment& environment_;
+  int& flushes_;
+};
+
+TEST(AStreamThatIsReplaced, EndsTheExecutionWhereThatGoesOnForEver) {
+  const Stage stage;
+  int flushes = 0;
+  stage.environment->setOutputStream(makeRef<EndlessStream>(*stage.environment, flushes));
+  EXPECT_EQ(raisedBy([&] { stage.run("text"); }),
+            "NSInternalInconsistencyException: An output stream is replaced whenever one is flushed");
+  EXPECT_LT(flushes, 3'000);
+  flushes = 0;
+  EXPECT_EQ(raisedBy([&] { stage.run("text<? 1 / 0 ?>"); }), "NSGenericException: Divide by zero");
+  EXPECT_LT(flushes, 3'000);
+}
+
 // A reader that takes nothing holds up no execution whose time is limited, and what it has not taken waits.
 TEST(AFileDescriptorStream, WaitsForItsReaderUntilTheTimeIsOver) {
   Pipe pipe;

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <cstddef>
 #include <functional>
+#include <iterator>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -76,6 +78,58 @@ class CalledObject final : public NSObject {
   const std::function<void()>& act_;
 };
 
+// A list of a host's own that calls it for each element.
+class CalledList {
+ public:
+  class Iterator {
+   public:
+    using difference_type = std::ptrdiff_t;                     // NOLINT(readability-identifier-naming): the standard's
+    using value_type = int;                                     // NOLINT(readability-identifier-naming)
+    using iterator_category = std::random_access_iterator_tag;  // NOLINT(readability-identifier-naming)
+
+    Iterator() = default;
+    Iterator(const CalledList& list, std::size_t at) : list_(&list), at_(at) {}
+    int operator*() const { return (*list_)[at_]; }
+    Iterator& operator++() {
+      ++at_;
+      return *this;
+    }
+    Iterator operator++(int) {
+      const Iterator old = *this;
+      ++at_;
+      return old;
+    }
+    bool operator==(const Iterator& other) const { return at_ == other.at_; }
+
+   private:
+    const CalledList* list_ = nullptr;
+    std::size_t at_ = 0;
+  };
+  using value_type = int;  // NOLINT(readability-identifier-naming)
+
+  explicit CalledList(const std::function<void()>& act) : act_(&act) {}
+  std::size_t size() const { return 1'000; }
+  int operator[](std::size_t index) const {
+    (*act_)();
+    return static_cast<int>(index);
+  }
+  Iterator begin() const { return {*this, 0}; }
+  Iterator end() const { return {*this, size()}; }
+
+ private:
+  const std::function<void()>* act_;
+};
+
+// One that is read by index.
+struct CalledVector : std::vector<int> {
+  explicit CalledVector(const std::function<void()>& called) : std::vector<int>(1'000), act(&called) {}
+  const int& operator[](std::size_t index) const {
+    (*act)();
+    return std::vector<int>::operator[](index);
+  }
+  const std::function<void()>* act;
+};
+
 // One that calls the host for all that goes through it.
 class CalledStream final : public KorTemplateStream {
  public:
@@ -114,6 +168,10 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
       "<?= $objects.@max ?>",
       "<?= $objects.@min ?>",
       "<? foreach ($e in $objects.@distinctUnionOfObjects) ?><? endforeach ?>",
+      "<?= $box ?>",
+      "<? take($box) ?>",
+      "<? $x = box() ?>",
+      "<? $x = boxes() ?>",
       "<? foreach ($e in $endless) ?><? $x = $unknown ?><? endforeach ?>",
       "<? foreach ($e in $endless) ?><? $x = $fields.unknown ?><? endforeach ?>",
       "<? foreach ($e in $endless) ?><? $x = unknown() ?><? endforeach ?>",
@@ -163,6 +221,12 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
       stage.environment->setObserver(observer);
       stage.environment->setDiagnosticCallback([&](const KorTemplateFailure&) { act(); });
       stage.environment->setErrorStream(makeRef<CalledStream>(act));
+      const CalledList box(act);
+      const CalledVector vector(act);
+      stage.environment->setGlobal("box", std::cref(vector));
+      stage.environment->setFunction("take", [](const std::vector<int>& /*numbers*/) {});
+      stage.environment->setFunction("box", [&] { return box; });
+      stage.environment->setFunction("boxes", [&] { return std::map<std::string, CalledList>{{"a", box}}; });
       stage.environment->setFunction("f", act);
       stage.environment->setFunctionForName(KorTemplateExternalFunction::functionWithSelectorTarget("weigh", called),
                                             "weigh");
