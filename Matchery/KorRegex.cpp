@@ -427,11 +427,14 @@ bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries)
   Watch watch;
   const std::uint64_t timesAtOnePlace =
       (std::max<std::uint64_t>(shape_.loops, 1) + kBytesOfPlace * shape_.places) * shape_.repetitions;
+  const std::uint64_t bytesOfRetries = bound * shape_.row;
   const OnigUChar* end = bytes(text) + text.size();
   for (std::size_t at = 0; at <= text.size(); ++at) {
     if (at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0) == 0x80) continue;  // inside a character
     // What is repeated takes time at each place, of which the clock must hear; as work it counts once.
-    if (watch.isOver(static_cast<std::ptrdiff_t>(text.size() - at), timesAtOnePlace)) {
+    const std::size_t left = text.size() - at;
+    const std::uint64_t times = std::max(timesAtOnePlace, bytesOfRetries / (left + 1));
+    if (watch.isOver(static_cast<std::ptrdiff_t>(left), times)) {
       watch.settle();
       raiseSearchTime(retries);
     }

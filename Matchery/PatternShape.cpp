@@ -95,6 +95,7 @@ class ShapeReader {
 
  private:
   static constexpr std::size_t kNoGroup = std::string_view::npos;
+  static constexpr std::uint64_t kLettersOfClass = 4;  // that take as long as one of it
 
   // A group that is not closed yet, or the whole pattern.
   struct Level {
@@ -224,7 +225,6 @@ class ShapeReader {
     if (letter != ']') return;
     if (intersectedRanges_ > 0) intersect();
     if (--classes_ > 0) return;
-    constexpr std::uint64_t kLettersOfClass = 4;
     row_ += kLettersOfClass - 1;
     endAtom(0);
   }
@@ -258,6 +258,7 @@ class ShapeReader {
   void noteEscape(char letter, bool isType) {
     constexpr std::string_view kPlaces = "bBAzZGK";
     constexpr std::uint64_t kPartsOfJoined = 64;
+    if (isType || letter == 'p' || letter == 'P') row_ += kLettersOfClass - 1;
     if (isType) ++shape_.types;
     if (kPlaces.find(letter) != kPlaces.npos) ++levels_.back().places;
     if (letter == 'g' || letter == 'k' || isDigit(letter)) {

@@ -104,6 +104,7 @@ TEST(KorRegexLimits, EndsEverySearchWithinAboutHalfASecond) {
       {"(?x)(?:(?:a" + repeated("(?:\\b|\\B)", 90) + ")*+b?)*+[^a]?\\b\\B", letters},
       {".*" + std::string(32'000, 'a') + "b", std::string(1'000'000, 'a')},
       {".*" + repeated("[ab]", 8'000) + "b", std::string(1'000'000, 'a')},
+      {"(?x).{0,3000}" + repeated("\\w", 3'500) + "[ac]b", std::string(7'000, 'a') + "bc"},
       {".*" + repeated("(?:a|c)", 8'000) + "b", many},
       {"()(?:a{1}" + repeated("\\1", 20'000) + ")*[xy]", many},
       {"(?<n>)(?:a" + repeated("(?(<n>))", 3'000) + ")*[xy]", many},
