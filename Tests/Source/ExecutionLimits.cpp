@@ -479,6 +479,26 @@ TEST(ExecutionLimits, AreToldAlsoWhereAScopeCannotBePoppedOnTheWayOut) {
   EXPECT_EQ(stage.environment->lastFailure()->reason(), "The execution takes more than 20 steps");
 }
 
+// A stream that keeps a limit to itself which a template of its own has reached.
+class SwallowingStream final : public KorTemplateStream {
+ public:
+  explicit SwallowingStream(KorTemplateEnvironment& environment) : environment_(environment) {}
+  void write(const Text& /*text*/) override {
+    EXPECT_THROW(KorTemplate::compile(repeated("<? $a = 1 ?>", 30))->executeWithEnvironment(&environment_),
+                 KorTemplateLimitException);
+  }
+
+ private:
+  KorTemplateEnvironment& environment_;
+};
+
+TEST(ExecutionLimits, EndTheExecutionAlsoWhereItsLastStatementKeepsThemToItself) {
+  const Stage stage;
+  stage.environment->setLimits(limitedSteps(20));
+  stage.environment->setOutputStream(makeRef<SwallowingStream>(*stage.environment));
+  EXPECT_EQ(limitTextOf([&] { stage.run("text"); }), "The execution takes more than 20 steps");
+}
+
 TEST(ExecutionLimits, OfTimeBeginAnewWithEachExecution) {
   const Stage stage;
   stage.environment->setLimits(limitedTime(10s));

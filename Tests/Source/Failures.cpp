@@ -224,6 +224,14 @@ TEST(AFailure, OfALimitThatAHostSwallowedStaysWhereItWasReached) {
   EXPECT_THAT(callsOf(failure), ElementsAre("f@deep:2:1", "swallow@page:1:1"));
 }
 
+TEST(AFailure, WithoutAPlaceIsNowhereInAText) {
+  const TextPlace place = KorTemplatePlace().inText();
+  EXPECT_EQ(place.line, 0U);
+  EXPECT_EQ(place.column, 0U);
+  EXPECT_EQ(place.offset, 0U);
+  EXPECT_EQ(place.length, 0U);
+}
+
 TEST(AFailure, KeepsTheInnerEndOfALongChainOfCalls) {
   const Stage stage;
   KorTemplateLimits limits;
