@@ -158,9 +158,8 @@ class NSObject {
   [[gnu::tls_model("initial-exec")]] static constinit thread_local Ends ends_;
 
   mutable std::atomic<std::uint32_t> count_;  // twice the references, plus the shared bit
-  mutable std::uint16_t
-      madeAt_;       // the level of ends; while the object waits to be freed, with count_: the next that waits
-  ObjectKind kind_;  // last, so that a class that derives may put a byte of its own behind it
+  mutable std::uint16_t madeAt_;  // the level of ends; while the object waits, with count_: the next one that waits
+  ObjectKind kind_;               // last, so that a class that derives may put a byte of its own behind it
 };
 
 }  // namespace tavlo
