@@ -102,6 +102,24 @@ TEST(ObjectArena, GivesBackWhatTwoThreadsEndInTurns) {
 }
 #endif
 
+#if !defined(TAVLO_MEMORY_IS_HIDDEN) && !defined(TAVLO_MEMORY_IS_WATCHED)
+TEST(ObjectArena, TakesAgainWhatItsThreadHasEnded) {
+  std::vector<Ref<NSString>> strings;
+  strings.reserve(2'000);
+  const std::string text(100, 'x');
+  const auto makeAndEnd = [&] {
+    ObjectArena arena;
+    const ObjectArena::Scope scope(arena);
+    for (int count = 0; count < 2'000; ++count) strings.push_back(atomicString(text));
+    strings.clear();
+  };
+  makeAndEnd();
+  const std::uint64_t before = allocationsMade();
+  for (int round = 0; round < 5; ++round) makeAndEnd();
+  EXPECT_EQ(allocationsMade() - before, 0U);
+}
+#endif
+
 TEST(ObjectArena, HoldsValuesThatGrowAndEndBehindIt) {
   Ref<NSMutableDictionary> dictionary;
   Value text;

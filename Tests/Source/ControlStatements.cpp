@@ -173,6 +173,16 @@ TEST(KorTemplateConditionalStatement, CopiesConditionAndBothLists) {
   EXPECT_EQ(stage.text(), "tffg");
 }
 
+TEST(KorTemplateConditionalStatement, IsCopiedWhereAnElseifIsTheLastBranch) {
+  const Ref<KorTemplateConditionalStatement> last = conditional(true, {output("last")});
+  const Ref<KorTemplateConditionalStatement> original = conditional(false, {}, {conditional(false, {}, {last})});
+  const Ref<KorTemplateStatement> copy = original->copyWithZone();
+  last->removeAllTrueStatements();
+  const Stage stage;
+  copy->executeWithEnvironment(stage.get());
+  EXPECT_EQ(stage.text(), "last");
+}
+
 TEST(KorTemplateEnumerationStatement, IsFreshOverNullWithTheVariableObject) {
   const Ref<KorTemplateEnumerationStatement> fresh = makeRef<KorTemplateEnumerationStatement>();
   EXPECT_TRUE(as<KorTemplateLiteralExpression>(fresh->expression()).literal().isNull());

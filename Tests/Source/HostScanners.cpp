@@ -136,6 +136,15 @@ TEST(TokensMadeByHand, HaveTheirTextWhereTheirPositionsSay) {
   EXPECT_EQ(shapeOf(parser->parseExpressionFromTokens(KorTokenList(tokens).span().last(1))), "\"\xC3\xA9\"");
 }
 
+TEST(TokensMadeByHand, AreOutOfRangeWhereAVariableHasNoText) {
+  KorToken token;
+  token.tokenClass = &Parser::Variable;
+  token.position = 1;
+  const Ref<KorTemplateParser> parser = Parser::parserForString("$x");
+  EXPECT_EQ(raisedBy([&] { (void)parser->parseExpressionFromTokens(std::vector<KorToken>{token}); }).text(),
+            "NSRangeException: Index 1 is beyond a list of 0 elements");
+}
+
 TEST(HostScanners, OverALongerTextYieldLiteralTextThatEndsWithTheText) {
   const Ref<KorTemplateParser> parser =
       makeRef<KorTemplateParser>(NSString::stringWithUTF8("short"), scannerOver(std::string(5000, 'a') + "<?= 1 ?>"));

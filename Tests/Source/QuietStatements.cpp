@@ -56,6 +56,14 @@ TEST(PlainStatements, ReturnWhatAVariableOfAnOuterScopeHolds) {
   EXPECT_EQ(depthOf(stage), 1);
 }
 
+TEST(PlainStatements, EndWithTheOneThatReturns) {
+  const Stage stage;
+  stage.run(
+      "<? function f($n) ?><? if ($n) ?>a<? return $n ?>b<? $late = 1 ?>c<? endif ?>d<? endfunction ?><?= f(1) ?>");
+  EXPECT_EQ(stage.text(), "a1");
+  EXPECT_EQ(depthOf(stage), 1);
+}
+
 // What is written at once and what goes through a variable is the same text.
 TEST(JoinedTexts, AreTheSameHoweverTheyAreMade) {
   const Value values[] = {"ab",
