@@ -29,6 +29,8 @@ class FailureWatch {
   // Where the exception was raised whose handler calls this: where it was first seen, or else right here. Absent where
   // there is no memory for it.
   const SharedTrace& traceOfCurrentException(const Position& at) noexcept;
+  // Whether it knows of none.
+  bool isClear() const noexcept { return exception_ == nullptr && trace_ == nullptr && unwinding_ == nullptr; }
   // Lets go of all exceptions.
   void clear() noexcept;
 

@@ -335,14 +335,24 @@ void KorTemplateEnvironment::endExecution(const KorTemplateStatement* outer) noe
   if (stack_ != nullptr) stack_->trimSpareFrames();
   meter_.end();
   limitTrace_ = nullptr;
-  watch_.clear();
-  if (!parked_.empty()) parkedObjects_ = std::unordered_set<const NSObject*>();
-  // Their ends may run a host's code.
-  const std::vector<Ref<NSObject>> parked = std::exchange(parked_, {});
-  const std::vector<Ref<KorTemplateStream>> streams = std::exchange(replacedStreams_, {});
-  if (!undeliveredStreams_.empty()) undeliveredStreams_ = std::unordered_set<const KorTemplateStream*>();
   deliveredStreams_ = 0;
   isOutputDelivered_ = false;
+  if (!watch_.isClear() || !parked_.empty() || !replacedStreams_.empty()) endWhatWasKept();
+}
+
+// The ends may run a host's code, which may run templates here. What failed is what the host has asked for.
+void KorTemplateEnvironment::endWhatWasKept() noexcept {
+  const std::optional<KorTemplateFailure> failure = failure_;
+  const SourceRange failedStatement = failedStatement_;
+  {
+    if (!parked_.empty()) parkedObjects_ = std::unordered_set<const NSObject*>();
+    if (!undeliveredStreams_.empty()) undeliveredStreams_ = std::unordered_set<const KorTemplateStream*>();
+    const std::vector<Ref<NSObject>> parked = std::exchange(parked_, {});
+    const std::vector<Ref<KorTemplateStream>> streams = std::exchange(replacedStreams_, {});
+    watch_.clear();
+  }
+  failure_ = failure;
+  failedStatement_ = failedStatement;
 }
 
 void KorTemplateEnvironment::leave() {
@@ -386,8 +396,14 @@ void KorTemplateEnvironment::leaveFailed(const std::exception_ptr& failure, bool
 
 void KorTemplateEnvironment::setOutputStream(const Ref<KorTemplateStream>& value) {
   if (executionDepth_ > 0 && outputStream_ != nullptr && outputStream_ != value &&
-      undeliveredStreams_.insert(outputStream_.get()).second) {
+      !undeliveredStreams_.contains(outputStream_.get())) {
     replacedStreams_.push_back(outputStream_);
+    try {
+      undeliveredStreams_.insert(outputStream_.get());
+    } catch (...) {
+      replacedStreams_.pop_back();
+      throw;
+    }
   }
   const Ref<KorTemplateStream> old = std::exchange(outputStream_, value);  // its end may let go of this environment
   settleOutput();

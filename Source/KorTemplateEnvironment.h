@@ -342,6 +342,7 @@ class KorTemplateEnvironment final : public NSObject {
   void beginExecution();
   void takeNextLimits() noexcept;
   void endExecution(const KorTemplateStatement* outer) noexcept;
+  void endWhatWasKept() noexcept;
   void leave();
   // Notes the exception in hand as the failure of the execution.
   void noteFailure() noexcept;

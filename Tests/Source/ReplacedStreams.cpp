@@ -1,9 +1,14 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <new>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "Tests/Memory/FailingMemory.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -46,6 +51,48 @@ TEST(AStreamThatIsReplaced, DeliversAlsoWhereTheRunFails) {
   });
   EXPECT_NE(raisedBy([&] { stage.run("a<? swap() ?>b<? 1 / 0 ?>"); }), "nothing");
   EXPECT_EQ(first->delivered, "a");
+}
+
+TEST(AStreamThatIsReplaced, DeliversAlsoWhereMemoryRanOutAtFirst) {
+  for (int count = 0; count < 8; ++count) {
+    const Stage stage;
+    const Ref<GatheringStream> first = makeRef<GatheringStream>();
+    const Ref<GatheringStream> second = makeRef<GatheringStream>();
+    stage.environment->setOutputStream(first);
+    stage.environment->setFunction("swap", [&] {
+      const FailingMemory failing(count, Failing::Once);
+      try {
+        stage.environment->setOutputStream(second);
+      } catch (const std::bad_alloc&) {
+        stage.environment->setOutputStream(second);
+      }
+    });
+    stage.run("a<? swap() ?>b");
+    EXPECT_EQ(first->delivered, "a") << count;
+    EXPECT_EQ(second->delivered, "b") << count;
+  }
+}
+
+// An exception that ends when nobody knows of it any more.
+struct EndingFailure : std::runtime_error {
+  explicit EndingFailure(std::function<void()> end)
+      : std::runtime_error("ending"), ended(makeRef<EndingObject>(std::move(end))) {}
+  Ref<EndingObject> ended;
+};
+
+TEST(AStream, DeliversWhatATemplateWritesThatAnExceptionsEndRuns) {
+  const Stage stage;
+  const Ref<GatheringStream> stream = makeRef<GatheringStream>();
+  stage.environment->setOutputStream(stream);
+  const Ref<KorTemplate> late = KorTemplate::compile("late");
+  const Ref<KorTemplate> inner = templateOf({makeRef<HostStatement>(
+      [&](KorTemplateEnvironment*) { throw EndingFailure([&] { late->executeWithEnvironment(stage.get()); }); })});
+  stage.define("nest", [&](KorTemplateEnvironment* environment, ListArgument<Value>) -> Value {
+    EXPECT_THROW(inner->executeWithEnvironment(environment), EndingFailure);
+    return NSNull::null();
+  });
+  stage.run("a<? nest() ?>b");
+  EXPECT_EQ(stream->delivered, "ablate");
 }
 
 // Raises what it is asked to deliver.

@@ -70,6 +70,34 @@ TEST(AResult, WithoutAnEnvironmentIsAFailure) {
   EXPECT_EQ(result.failure().name() + ": " + result.failure().reason(), failedCheck("environment != nil"));
 }
 
+// What an execution has kept ends behind it, and may run templates in the same environment.
+TEST(AResult, IsOfTheExecutionThatWasAskedForWhateverEndsRun) {
+  for (const char* const text : {"<? 1 / 0 ?>", "fine"}) {
+    const Ref<KorTemplate> inner = KorTemplate::compile(text);
+    const Stage stage;
+    int ends = 0;
+    Ref<EndingObject> kept = makeRef<EndingObject>([&] {
+      ++ends;
+      (void)inner->tryExecuteWithEnvironment(stage.get());
+    });
+    stage.define("f", [kept](auto&&...) -> Value { return NSNull::null(); });
+    kept = nullptr;
+    stage.define("drop", [](KorTemplateEnvironment* environment, ListArgument<Value>) -> Value {
+      environment->removeFunctionForName("f");
+      return NSNull::null();
+    });
+    const KorTemplateResult<void> result =
+        KorTemplate::compile("\n<? drop() ?><? 1 - \"x\" ?>", {.name = "page"})->tryExecuteWithEnvironment(stage.get());
+    EXPECT_EQ(ends, 1) << text;
+    ASSERT_FALSE(result) << text;
+    EXPECT_EQ(raisedBy([&] { result.value(); }), result.failure().name() + ": " + result.failure().reason()) << text;
+    EXPECT_EQ(result.failure().place().description(), "page:2:13") << text;
+    ASSERT_NE(stage.environment->lastFailure(), nullptr) << text;
+    EXPECT_EQ(stage.environment->lastFailure()->text(), result.failure().text()) << text;
+    EXPECT_EQ(stage.environment->failedStatement().offset, 13U) << text;
+  }
+}
+
 TEST(AResult, InsideARunningTemplateIsPlacedInTheInnerOne) {
   const Stage stage;
   const Ref<KorTemplate> inner = KorTemplate::compile("\n<? 1 / 0 ?>", {.name = "inner"});
