@@ -14,6 +14,7 @@
 #include "Foundation/HostClass.h"
 #include "Foundation/LazyContainers.h"
 #include "Foundation/LazySequence.h"
+#include "Foundation/StandardContainers.h"
 #include "Foundation/ValueConversion.h"
 #include "Foundation/WorkMeter.h"
 
@@ -68,11 +69,15 @@ class LazyListByFunctions final : public LazyList {
  public:
   LazyListByFunctions(Count count, ElementAt elementAt) : count_(std::move(count)), elementAt_(std::move(elementAt)) {}
 
-  std::size_t count() const override { return static_cast<std::size_t>(std::invoke(count_)); }
+  std::size_t count() const override {
+    lookBeforeHost();
+    return static_cast<std::size_t>(std::invoke(count_));
+  }
   Value elementAt(std::size_t index, ReusableInstances& reused) const override {
+    if (index >= count()) return {};
     const std::shared_ptr<const void> nobody;
     lookBeforeHost();
-    return index < count() ? elementValue(std::invoke(elementAt_, index), HostContext(nobody, &reused)) : Value();
+    return elementValue(std::invoke(elementAt_, index), HostContext(nobody, &reused));
   }
 
  private:
@@ -132,7 +137,9 @@ class LazyDictionaryByFunctions final : public LazyDictionary {
   std::vector<std::string> heldKeys() const {
     std::vector<std::string> keys;
     ElementCounter work;
+    lookBeforeHost();
     for (auto&& key : std::invoke(keys_)) {
+      lookBeforeElement<std::invoke_result_t<const Keys&>>();
       work.next();
       countWorkOnText(keys.emplace_back(std::string_view(key)).size());
     }
@@ -252,6 +259,7 @@ template <class Make>
 requires std::invocable<const Make&> && Generator<std::invoke_result_t<const Make&>> Value lazySequence(Make make) {
   const auto begin = [make = std::move(make)]() -> Ref<NSEnumerator> {
     using Next = std::remove_cvref_t<std::invoke_result_t<const Make&>>;
+    lookBeforeHost();
     return makeRef<GeneratedElements<Next>>(std::invoke(make));
   };
   return makeRef<RepeatedSequence<std::remove_const_t<decltype(begin)>>>(begin);

@@ -86,6 +86,7 @@ class LazyListOver final : public LazyList {
   Value elementAt(std::size_t index, ReusableInstances& reused) const override {
     lookBeforeElement<C>();
     if (index >= container_.size()) return {};
+    lookBeforeElement<C>();
     return elementValue(static_cast<ListElement<C>>(container_[index]), HostContext(owner_, &reused));
   }
   bool isQuiet() const noexcept override {
@@ -143,6 +144,7 @@ template <class C>
 class HashedWalk final : public LazyDictionary::Walk {
  public:
   HashedWalk(C& container, const std::shared_ptr<const void>& owner) : container_(container), owner_(owner) {
+    lookBeforeElement<C>();
     keys_.reserve(container.size());
     ElementCounter work;
     for (const auto& entry : container) {
@@ -183,7 +185,10 @@ class LazyDictionaryOver final : public LazyDictionary {
     describeElements<DictionaryElement<C>>();
   }
 
-  std::size_t count() const override { return container_.size(); }
+  std::size_t count() const override {
+    lookBeforeElement<C>();
+    return container_.size();
+  }
   Value objectForKey(std::string_view key) const override {
     const auto found = find(key);
     return found == container_.end() ? Value() : elementValue(found->second, HostContext(owner_));
@@ -203,6 +208,7 @@ class LazyDictionaryOver final : public LazyDictionary {
     constexpr bool kIsOrdered = requires(C & container, const typename C::key_type& known) {
       container.upper_bound(known);
     };
+    lookBeforeElement<C>();
     const auto times = kIsOrdered ? static_cast<std::size_t>(std::bit_width(std::size_t{container_.size()})) : 2;
     countWorkOnText(key.size() * times);
     lookBeforeElement<C>();

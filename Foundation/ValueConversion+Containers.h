@@ -171,6 +171,7 @@ struct ValueConversion<T> : ListToValue<T> {
       if constexpr (HostSet<T> && TextLike<Element>) {
         countWorkOnText(std::string_view(element).size() * static_cast<std::size_t>(std::bit_width(list->size())));
       }
+      lookBeforeElement<T>();
       list->insert(list->end(), std::move(element));
     };
     if (!readElements<Element>(value, append)) list.reset();
@@ -263,6 +264,7 @@ struct ValueConversion<T> {
       if constexpr (!kIsPlainData<Mapped>) lookBeforeHost();
       std::optional<Mapped> mapped = objectIn<Mapped>(entry.value);
       if (!mapped.has_value()) return {};
+      lookBeforeElement<T>();
       map->insert_or_assign(Key(entry.key->view()), *std::move(mapped));
     }
     return map;

@@ -9,6 +9,8 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "Foundation/LazyCollections.h"
@@ -130,6 +132,31 @@ struct CalledVector : std::vector<int> {
   const std::function<void()>* act;
 };
 
+// The same for its size and for what is added.
+struct CalledTarget : std::vector<int> {
+  std::size_t size() const {
+    (*act)();
+    return std::vector<int>::size();
+  }
+  iterator insert(const_iterator place, int number) {
+    (*act)();
+    return std::vector<int>::insert(place, number);
+  }
+  static const std::function<void()>* act;
+};
+const std::function<void()>* CalledTarget::act = nullptr;
+
+struct CalledMap : std::unordered_map<std::string, int> {
+  std::size_t size() const {
+    (*CalledTarget::act)();
+    return std::unordered_map<std::string, int>::size();
+  }
+  void insert_or_assign(std::string key, int number) {
+    (*CalledTarget::act)();
+    std::unordered_map<std::string, int>::insert_or_assign(std::move(key), number);
+  }
+};
+
 // One that calls the host for all that goes through it.
 class CalledStream final : public KorTemplateStream {
  public:
@@ -172,6 +199,16 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
       "<? take($box) ?>",
       "<? $x = box() ?>",
       "<? $x = boxes() ?>",
+      "<?= $counted.@sum.@count ?>",
+      "<?= $targets.@sum.@count ?>",
+      "<?= $maps.@sum.@count ?>",
+      "<?= $maps ?>",
+      "<?= $keyed.@sum.@count ?>",
+      "<?= $keyed ?>",
+      "<?= $keyed == $otherKeyed ?>",
+      "<? foreach ($begun in $sequences) ?><? foreach ($e in $begun) ?><? endforeach ?><? endforeach ?>",
+      "<? fill($numbers) ?>",
+      "<? fillMap($fields) ?>",
       "<? foreach ($e in $endless) ?><? $x = $unknown ?><? endforeach ?>",
       "<? foreach ($e in $endless) ?><? $x = $fields.unknown ?><? endforeach ?>",
       "<? foreach ($e in $endless) ?><? $x = unknown() ?><? endforeach ?>",
@@ -209,12 +246,50 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
                                     return 1;
                                   },
                                   [] { return std::vector<std::string>{"key"}; }));
+      CalledTarget::act = &act;
+      const CalledTarget target;
+      const CalledMap map;
+      std::vector<Value> counted;
+      std::vector<Value> keyed;
+      std::vector<Value> sequences;
+      std::vector<Value> targets;
+      std::vector<Value> maps;
+      for (int count = 0; count < 50; ++count) {
+        counted.push_back(lazyList(
+            [&] {
+              act();
+              return std::size_t{0};
+            },
+            [](std::size_t index) { return index; }));
+        keyed.push_back(lazyDictionary([](std::string_view /*key*/) { return std::optional<int>(); },
+                                       [&] {
+                                         act();
+                                         return std::vector<std::string>{};
+                                       }));
+        sequences.push_back(lazySequence([&] {
+          act();
+          return [] { return std::optional<int>(); };
+        }));
+        targets.push_back(lazyList(target));
+        maps.push_back(lazyDictionary(map));
+      }
+      stage.set("counted", NSArray::arrayWithObjects(counted));
+      stage.set("keyed", NSArray::arrayWithObjects(keyed));
+      stage.set("otherKeyed", NSArray::arrayWithObjects(std::vector<Value>(keyed.rbegin(), keyed.rend())));
+      stage.set("sequences", NSArray::arrayWithObjects(sequences));
+      stage.set("targets", NSArray::arrayWithObjects(targets));
+      stage.set("maps", NSArray::arrayWithObjects(maps));
+      stage.set("numbers", valueOf(std::vector<int>(50, 1)));
+      stage.environment->setFunction("fill", [](const CalledTarget& /*numbers*/) {});
+      stage.environment->setFunction("fillMap", [](const CalledMap& /*numbers*/) {});
       stage.set("object", makeRef<CalledObject>(act));
       stage.set("otherObject", makeRef<CalledObject>(act));
       std::vector<Value> objects;
       for (int count = 0; count < 200; ++count) objects.emplace_back(makeRef<CalledObject>(act));
       stage.set("objects", NSArray::arrayWithObjects(objects));
-      stage.set("fields", NSDictionary::dictionary());
+      const Ref<NSMutableDictionary> fields = NSMutableDictionary::dictionary();
+      for (int count = 0; count < 50; ++count) fields->setObjectForKey(count, "key" + std::to_string(count));
+      stage.set("fields", fields);
       const Ref<KorTemplateObserver> observer = KorTemplateObserver::observer();
       observer->setCallback([&](const KorTemplateObservation&) { act(); });
       stage.environment->setObserver(observer);
