@@ -332,7 +332,8 @@ Ref<KorRegex> KorRegex::compileExpression(const Text& pattern, std::uint64_t& pa
   if (shape.visits > PatternShape::kVisitsCounted) {
     raiseDoesNotCompile(
         pattern.view(),
-        "its groups call one another, look behind inside one another, or are conditions of conditions, too often");
+        "its groups call one another, look behind inside one another, or are conditions of conditions, too often, or "
+        "it is too long for groups as deep as these");
   }
   const std::uint64_t parts = kPartsOfPattern + kPartsOfWeight * shape.weight + shape.loops +
                               kPartsOfType * shape.types + kPartsOfByteOfAnyCase * shape.bytesOfAnyCase +

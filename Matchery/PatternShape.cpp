@@ -77,6 +77,7 @@ class ShapeReader {
       step();
       visit(std::min(++at_, pattern_.size()) - from);
     }
+    visitAlternatives(levels_.front());
     shape_.weight = weight();
     shape_.hasClasses = shape_.types + sets_ + openedClasses_ > 0 || ignoresCase_;
     if (ignoresCase_) shape_.bytesOfAnyCase = pattern_.size();
@@ -96,6 +97,7 @@ class ShapeReader {
  private:
   static constexpr std::size_t kNoGroup = std::string_view::npos;
   static constexpr std::uint64_t kLettersOfClass = 4;  // that take as long as one of it
+  static constexpr std::uint64_t kBytesOfVisit = 2;    // where the engine's compiler asks how long something is
 
   // A group that is not closed yet, or the whole pattern.
   struct Level {
@@ -113,6 +115,8 @@ class ShapeReader {
     std::size_t group = kNoGroup;  // that can be called
     std::uint64_t types = 0;       // before it, as the next
     std::uint64_t sets = 0;
+    bool hasAlternatives = false;    // since options that stand alone
+    std::uint64_t alternations = 0;  // one inside the other, behind such options
   };
 
   // A call, with what it says where it stands.
@@ -150,11 +154,12 @@ class ShapeReader {
     return others + kOfAnyCase * (sets_ + openedClasses_) + pattern_.size() / kBytesOfAnyCase;
   }
 
-  // What looks behind is gone through again for each group around it that does, and that as well; a condition twice.
-  std::uint64_t timesHere() const {
+  // A condition is gone through twice. What looks behind is again for each group around it that does, and that as well.
+  std::uint64_t timesInConditions() const {
     constexpr std::uint64_t kMany = 24;
-    return (1 + lookBehinds_ * lookBehinds_) << std::min(conditions_, kMany);
+    return std::uint64_t{1} << std::min(conditions_, kMany);
   }
+  std::uint64_t timesHere() const { return (1 + lookBehinds_ * lookBehinds_) * timesInConditions(); }
 
   void visit(std::uint64_t bytes) { visits_ += bytes * timesHere(); }
 
@@ -379,6 +384,7 @@ class ShapeReader {
 
   void beginAlternative() {
     Level& level = levels_.back();
+    if (!std::exchange(level.hasAlternatives, true)) ++level.alternations;
     level.longestRow = std::max(level.longestRow, row_);
     row_ = level.row;
   }
@@ -480,6 +486,7 @@ class ShapeReader {
   void applyToRest(const Options& options) {
     at_ = pattern_.find(')', at_);
     levels_.back().isExtended = options.isExtended;
+    levels_.back().hasAlternatives = false;
     ++levels_.back().opened;
     ++depth_;
     noteDepth(0);
@@ -515,11 +522,17 @@ class ShapeReader {
     typesBefore_ = closed.types;
     setsBefore_ = closed.sets;
     if (mayBeRepeated()) {
-      constexpr std::uint64_t kBytesOfVisit = 2;
       noteTurns(closed.places, shape_.loops - closed.loops);
-      visit((at_ - closed.from) / kBytesOfVisit);  // the engine's compiler asks how long it is
+      visit((at_ - closed.from) / kBytesOfVisit);
     }
+    visitAlternatives(closed);
     endAtom(closed.opened + closed.tallest);
+  }
+
+  // What looks behind has them counted in how often it is gone through.
+  void visitAlternatives(const Level& level) {
+    const std::uint64_t times = level.alternations + (level.looksAround ? 1 : 0);
+    visits_ += (at_ - level.from) / kBytesOfVisit * times * timesInConditions();
   }
 
   // Whether a quantifier follows, or something that may hide one.
