@@ -26,7 +26,8 @@ class PendingReleases {
     const std::uint32_t level = NSObject::ends_.level;
     const std::uint32_t depth = level - NSObject::ends_.outermost;
     if (depth == 0) return endOutermost(object);
-    if (object->madeAt_ == static_cast<std::uint16_t>(level) || depth >= kDeepest) [[unlikely]]
+    const bool isWithinAnother = NSObject::ends_.outermost != 0;
+    if (object->madeAt_ == static_cast<std::uint16_t>(level) || depth >= kDeepest || isWithinAnother) [[unlikely]]
       return endDeeply(object);
     endHere(object);
   }
@@ -51,11 +52,12 @@ class PendingReleases {
   [[gnu::noinline]] static void endDeeply(const NSObject* object) noexcept {
     const NSObject::Ends around = NSObject::ends_;
     const bool isOfThisEnd = object->madeAt_ == static_cast<std::uint16_t>(around.level);
-    if (isOfThisEnd && StackGuard::isFarFromTheEnd()) {
+    const bool isFar = StackGuard::isFarFromTheEnd();
+    if (isOfThisEnd && isFar) {
       NSObject::ends_ = {nullptr, around.level, around.level};
       endOutermost(object);
       NSObject::ends_ = around;
-    } else if (around.level - around.outermost >= kDeepest) {
+    } else if (around.level - around.outermost >= kDeepest || (around.outermost != 0 && !isFar)) {
       push(object);
     } else {
       endHere(object);

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <functional>
 #include <limits>
 #include <map>
 #include <memory>
@@ -437,7 +436,9 @@ TEST(AnEnd, MakesAndLetsGoOfLongChains) {
       Value chain = 0;
       for (int level = 0; level < length; ++level) {
         chain = endingWith([&ends, next = chain]() mutable {
-          ++ends;
+          std::array<volatile char, 4096> ofTheStack;
+          ofTheStack.front() = 1;
+          ends += ofTheStack.front();
           const Value made = NSArray::arrayWithObjects({std::move(next)});  // and ends here, with all behind it
         });
       }
