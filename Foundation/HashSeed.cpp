@@ -24,7 +24,7 @@ std::uint64_t numberOfTheMoment() noexcept {
   return now ^ (static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(&kSomewhere)) << 24);
 }
 
-// The next number of the sequence "SplitMix64".
+// The next number of the sequence "SplitMix64" by Sebastiano Vigna (public domain).
 std::uint64_t nextNumber(std::uint64_t& state) noexcept {
   state += 0x9E3779B97F4A7C15U;
   std::uint64_t number = (state ^ (state >> 30)) * 0xBF58476D1CE4E5B9U;
@@ -37,7 +37,11 @@ std::uint64_t nextNumber(std::uint64_t& state) noexcept {
 HashSeed HashSeed::random() noexcept {
   HashSeed seed = {};
   if (::getrandom(&seed, sizeof seed, GRND_NONBLOCK) == static_cast<ssize_t>(sizeof seed)) return seed;
-  std::uint64_t state = numberOfTheMoment();
+  return drawnFrom(numberOfTheMoment());
+}
+
+HashSeed HashSeed::drawnFrom(std::uint64_t state) noexcept {
+  HashSeed seed = {};
   for (std::uint64_t* number : {&seed.first_, &seed.second_, &seed.third_, &seed.fourth_}) *number = nextNumber(state);
   return seed;
 }

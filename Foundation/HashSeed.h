@@ -14,6 +14,8 @@ class HashSeed {
  public:
   // A fresh one.
   static HashSeed random() noexcept;
+  // The one that follows from a number.
+  static HashSeed drawnFrom(std::uint64_t state) noexcept;
   // The one that all hashes of the process share.
   static const HashSeed& ofProcess() noexcept {
     static const HashSeed seed = random();

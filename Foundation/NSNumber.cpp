@@ -25,7 +25,6 @@ char* put(char* out, std::string_view text) noexcept {
 }
 
 char* putZeros(char* out, int count) noexcept {
-  if (count <= 0) return out;
   std::memset(out, '0', static_cast<std::size_t>(count));
   return out + count;
 }

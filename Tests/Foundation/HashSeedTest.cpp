@@ -29,6 +29,17 @@ TEST(HashSeed, IsDrawnAnewEachTime) {
   EXPECT_EQ(&HashSeed::ofProcess(), &HashSeed::ofProcess());
 }
 
+// The first numbers of "SplitMix64" behind 0. What is mixed with 1, but for the seed, comes out as it went in.
+TEST(HashSeed, FollowsFromANumberWhereTheSystemHasNoneThatIsRandom) {
+  constexpr std::uint64_t kFirst = 0xE220A8397B1DCDAF;
+  constexpr std::uint64_t kSecond = 0x6E789E6AA1B965F4;
+  constexpr std::uint64_t kThird = 0x06C45D188009454F;
+  const HashSeed seed = HashSeed::drawnFrom(0);
+  EXPECT_EQ(seed.mixed(kFirst ^ 1, 0), kSecond);
+  const std::uint64_t count = kFirst ^ 1 ^ kSecond;
+  EXPECT_EQ(seed.completed(kFirst ^ 1, static_cast<HashKind>(count & 3), count >> 2), kSecond ^ kThird);
+}
+
 TEST(HashSeed, TellsTextsOfEveryLengthApart) {
   const HashSeed seed = HashSeed::random();
   std::set<std::uint64_t> hashes;

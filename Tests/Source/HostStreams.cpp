@@ -380,6 +380,16 @@ struct Pieces {
   }
 };
 
+// It says so itself, before the stream raises what it was asked to.
+TEST(AStreamOverAnOStream, IsNotAskedOnceItHasFailed) {
+  std::ostringstream failed;
+  failed.exceptions(std::ios::failbit);
+  failed.clear(std::ios::badbit);
+  const Ref<KorTemplateStream> stream = KorTemplateOStreamStream::streamWithOStream(failed);
+  EXPECT_THROW(stream->write("a"), KorTemplateWriteException);
+  EXPECT_THROW(stream->flush(), KorTemplateWriteException);
+}
+
 TEST(ACallbackStream, DeliversAtItsCapacityBeforeDiagnosticsAndAtTheEnd) {
   Pieces pieces;
   const StreamStage stage(pieces.stream(4));
