@@ -192,7 +192,7 @@ struct MethodTypes {
                    std::index_sequence<Positions...> all) {
     if constexpr (std::is_void_v<Result>) {
       withArguments(invocation, all, [&](auto&... arguments) { std::invoke(function, object, arguments.pass()...); });
-      invocation.resultSlot() = {};
+      invocation.resultSlot().clear();
     } else if constexpr (EncodedNumber<std::remove_cvref_t<Result>>) {
       const std::remove_cvref_t<Result> result = withArguments(invocation, all, [&](auto&... arguments) {
         return static_cast<std::remove_cvref_t<Result>>(std::invoke(function, object, arguments.pass()...));
@@ -227,7 +227,7 @@ struct MethodTypes {
         keep<std::remove_cvref_t<Parameters>>(invocation, Positions, numbers[Positions].peek())...};
     if constexpr (std::is_void_v<Result>) {
       std::invoke(function, object, static_cast<Parameters>(std::get<Positions>(arguments))...);
-      invocation.resultSlot() = {};
+      invocation.resultSlot().clear();
       return RawValue::null();
     } else {
       const auto result = std::invoke(function, object, static_cast<Parameters>(std::get<Positions>(arguments))...);

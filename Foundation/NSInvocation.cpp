@@ -91,10 +91,7 @@ void NSInvocation::retainArguments() {
 }
 
 void NSInvocation::invoke() {
-  if (target_ == nullptr) {
-    result_ = {};
-    return;
-  }
+  if (target_ == nullptr) return result_.clear();
   if (method_.method == nullptr) findMethod();
   const Ref<NSObject> target = ownedTarget_;  // the method may set another one
   method_.method->call(method_.self, *this);

@@ -29,6 +29,13 @@ struct ArgumentSlot {
   std::uint64_t bits = 0;  // of a number
   Value object;
   std::any other;  // of all other types, each as itself
+
+  // All of it as at first. The end of what it held may store something there.
+  void clear() noexcept {
+    bits = 0;
+    if (object.isAbsent() && !other.has_value()) return;
+    const ArgumentSlot old = std::exchange(*this, ArgumentSlot());
+  }
 };
 
 // A call of a method that is put together at run time: its types, its target, its selector and the arguments, and once
@@ -155,7 +162,8 @@ class NSInvocation final : public NSObject {
     } else if constexpr (ConvertedResult<T>) {
       slot.object = valueOf(static_cast<ConvertedForm<T>>(std::forward<T>(value)));
     } else if constexpr (std::copy_constructible<Plain>) {
-      slot.other = std::any(std::in_place_type<Plain>, std::forward<T>(value));
+      std::any made(std::in_place_type<Plain>, std::forward<T>(value));
+      const std::any old = std::exchange(slot.other, std::move(made));  // whose end may store something there
     }
   }
 

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <limits>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "Foundation/HostMethodTable.h"
 #include "Foundation/NSException.h"
@@ -418,6 +420,61 @@ TEST(HostMethodTable, RefusesDescriptionsThatAreWrong) {
   };
   for (const Row& row : rows)
     EXPECT_EQ(row.text, std::string("NSInvalidArgumentException: ") + row.expected) << row.what;
+}
+
+// Runs what it is told to when it ends.
+struct EndingPart {
+  EndingPart() = default;
+  EndingPart(const EndingPart&) = default;
+  EndingPart& operator=(const EndingPart&) = default;
+  ~EndingPart() {
+    if (end != nullptr) std::exchange(end, nullptr)();
+  }
+  std::function<void()> end;
+  std::string text;
+};
+
+TEST(NSInvocation, StandsTheEndsOfWhatItKeepsThatStoreSomethingThere) {
+  const Ref<NSInvocation> invocation =
+      NSInvocation::invocationWithMethodSignature(NSMethodSignature::signatureOf<void, EndingPart>());
+  const Ref<NSInvocation> making =
+      NSInvocation::invocationWithMethodSignature(NSMethodSignature::signatureOf<EndingPart>());
+  bool isArmed = false;
+  int ends = 0;
+  const auto endingPart = [&](const std::function<void()>& end) {
+    EndingPart part;
+    part.text = "first";
+    part.end = [&isArmed, end] {
+      if (std::exchange(isArmed, false)) end();
+    };
+    return part;
+  };
+  EndingPart next;
+  next.text = "next";
+  invocation->setArgument(endingPart([&] {
+                            ++ends;
+                            EndingPart other;
+                            other.text = std::string(100, 'o');
+                            invocation->setArgument(other, 2);
+                          }),
+                          2);
+  isArmed = true;
+  invocation->setArgument(next, 2);
+  EXPECT_EQ(invocation->getArgument<EndingPart>(2).text, std::string(100, 'o'));
+  for (const bool isCalled : {false, true}) {
+    making->setReturnValue(endingPart([&] {
+      ++ends;
+      making->setReturnValue(EndingPart());
+    }));
+    isArmed = true;
+    if (isCalled) {
+      making->invoke();  // without a target
+    } else {
+      making->setReturnValue(next);
+    }
+    EXPECT_EQ(making->getReturnValue<EndingPart>().text, "");
+  }
+  EXPECT_EQ(ends, 3);
 }
 
 TEST(HostMethodTable, InheritsAndOverrides) {
