@@ -65,7 +65,8 @@ void KorTemplateStack::resetToFirstFrame() noexcept {
 
 void KorTemplateStack::push(const Ref<KorTemplateStackFrame>& frame) {
   requireParameter(frame != nullptr, "frame != nil");
-  append(frame);
+  const Ref<KorTemplateStackFrame> kept = frame;  // which may be an element of the list
+  append(kept);
 }
 
 void KorTemplateStack::pop() {

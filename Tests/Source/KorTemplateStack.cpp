@@ -86,6 +86,15 @@ TEST(KorTemplateStack, ShowsItsLiveList) {
   EXPECT_EQ(frames[0], stack->currentFrame());
 }
 
+TEST(KorTemplateStack, TakesAFrameOfItsOwnListAgain) {
+  const Ref<KorTemplateStack> stack = KorTemplateStack::stack();
+  for (int count = 0; count < 20; ++count) stack->push(KorTemplateStackFrame::stackFrame());
+  for (int count = 0; count < 20; ++count) stack->push(stack->frames()[0]);
+  EXPECT_EQ(stack->frames().count(), 40);
+  EXPECT_EQ(stack->currentFrame(), stack->firstFrame());
+  while (stack->frames().count() > 0) stack->pop();
+}
+
 TEST(KorTemplateStack, CopiedYieldsAnEmptyStackAndDoublesItself) {
   const TwoFrames two;
   const Value shared = Ref<HostObject>(makeRef<HostObject>());
