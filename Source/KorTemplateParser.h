@@ -20,12 +20,17 @@
 #include "Source/KorTokenList.h"
 #include "Source/StringCache.h"
 
+namespace tavlo {
+
+// Where they are first named says whether programs can use them.
+class KorTemplateConditionalStatement;
+class KorTemplateInternalFunction;
+
+}  // namespace tavlo
+
 #pragma GCC visibility push(hidden)
 
 namespace tavlo {
-
-class KorTemplateConditionalStatement;
-class KorTemplateInternalFunction;
 
 // What stands in the working list of an expression: an operand, or the token of an operator that still wants its
 // operands.

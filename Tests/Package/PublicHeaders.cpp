@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <regex>
 #include <set>
 #include <string>
@@ -69,6 +70,27 @@ TEST(PublicHeaders, CompileInEveryStandardWithoutAWarning) {
     EXPECT_EQ(result.output, "") << standard;
     EXPECT_EQ(result.status, 0) << standard;
   }
+}
+
+// A class is hidden for good where it is first named so, whatever its own header says: programs cannot link with it.
+TEST(PublicHeaders, AreTheFirstToNameTheirClassesOrNameThemWhereTheyAreSeen) {
+  const std::regex naming(R"((?:class|struct) (\w+);)");
+  const std::regex definition(R"((?:class|struct) (?:\[\[[^\]]*\]\] )?(\w+)\b.*\{.*)");
+  std::set<std::string> seen;
+  std::set<std::string> hidden;
+  for (const SourceFile& file : sourceFiles({"Foundation", "Lexwright", "Matchery", "Source"}, {".h", ".cpp"})) {
+    bool isHidden = false;
+    for (const std::string& line : linesOf(file.text)) {
+      if (line.starts_with("#pragma GCC visibility")) isHidden = line.ends_with("push(hidden)");
+      std::smatch match;
+      if (isHidden && std::regex_match(line, match, naming)) hidden.insert(match[1]);
+      if (!isHidden && std::regex_match(line, match, definition)) seen.insert(match[1]);
+    }
+  }
+  ASSERT_GT(seen.size(), 80U);
+  std::vector<std::string> wrong;
+  std::ranges::set_intersection(seen, hidden, std::back_inserter(wrong));
+  EXPECT_EQ(wrong, std::vector<std::string>{});
 }
 
 }  // namespace
