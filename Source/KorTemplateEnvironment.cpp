@@ -167,6 +167,7 @@ void KorTemplateEnvironment::writeDiagnostic(const Text& text) {
   if (stream == nullptr) return;
   lookBeforeHost();
   stream->write(text);
+  stream->flush();
 }
 
 std::optional<KorTemplateFailure> KorTemplateEnvironment::diagnosticInHand() noexcept {
@@ -336,7 +337,7 @@ void KorTemplateEnvironment::endExecution(const KorTemplateStatement* outer) noe
   meter_.end();
   limitTrace_ = nullptr;
   deliveredStreams_ = 0;
-  isOutputDelivered_ = false;
+  deliveredOutput_ = nullptr;
   if (!watch_.isClear() || !parked_.empty() || !replacedStreams_.empty()) endWhatWasKept();
 }
 
@@ -358,7 +359,9 @@ void KorTemplateEnvironment::endWhatWasKept() noexcept {
 void KorTemplateEnvironment::leave() {
   if (hasReachedLimit()) [[unlikely]]
     raiseReachedLimit();
-  if (executionDepth_ == 1) deliverOutput();
+  if (executionDepth_ > 1) return;
+  std::size_t left = mostToDeliver();
+  deliverOutput(left);
 }
 
 void KorTemplateEnvironment::noteFailure() noexcept {
@@ -372,17 +375,18 @@ void KorTemplateEnvironment::noteFailure() noexcept {
   if (std::current_exception() == nullptr) (void)takePopFailure();
 }
 
-namespace {
-constexpr std::size_t kMostReplacedMeanwhile = 1000;
-}  // namespace
+// How many streams are asked to deliver what they have gathered: those that there are, and not without end those that
+// are set meanwhile.
+std::size_t KorTemplateEnvironment::mostToDeliver() const noexcept {
+  constexpr std::size_t kMostSetMeanwhile = 1000;
+  return replacedStreams_.size() - deliveredStreams_ + 1 + kMostSetMeanwhile;
+}
 
 void KorTemplateEnvironment::leaveFailed(const std::exception_ptr& failure, bool isLimit) {
   bool isDelivered = executionDepth_ > 1;
-  const std::size_t most = replacedStreams_.size() + kMostReplacedMeanwhile;
-  for (std::size_t left = replacedStreams_.size() + 1; left > 0 && !isDelivered; --left) {
-    if (replacedStreams_.size() > most) break;
+  for (std::size_t left = mostToDeliver(); left > 0 && !isDelivered;) {
     try {
-      deliverOutput();
+      deliverOutput(left);
       isDelivered = true;
     } catch (const abi::__forced_unwind&) {
       throw;  // the end of the thread, which nobody may stop
@@ -395,25 +399,32 @@ void KorTemplateEnvironment::leaveFailed(const std::exception_ptr& failure, bool
 }
 
 void KorTemplateEnvironment::setOutputStream(const Ref<KorTemplateStream>& value) {
-  if (executionDepth_ > 0 && outputStream_ != nullptr && outputStream_ != value &&
-      !undeliveredStreams_.contains(outputStream_.get())) {
-    replacedStreams_.push_back(outputStream_);
-    try {
-      undeliveredStreams_.insert(outputStream_.get());
-    } catch (...) {
-      replacedStreams_.pop_back();
-      throw;
-    }
-  }
-  const Ref<KorTemplateStream> old = std::exchange(outputStream_, value);  // its end may let go of this environment
+  const Ref<KorTemplateStream> next = value;  // which may be what outputStream() answers
+  if (next == outputStream_) return;
+  if (executionDepth_ > 0 && outputStream_ != nullptr) keepToDeliver(outputStream_);
+  if (next.get() == deliveredOutput_) deliveredOutput_ = nullptr;  // what is written from here on is another text
+  const Ref<KorTemplateStream> old = std::exchange(outputStream_, next);  // its end may let go of this environment
   settleOutput();
 }
 
-// Streams that are replaced meanwhile are asked as well, but not without end.
-void KorTemplateEnvironment::deliverOutput() {
-  const std::size_t most = replacedStreams_.size() + kMostReplacedMeanwhile;
+// A stream that is replaced: it is asked once more where it may have gathered something since it was asked last.
+void KorTemplateEnvironment::keepToDeliver(const Ref<KorTemplateStream>& stream) {
+  if (stream.get() == deliveredOutput_) return park(stream);  // no other one may lie where it does
+  if (undeliveredStreams_.contains(stream.get())) return;
+  replacedStreams_.push_back(stream);
+  try {
+    undeliveredStreams_.insert(stream.get());
+  } catch (...) {
+    replacedStreams_.pop_back();
+    throw;
+  }
+}
+
+// Asks no more than `left` of them, which it counts.
+void KorTemplateEnvironment::deliverOutput(std::size_t& left) {
   while (const Ref<KorTemplateStream> stream = nextToDeliver()) {
-    if (replacedStreams_.size() > most) failAssertion("An output stream is replaced whenever one is flushed");
+    if (left == 0) failAssertion("An output stream is replaced whenever one is flushed");
+    --left;
     stackGuard_.check();  // a stream may run a template, at whose end another one delivers
     stream->flush();
   }
@@ -426,7 +437,9 @@ Ref<KorTemplateStream> KorTemplateEnvironment::nextToDeliver() noexcept {
     undeliveredStreams_.erase(next.get());
     return next;
   }
-  return std::exchange(isOutputDelivered_, true) ? nullptr : outputStream_;
+  if (outputStream_.get() == deliveredOutput_) return nullptr;
+  deliveredOutput_ = outputStream_.get();
+  return outputStream_;
 }
 
 void KorTemplateEnvironment::flushOutput() {

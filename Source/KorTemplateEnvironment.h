@@ -353,7 +353,9 @@ class KorTemplateEnvironment final : public NSObject {
   void writeToStream(const Text& text);
   void flushOutput();
   // The same for all streams that were the output stream in this execution.
-  void deliverOutput();
+  std::size_t mostToDeliver() const noexcept;
+  void keepToDeliver(const Ref<KorTemplateStream>& stream);
+  void deliverOutput(std::size_t& left);
   // Each of them once, the last of all the output stream; then null.
   [[gnu::visibility("hidden")]] Ref<KorTemplateStream> nextToDeliver() noexcept;
   // Settles whether output is appended to a text without further ado, which no limit may count then.
@@ -406,7 +408,7 @@ class KorTemplateEnvironment final : public NSObject {
   std::vector<Ref<KorTemplateStream>> replacedStreams_;  // in this execution
   std::size_t deliveredStreams_ = 0;                     // of those, the first ones that have been flushed
   std::unordered_set<const KorTemplateStream*> undeliveredStreams_;  // the others
-  bool isOutputDelivered_ = false;                                   // or has been tried to
+  const KorTemplateStream* deliveredOutput_ = nullptr;  // the output stream, once it has been asked; not owned
 };
 
 }  // namespace tavlo

@@ -73,6 +73,84 @@ TEST(AStreamThatIsReplaced, DeliversAlsoWhereMemoryRanOutAtFirst) {
   }
 }
 
+TEST(AnEnvironment, MayBeGivenWhatItAnswers) {
+  const Stage stage;
+  const Ref<KorTemplateEnvironment>& environment = stage.environment;
+  environment->setOutputStream(environment->outputStream());
+  environment->setErrorStream(environment->errorStream());
+  environment->setStack(environment->stack());
+  environment->setLayer(environment->layer());
+  environment->setLimits(environment->limits());
+  EXPECT_EQ(environment->outputStream(), stage.output);
+  EXPECT_EQ(environment->errorStream(), stage.errors);
+  stage.set("x", 1);
+  stage.run("text<?= $x ?>");
+  EXPECT_EQ(stage.text(), "text1");
+}
+
+// Runs a host's code whenever it is asked to deliver.
+class ActingStream final : public KorTemplateStream {
+ public:
+  explicit ActingStream(std::function<void()> action) : action_(std::move(action)) {}
+  void write(const Text& /*text*/) override {}
+  void flush() override {
+    ++flushes;
+    action_();
+  }
+
+  int flushes = 0;
+
+ private:
+  std::function<void()> action_;
+};
+
+TEST(AStream, DeliversAlsoWhereItIsSetWhileTheOneBeforeDoes) {
+  for (const char* const end : {"", "<? 1 / 0 ?>"}) {
+    for (const bool isSetBack : {false, true}) {
+      const Stage stage;
+      const Ref<GatheringStream> second = makeRef<GatheringStream>();
+      const Ref<KorTemplate> inner = KorTemplate::compile("inner");
+      Ref<ActingStream> first;
+      first = makeRef<ActingStream>([&] {
+        if (first->flushes > 1) return;
+        stage.environment->setOutputStream(second);
+        inner->executeWithEnvironment(stage.get());
+        if (isSetBack) stage.environment->setOutputStream(first);
+      });
+      stage.environment->setOutputStream(first);
+      (void)KorTemplate::compile(std::string("outer") + end)->tryExecuteWithEnvironment(stage.get());
+      EXPECT_EQ(second->delivered, "inner") << end;
+      EXPECT_EQ(first->flushes, isSetBack ? 2 : 1) << end;
+    }
+  }
+}
+
+TEST(Streams, ThatReplaceOneAnotherEndTheExecution) {
+  const Stage stage;
+  Ref<ActingStream> first;
+  Ref<ActingStream> second;
+  first = makeRef<ActingStream>([&] { stage.environment->setOutputStream(second); });
+  second = makeRef<ActingStream>([&] { stage.environment->setOutputStream(first); });
+  stage.environment->setOutputStream(first);
+  EXPECT_EQ(raisedBy([&] { stage.run("text"); }),
+            "NSInternalInconsistencyException: An output stream is replaced whenever one is flushed");
+  EXPECT_LT(first->flushes, 1'000);
+  EXPECT_EQ(raisedBy([&] { stage.run("text<? 1 / 0 ?>"); }), "NSGenericException: Divide by zero");
+  EXPECT_LT(first->flushes, 2'000);
+}
+
+TEST(AnErrorStream, DeliversEachDiagnosticAtOnce) {
+  const Stage stage;
+  const Ref<GatheringStream> errors = makeRef<GatheringStream>();
+  stage.environment->setErrorStream(errors);
+  stage.environment->setFunction("f", [](int /*number*/) { throw std::runtime_error("no"); });
+  stage.run("<? f(1) ?>");
+  const std::string one = errors->delivered;
+  EXPECT_NE(one, "");
+  EXPECT_NE(raisedBy([&] { stage.run("<? f(1) ?><? 1 / 0 ?>"); }), "nothing");
+  EXPECT_EQ(errors->delivered, one + one);
+}
+
 // An exception that ends when nobody knows of it any more.
 struct EndingFailure : std::runtime_error {
   explicit EndingFailure(std::function<void()> end)
