@@ -107,8 +107,9 @@ class ShapeReader {
     bool looksAround = false;  // what it holds is looked at from every place anew
     bool looksBehind = false;
     bool isCondition = false;
-    std::uint64_t places = 0;  // such as "\b" in it
-    std::size_t from = 0;
+    bool hasCondition = false;
+    std::uint64_t places = 0;      // such as "\b" in it
+    std::uint64_t from = 0;        // in bytes, with what is written more than once
     std::uint64_t loops = 0;       // before it
     std::uint64_t row = 0;         // before it, since a quantifier
     std::uint64_t longestRow = 0;  // at the end of its alternatives so far
@@ -432,7 +433,8 @@ class ShapeReader {
                        .looksAround = looksAround,
                        .looksBehind = looksBehind,
                        .isCondition = isCondition,
-                       .from = at_,
+                       .hasCondition = isAt("(?("),
+                       .from = bytesSoFar(),
                        .loops = shape_.loops,
                        .row = row_,
                        .types = shape_.types,
@@ -523,16 +525,18 @@ class ShapeReader {
     setsBefore_ = closed.sets;
     if (mayBeRepeated()) {
       noteTurns(closed.places, shape_.loops - closed.loops);
-      visit((at_ - closed.from) / kBytesOfVisit);
+      visit((bytesSoFar() - closed.from) / kBytesOfVisit);
     }
     visitAlternatives(closed);
     endAtom(closed.opened + closed.tallest);
   }
 
+  std::uint64_t bytesSoFar() const { return at_ + copiedLetters_; }
+
   // What looks behind has them counted in how often it is gone through.
   void visitAlternatives(const Level& level) {
-    const std::uint64_t times = level.alternations + (level.looksAround ? 1 : 0);
-    visits_ += (at_ - level.from) / kBytesOfVisit * times * timesInConditions();
+    const std::uint64_t times = level.alternations + (level.looksAround ? 1 : 0) + (level.hasCondition ? 1 : 0);
+    visits_ += (bytesSoFar() - level.from) / kBytesOfVisit * times * timesInConditions();
   }
 
   // Whether a quantifier follows, or something that may hide one.
@@ -575,6 +579,10 @@ class ShapeReader {
   // The engine writes what is repeated a few times that often, where it is as short as that.
   void noteCopies(std::uint64_t times) {
     constexpr std::uint64_t kMostCopied = 10;
+    constexpr std::uint64_t kMostLetters = 100;
+    const std::uint64_t letters = std::min(times, kMostLetters);
+    copiedLetters_ += letters;
+    visit(letters);
     const std::uint64_t one = atomTypes_ + atomSets_;
     const std::uint64_t copies = one == 0 ? 1 : std::min(times, kMostCopied / one);
     if (copies < 2) return;
@@ -631,6 +639,7 @@ class ShapeReader {
   std::uint64_t lookBehinds_ = 0;  // groups around the place that look behind
   std::uint64_t conditions_ = 0;   // that lie around it
   std::uint64_t visits_ = 0;       // of what has been read, without calls
+  std::uint64_t copiedLetters_ = 0;
   std::vector<CalledGroup> groups_;
   std::vector<NamedCall> calls_;
   std::uint64_t comparedRanges_ = 0;     // of classes that are intersected
