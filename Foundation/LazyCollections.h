@@ -140,6 +140,7 @@ class LazyDictionaryByFunctions final : public LazyDictionary {
     lookBeforeHost();
     for (auto&& key : std::invoke(keys_)) {
       lookBeforeElement<std::invoke_result_t<const Keys&>>();
+      if constexpr (!kIsPlainData<decltype(key)>) lookBeforeHost();
       work.next();
       countWorkOnText(keys.emplace_back(std::string_view(key)).size());
     }

@@ -97,22 +97,26 @@ FailureWatch::SharedTrace FailureWatch::sharedTraceAt(const Position& at) noexce
 }
 
 void FailureWatch::noteUnwinding(const Position& at) noexcept {
-  if (unwinding_ == nullptr) unwinding_ = sharedTraceAt(at);
+  if (unwinding_.trace == nullptr) unwinding_ = {sharedTraceAt(at), std::uncaught_exceptions()};
 }
 
-const FailureWatch::SharedTrace& FailureWatch::traceOfCurrentException(const Position& at) noexcept {
+FailureWatch::SharedTrace FailureWatch::traceOfCurrentException(const Position& at) noexcept {
   std::exception_ptr current = std::current_exception();
-  if (current == nullptr || current != exception_) {
-    trace_ = unwinding_ != nullptr ? unwinding_ : sharedTraceAt(at);
-    exception_.swap(current);  // the old one's end may run a host's code
-  }
-  unwinding_ = nullptr;
-  return trace_;
+  // One that is still on its way has nothing to do with what was raised and caught meanwhile.
+  const bool isCaught = current == nullptr || std::uncaught_exceptions() < unwinding_.exceptions;
+  SharedTrace unwinding = isCaught ? takeUnwinding().trace : nullptr;
+  if (current != nullptr && current == exception_) return trace_;
+  SharedTrace trace = unwinding != nullptr ? std::move(unwinding) : sharedTraceAt(at);
+  // The old one's end may run templates, which raise others.
+  while (exception_ != nullptr) const std::exception_ptr old = std::exchange(exception_, nullptr);
+  exception_ = std::move(current);
+  trace_ = trace;
+  return trace;
 }
 
 void FailureWatch::clear() noexcept {
   tracesMade_ = 0;
-  unwinding_ = nullptr;
+  forgetUnwinding();
   trace_ = nullptr;
   const std::exception_ptr old = std::exchange(exception_, nullptr);  // whose end may run a host's code
 }

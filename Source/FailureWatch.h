@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <exception>
 #include <memory>
+#include <utility>
 
 #include "Source/KorTemplateActivation.h"
 #include "Source/KorTemplateFailure.h"
@@ -22,15 +23,24 @@ class FailureWatch {
     std::size_t calls;  // of functions
   };
 
+  // An exception that nobody has caught yet.
+  struct Unwinding {
+    SharedTrace trace;   // absent for none
+    int exceptions = 0;  // on their way when it was noted, itself included
+  };
+
   // An exception leaves the innermost level, which is there still.
   void noteUnwinding(const Position& at) noexcept;
   // The exception that was leaving levels has been dealt with by who caught it.
-  void forgetUnwinding() noexcept { unwinding_ = nullptr; }
+  void forgetUnwinding() noexcept { unwinding_ = {}; }
+  // Sets it aside while another execution runs, which an object's end may begin meanwhile.
+  Unwinding takeUnwinding() noexcept { return std::exchange(unwinding_, {}); }
+  void putBackUnwinding(Unwinding unwinding) noexcept { unwinding_ = std::move(unwinding); }
   // Where the exception was raised whose handler calls this: where it was first seen, or else right here. Absent where
   // there is no memory for it.
-  const SharedTrace& traceOfCurrentException(const Position& at) noexcept;
+  SharedTrace traceOfCurrentException(const Position& at) noexcept;
   // Whether it knows of none.
-  bool isClear() const noexcept { return exception_ == nullptr && trace_ == nullptr && unwinding_ == nullptr; }
+  bool isClear() const noexcept { return exception_ == nullptr && trace_ == nullptr && unwinding_.trace == nullptr; }
   // Lets go of all exceptions.
   void clear() noexcept;
 
@@ -41,8 +51,8 @@ class FailureWatch {
   SharedTrace sharedTraceAt(const Position& at) noexcept;
 
   std::exception_ptr exception_;
-  SharedTrace trace_;      // of exception_
-  SharedTrace unwinding_;  // of one that nobody has caught yet; absent for none
+  SharedTrace trace_;  // of exception_
+  Unwinding unwinding_;
   std::size_t tracesMade_ = 0;
 };
 

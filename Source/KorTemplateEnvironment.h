@@ -297,7 +297,9 @@ class KorTemplateEnvironment final : public NSObject {
     explicit Entry(KorTemplateEnvironment& environment)
         : environment_(environment),
           kept_(Ref<KorTemplateEnvironment>::retaining(&environment)),
-          outerGuard_(environment.stackGuard_) {
+          outerGuard_(environment.stackGuard_),
+          outerUnwinding_(environment.watch_.takeUnwinding()),
+          outerPopFailed_(environment.takePopFailure()) {
       environment_.beginExecution();
       meterOfThread_.emplace(environment_.meter_);
       environment_.enterLevel(level_);
@@ -306,6 +308,8 @@ class KorTemplateEnvironment final : public NSObject {
       environment_.leaveLevel(level_);
       meterOfThread_.reset();
       environment_.stackGuard_ = outerGuard_;
+      environment_.watch_.putBackUnwinding(std::move(outerUnwinding_));
+      environment_.popFailed_ = outerPopFailed_;
       environment_.endExecution(level_.caller);
     }
     Entry(const Entry&) = delete;
@@ -316,6 +320,8 @@ class KorTemplateEnvironment final : public NSObject {
     Ref<KorTemplateEnvironment> kept_;  // the host may let go of it meanwhile
     KorTemplateActivation level_{nullptr};
     StackGuard outerGuard_;  // of the thread that runs what is around this, which may be another
+    FailureWatch::Unwinding outerUnwinding_;
+    bool outerPopFailed_;
     std::optional<WorkMeter::Scope> meterOfThread_;
   };
 

@@ -2,7 +2,11 @@
 
 #include <cstdint>
 #include <functional>
+#include <new>
+#include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "Foundation/Description.h"
 #include "Foundation/HostObject.h"
@@ -215,6 +219,85 @@ TEST(NestedExecutions, CountWhatIsToldOfThem) {
     steps[isObserved ? 1 : 0] = stage.environment->stepsTaken();
   }
   EXPECT_GE(steps[1], steps[0] + kNames * 1'000);
+}
+
+// An exception whose end runs a host's code.
+struct EndingFailure : std::runtime_error {
+  explicit EndingFailure(std::function<void()> end)
+      : std::runtime_error("ending"), ended(makeRef<EndingObject>(std::move(end))) {}
+  Ref<EndingObject> ended;
+};
+
+std::string told(const KorTemplateFailure& failure) {
+  std::string text = failure.reason() + " at " + failure.place().description();
+  for (const KorTemplateCall& call : failure.calls()) {
+    text += ", " + std::string(call.functionName()) + " from " + call.place().description();
+  }
+  return text;
+}
+
+// What runs where an earlier exception ends has a place of its own, and leaves that of the next one.
+TEST(NestedExecutions, ThatAnExceptionsEndRunsLeaveTheNextOneItsPlace) {
+  const Stage stage;
+  const Ref<KorTemplate> other = KorTemplate::compile("\n\n\n<?= 1 / 0 ?>", {.name = "other"});
+  std::string inner;
+  const Ref<KorTemplate> raising = templateOf({makeRef<HostStatement>([&](KorTemplateEnvironment*) {
+    throw EndingFailure([&] { inner = told(other->tryExecuteWithEnvironment(stage.get()).failure()); });
+  })});
+  stage.environment->setFunction("nest", [&](KorTemplateEnvironment& environment) {
+    EXPECT_FALSE(raising->tryExecuteWithEnvironment(&environment));
+  });
+  std::string diagnostic;
+  stage.environment->setDiagnosticCallback([&](const KorTemplateFailure& failure) { diagnostic = told(failure); });
+  const char* const text =
+      "<? nest() ?>\n<? function f() ?><? return 1 < \"x\" ?><? endfunction ?><? f() ?><? nest() ?>\n<?= 1 < \"x\" ?>";
+  const KorTemplateResult<void> result =
+      KorTemplate::compile(text, {.name = "page"})->tryExecuteWithEnvironment(stage.get());
+  EXPECT_EQ(inner, "Divide by zero at other:4:1");
+  EXPECT_EQ(diagnostic, "1 does not implement isLessThan: at page:2:19, f from page:2:56");
+  EXPECT_EQ(told(result.failure()), "1 does not implement isLessThan: at page:3:1");
+}
+
+// So has what the end of a variable runs that an exception leaves behind.
+TEST(NestedExecutions, ThatAVariablesEndRunsLeaveTheExceptionItsPlace) {
+  const Stage stage;
+  const Ref<KorTemplate> other = KorTemplate::compile("\n\n\n<?= 1 / 0 ?>", {.name = "other"});
+  std::string inner;
+  stage.define("guarded", [&](auto&&...) -> Value {
+    return makeRef<EndingObject>([&] { inner = told(other->tryExecuteWithEnvironment(stage.get()).failure()); });
+  });
+  stage.environment->setFunction("boom", [] { throw std::bad_alloc(); });
+  const char* const text =
+      "<? function g() ?>\n<? boom() ?><? endfunction ?><? function f() ?>\n\n<? $v = guarded() ?><? g() ?>"
+      "<? endfunction ?>\n\n\n\n<? f() ?>";
+  const KorTemplateResult<void> result =
+      KorTemplate::compile(text, {.name = "page"})->tryExecuteWithEnvironment(stage.get());
+  EXPECT_EQ(inner, "Divide by zero at other:4:1, f from page:8:1");
+  EXPECT_EQ(told(result.failure()),
+            "There is not enough memory at page:2:1, boom from page:2:1, g from page:4:21, f from page:8:1");
+}
+
+// A scope that could not be popped is missing from the execution that opened it.
+TEST(NestedExecutions, ThatAnEndRunsLeaveAnEmptyStackToTheExecutionAroundThem) {
+  const Stage stage;
+  const Ref<KorTemplate> other =
+      KorTemplate::compile("<? function z() ?><? return 1 / 0 ?><? endfunction ?><? z() ?>", {.name = "other"});
+  stage.define("guarded", [&](auto&&...) -> Value {
+    return makeRef<EndingObject>([&] { (void)other->tryExecuteWithEnvironment(stage.get()); });
+  });
+  std::vector<std::string> diagnostics;
+  stage.environment->setDiagnosticCallback(
+      [&](const KorTemplateFailure& failure) { diagnostics.push_back(told(failure)); });
+  stage.environment->setFunction("pops", [](KorTemplateEnvironment& environment) {
+    while (environment.stack()->currentFrame() != nullptr) environment.stack()->pop();
+    throw std::bad_alloc();
+  });
+  stage.environment->setFunction("h", [](const Value&, const Value&) {});
+  const KorTemplateResult<void> result =
+      KorTemplate::compile("<? function g() ?><? pops() ?><? endfunction ?><? h(guarded(), g()) ?>")
+          ->tryExecuteWithEnvironment(stage.get());
+  EXPECT_EQ(diagnostics, std::vector<std::string>{"Divide by zero at other:1:19, z from other:1:54"});
+  EXPECT_EQ(result.failure().reason(), "Stack frame is empty");
 }
 
 }  // namespace

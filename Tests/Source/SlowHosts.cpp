@@ -157,6 +157,18 @@ struct CalledMap : std::unordered_map<std::string, int> {
   }
 };
 
+// A key that calls the host when it is made and when it is read.
+struct CalledKey {
+  CalledKey() = default;
+  explicit CalledKey(std::string_view key) : text(key) { (*CalledTarget::act)(); }
+  operator std::string_view() const {  // NOLINT(google-explicit-constructor): keys are texts
+    (*CalledTarget::act)();
+    return text;
+  }
+  bool operator<(const CalledKey& other) const { return text < other.text; }
+  std::string text;
+};
+
 // One that calls the host for all that goes through it.
 class CalledStream final : public KorTemplateStream {
  public:
@@ -209,6 +221,8 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
       "<? foreach ($begun in $sequences) ?><? foreach ($e in $begun) ?><? endforeach ?><? endforeach ?>",
       "<? fill($numbers) ?>",
       "<? fillMap($fields) ?>",
+      "<? fillKeys($fields) ?>",
+      "<? foreach ($e in $calledKeys) ?><? endforeach ?>",
       "<? foreach ($e in $endless) ?><? $x = $unknown ?><? endforeach ?>",
       "<? foreach ($e in $endless) ?><? $x = $fields.unknown ?><? endforeach ?>",
       "<? foreach ($e in $endless) ?><? $x = unknown() ?><? endforeach ?>",
@@ -282,6 +296,9 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
       stage.set("numbers", valueOf(std::vector<int>(50, 1)));
       stage.environment->setFunction("fill", [](const CalledTarget& /*numbers*/) {});
       stage.environment->setFunction("fillMap", [](const CalledMap& /*numbers*/) {});
+      stage.environment->setFunction("fillKeys", [](const std::map<CalledKey, int>& /*numbers*/) {});
+      stage.set("calledKeys",
+                lazyDictionary([](std::string_view /*key*/) { return 1; }, [] { return std::vector<CalledKey>(50); }));
       stage.set("object", makeRef<CalledObject>(act));
       stage.set("otherObject", makeRef<CalledObject>(act));
       std::vector<Value> objects;
