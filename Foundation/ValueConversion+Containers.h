@@ -45,7 +45,9 @@ Value setOfValues(const std::vector<Value>& members);
 template <class... Parts>
 Value materialised(const Value& value) {
   if constexpr ((kRefersToValues<Parts> || ...)) return value;
-  return plainValue(value);
+  Value plain = plainValue(value);
+  if constexpr ((kMayReferToValues<Parts> || ...)) HeldParts::hold(plain);
+  return plain;
 }
 
 // Which types are containers
@@ -76,16 +78,21 @@ concept HostSet = HostList<T> && requires(T& set, typename T::key_type key) {
 template <class Object, class Part>
 using PartOf = std::conditional_t<std::is_lvalue_reference_v<Object>, const Part&, Part>;
 
-// The same of a list, whose elements are given away only where they are its own.
+// The same of a list or a map, whose elements are given away only where they are its own: a constant one that owns them
+// does not let them be changed.
 template <class List>
 consteval bool givesElementsAway() {
-  if constexpr (std::is_lvalue_reference_v<List> || std::is_const_v<List>) {
+  if constexpr (std::is_lvalue_reference_v<List> || std::is_const_v<List> || !std::ranges::range<const List&>) {
     return false;
   } else {
     return !std::ranges::borrowed_range<List> && !std::ranges::view<List> &&
-           std::same_as<std::ranges::range_reference_t<List&>, std::ranges::range_value_t<List&>&>;
+           std::same_as<std::ranges::range_reference_t<List&>, std::ranges::range_value_t<List&>&> &&
+           std::same_as<std::ranges::range_reference_t<const List&>, const std::ranges::range_value_t<List&>&>;
   }
 }
+template <class Map>
+using MappedOf = std::conditional_t<givesElementsAway<Map>(), typename std::remove_cvref_t<Map>::mapped_type,
+                                    const typename std::remove_cvref_t<Map>::mapped_type&>;
 template <class List>
 using ElementOf =
     std::conditional_t<givesElementsAway<List>(), std::ranges::range_value_t<List>,
@@ -143,7 +150,7 @@ bool readElements(const Value& value, const Append& append) {
   for (std::size_t index = 0; index < elements->size(); ++index) {
     work.next();
     const Value held = (*elements)[index];  // reading what it holds may run a host's code, which may change the list
-    if constexpr (kRefersToValues<Element>) HeldParts::hold(held);
+    if constexpr (kMayReferToValues<Element>) HeldParts::hold(held);
     if constexpr (!kIsPlainData<Element>) lookBeforeHost();
     std::optional<Element> element = objectIn<Element>(held);
     if (!element.has_value()) return false;
@@ -234,7 +241,7 @@ struct ValueConversion<T> {
   static std::string expected() requires GrowingMap<T> { return "NSDictionary of " + expectedClassName<Mapped>(); }
 
   template <class Map>
-  requires(std::same_as<std::remove_cvref_t<Map>, T>&& ConvertibleToValue<PartOf<Map, Mapped>>) static Value
+  requires(std::same_as<std::remove_cvref_t<Map>, T>&& ConvertibleToValue<MappedOf<Map>>) static Value
       toValue(Map&& map) {
     enterContainer();
     const Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
@@ -245,7 +252,7 @@ struct ValueConversion<T> {
       if constexpr (!kIsPlainData<Mapped>) lookBeforeHost();
       work.next();
       countWorkOnText(std::string_view(key).size());
-      dictionary->setObjectForKey(presentValueOf(static_cast<PartOf<Map, Mapped>&&>(mapped)), std::string_view(key));
+      dictionary->setObjectForKey(presentValueOf(static_cast<MappedOf<Map>&&>(mapped)), std::string_view(key));
     }
     return dictionary;
   }
@@ -259,8 +266,8 @@ struct ValueConversion<T> {
       const NSDictionary::Entry entry = dictionary->entries()[index];  // held, as elements are
       work.next();
       countWorkOnText(entry.key->byteLength());
-      if constexpr (kRefersToValues<Key>) HeldParts::hold(entry.key);
-      if constexpr (kRefersToValues<Mapped>) HeldParts::hold(entry.value);
+      if constexpr (kMayReferToValues<Key>) HeldParts::hold(entry.key);
+      if constexpr (kMayReferToValues<Mapped>) HeldParts::hold(entry.value);
       if constexpr (!kIsPlainData<Mapped>) lookBeforeHost();
       std::optional<Mapped> mapped = objectIn<Mapped>(entry.value);
       if (!mapped.has_value()) return {};
@@ -308,7 +315,7 @@ struct TupleConversion {
   static std::optional<Tuple> fromElements([[maybe_unused]] const std::vector<Value>& elements,
                                            std::index_sequence<Indices...> /*indices*/) {
     const std::array<Value, sizeof...(Parts)> held{elements[Indices]...};
-    if constexpr ((kRefersToValues<Parts> || ...)) (HeldParts::hold(held[Indices]), ...);
+    if constexpr ((kMayReferToValues<Parts> || ...)) (HeldParts::hold(held[Indices]), ...);
     std::tuple<std::optional<Parts>...> parts{objectIn<Parts>(held[Indices])...};
     if (!(std::get<Indices>(parts).has_value() && ...)) return {};
     return std::optional<Tuple>(std::in_place, *std::get<Indices>(std::move(parts))...);

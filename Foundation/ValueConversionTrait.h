@@ -1,14 +1,18 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <concepts>
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <ranges>
 #include <string>
+#include <tuple>
 #include <type_traits>
 #include <utility>
+#include <variant>
 
 #include "Foundation/Described.h"
 #include "Foundation/HeldParts.h"
@@ -109,47 +113,82 @@ std::string expectedClassNameFor([[maybe_unused]] const Value& value) requires r
   return expectedClassName<T>();
 }
 
+// Classes of the standard library, and references, that are what their parts are.
+template <class T>
+inline constexpr bool kIsKnownWhole = false;
+template <class First, class Second>
+inline constexpr bool kIsKnownWhole<std::pair<First, Second>> = true;
+template <class... Parts>
+inline constexpr bool kIsKnownWhole<std::tuple<Parts...>> = true;
+template <class... Alternatives>
+inline constexpr bool kIsKnownWhole<std::variant<Alternatives...>> = true;
+template <class T>
+inline constexpr bool kIsKnownWhole<std::optional<T>> = true;
+template <class T>
+inline constexpr bool kIsKnownWhole<std::shared_ptr<T>> = true;
+template <class T, class Deleter>
+inline constexpr bool kIsKnownWhole<std::unique_ptr<T, Deleter>> = true;
+template <class Units, class Period>
+inline constexpr bool kIsKnownWhole<std::chrono::duration<Units, Period>> = true;
+template <class Clock, class Duration>
+inline constexpr bool kIsKnownWhole<std::chrono::time_point<Clock, Duration>> = true;
+template <class Letter, class Traits, class Allocator>
+inline constexpr bool kIsKnownWhole<std::basic_string<Letter, Traits, Allocator>> = true;
+
+// A class that a host converts itself, or a text of its own: nobody knows whether it refers to what it was made of.
+template <class T>
+inline constexpr bool kIsOwnClass = std::is_class_v<T> && !std::is_empty_v<T> && !Described<T> &&
+                                    !std::is_constructible_v<Value, const T&> && !std::is_base_of_v<NSObject, T>;
+template <class T>
+inline constexpr bool kIsOwnWhole = kIsOwnClass<T> && !kIsKnownWhole<T> && (!std::ranges::range<T> || TextLike<T>);
+
 // Whether an object of the type refers to the values that it was made of, so that they have to live as long: it does so
 // itself, or what it holds does. Types may be lists of themselves, so it looks into so many lists, and into all
-// arguments of templates.
-template <class T, int Levels>
+// arguments of templates. `Own`: or is a host's own, and may do so.
+template <class T, int Levels, bool Own>
 constexpr bool holdsWhatRefersToValues();
-template <class T, int Levels>
-struct RefersToValues
-    : std::bool_constant<std::is_pointer_v<T> || std::ranges::view<T> || holdsWhatRefersToValues<T, Levels>()> {};
-template <class T, int Levels>
-struct RefersToValues<std::reference_wrapper<T>, Levels> : std::true_type {};
-template <class T, std::size_t Count, int Levels>
-struct RefersToValues<std::array<T, Count>, Levels> : RefersToValues<T, Levels> {};
-template <template <class...> class Whole, class... Parts, int Levels>
-struct RefersToValues<Whole<Parts...>, Levels>
-    : std::bool_constant<std::ranges::view<Whole<Parts...>> || holdsWhatRefersToValues<Whole<Parts...>, Levels>() ||
-                         (RefersToValues<Parts, Levels>::value || ...)> {};
+template <class T, int Levels, bool Own>
+struct RefersToValues : std::bool_constant<std::is_pointer_v<T> || std::ranges::view<T> ||
+                                           holdsWhatRefersToValues<T, Levels, Own>() || (Own && kIsOwnClass<T>)> {};
+template <class T, int Levels, bool Own>
+struct RefersToValues<std::reference_wrapper<T>, Levels, Own> : std::true_type {};
+template <class T, int Levels, bool Own>
+struct RefersToValues<Ref<T>, Levels, Own> : std::false_type {};
+template <class T, std::size_t Count, int Levels, bool Own>
+struct RefersToValues<std::array<T, Count>, Levels, Own> : RefersToValues<T, Levels, Own> {};
+template <template <class...> class Whole, class... Parts, int Levels, bool Own>
+struct RefersToValues<Whole<Parts...>, Levels, Own>
+    : std::bool_constant<std::ranges::view<Whole<Parts...>> ||
+                         holdsWhatRefersToValues<Whole<Parts...>, Levels, Own>() ||
+                         (Own && kIsOwnWhole<Whole<Parts...>>) || (RefersToValues<Parts, Levels, Own>::value || ...)> {
+};
 
-template <class T, int Levels>
+template <class T, int Levels, bool Own>
 constexpr bool holdsWhatRefersToValues() {
   if constexpr (Levels > 0 && std::ranges::range<T>) {
-    return RefersToValues<std::ranges::range_value_t<T>, Levels - 1>::value;
+    return RefersToValues<std::ranges::range_value_t<T>, Levels - 1, Own>::value;
   } else {
     return false;
   }
 }
 
 template <class T>
-inline constexpr bool kRefersToValues = RefersToValues<T, 4>::value;
+inline constexpr bool kRefersToValues = RefersToValues<T, 4, false>::value;
+template <class T>
+inline constexpr bool kMayReferToValues = RefersToValues<T, 4, true>::value;
 
 // The same of a container, whose parts may go while the object is in use.
 template <class T>
-inline constexpr bool kRefersToParts = kRefersToValues<T> && !std::is_pointer_v<T> && !TextLike<T>;
+inline constexpr bool kMayReferToParts = kMayReferToValues<T> && !std::is_pointer_v<T> && !TextLike<T>;
 
 // What keeps the parts that arguments of such types refer to.
 template <class... Types>
-using PartsFor = std::conditional_t<(kRefersToParts<Types> || ...), HeldParts, NoParts>;
+using PartsFor = std::conditional_t<(kMayReferToParts<Types> || ...), HeldParts, NoParts>;
 
 // Converts an argument, whose parts are kept with it.
 template <class T, class Parts>
 auto argumentFrom(const Value& value, [[maybe_unused]] Parts& parts) {
-  if constexpr (kRefersToParts<T>) {
+  if constexpr (kMayReferToParts<T>) {
     const HeldParts::Collecting collecting(parts);
     return ValueConversion<T>::fromValue(value);
   } else {

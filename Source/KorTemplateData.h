@@ -27,7 +27,7 @@ concept NamedValues = std::ranges::input_range<const T> && requires(const std::r
 };
 
 // What a template is rendered with: names and their values, made from whatever has both. A name that comes twice has
-// the later value; a value that is absent (an empty `std::optional`) is left out.
+// the later value; an absent value is left out, and an empty `std::optional` is null.
 class KorTemplateData {
  public:
   struct Entry {

@@ -108,7 +108,7 @@ void KorTemplateEnvironment::setLayer(const Ref<KorTemplateLayer>& value) {
 }
 
 void KorTemplateEnvironment::setDiagnosticCallback(DiagnosticCallback callback) {
-  diagnosticCallback_ = callback == nullptr ? nullptr : std::make_shared<const DiagnosticCallback>(std::move(callback));
+  replace(diagnosticCallback_, callback == nullptr ? nullptr : makeRef<HeldCallback>(std::move(callback)));
 }
 
 void KorTemplateEnvironment::writeOutput(RawValue value) {
@@ -183,10 +183,10 @@ std::optional<KorTemplateFailure> KorTemplateEnvironment::diagnosticInHand() noe
 }
 
 void KorTemplateEnvironment::reportDiagnostic(const KorTemplateFailure& failure) {
-  const std::shared_ptr<const DiagnosticCallback> callback = diagnosticCallback_;  // it may replace itself
+  const Ref<HeldCallback> callback = diagnosticCallback_;  // it may replace itself
   if (callback == nullptr) return;
   lookBeforeHost();
-  (*callback)(failure);
+  callback->call(failure);
 }
 
 KorTemplateFailure KorTemplateEnvironment::failureInHand() noexcept {

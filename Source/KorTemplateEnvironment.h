@@ -325,6 +325,12 @@ class KorTemplateEnvironment final : public NSObject {
     std::optional<WorkMeter::Scope> meterOfThread_;
   };
 
+  // Is kept as all else that is replaced.
+  struct HeldCallback final : NSObject {
+    explicit HeldCallback(DiagnosticCallback callback) : call(std::move(callback)) {}
+    DiagnosticCallback call;
+  };
+
   // What reset() goes back to.
   struct Remembered {
     NameMap<Value> globals;
@@ -389,7 +395,7 @@ class KorTemplateEnvironment final : public NSObject {
   NameMap<Ref<KorTemplateFunction>> functions_;
   Ref<KorTemplateLayer> layer_;
   Ref<KorTemplateObserver> observer_;
-  std::shared_ptr<const DiagnosticCallback> diagnosticCallback_;
+  Ref<HeldCallback> diagnosticCallback_;
   std::unique_ptr<Remembered> remembered_;
   bool functionsChanged_ = false;  // since they were remembered
 

@@ -1,0 +1,177 @@
+#include <gtest/gtest.h>
+
+#include <array>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "Foundation/HostObject.h"
+#include "Foundation/LazyCollections.h"
+#include "Foundation/ValueConversion.h"
+#include "Source/KorTemplateCallableFunction.h"
+#include "Tests/Source/HostClasses.h"
+
+namespace tavlo {
+
+namespace test {
+
+namespace {
+
+// A word that refers to the text of the value that it was made of.
+struct Word {
+  std::string_view text;
+};
+
+// The same in a template, of a host that knows no better.
+template <class Letter>
+struct LetterRange {
+  const Letter* first = nullptr;
+  std::size_t size = 0;
+};
+
+// A view of a text as hosts have their own.
+struct TextView {
+  TextView() = default;
+  explicit TextView(std::string_view viewed) : text(viewed) {}
+  operator std::string_view() const { return text; }  // NOLINT(google-explicit-constructor): it is one
+  bool operator<(const TextView& other) const { return text < other.text; }
+  std::string_view text;
+};
+
+struct Item {
+  std::string name;
+};
+
+void describeHostClass(HostClass<Item>& item) {
+  item.name("Item").property("name", &Item::name);
+}
+
+// Handles of what somebody else owns.
+struct ItemsByPointer {
+  auto begin() const { return items->begin(); }
+  auto end() const { return items->end(); }
+  std::vector<Item>* items;
+};
+
+struct SharedItems {
+  auto begin() const { return items->begin(); }
+  auto end() const { return items->end(); }
+  std::shared_ptr<std::vector<Item>> items;
+};
+
+struct ItemsByName {
+  using key_type = std::string;  // NOLINT(readability-identifier-naming): the standard's
+  using mapped_type = Item;      // NOLINT(readability-identifier-naming)
+  auto begin() const { return items->begin(); }
+  auto end() const { return items->end(); }
+  std::map<std::string, Item>* items;
+};
+
+}  // namespace
+
+}  // namespace test
+
+template <>
+struct ValueConversion<test::Word> {
+  static constexpr const char* kTypeName = "word";
+  static constexpr const char* kExpected = "NSString";
+  static std::optional<test::Word> fromValue(const Value& value) {
+    const auto text = objectIn<std::string_view>(value);
+    return text.has_value() ? std::optional(test::Word{*text}) : std::nullopt;
+  }
+};
+
+template <class Letter>
+struct ValueConversion<test::LetterRange<Letter>> {
+  static constexpr const char* kTypeName = "letters";
+  static constexpr const char* kExpected = "NSString";
+  static std::optional<test::LetterRange<Letter>> fromValue(const Value& value) {
+    const auto text = objectIn<std::string_view>(value);
+    if (!text.has_value()) return {};
+    return test::LetterRange<Letter>{text->data(), text->size()};
+  }
+};
+
+namespace test {
+
+namespace {
+
+// What a lazy collection answers is made for the call, and lives as long.
+TEST(AHostsOwnType, MayReferToItsValueWithinAContainer) {
+  const std::string first = "a rather long word";
+  const std::string second = "another rather long word";
+  const std::vector<std::string> words{first, second};
+  const std::map<std::string, std::string> named{{first, second}};
+  const Stage stage;
+  const auto& environment = stage.environment;
+  environment->setGlobal("words", std::ref(words));
+  environment->setGlobal("named", std::ref(named));
+  environment->setFunction("all", [](const std::vector<Word>& all) {
+    return std::string(all.at(0).text) + "+" + std::string(all.at(1).text);
+  });
+  environment->setFunction("letters", [](const std::vector<LetterRange<char>>& all) {
+    return std::string(all.at(0).first, all.at(0).size) + "+" + std::string(all.at(1).first, all.at(1).size);
+  });
+  environment->setFunction("pair", [](const std::pair<Word, Word>& both) {
+    return std::string(both.first.text) + "+" + std::string(both.second.text);
+  });
+  environment->setFunction("nested", [](const std::tuple<std::optional<Word>, TextView>& both) {
+    return std::string(std::get<0>(both)->text) + "+" + std::string(std::get<1>(both).text);
+  });
+  environment->setFunction("views", [](const std::array<TextView, 2>& both) {
+    return std::string(both[0].text) + "+" + std::string(both[1].text);
+  });
+  environment->setFunction("values", [](const std::map<std::string, Word>& all) {
+    return all.begin()->first + "+" + std::string(all.begin()->second.text);
+  });
+  environment->setFunction("keys", [](const std::map<TextView, std::string>& all) {
+    return std::string(all.begin()->first.text) + "+" + all.begin()->second;
+  });
+  for (const char* const call : {"all($words)", "letters($words)", "pair($words)", "nested($words)", "views($words)",
+                                 "values($named)", "keys($named)"}) {
+    const std::string before = stage.text();
+    stage.run("<?= " + std::string(call) + " ?>");
+    EXPECT_EQ(stage.text(), before + first + "+" + second) << call;
+  }
+}
+
+TEST(AHostsOwnRange, KeepsItsElementsWhereItOnlyRefersToThem) {
+  std::vector<Item> items{{"a lamp of a rather long name"}};
+  const SharedItems shared{std::make_shared<std::vector<Item>>(items)};
+  std::map<std::string, Item> named{{"a", items.front()}};
+  const Stage stage;
+  stage.environment->setGlobal("pointed", ItemsByPointer{&items});
+  stage.environment->setGlobal("named", ItemsByName{&named});
+  stage.environment->setFunction("shared", [shared] { return shared; });
+  stage.run("<? shared() ?>");
+  EXPECT_EQ(items.front().name, "a lamp of a rather long name");
+  EXPECT_EQ(named["a"].name, "a lamp of a rather long name");
+  EXPECT_EQ(shared.items->front().name, "a lamp of a rather long name");
+}
+
+TEST(AnEnvironment, KeepsADiagnosticCallbackThatIsReplacedUntilTheEnd) {
+  const Stage stage;
+  bool hasEnded = false;
+  bool hadEnded = true;
+  stage.environment->setDiagnosticCallback(
+      [ending = Ref<NSObject>(makeRef<EndingObject>([&] { hasEnded = true; }))](const KorTemplateFailure&) {});
+  stage.environment->setFunction("replace", [&](KorTemplateEnvironment& environment) {
+    environment.setDiagnosticCallback(nullptr);
+    hadEnded = hasEnded;
+  });
+  stage.run("<? replace() ?>");
+  EXPECT_FALSE(hadEnded);
+  EXPECT_TRUE(hasEnded);
+}
+
+}  // namespace
+
+}  // namespace test
+
+}  // namespace tavlo
