@@ -27,7 +27,7 @@ struct Name::Entry {
   static Entry* make(std::string_view text, std::size_t hash) {
     auto* entry =
         new (::operator new(sizeof(Entry) + text.size() + 1)) Entry{{1}, static_cast<std::uint32_t>(text.size()), hash};
-    std::memcpy(entry->characters(), text.data(), text.size());
+    if (!text.empty()) std::memcpy(entry->characters(), text.data(), text.size());
     entry->characters()[text.size()] = '\0';
     return entry;
   }

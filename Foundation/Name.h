@@ -21,11 +21,13 @@ class Name {
   // NOLINTBEGIN(google-explicit-constructor): implicit on purpose
   constexpr Name(std::nullptr_t) noexcept {}
 
-  // Implicit on purpose: a name is asked for by its text. Raises `NSInvalidArgumentException` that names the byte
-  // offset when the text is not valid UTF-8.
+  // Implicit on purpose: a name is asked for by its text; absent for a null pointer. Raises
+  // `NSInvalidArgumentException` that names the byte offset when the text is not valid UTF-8.
   Name(std::string_view text);
   template <TextLike T>
-  Name(const T& text) : Name(std::string_view(text)) {}
+  requires(!std::is_pointer_v<T>) Name(const T& text) : Name(std::string_view(text)) {}
+  template <TextLike T>
+  requires std::is_pointer_v<T> Name(const T& text) : Name(text == nullptr ? Name() : Name(std::string_view(text))) {}
   // NOLINTEND(google-explicit-constructor)
 
   Name(const Name& other) noexcept : entry_(other.entry_) { retain(); }

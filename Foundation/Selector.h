@@ -22,9 +22,8 @@ class Selector {
 
   // Implicit on purpose: a method is asked for by its text; absent for a null pointer. Raises
   // `NSInvalidArgumentException` that names the byte offset when the text is not valid UTF-8.
-  Selector(const char* text) : name_(text == nullptr ? Name() : Name(std::string_view(text))) {}
   template <TextLike T>
-  Selector(const T& text) : name_(std::string_view(text)) {}
+  Selector(const T& text) : name_(text) {}
   // NOLINTEND(google-explicit-constructor)
 
   bool isAbsent() const noexcept { return name_.isAbsent(); }

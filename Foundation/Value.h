@@ -39,9 +39,17 @@ class Value {
   constexpr Value(double number) noexcept : raw_(RawValue::real(number)) {}
   constexpr Value(float number) noexcept : raw_(RawValue::ofSingle(number)) {}
 
-  // A string. Raises `NSInvalidArgumentException` that names the byte offset when the text is not valid UTF-8.
+  // The null object.
+  template <std::same_as<std::nullptr_t> T>
+  constexpr Value(T /*nothing*/) noexcept : raw_(RawValue::null()) {}
+
+  // A string. Raises `NSInvalidArgumentException` that names the byte offset when the text is not valid UTF-8. A null
+  // pointer is the null object.
   template <TextLike T>
-  Value(const T& text) : Value(std::string_view(text)) {}
+  requires(!std::is_pointer_v<T>) Value(const T& text) : Value(std::string_view(text)) {}
+  template <TextLike T>
+  requires std::is_pointer_v<T> Value(const T& text)
+      : Value(text == nullptr ? null() : Value(std::string_view(text))) {}
   Value(std::string_view text);
 
   // An object; absent for an absent reference.

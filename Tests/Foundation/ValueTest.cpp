@@ -11,6 +11,8 @@
 #include "Foundation/NSMutableString.h"
 #include "Foundation/NSSet.h"
 #include "Foundation/NSString.h"
+#include "Foundation/Name.h"
+#include "Foundation/Selector.h"
 #include "Foundation/Value.h"
 #include "Matchery/KorRegex.h"
 #include "Tests/Foundation/HostObjects.h"
@@ -373,6 +375,24 @@ TEST(NSObject, HasIdentityNoOrderNoKeysAndNoElementsUnlessItsClassSaysOtherwise)
   EXPECT_EQ(object->kind(), ObjectKind::Other);
   EXPECT_EQ(raisedName([&] { (void)object->valueForKey(*NSString::stringWithUTF8("name")); }),
             "NSUndefinedKeyException");
+}
+
+TEST(ANullPointer, IsTheNullObjectAndNoName) {
+  const char* const constant = nullptr;
+  char* const changeable = nullptr;
+  for (const Value& value : {Value(constant), Value(changeable), Value(nullptr)}) {
+    EXPECT_TRUE(value.isNull());
+    EXPECT_FALSE(value.isAbsent());
+  }
+  EXPECT_TRUE(Name(constant).isAbsent());
+  EXPECT_TRUE(Name(changeable).isAbsent());
+  EXPECT_TRUE(Selector(constant).isAbsent());
+  EXPECT_TRUE(Selector(changeable).isAbsent());
+}
+
+TEST(AnEmptyText, WithoutBytesIsAName) {
+  EXPECT_EQ(Name(std::string_view()), Name(""));
+  EXPECT_FALSE(Name(std::string_view()).isAbsent());
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 
 #include "Foundation/HostObject.h"
 #include "Foundation/LazyCollections.h"
+#include "Foundation/NSDictionary.h"
 #include "Foundation/ValueConversion.h"
 #include "Source/KorTemplateCallableFunction.h"
 #include "Tests/Source/HostClasses.h"
@@ -153,6 +154,21 @@ TEST(AHostsOwnRange, KeepsItsElementsWhereItOnlyRefersToThem) {
   EXPECT_EQ(items.front().name, "a lamp of a rather long name");
   EXPECT_EQ(named["a"].name, "a lamp of a rather long name");
   EXPECT_EQ(shared.items->front().name, "a lamp of a rather long name");
+}
+
+TEST(AHostsNullPointer, IsNullWhereverItIsAnswered) {
+  const Stage stage;
+  const char* const none = nullptr;
+  stage.environment->setGlobal("list", lazyList([] { return std::size_t{1}; }, [](std::size_t) { return nullptr; }));
+  stage.environment->setGlobal("texts", std::vector<const char*>{none});
+  stage.environment->setGlobal("entries", NSDictionary::dictionaryWithEntries({{"a", none}}));
+  stage.environment->setGlobal("nothing", nullptr);
+  stage.environment->setFunction("f", [] { return nullptr; });
+  stage.environment->setFunction("g", [none] { return none; });
+  stage.run(
+      "<?= $list == null ?><? foreach ($e in $list) ?><?= $e == null ?><? endforeach ?><?= $texts ?><?= $entries ?>"
+      "<?= f() == null ?><?= g() == null ?><?= $nothing == null ?>");
+  EXPECT_EQ(stage.text(), "01(\n    <null>\n){\n    a = <null>;\n}111");
 }
 
 TEST(AnEnvironment, KeepsADiagnosticCallbackThatIsReplacedUntilTheEnd) {
