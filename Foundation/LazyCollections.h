@@ -289,15 +289,16 @@ requires std::ranges::input_range<std::remove_reference_t<Range>> Value lazySequ
 
 // A container that stays the host's is named by std::ref or std::cref where a value is asked for.
 template <ListLike C>
-struct ValueConversion<std::reference_wrapper<C>> {
+requires(!Described<C>) struct ValueConversion<std::reference_wrapper<C>> {
   static Value toValue(const std::reference_wrapper<C>& container) { return lazyList(container.get()); }
 };
 template <DictionaryLike C>
-struct ValueConversion<std::reference_wrapper<C>> {
+requires(!Described<C>) struct ValueConversion<std::reference_wrapper<C>> {
   static Value toValue(const std::reference_wrapper<C>& container) { return lazyDictionary(container.get()); }
 };
 template <std::ranges::input_range C>
-requires(!ListLike<C> && !DictionaryLike<C> && !TextLike<C>) struct ValueConversion<std::reference_wrapper<C>> {
+requires(!ListLike<C> && !DictionaryLike<C> && !TextLike<C> &&
+         !Described<C>) struct ValueConversion<std::reference_wrapper<C>> {
   static Value toValue(const std::reference_wrapper<C>& range) { return lazySequence(range.get()); }
 };
 

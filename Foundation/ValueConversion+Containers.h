@@ -76,7 +76,7 @@ concept HostSet = HostList<T> && requires(T& set, typename T::key_type key) {
 
 // A part of the object as it is handed on: it may be moved out of an object that is given away.
 template <class Object, class Part>
-using PartOf = std::conditional_t<std::is_lvalue_reference_v<Object>, const Part&, Part>;
+using PartOf = std::conditional_t<std::is_lvalue_reference_v<Object> || std::is_const_v<Object>, const Part&, Part>;
 
 // The same of a list or a map, whose elements are given away only where they are its own: a constant one that owns them
 // does not let them be changed.

@@ -156,6 +156,28 @@ TEST(AHostsOwnRange, KeepsItsElementsWhereItOnlyRefersToThem) {
   EXPECT_EQ(shared.items->front().name, "a lamp of a rather long name");
 }
 
+// A class that is a container too.
+struct Rows : std::vector<int> {};
+
+void describeHostClass(HostClass<Rows>& rows) {
+  rows.name("Rows").property("first", [](const Rows& each) { return each.front(); });
+}
+
+TEST(AHostsConstant, IsCopiedWithAllThatItHolds) {
+  const Stage stage;
+  const Item lamp{"lamp"};
+  stage.environment->setFunction("map", [lamp]() -> const std::map<std::string, Item> { return {{"a", lamp}}; });
+  stage.environment->setFunction("optional", [lamp]() -> const std::optional<Item> { return lamp; });
+  stage.environment->setFunction("pair", [lamp]() -> const std::pair<Item, int> { return {lamp, 1}; });
+  Rows rows;
+  rows.push_back(7);
+  stage.environment->setGlobal("rows", std::ref(rows));
+  stage.run(
+      "<? $map = map() ?><?= $map.a.name ?> <? $item = optional() ?><?= $item.name ?> "
+      "<? $pair = pair() ?><?= $pair.@count ?> <?= $rows.first ?>");
+  EXPECT_EQ(stage.text(), "lamp lamp 2 7");
+}
+
 TEST(AHostsNullPointer, IsNullWhereverItIsAnswered) {
   const Stage stage;
   const char* const none = nullptr;
