@@ -36,7 +36,7 @@ class Description {
 
   // A piece of text as it stands.
   void part(std::string_view text);
-  void part(const char* text) { part(std::string_view(text)); }
+  void part(const char* text) { part(text == nullptr ? std::string_view("(null)") : std::string_view(text)); }
   void part(const std::string& text) { part(std::string_view(text)); }
   void part(Base base);
   // The text of a value.

@@ -137,8 +137,9 @@ inline constexpr bool kIsKnownWhole<std::basic_string<Letter, Traits, Allocator>
 
 // A class that a host converts itself, or a text of its own: nobody knows whether it refers to what it was made of.
 template <class T>
-inline constexpr bool kIsOwnClass = std::is_class_v<T> && !std::is_empty_v<T> && !Described<T> &&
-                                    !std::is_constructible_v<Value, const T&> && !std::is_base_of_v<NSObject, T>;
+inline constexpr bool kIsOwnClass =
+    std::is_class_v<T> && !std::is_empty_v<T> && !Described<T> && !std::is_base_of_v<NSObject, T> &&
+    (TextLike<T> || !std::is_constructible_v<Value, const T&>);
 template <class T>
 inline constexpr bool kIsOwnWhole = kIsOwnClass<T> && !kIsKnownWhole<T> && (!std::ranges::range<T> || TextLike<T>);
 

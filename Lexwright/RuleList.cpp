@@ -11,7 +11,8 @@
 namespace tavlo {
 
 void RuleList::add(const std::vector<Ref<KorScannerRule>>& rules) {
-  for (const Ref<KorScannerRule>& rule : rules) {
+  const std::vector<Ref<KorScannerRule>> added = rules;  // which may be these
+  for (const Ref<KorScannerRule>& rule : added) {
     rules_.push_back(rule);
     firstBytes_.push_back(rule->firstBytes());
   }

@@ -239,7 +239,7 @@ class KorTemplateProfile::Folding {
   // What a frame adds to the text of a stack.
   struct Frame {
     std::string text;
-    std::size_t hash;
+    std::size_t hash = 0;
   };
 
   // Calls `visit` with each frame in which time was spent, while frames_ holds its stack.
@@ -260,10 +260,20 @@ class KorTemplateProfile::Folding {
   template <class Visit>
   void enter(const Node& node, const Visit& visit) {
     open_.push_back({&node, node.children.begin(), frames_.size()});
-    std::string frame = frameOf(node);
-    const std::size_t hash = std::hash<std::string>()(frame);
-    if (!frame.empty()) frames_.push_back({std::move(frame), hash});
+    const Frame& frame = frameAt(node);
+    if (!frame.text.empty()) frames_.push_back(&frame);
     if (node.time > Clock::duration::zero()) visit(node);
+  }
+
+  // Many nodes, one for each way there, have one frame.
+  const Frame& frameAt(const Node& node) {
+    const char* const name = node.name.isAbsent() ? nullptr : node.name.view().data();
+    const auto [entry, isNew] = knownFrames_.try_emplace({name, node.source.get(), node.statement.get()});
+    if (isNew) {
+      entry->second.text = frameOf(node);
+      entry->second.hash = std::hash<std::string>()(entry->second.text);
+    }
+    return entry->second;
   }
 
   std::string frameOf(const Node& node) {
@@ -285,7 +295,7 @@ class KorTemplateProfile::Folding {
         show(nullptr);
         index = frames_.size() - kFramesAtEnds;
       }
-      show(&frames_[index]);
+      show(frames_[index]);
     }
   }
 
@@ -315,8 +325,9 @@ class KorTemplateProfile::Folding {
 
   const Node& around_;
   LineNumbers lines_;
-  std::vector<Open> open_;                           // from the outermost to the innermost
-  std::vector<Frame> frames_;                        // of those that have a text
+  std::vector<Open> open_;            // from the outermost to the innermost
+  std::vector<const Frame*> frames_;  // of those that have a text
+  std::map<std::tuple<const char*, const KorTemplateSource*, const KorTemplateStatement*>, Frame> knownFrames_;
   std::unordered_map<std::uint64_t, Stack> stacks_;  // by hashes of their texts
 };
 

@@ -241,6 +241,18 @@ TEST(Description, IsBoundedWhereAValueHoldsItselfManyTimes) {
   EXPECT_EQ(limitReached([&] { (void)Description::of(value, 1 << 20); }), KorTemplateLimit::StringLength);
 }
 
+// As in every other format.
+TEST(Description, SaysWhereATextIsANullPointer) {
+  class Nameless final : public NSObject {
+   public:
+    void describe(Description& out) const override {
+      const char* const name = nullptr;
+      out.format("{ name: %@ }", name);
+    }
+  };
+  EXPECT_EQ(makeRef<Nameless>()->description(), "{ name: (null) }");
+}
+
 }  // namespace
 
 }  // namespace tavlo::test

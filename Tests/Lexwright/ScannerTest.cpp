@@ -234,6 +234,13 @@ TEST(RuleList, IsSharedByScannersOnSeveralThreads) {
   EXPECT_EQ(same, std::vector<int>(4, 200));
 }
 
+TEST(RuleList, TakesItsOwnRulesAgain) {
+  RuleList list(Rules{pattern("a", 'a'), pattern("b", 'b'), pattern("c", 'c')});
+  list.add(list.rules());
+  ASSERT_EQ(list.rules().size(), 6U);
+  EXPECT_EQ(list.rules()[5], list.rules()[2]);
+}
+
 TEST(RuleList, SkipsToTheOneByteThatMatters) {
   // All that makes tokens begins with "<", so that the way there is one search.
   const Ref<KorPartitionRule> block =

@@ -226,6 +226,17 @@ TEST(KorTemplateProfile, OfManyStatementsInDeepRecursionTakesTheTextOfThoseThatT
   EXPECT_FALSE(stage.profile->foldedStacks().empty());
 }
 
+// Hundreds of thousands of ways lead to a few frames with long names.
+TEST(KorTemplateProfile, OfManyWaysToOneFrameTakesItsTextOnce) {
+  const std::string name(256, 'f');
+  std::string text = "<? function " + name + "($p) ?><? if ($p > 0) ?>";
+  for (int call = 0; call < 4; ++call) text += "<? " + name + "($p - 1) ?>\n";
+  const ProfiledStage stage;
+  stage.runNamed("p", text + "<? endif ?><? endfunction ?><? " + name + "(9) ?>");
+  const WorkBound bound("folding the stacks of many ways");
+  EXPECT_FALSE(stage.profile->foldedStacks().empty());
+}
+
 // Two thousand statements, each behind 64 frames with long names.
 TEST(KorTemplateProfile, LeavesOutWhereTheLeastTimeWentOfVeryLongTexts) {
   const std::string name(250, 'f');
