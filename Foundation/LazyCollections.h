@@ -139,8 +139,7 @@ class LazyDictionaryByFunctions final : public LazyDictionary {
     ElementCounter work;
     lookBeforeHost();
     for (auto&& key : std::invoke(keys_)) {
-      lookBeforeElement<std::invoke_result_t<const Keys&>>();
-      if constexpr (!kIsPlainData<decltype(key)>) lookBeforeHost();
+      lookBeforeElement<std::invoke_result_t<const Keys&>, decltype(key)>();
       work.next();
       countWorkOnText(keys.emplace_back(std::string_view(key)).size());
     }

@@ -48,11 +48,13 @@ template <class Key, class T, class Allocator>
 requires kIsPlainData<Key>
 inline constexpr bool kIsStandardMap<std::unordered_map<Key, T, std::hash<Key>, std::equal_to<Key>, Allocator>> = true;
 
-// Before a container is asked for an element: any other may run a host's code.
-template <class C>
+// Before a container is asked for an element: any other may run a host's code, and so may an element of `Element` that
+// is read.
+template <class C, class Element = int>
 void lookBeforeElement() {
   using Container = std::remove_cvref_t<C>;
-  if constexpr (!kIsStandardList<Container> && !kIsStandardMap<Container>) lookBeforeHost();
+  constexpr bool kIsStandard = kIsStandardList<Container> || kIsStandardMap<Container>;
+  if constexpr (!kIsStandard || !kIsPlainData<Element>) lookBeforeHost();
 }
 
 }  // namespace tavlo

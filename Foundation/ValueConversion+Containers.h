@@ -108,8 +108,7 @@ std::vector<Value> valuesOf(List&& list) {
   if constexpr (std::ranges::sized_range<List>) values.reserve(static_cast<std::size_t>(std::ranges::size(list)));
   ElementCounter work;
   for (auto&& element : list) {
-    lookBeforeElement<List>();
-    if constexpr (!kIsPlainData<ElementOf<List>>) lookBeforeHost();
+    lookBeforeElement<List, ElementOf<List>>();
     work.next();
     if constexpr (givesElementsAway<List>()) {
       values.push_back(presentValueOf(std::move(element)));
@@ -248,8 +247,7 @@ struct ValueConversion<T> {
     if constexpr (std::ranges::sized_range<T>) dictionary->reserve(std::ranges::size(map));
     ElementCounter work;
     for (auto&& [key, mapped] : map) {
-      lookBeforeElement<Map>();
-      if constexpr (!kIsPlainData<Mapped>) lookBeforeHost();
+      lookBeforeElement<Map, Mapped>();
       work.next();
       countWorkOnText(std::string_view(key).size());
       dictionary->setObjectForKey(presentValueOf(static_cast<MappedOf<Map>&&>(mapped)), std::string_view(key));

@@ -113,7 +113,7 @@ std::string expectedClassNameFor([[maybe_unused]] const Value& value) requires r
   return expectedClassName<T>();
 }
 
-// Classes of the standard library, and references, that are what their parts are.
+// Classes of the standard library that refer to what their parts refer to, and to nothing else.
 template <class T>
 inline constexpr bool kIsKnownWhole = false;
 template <class First, class Second>

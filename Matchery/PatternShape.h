@@ -41,7 +41,8 @@ struct PatternShape {
   std::uint64_t weight = 0;
   // How many bytes of the pattern the engine's compiler goes through: into a group that is called once for each way
   // there, through what looks behind again for each group around it that does, and half as long through groups that are
-  // repeated, have alternatives or look around. The count ends soon after `kVisitsCounted`.
+  // repeated, have alternatives or a condition, or look around; a letter that is repeated is there as often. The count
+  // ends soon after `kVisitsCounted`.
   std::uint64_t visits = 0;
   // Whether it has classes, types or properties, in which a character beyond ASCII is searched for; and its bytes where
   // case may not matter, each of which may take as much memory as a hundred letters.

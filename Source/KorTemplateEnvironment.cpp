@@ -324,7 +324,6 @@ void KorTemplateEnvironment::beginExecution() {
     meter_.begin(cancellation_.get(), profile_.get());
     failedStatement_ = {};
     failure_.reset();
-    popFailed_ = false;
   }
   stackGuard_ = StackGuard::forThisThread(meter_.limits().stackLeft);
   ++executionDepth_;

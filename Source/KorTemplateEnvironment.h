@@ -364,10 +364,10 @@ class KorTemplateEnvironment final : public NSObject {
   static bool appendNumber(RawValue value, TextBuffer& text);
   void writeToStream(const Text& text);
   void flushOutput();
-  // The same for all streams that were the output stream in this execution.
+  // The same for all streams that were the output stream in this execution, which are kept for that.
+  void deliverOutput(std::size_t& left);
   std::size_t mostToDeliver() const noexcept;
   void keepToDeliver(const Ref<KorTemplateStream>& stream);
-  void deliverOutput(std::size_t& left);
   // Each of them once, the last of all the output stream; then null.
   [[gnu::visibility("hidden")]] Ref<KorTemplateStream> nextToDeliver() noexcept;
   // Settles whether output is appended to a text without further ado, which no limit may count then.

@@ -73,7 +73,7 @@ TEST(PublicHeaders, CompileInEveryStandardWithoutAWarning) {
 }
 
 // A class is hidden for good where it is first named so, whatever its own header says: programs cannot link with it.
-TEST(PublicHeaders, AreTheFirstToNameTheirClassesOrNameThemWhereTheyAreSeen) {
+TEST(PublicHeaders, NameNoPublicClassWhereAllIsHidden) {
   const std::regex naming(R"((?:class|struct) (\w+);)");
   const std::regex definition(R"((?:class|struct) (?:\[\[[^\]]*\]\] )?(\w+)\b.*\{.*)");
   std::set<std::string> seen;

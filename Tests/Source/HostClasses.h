@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -104,6 +105,13 @@ class EndingObject final : public NSObject {
 
  private:
   std::function<void()> body_;
+};
+
+// An exception that ends when nobody knows of it any more, and runs a host's code then.
+struct EndingFailure : std::runtime_error {
+  explicit EndingFailure(std::function<void()> end)
+      : std::runtime_error("ending"), ended(makeRef<EndingObject>(std::move(end))) {}
+  Ref<EndingObject> ended;
 };
 
 // An environment whose streams are recorded.

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <functional>
 #include <new>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -220,13 +219,6 @@ TEST(NestedExecutions, CountWhatIsToldOfThem) {
   }
   EXPECT_GE(steps[1], steps[0] + kNames * 1'000);
 }
-
-// An exception whose end runs a host's code.
-struct EndingFailure : std::runtime_error {
-  explicit EndingFailure(std::function<void()> end)
-      : std::runtime_error("ending"), ended(makeRef<EndingObject>(std::move(end))) {}
-  Ref<EndingObject> ended;
-};
 
 std::string told(const KorTemplateFailure& failure) {
   std::string text = failure.reason() + " at " + failure.place().description();

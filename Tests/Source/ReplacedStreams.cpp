@@ -3,7 +3,6 @@
 
 #include <functional>
 #include <new>
-#include <stdexcept>
 #include <string>
 #include <utility>
 #include <vector>
@@ -150,13 +149,6 @@ TEST(AnErrorStream, DeliversEachDiagnosticAtOnce) {
   EXPECT_NE(raisedBy([&] { stage.run("<? f(1) ?><? 1 / 0 ?>"); }), "nothing");
   EXPECT_EQ(errors->delivered, one + one);
 }
-
-// An exception that ends when nobody knows of it any more.
-struct EndingFailure : std::runtime_error {
-  explicit EndingFailure(std::function<void()> end)
-      : std::runtime_error("ending"), ended(makeRef<EndingObject>(std::move(end))) {}
-  Ref<EndingObject> ended;
-};
 
 TEST(AStream, DeliversWhatATemplateWritesThatAnExceptionsEndRuns) {
   const Stage stage;
