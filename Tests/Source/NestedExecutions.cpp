@@ -11,6 +11,7 @@
 #include "Foundation/HostObject.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSEnumerator.h"
+#include "Source/KorTemplateCallableFunction.h"
 #include "Source/KorTemplateObserver.h"
 #include "Tests/Foundation/Repeated.h"
 #include "Tests/Memory/WorkBound.h"

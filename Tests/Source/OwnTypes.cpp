@@ -80,7 +80,7 @@ struct ItemsByName {
 
 template <>
 struct ValueConversion<test::Word> {
-  static constexpr const char* kTypeName = "word";
+  [[maybe_unused]] static constexpr const char* kTypeName = "word";
   static constexpr const char* kExpected = "NSString";
   static std::optional<test::Word> fromValue(const Value& value) {
     const auto text = objectIn<std::string_view>(value);
@@ -90,7 +90,7 @@ struct ValueConversion<test::Word> {
 
 template <class Letter>
 struct ValueConversion<test::LetterRange<Letter>> {
-  static constexpr const char* kTypeName = "letters";
+  [[maybe_unused]] static constexpr const char* kTypeName = "letters";
   static constexpr const char* kExpected = "NSString";
   static std::optional<test::LetterRange<Letter>> fromValue(const Value& value) {
     const auto text = objectIn<std::string_view>(value);

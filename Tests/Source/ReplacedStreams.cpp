@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "Source/KorTemplateCallableFunction.h"
 #include "Tests/Memory/FailingMemory.h"
 #include "Tests/Source/HostClasses.h"
 
