@@ -1,6 +1,7 @@
 #include "Tool/InputFile.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -38,8 +39,14 @@ std::string readFile(const std::string& path) {
     if (size == content.size()) content.resize(size + std::max(kStep, size / 2));
     const ssize_t count = ::read(file.number(), content.data() + size, content.size() - size);
     if (count == 0) break;
-    if (count < 0 && errno != EINTR) raiseUnreadable(path, errno);
-    if (count > 0) size += static_cast<std::size_t>(count);
+    if (count > 0) {
+      size += static_cast<std::size_t>(count);
+    } else if (errno == EAGAIN) {
+      pollfd whenReadable{file.number(), POLLIN, 0};  // somebody who shares the file has made it non-blocking
+      ::poll(&whenReadable, 1, -1);
+    } else if (errno != EINTR) {
+      raiseUnreadable(path, errno);
+    }
   }
   content.resize(size);
   return content;

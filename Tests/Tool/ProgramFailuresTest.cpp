@@ -90,8 +90,8 @@ TEST(ProgramFailures, LeaveTheOldFileOrTheWholeNewOne) {
 
 // What a signal interrupts, or the system does in part, goes on.
 TEST(ProgramFailures, AreNoneWhereTheCallCanGoOn) {
-  constexpr FailingCall kCalls[] = {{"read", EINTR},   {"read", 0},  {"write", EINTR},
-                                    {"write", EAGAIN}, {"write", 0}, {"close", EINTR}};
+  constexpr FailingCall kCalls[] = {{"read", EINTR},   {"read", EAGAIN}, {"read", 0},     {"write", EINTR},
+                                    {"write", EAGAIN}, {"write", 0},     {"close", EINTR}};
   for (const FailingCall& call : kCalls) {
     int count = 1;
     const auto look = [](const WorkFolder& folder, ProgramRun& run) {
