@@ -126,6 +126,9 @@ std::optional<std::size_t> position(int answer, std::uint64_t retries) {
   raiseLimit(KorTemplateLimit::RegexRetries, retries);
 }
 
+// To look at a place takes as long as to go through some bytes.
+constexpr std::uint64_t kBytesOfPlace = 8;
+
 // The bytes that the engine may go through between two looks at a search that goes on.
 constexpr std::ptrdiff_t kBytesBetweenLooks = std::ptrdiff_t{1} << 20;
 
@@ -133,9 +136,9 @@ constexpr std::ptrdiff_t kBytesBetweenLooks = std::ptrdiff_t{1} << 20;
 // an exception: a limit that is reached ends the search, and is raised behind it.
 class Watch {
  public:
-  // `times`: how often the engine may go through the text between two calls. `bytesOfCall`: what else it may do, of the
-  // pattern alone.
-  explicit Watch(std::uint64_t times = 1, std::uint64_t bytesOfCall = 0) : times_(times), bytesOfCall_(bytesOfCall) {}
+  // `bytesOfPattern`: what the engine may go through of the pattern between two calls. `times`: how often of the text.
+  explicit Watch(std::size_t bytesOfPattern, std::uint64_t times = 1)
+      : bytesOfPattern_(bytesOfPattern), times_(times) {}
 
   // What the engine calls; it ends the search when the time is over.
   static int call(OnigCalloutArgs* arguments, void* watch) {
@@ -145,7 +148,7 @@ class Watch {
     int size = 0;
     (void)onig_get_used_stack_size_in_callout(arguments, &entries, &size);
     auto& itself = *static_cast<Watch*>(watch);
-    itself.unseen_ += itself.bytesOfCall_;
+    itself.unseen_ += kBytesOfPlace * itself.bytesOfPattern_;
     return itself.isOver(left, itself.times_, entries) ? ONIG_ABORT : ONIG_CALLOUT_SUCCESS;
   }
 
@@ -154,7 +157,7 @@ class Watch {
   bool isOver(std::ptrdiff_t bytes, std::uint64_t times = 1, int entries = 0) {
     constexpr std::ptrdiff_t kBytesOfCall = 64;
     constexpr std::uint64_t kBytesOfEntry = 2;
-    bytes_ += bytes + kBytesOfCall;
+    bytes_ += bytes + kBytesOfCall + static_cast<std::ptrdiff_t>(bytesOfPattern_);
     const auto most = static_cast<std::uint64_t>(kBytesBetweenLooks);
     unseen_ += static_cast<std::uint64_t>(bytes + kBytesOfCall) * std::min(times, most);
     unseen_ += static_cast<std::uint64_t>(std::max(entries, 0)) * kBytesOfEntry;
@@ -180,8 +183,8 @@ class Watch {
     return reached_ != nullptr;
   }
 
+  std::size_t bytesOfPattern_;
   std::uint64_t times_;
-  std::uint64_t bytesOfCall_;
   WorkCounter work_;
   std::chrono::steady_clock::time_point deadline_ = std::chrono::steady_clock::now() + kLongestSearch;
   std::ptrdiff_t bytes_ = 0;  // that are not counted yet
@@ -189,15 +192,19 @@ class Watch {
   std::exception_ptr reached_;
 };
 
-// Runs `match`, which takes the most retries, with so many of them. Where steps are limited it begins with few: those
-// that were not enough are counted, each as a step at least, and it begins again with more.
+// Runs `match`, which takes the most retries, with so many of them. Where steps are limited it begins with few, which
+// are not counted and go through little: those that were not enough are counted, each as a step at least, and it begins
+// again with more.
 template <class Match>
-int countingRetries(std::uint64_t bound, std::size_t bytesOfRetry, const Match& match) {
+int countingRetries(std::uint64_t bound, std::uint64_t bytesOfPattern, std::uint64_t bytesOfText, const Match& match) {
   constexpr std::uint64_t kFirst = 64;
+  constexpr std::uint64_t kBytesOfFirst = 8192;
   constexpr std::uint64_t kTimesMore = 4;
   WorkMeter* const meter = WorkMeter::ofThread();
   if (meter == nullptr || !meter->limitsSteps()) return match(bound);
-  for (std::uint64_t most = std::min(bound, kFirst);; most = std::min(bound, most * kTimesMore)) {
+  const std::uint64_t first = std::clamp(kBytesOfFirst / bytesOfPattern, std::uint64_t{1}, kFirst);
+  const std::uint64_t bytesOfRetry = bytesOfPattern + bytesOfText;
+  for (std::uint64_t most = std::min(bound, first);; most = std::min(bound, most * kTimesMore)) {
     const int answer = match(most);
     if (isOutOfRetries(answer)) meter->count(most + most * bytesOfRetry / WorkMeter::kBytesOfStep);
     if (!isOutOfRetries(answer) || most == bound) return answer;
@@ -253,9 +260,6 @@ std::uint64_t bytesOfLoop(const PatternShape& shape, std::uint64_t length) {
   return std::min(bytes, kTooMany);
 }
 
-// To look at a place takes as long as to go through some bytes.
-constexpr std::uint64_t kBytesOfPlace = 8;
-
 // The retries that a plain search of so long a text may take: between two of them the engine goes through the text at
 // most once for each loop, as often as counted quantifiers repeat it, and looks at each place as often.
 std::uint64_t plainRetries(const PatternShape& shape, std::size_t patternLength, std::size_t length) {
@@ -263,6 +267,15 @@ std::uint64_t plainRetries(const PatternShape& shape, std::size_t patternLength,
   const std::uint64_t once = patternLength + 1 + (loops > 0 ? bytesOfLoop(shape, length) : 0);
   const std::uint64_t times = std::max<std::uint64_t>(loops, 1) + kBytesOfPlace * shape.places;
   return kPlainSteps / std::min(kPlainSteps, once * times) / shape.repetitions;
+}
+
+// The bytes of the pattern that the engine goes through at most without a retry, but for its loops; no more than a
+// figure that is far too many. What a text must have as often as a quantifier counts is not repeated but for one row:
+// few are longer than a short text.
+std::uint64_t bytesOfWayThrough(const PatternShape& shape, std::size_t patternLength) {
+  constexpr std::uint64_t kTooMany = std::uint64_t{1} << 32;
+  const std::uint64_t ofTurn = std::min(kBytesOfPlace * shape.places + shape.turns + shape.row, kTooMany);
+  return patternLength + 1 + std::min(ofTurn * std::min(shape.repetitions, kTooMany), kTooMany);
 }
 
 // The retries that a search may always take at one place of so long a text; 0 where even one may take too long. A step
@@ -280,8 +293,8 @@ KorRegex::KorRegex(Ref<NSString> pattern, const PatternShape& shape)
       pattern_(std::move(pattern)),
       shape_(shape),
       lineStart_(LineStart::of(pattern_->view())),
-      retriesInShortTexts_(
-          std::min(plainRetries(shape, pattern_->view().size(), kTinySubject), kRetriesInTinySubject)) {
+      retriesInShortTexts_(std::min(plainRetries(shape, pattern_->view().size(), kTinySubject), kRetriesInTinySubject)),
+      bytesOfPattern_(bytesOfWayThrough(shape, pattern_->view().size())) {
   const std::string_view text = pattern_->view();
   OnigErrorInfo information;
   const int answer = compile(text, shape, syntaxOfPatterns(), compiled_, information);
@@ -365,10 +378,11 @@ bool KorRegex::matchesString(const NSString& subject, std::uint64_t retries) con
   WorkMeter* const meter = WorkMeter::ofThread();
   if (meter != nullptr) meter->countBytes(text.size());
   if (lineStart_.has_value() && !lineStart_->mayMatch(text)) return false;
+  if (meter != nullptr) meter->countBytes(bytesOfPattern_);
   checkStack();
   const std::uint64_t plain = std::min(retries, retriesForPlainSearch(searchedLength(text, subject.isASCII())));
   if (plain >= std::min(retries, kFewestRetries)) {
-    const int answer = countingRetries(plain, bytesOfRetry(text), [&](std::uint64_t most) {
+    const int answer = countingRetries(plain, bytesOfPattern_, bytesOfRetry(text), [&](std::uint64_t most) {
       return search(compiled_, text, parametersFor({most, most}));
     });
     if (meter != nullptr) meter->look();
@@ -387,7 +401,7 @@ bool KorRegex::matchesWatched(std::string_view text, std::uint64_t retries) cons
   const std::uint64_t bound = std::min(retries, kBytesAtOnePlace / (shape_.row + 1));
   const MatchParameters parameters = makeParameters();
   setRetries(*parameters, {text.size() <= kShortSubject ? bound : 0, bound});
-  Watch watch(shape_.namesakes, kBytesOfPlace * pattern_->view().size());
+  Watch watch(pattern_->view().size(), shape_.namesakes);
   onig_set_progress_callout_of_match_param(parameters.get(), &Watch::call);
   onig_set_callout_user_data_of_match_param(parameters.get(), &watch);
   const int answer = search(pattern, text, parameters.get());
@@ -421,11 +435,11 @@ bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries)
     return position(answer, retries).has_value();
   };
   if (pattern_->view().find("\\G") != std::string_view::npos) {
-    return matches(countingRetries(bound, bytesOfRetry(text), [&](std::uint64_t most) {
+    return matches(countingRetries(bound, bytesOfPattern_, bytesOfRetry(text), [&](std::uint64_t most) {
       return search(compiled_, text, parametersFor({most, most}));
     }));
   }
-  Watch watch;
+  Watch watch(pattern_->view().size());
   const std::uint64_t timesAtOnePlace =
       (std::max<std::uint64_t>(shape_.loops, 1) + kBytesOfPlace * shape_.places) * shape_.repetitions;
   const std::uint64_t bytesOfRetries = bound * shape_.row;
@@ -439,7 +453,7 @@ bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries)
       watch.settle();
       raiseSearchTime(retries);
     }
-    if (matches(countingRetries(bound, bytesOfRetry(text), [&](std::uint64_t most) {
+    if (matches(countingRetries(bound, bytesOfPattern_, bytesOfRetry(text), [&](std::uint64_t most) {
           return onig_match_with_param(compiled_, bytes(text), end, bytes(text) + at, nullptr, ONIG_OPTION_NONE,
                                        parametersFor({0, most}));
         }))) {

@@ -69,7 +69,7 @@ class KorRegex final : public NSObject {
 
   std::uint64_t retriesForPlainSearch(std::size_t length) const;
   std::size_t searchedLength(std::string_view text, bool isASCII) const;
-  // That the engine may go through between two retries.
+  // Of the text, that the engine may go through between two retries.
   std::size_t bytesOfRetry(std::string_view text) const noexcept { return shape_.loops > 0 ? text.size() : 1; }
   bool matchesWatched(std::string_view text, std::uint64_t retries) const;
   bool matchesPlaceByPlace(std::string_view text, std::uint64_t retries) const;
@@ -79,6 +79,7 @@ class KorRegex final : public NSObject {
   PatternShape shape_;
   std::optional<LineStart> lineStart_;
   std::uint64_t retriesInShortTexts_;             // what a plain search of a short text may take
+  std::uint64_t bytesOfPattern_;                  // that the engine may go through between two retries
   re_pattern_buffer* compiled_ = nullptr;         // freed with this object, as is the next
   mutable re_pattern_buffer* watched_ = nullptr;  // the pattern that calls out; null where there is none
   mutable Once watchedOnce_;

@@ -259,6 +259,32 @@ TEST(ExecutionLimits, CountHardSearchesInProportion) {
   }
 }
 
+// A search that is never retried, or once at each place, goes through the whole pattern all the same; half of that
+// counts at least.
+TEST(ExecutionLimits, CountTheWaysThroughALongPattern) {
+  struct Row {
+    std::string pattern;
+    std::string subject;
+    std::uint64_t least;
+  };
+  const Row rows[] = {
+      {repeated("(a)?", 15'000), "abc", 60'000 / 256},
+      {repeated("\\b", 30'000) + "(?!a| )", repeated("a ", 20), 20 * 60'000 / 256},
+      {repeated("\\y", 30'000) + "(?!\\w|-)", std::string(30, 'a'), 15 * 60'000 / 256},
+      {"(?x)" + repeated("\\b", 30'000) + "(?!a| )", repeated("a ", 20), 20 * 60'000 / 256},
+      {"(?:(?:|a){1000}){1000}", "", 1'000'000 / 256},
+      {"(?:a(?=a*))+" + repeated("\\B", 30'000) + "(?!a)", std::string(3'000, 'a'), 200'000},  // is watched
+  };
+  for (const Row& row : rows) {
+    const Stage stage;
+    stage.set("subject", row.subject);
+    stage.environment->setLimits(limitedSteps(1'000'000'000));
+    const std::string text = "<? $subject =~ /" + row.pattern + "/ ?>";
+    (void)limitTextOf([&] { stage.run(text); });  // the last one may take too long
+    EXPECT_GE(stage.environment->stepsTaken(), row.least) << row.pattern.substr(0, 20);
+  }
+}
+
 TEST(ExecutionLimits, MatchTheSameWhereStepsAreCounted) {
   struct Row {
     const char* pattern;
