@@ -11,8 +11,6 @@
 
 namespace tavlo {
 
-thread_local std::int32_t ValueSet::depth_ = 0;
-
 namespace {
 
 class SetEnumerator final : public NSEnumerator {
@@ -49,11 +47,10 @@ bool NSSet::isEqual(const NSObject& other, std::int32_t depth) const {
   if (other.kind() != ObjectKind::Set) return false;
   requireValueDepth(depth + 1);
   const auto& otherSet = static_cast<const NSSet&>(other);
-  const ValueSet::AtDepth inside(depth + 1);
   const WorkCounter work;
   return count() == otherSet.count() && std::ranges::all_of(members_, [&](const Value& member) {
            work.step();
-           return otherSet.containsObject(member);
+           return otherSet.index_.contains(member, depth + 1);
          });
 }
 

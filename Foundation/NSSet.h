@@ -26,40 +26,42 @@ class ValueSet {
     hash_ += HashSeed::ofProcess().mixed(member.hash, 0);
     return true;
   }
-  bool contains(const Value& value) const { return members_.contains({value.hash(), value}); }
+  // `depth`: how deep the collections lie whose values are compared.
+  bool contains(const Value& value, std::int32_t depth = 0) const {
+    return members_.contains(Sought{value.hash(), value, depth});
+  }
 
   // Of all that is there, in whatever order it came.
   std::uint64_t hash() const { return HashSeed::ofProcess().completed(hash_, HashKind::Set, members_.size()); }
-
-  // While it stands, values are compared as those of collections that lie that deep.
-  class AtDepth {
-   public:
-    explicit AtDepth(std::int32_t inner) : outer_(std::exchange(depth_, inner)) {}
-    ~AtDepth() { depth_ = outer_; }
-    AtDepth(const AtDepth&) = delete;
-    AtDepth& operator=(const AtDepth&) = delete;
-
-   private:
-    std::int32_t outer_;
-  };
 
  private:
   struct Member {
     std::size_t hash;
     Value value;
   };
+  struct Sought {
+    std::size_t hash;
+    const Value& value;
+    std::int32_t depth;
+  };
   struct Hash {
+    using is_transparent = void;
     std::size_t operator()(const Member& member) const noexcept { return member.hash; }
+    std::size_t operator()(const Sought& sought) const noexcept { return sought.hash; }
   };
   struct Equal {
+    using is_transparent = void;
     bool operator()(const Member& left, const Member& right) const {
+      return (*this)(Sought{left.hash, left.value, 0}, right);
+    }
+    bool operator()(const Member& left, const Sought& right) const { return (*this)(right, left); }
+    bool operator()(const Sought& left, const Member& right) const {
       if (left.hash != right.hash) return false;
-      const bool areEqual = left.value.isEqual(right.value, depth_);
+      const bool areEqual = left.value.isEqual(right.value, left.depth);
       if (!areEqual) WorkCounter().step();  // rare, unless somebody makes such values
       return areEqual;
     }
   };
-  static thread_local std::int32_t depth_;
 
   std::unordered_set<Member, Hash, Equal> members_;
   std::uint64_t hash_ = 0;

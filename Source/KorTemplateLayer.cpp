@@ -5,33 +5,34 @@
 
 namespace tavlo {
 
-void KorTemplateLayer::requireUnfrozen() const {
-  if (isFrozen_) failAssertion("A layer that is shared cannot change");
+void KorTemplateLayer::requireOpen() const {
+  if (state_ != State::Open) failAssertion("A layer that is shared cannot change");
 }
 
 void KorTemplateLayer::setValueForGlobalVariableWithName(const Value& variable, const Name& name) {
   requireParameter(!variable.isAbsent(), "variable != nil");
   requireParameter(!name.isAbsent(), "name != nil");
-  requireUnfrozen();
+  requireOpen();
   (void)globals_.set(name, variable);
 }
 
 void KorTemplateLayer::setFunctionForName(const Ref<KorTemplateFunction>& function, const Name& name) {
   requireParameter(function != nullptr, "function != nil");
   requireParameter(!name.isAbsent(), "name != nil");
-  requireUnfrozen();
+  requireOpen();
   (void)functions_.set(name, function);
 }
 
 void KorTemplateLayer::share() {
-  if (isFrozen_) return;
-  isFrozen_ = true;  // at once: the classes that are asked are a host's, and may not change the layer
+  if (state_ != State::Open) return;
+  state_ = State::BeingShared;  // the classes that are asked are a host's, and may not change the layer
   try {
     shareAll();
   } catch (...) {
-    isFrozen_ = false;
+    state_ = State::Open;
     throw;
   }
+  state_ = State::Frozen;
 }
 
 void KorTemplateLayer::shareAll() const {

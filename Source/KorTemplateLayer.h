@@ -40,13 +40,13 @@ class KorTemplateLayer final : public NSObject {
   // `NSInvalidArgumentException`, and freezes nothing of the layer, where it holds an object or a function of the
   // host's that several threads may not use at once: the class must answer canBeShared() with true.
   void share();
-  bool isFrozen() const noexcept { return isFrozen_; }
+  bool isFrozen() const noexcept { return state_ == State::Frozen; }
 
   // Absent where there is none of that name, which may not be absent.
   Value valueForGlobalVariableWithName(const Name& name) const;
   Ref<KorTemplateFunction> functionForName(const Name& name) const;
 
-  bool canBeShared() const override { return isFrozen_; }
+  bool canBeShared() const override { return state_ != State::Open; }  // it may hold itself
   const char* className() const override { return "KorTemplateLayer"; }
 
   // What the engine uses: lent, null where there is none.
@@ -57,12 +57,15 @@ class KorTemplateLayer final : public NSObject {
   }
 
  private:
-  void requireUnfrozen() const;
+  // While it is being shared it does not change, but may still be refused: no environment uses it.
+  enum class State : unsigned char { Open, BeingShared, Frozen };
+
+  void requireOpen() const;
   void shareAll() const;
 
   NameMap<Value> globals_;
   NameMap<Ref<KorTemplateFunction>> functions_;
-  bool isFrozen_ = false;
+  State state_ = State::Open;
 };
 
 }  // namespace tavlo

@@ -220,7 +220,7 @@ TEST(AFileDescriptorStream, WritesNothingTwiceWhereMemoryRunsOut) {
   const auto stream = KorTemplateFileDescriptorStream::streamWithDescriptor(pipe.writer());
   const StreamStage stage(stream);
   KorTemplateLimits limits;
-  limits.time = std::chrono::milliseconds(20);
+  limits.time = std::chrono::milliseconds(200);
   stage.environment->setLimits(limits);
   std::string text;
   for (int number = 0; number < 4'000; ++number) text += std::to_string(number) + " ";

@@ -162,6 +162,18 @@ TEST(ALayer, CannotChangeWhileItIsBeingShared) {
   EXPECT_TRUE(layer->isFrozen());
 }
 
+TEST(ALayer, IsNotUsedWhileItMayStillBeRefused) {
+  const Stage stage;
+  const Ref<KorTemplateLayer> layer = KorTemplateLayer::layer();
+  std::string answer;
+  const auto use = [&] { answer = raisedBy([&] { stage.environment->setLayer(layer); }); };
+  layer->setFunctionForName(makeRef<Asked>(use), "a");
+  layer->setFunctionForName(makeRef<HostFunction>([](auto&&...) -> Value { return 1; }), "b");
+  EXPECT_NE(raisedBy([&] { layer->share(); }), "nothing");
+  EXPECT_EQ(answer, "NSInvalidArgumentException: The layer is not frozen: call share() when it is complete");
+  EXPECT_EQ(stage.environment->layer(), nullptr);
+}
+
 // What templates consist of counts atomically from birth, also where a host has made it.
 TEST(ALayer, RefusesAsAGlobalWhatItRefusesAsAFunction) {
   const Ref<KorTemplateLayer> layer = KorTemplateLayer::layer();

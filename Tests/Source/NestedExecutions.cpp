@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <new>
@@ -11,6 +12,7 @@
 #include "Foundation/HostObject.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSEnumerator.h"
+#include "Foundation/NSSet.h"
 #include "Source/KorTemplateCallableFunction.h"
 #include "Source/KorTemplateObserver.h"
 #include "Tests/Foundation/Repeated.h"
@@ -294,5 +296,41 @@ TEST(NestedExecutions, ThatAnEndRunsLeaveAnEmptyStackToTheExecutionAroundThem) {
 }
 
 }  // namespace
+
+// An object that is equal to every other and runs something to find out.
+class AskingEqual final : public NSObject {
+ public:
+  explicit AskingEqual(std::function<void()> body) : body_(std::move(body)) {}
+
+  bool isEqual(const NSObject& /*other*/, std::int32_t /*depth*/) const override {
+    body_();
+    return true;
+  }
+  std::size_t hash() const override { return 1; }
+
+ private:
+  std::function<void()> body_;
+};
+
+TEST(NestedExecutions, CompareValuesAsDeepAsTheyLieThemselves) {
+  const Stage inner;
+  KorTemplateLimits limits;
+  limits.valueDepth = 3;
+  inner.environment->setLimits(limits);
+  const auto twoDeep = [](const Value& value) {
+    return NSArray::arrayWithObjects({NSArray::arrayWithObjects({value})});
+  };
+  inner.set("list", NSArray::arrayWithObjects({twoDeep(1), twoDeep(1)}));
+  const Stage outer;
+  const auto deepSet = [&] {
+    return twoDeep(twoDeep(NSSet::setWithObjects({Value(
+        makeRef<AskingEqual>([&] { inner.run("<? $x = $list.@distinctUnionOfObjects ?><?= $x.@count ?>"); }))})));
+  };
+  outer.set("left", deepSet());
+  outer.set("right", deepSet());
+  outer.run("<?= $left == $right ?>");
+  EXPECT_EQ(outer.text(), "1");
+  EXPECT_EQ(inner.text(), "1");
+}
 
 }  // namespace tavlo::test

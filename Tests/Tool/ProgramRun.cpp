@@ -29,10 +29,11 @@ void limit(int resource, std::uint64_t most) {
   if (::setrlimit(static_cast<__rlimit_resource>(resource), &limit) != 0) ::_exit(126);
 }
 
-// What is left to do before the program runs, which must not see what this one does with signals.
+// What is left to do before the program runs, which must not see what this one does with signals, or was told to do as
+// somebody's background job.
 void prepare(const ProgramRun::Streams& streams, std::vector<std::string>& environment) {
   for (std::string& variable : environment) ::putenv(variable.data());
-  for (const int signal : {SIGPIPE, SIGXFSZ}) ::signal(signal, SIG_DFL);
+  for (const int signal : {SIGPIPE, SIGXFSZ, SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU}) ::signal(signal, SIG_DFL);
   limit(RLIMIT_CORE, 0);
   if (streams.largestFile > 0) limit(RLIMIT_FSIZE, streams.largestFile);
   if (streams.memory > 0) limit(RLIMIT_AS, streams.memory);
