@@ -211,6 +211,38 @@ int countingRetries(std::uint64_t bound, std::uint64_t bytesOfPattern, std::uint
   }
 }
 
+// Blocks of memory that are asked for together, to see whether they are there.
+class HeldBlocks {
+ public:
+  HeldBlocks() = default;
+  HeldBlocks(const HeldBlocks&) = delete;
+  HeldBlocks& operator=(const HeldBlocks&) = delete;
+  ~HeldBlocks() {
+    while (last_ != nullptr) ::operator delete(std::exchange(last_, last_->before));
+  }
+
+  // `size`: at least that of a pointer.
+  const void* take(std::size_t size) {
+    last_ = new (::operator new(size)) Block{last_};
+    return last_;
+  }
+
+ private:
+  struct Block {
+    Block* before;
+  };
+  Block* last_ = nullptr;
+};
+
+// Whether the block begins right behind the header of pages of its own, as where the heap of a thread can grow no
+// further: each small block takes a page then, so that a large one says nothing of many small ones. Of other blocks it
+// holds rarely.
+bool mayHaveItsOwnPages(const void* block) {
+  constexpr std::uintptr_t kPage = 4096;
+  constexpr std::uintptr_t kHeader = 2 * sizeof(std::size_t);
+  return reinterpret_cast<std::uintptr_t>(block) % kPage == kHeader;
+}
+
 // Makes sure of the memory that compiling the pattern takes: raises `std::bad_alloc` where there is none. The engine
 // does not stand running out of it on the way, but may free a part of the pattern twice. What is made sure of is there
 // afterwards, unless another thread takes it.
@@ -218,7 +250,17 @@ void requireMemoryFor(std::string_view pattern, const PatternShape& shape) {
   constexpr std::size_t kLeast = std::size_t{16} * 1024;
   constexpr std::size_t kBytesOfByte = 1024;
   constexpr std::size_t kBytesOfWeight = std::size_t{32} * 1024;
-  ::operator delete(::operator new(kLeast + pattern.size() * kBytesOfByte + shape.weight * kBytesOfWeight));
+  constexpr std::size_t kBytesOfPiece =
+      std::size_t{64} * 1024;  // what malloc() takes from its heap, as all that is small
+  constexpr std::size_t kBytesOfNode = 128;
+  HeldBlocks held;
+  std::size_t size = 0;
+  for (std::size_t left = kLeast + pattern.size() * kBytesOfByte + shape.weight * kBytesOfWeight; left > 0;
+       left -= size) {
+    size = std::min(left, kBytesOfPiece);
+    if (!mayHaveItsOwnPages(held.take(std::max(size, kBytesOfNode)))) continue;
+    for (std::size_t node = 0; node < size; node += kBytesOfNode) held.take(kBytesOfNode);
+  }
 }
 
 // The engine's own syntax, but for what would let a pattern call the engine's functions and end a search as it likes.

@@ -1,12 +1,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
+#include <cstddef>
+#include <memory>
+#include <new>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "Matchery/KorRegex.h"
 #include "Tests/Foundation/Raised.h"
 #include "Tests/Foundation/Repeated.h"
+#include "Tests/Memory/FailingMemory.h"
 #include "Tests/Memory/WorkBound.h"
 
 namespace tavlo::test {
@@ -101,5 +109,45 @@ TEST(CompilationLimits, HoldForPatternsTogether) {
 }
 
 }  // namespace
+
+#ifndef TAVLO_MEMORY_IS_HIDDEN
+
+// Takes all the memory that there is but for `spare` bytes of pages, and compiles in what is left.
+void compileInLittleMemory(const std::string& pattern, std::size_t spare) {
+  std::vector<std::unique_ptr<char[]>> held;
+  held.reserve(1'000'000);
+  void* const pages = ::mmap(nullptr, spare, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+  for (const std::size_t size : {std::size_t{100'000}, std::size_t{1'000}, std::size_t{24}}) {
+    try {
+      while (true) held.emplace_back(new char[size]);
+    } catch (const std::bad_alloc&) {
+    }
+  }
+  ::munmap(pages, spare);
+  try {
+    (void)KorRegex::compileExpression(pattern);
+  } catch (const std::bad_alloc&) {
+  }
+}
+
+[[noreturn]] void compileInThreadsWithLittleMemory() {
+  constexpr rlimit kMost = {std::size_t{256} << 20, std::size_t{256} << 20};
+  ::setrlimit(RLIMIT_AS, &kMost);
+  // The heap of a thread other than the first cannot grow where there is no room for another one: what it lacks then is
+  // taken in pages.
+  std::thread([] {
+    (void)KorRegex::compileExpression("x");
+    for (const std::size_t times : {2U, 8U, 30U}) {
+      for (std::size_t pages = 10; pages < 40; ++pages) compileInLittleMemory(repeated("(a|b) ", times), pages * 4096);
+    }
+  }).join();
+  ::_exit(0);
+}
+
+TEST(FailedAllocations, InAThreadWhoseHeapIsFullLeaveThePatternUncompiled) {
+  EXPECT_EXIT(compileInThreadsWithLittleMemory(), testing::ExitedWithCode(0), testing::IsEmpty());
+}
+
+#endif
 
 }  // namespace tavlo::test
