@@ -106,7 +106,7 @@ void Description::part(Base base) {
 }
 
 void Description::part(const Value& value) {
-  work_.step();
+  WorkCounter().step();
   queued_.push_back({{}, value, {}});
 }
 
@@ -137,7 +137,7 @@ void Description::dictionary(const NSDictionary& dictionary) {
   Lines lines{.lines = {}, .separator = ";\n", .lastEnd = ";\n", .close = "}", .level = level_};
   for (const NSDictionary::Entry& entry : dictionary.entries()) lines.lines.push_back({entry.key, entry.value});
   std::ranges::sort(lines.lines, {}, [this](const Lines::Line& line) {
-    work_.step();
+    WorkCounter().step();
     return line.key.string()->view();
   });
   begin(std::move(lines), "{\n");
@@ -169,7 +169,7 @@ void Description::run(const Value& value) {
 
 // Writes the next line of a collection, or its end, and queues what comes behind.
 void Description::writeLine(const Piece& piece) {
-  work_.step();
+  WorkCounter().step();
   Lines& lines = *piece.lines;
   if (lines.next == lines.lines.size()) {
     indent(lines.level);
@@ -202,7 +202,7 @@ void Description::write(const Value& value) {
 
 void Description::count(std::size_t bytes) const {
   if (out_.size() + bytes > limit_) raiseLimit(KorTemplateLimit::StringLength, limit_);
-  work_.countBytes(bytes);
+  WorkCounter().countBytes(bytes);
 }
 
 void Description::append(std::string_view text) {

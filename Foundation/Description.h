@@ -78,7 +78,6 @@ class Description {
   void append(std::string_view text);
   void indent(std::int32_t level);
 
-  WorkCounter work_;
   std::uint64_t limit_;
   std::int32_t level_ = 0;  // of the collection that is being described
   std::string out_;

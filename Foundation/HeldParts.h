@@ -14,13 +14,21 @@ class HeldParts {
   // Has the conversions of this thread keep their parts here for as long as it lives.
   class Collecting {
    public:
-    explicit Collecting(HeldParts& parts) noexcept : outer_(exchange(&parts)) {}
+    explicit Collecting(HeldParts& parts) noexcept : Collecting(&parts) {}
     Collecting(const Collecting&) = delete;
     Collecting& operator=(const Collecting&) = delete;
     ~Collecting() { exchange(outer_); }
 
+   protected:
+    explicit Collecting(HeldParts* parts) noexcept : outer_(exchange(parts)) {}
+
    private:
     HeldParts* outer_;
+  };
+  // Around a host's code that runs between two conversions: those that it makes keep nothing for the one around them.
+  class SetAside : public Collecting {
+   public:
+    SetAside() noexcept : Collecting(nullptr) {}
   };
 
   // Called by a conversion; keeps nothing where nobody collects.

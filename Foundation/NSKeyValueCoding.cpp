@@ -5,6 +5,7 @@
 #include <limits>
 #include <utility>
 
+#include "Foundation/HeldParts.h"
 #include "Foundation/HostCalls.h"
 #include "Foundation/HostInstance.h"
 #include "Foundation/KorTemplateLimits.h"
@@ -469,11 +470,12 @@ bool findValueForKey(const Value& object, const NSString& key, Value& value) {
 }
 
 Value plainValue(const Value& value) {
-  if (!value.isObject()) return value;
+  const ObjectKind kind = value.isObject() ? value.object()->kind() : ObjectKind::Other;
+  if (kind != ObjectKind::LazyList && kind != ObjectKind::LazyDictionary) return value;
+  const HeldParts::SetAside aside;
   const NSObject* const object = value.object();
-  if (object->kind() == ObjectKind::LazyList) return static_cast<const LazyList*>(object)->array();
-  return object->kind() == ObjectKind::LazyDictionary ? static_cast<const LazyDictionary*>(object)->dictionary()
-                                                      : value;
+  if (kind == ObjectKind::LazyList) return static_cast<const LazyList*>(object)->array();
+  return static_cast<const LazyDictionary*>(object)->dictionary();
 }
 
 namespace {

@@ -121,6 +121,13 @@ class NSObject {
   bool isUniquelyReferenced() const noexcept { return count_.load(std::memory_order_relaxed) == kOne; }
   bool hasOneReference() const noexcept { return (count_.load(std::memory_order_acquire) & ~kSharedBit) == kOne; }
 
+  // Whether this thread holds another reference besides, so that to let go of one does not end the object. Another
+  // thread's may be gone by then.
+  bool isHeldElsewhere() const noexcept {
+    const auto count = count_.load(std::memory_order_relaxed);
+    return (count & kSharedBit) == 0 && count != kOne;
+  }
+
   // Whether several threads may hold the object; a collection then refuses changes.
   bool isShared() const noexcept { return (count_.load(std::memory_order_relaxed) & kSharedBit) != 0; }
 

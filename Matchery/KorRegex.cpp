@@ -93,17 +93,24 @@ void freeKnownParameters() noexcept {
   onig_free_match_param(std::exchange(knownParameters, nullptr));
 }
 
-OnigMatchParam* parametersFor(const Retries& retries) {
-  if (knownParameters == nullptr || knownRetries != retries) {
+// Those of one search. They stay for the thread's next one, unless nothing can be done when the thread ends.
+class SearchParameters {
+ public:
+  explicit SearchParameters(const Retries& retries) {
+    if (knownParameters != nullptr && knownRetries == retries) return;
     if (knownParameters == nullptr) {
-      knownParameters = makeParameters().release();
-      (void)ThreadEnd::run(freeKnownParameters);  // what cannot be lined up is lost at the thread's end
+      own_ = makeParameters();
+      if (ThreadEnd::run(freeKnownParameters)) knownParameters = own_.release();
     }
-    setRetries(*knownParameters, retries);
+    setRetries(*get(), retries);
     knownRetries = retries;
   }
-  return knownParameters;
-}
+
+  OnigMatchParam* get() const { return own_ == nullptr ? knownParameters : own_.get(); }
+
+ private:
+  MatchParameters own_;
+};
 
 int search(const re_pattern_buffer* compiled, std::string_view text, OnigMatchParam* parameters) {
   const OnigUChar* start = bytes(text);
@@ -425,7 +432,7 @@ bool KorRegex::matchesString(const NSString& subject, std::uint64_t retries) con
   const std::uint64_t plain = std::min(retries, retriesForPlainSearch(searchedLength(text, subject.isASCII())));
   if (plain >= std::min(retries, kFewestRetries)) {
     const int answer = countingRetries(plain, bytesOfPattern_, bytesOfRetry(text), [&](std::uint64_t most) {
-      return search(compiled_, text, parametersFor({most, most}));
+      return search(compiled_, text, SearchParameters({most, most}).get());
     });
     if (meter != nullptr) meter->look();
     const bool isSettled = !isOutOfRetries(answer) || (plain == retries && text.size() <= kShortSubject);
@@ -478,7 +485,7 @@ bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries)
   };
   if (pattern_->view().find("\\G") != std::string_view::npos) {
     return matches(countingRetries(bound, bytesOfPattern_, bytesOfRetry(text), [&](std::uint64_t most) {
-      return search(compiled_, text, parametersFor({most, most}));
+      return search(compiled_, text, SearchParameters({most, most}).get());
     }));
   }
   Watch watch(pattern_->view().size());
@@ -497,7 +504,7 @@ bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries)
     }
     if (matches(countingRetries(bound, bytesOfPattern_, bytesOfRetry(text), [&](std::uint64_t most) {
           return onig_match_with_param(compiled_, bytes(text), end, bytes(text) + at, nullptr, ONIG_OPTION_NONE,
-                                       parametersFor({0, most}));
+                                       SearchParameters({0, most}).get());
         }))) {
       return true;
     }
@@ -509,7 +516,7 @@ bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries)
 std::optional<std::size_t> KorRegex::matchEnd(std::string_view text, std::size_t offset) const {
   constexpr std::uint64_t kRetries = KorTemplateLimits{}.regexRetries;
   const int answer = onig_match_with_param(compiled_, bytes(text), bytes(text) + text.size(), bytes(text) + offset,
-                                           nullptr, ONIG_OPTION_NONE, parametersFor({kRetries, kRetries}));
+                                           nullptr, ONIG_OPTION_NONE, SearchParameters({kRetries, kRetries}).get());
   const std::optional<std::size_t> length = position(answer, kRetries);
   if (!length.has_value()) return {};
   return offset + *length;

@@ -179,8 +179,9 @@ class KorTemplateStackFrame final : public NSObject {
   KorTemplateStackFrame* findNextWithVariables() const noexcept;
   const Value* findInLongChain(const Name& name) const noexcept;
   bool hasChildren() const noexcept { return children_ != 0; }
+  // Another thread may let go of a shared object at any moment, and leave its end to this one.
   static bool endsQuietly(const Value& value) noexcept {
-    return !value.ownsObject() || value.object()->kind() == ObjectKind::String || !value.object()->hasOneReference();
+    return !value.ownsObject() || value.object()->kind() == ObjectKind::String || value.object()->isHeldElsewhere();
   }
   // Around what may give the frame a name that it did not have; the first answers with what the second takes.
   [[gnu::always_inline]] std::uint64_t beginChange() const noexcept {

@@ -1,16 +1,19 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/mman.h>
 #include <sys/resource.h>
 #include <unistd.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "Foundation/NSString.h"
 #include "Matchery/KorRegex.h"
 #include "Tests/Foundation/Raised.h"
 #include "Tests/Foundation/Repeated.h"
@@ -108,8 +111,6 @@ TEST(CompilationLimits, HoldForPatternsTogether) {
   }
 }
 
-}  // namespace
-
 #ifndef TAVLO_MEMORY_IS_HIDDEN
 
 // Takes all the memory that there is but for `spare` bytes of pages, and compiles in what is left.
@@ -148,6 +149,29 @@ TEST(FailedAllocations, InAThreadWhoseHeapIsFullLeaveThePatternUncompiled) {
   EXPECT_EXIT(compileInThreadsWithLittleMemory(), testing::ExitedWithCode(0), testing::IsEmpty());
 }
 
+// Nothing can be done at a thread's end where a process has taken all keys of what threads have of their own.
+[[noreturn]] void searchInThreadsWithoutKeys() {
+  pthread_key_t key = 0;
+  while (::pthread_key_create(&key, nullptr) == 0) {
+  }
+  const Ref<KorRegex> pattern = KorRegex::compileExpression("b+");
+  const Ref<NSString> text = NSString::stringWithUTF8("abbbc");
+  const auto search = [&] {
+    if (!pattern->matchesString(*text) || !pattern->matchesString(*text, 100)) ::_exit(1);
+  };
+  std::thread(search).join();
+  const std::int64_t before = allocationsKept();
+  for (int count = 0; count < 10; ++count) std::thread(search).join();
+  ::_exit(allocationsKept() == before ? 0 : 2);
+}
+
+TEST(FailedAllocations, OfAThreadsEndLeaveNothingOfItsSearches) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");  // a process of its own, in which no key was taken before
+  EXPECT_EXIT(searchInThreadsWithoutKeys(), testing::ExitedWithCode(0), testing::IsEmpty());
+}
+
 #endif
+
+}  // namespace
 
 }  // namespace tavlo::test

@@ -88,6 +88,21 @@ TEST(KorTemplateConditionalStatement, RunsTheListThatTheConditionChooses) {
   }
 }
 
+TEST(KorTemplateConditionalStatement, RunsNothingBehindAStatementThatReturns) {
+  const auto returning = [] {
+    return makeRef<KorTemplateReturnStatement>(KorTemplateLiteralExpression::expressionWithLiteral(1));
+  };
+  const auto late = [] { return conditional(true, {output("late")}, {}); };
+  for (const bool isElseif : {false, true}) {
+    const Stage stage;
+    const auto last = conditional(true, {output("a"), returning(), late()}, {});
+    const Ref<KorTemplateConditionalStatement> statement =
+        isElseif ? conditional(false, {}, {output("-"), late(), last}) : last;
+    EXPECT_ANY_THROW(statement->executeWithEnvironment(stage.get())) << "it returns";
+    EXPECT_EQ(stage.text(), isElseif ? "-latea" : "a");
+  }
+}
+
 TEST(KorTemplateConditionalStatement, TakesAnAbsentConditionForFalse) {
   const Stage stage;
   const Ref<KorTemplateConditionalStatement> node = conditional(true, {output("t")}, {output("f")});

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <new>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -295,8 +296,6 @@ TEST(NestedExecutions, ThatAnEndRunsLeaveAnEmptyStackToTheExecutionAroundThem) {
   EXPECT_EQ(result.failure().reason(), "Stack frame is empty");
 }
 
-}  // namespace
-
 // An object that is equal to every other and runs something to find out.
 class AskingEqual final : public NSObject {
  public:
@@ -332,5 +331,18 @@ TEST(NestedExecutions, CompareValuesAsDeepAsTheyLieThemselves) {
   EXPECT_EQ(outer.text(), "1");
   EXPECT_EQ(inner.text(), "1");
 }
+
+TEST(ADescription, OutlivesTheExecutionThatMadeIt) {
+  std::optional<Description> kept;
+  {
+    const Stage stage;
+    stage.environment->setFunction("make", [&] { kept.emplace(std::uint64_t{1'000}); });
+    stage.run("<? make() ?>");
+  }
+  kept->part(Value(NSArray::arrayWithObjects({1, "two"})));
+  SUCCEED() << "the sanitizers would have seen what is used of the environment";
+}
+
+}  // namespace
 
 }  // namespace tavlo::test

@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
@@ -13,6 +15,7 @@
 
 #include "Foundation/HostObject.h"
 #include "Foundation/LazyCollections.h"
+#include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Foundation/ValueConversion.h"
 #include "Source/KorTemplateCallableFunction.h"
@@ -140,6 +143,31 @@ TEST(AHostsOwnType, MayReferToItsValueWithinAContainer) {
     stage.run("<?= " + std::string(call) + " ?>");
     EXPECT_EQ(stage.text(), before + first + "+" + second) << call;
   }
+}
+
+TEST(AHostsOwnType, KeepsNothingOfConversionsThatHaveEnded) {
+  std::int64_t ended = 0;
+  std::vector<std::int64_t> endedBefore;
+  const Stage stage;
+  const Ref<KorTemplate> inner = KorTemplate::compile("<? count($fresh) ?>");
+  const Stage other;
+  other.environment->setFunction("count", [](const Value& list) { return objectOf<std::vector<Word>>(list).size(); });
+  const auto fresh = [&ended] {
+    return Value(
+        NSArray::arrayWithObjects({"word", NSArray::arrayWithObjects({makeRef<EndingObject>([&ended] { ++ended; })})}));
+  };
+  stage.environment->setGlobal("list", lazyList([] { return std::size_t{4}; },
+                                                [&](std::size_t /*index*/) {
+                                                  endedBefore.push_back(ended);
+                                                  (void)objectIn<std::tuple<Word, std::vector<Value>>>(fresh());
+                                                  other.set("fresh", fresh());
+                                                  inner->executeWithEnvironment(other.get());
+                                                  return std::string("word");
+                                                }));
+  stage.environment->setFunction("words", [](const std::vector<Word>& all) { return all.size(); });
+  stage.run("<?= words($list) ?>");
+  EXPECT_EQ(stage.text(), "4");
+  EXPECT_EQ(endedBefore, (std::vector<std::int64_t>{0, 1, 3, 5}));
 }
 
 TEST(AHostsOwnRange, KeepsItsElementsWhereItOnlyRefersToThem) {

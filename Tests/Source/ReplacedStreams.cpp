@@ -139,6 +139,22 @@ TEST(Streams, ThatReplaceOneAnotherEndTheExecution) {
   EXPECT_LT(first->flushes, 2'000);
 }
 
+TEST(Streams, ThatReplaceOneAnotherAndFailEndTheExecution) {
+  const Stage stage;
+  Ref<ActingStream> first;
+  Ref<ActingStream> second;
+  const auto replaceBy = [&stage](const Ref<ActingStream>& next) {
+    stage.environment->setOutputStream(next);
+    NSException::raise(NSGenericException, "No room");
+  };
+  first = makeRef<ActingStream>([&] { replaceBy(second); });
+  second = makeRef<ActingStream>([&] { replaceBy(first); });
+  stage.environment->setOutputStream(first);
+  EXPECT_EQ(raisedBy([&] { stage.run("text"); }), "NSGenericException: No room");
+  EXPECT_EQ(raisedBy([&] { stage.run("text<? 1 / 0 ?>"); }), "NSGenericException: Divide by zero");
+  EXPECT_LT(first->flushes, 3'000);
+}
+
 TEST(AnErrorStream, DeliversEachDiagnosticAtOnce) {
   const Stage stage;
   const Ref<GatheringStream> errors = makeRef<GatheringStream>();

@@ -207,6 +207,59 @@ TEST(Threads, TakeAnEnvironmentOverFromOneAnother) {
   EXPECT_EQ(stage.text(), "1,2,3,4,");
 }
 
+// Another thread may let go of a shared object at any moment; the end then takes the scopes away that are being left.
+TEST(Threads, LetGoOfWhatAScopeHolds) {
+  class TakingFrames final : public NSObject {
+   public:
+    explicit TakingFrames(KorTemplateEnvironment* environment)
+        : environment_(environment), thread_(std::this_thread::get_id()) {}
+    ~TakingFrames() override {
+      if (std::this_thread::get_id() == thread_) environment_->stack()->frames().removeAll();
+    }
+    bool canBeShared() const override { return true; }
+
+   private:
+    KorTemplateEnvironment* environment_;
+    std::thread::id thread_;
+  };
+  std::atomic<const NSObject*> lent{nullptr};
+  std::atomic<bool> isOver{false};
+  std::thread other([&] {
+    for (unsigned round = 0; !isOver; ++round) {
+      const NSObject* const object = lent.load();
+      if (object == nullptr) continue;
+      for (std::atomic<unsigned> wait = round % 200; wait > 0; --wait) {
+      }
+      object->release();
+      lent.store(nullptr);
+    }
+  });
+  for (const char* const text : {"<? foreach ($x in $list) ?><? lend() ?><? endforeach ?>",
+                                 "<? if (true) ?><? $x = $list.@lastObject ?><? lend() ?><? endif ?>"}) {
+    const Ref<KorTemplate> compiled = KorTemplate::compile(text);
+    for (int round = 0; round < 1'000; ++round) {
+      const Stage stage;
+      const Ref<NSMutableArray> list = NSMutableArray::array();
+      list->addObject(Value(makeRef<TakingFrames>(stage.get())));
+      list->elements()[0].share();
+      stage.set("list", list);
+      stage.define("lend", [&](KorTemplateEnvironment*, ListArgument<Value>) -> Value {
+        const NSObject* const object = list->elements()[0].object();
+        if (object == nullptr) return 1;
+        object->retain();
+        list->replaceObjectAtIndex(0, 1);
+        lent.store(object);
+        return 1;
+      });
+      (void)compiled->tryExecuteWithEnvironment(stage.get());
+      while (lent.load() != nullptr) {
+      }
+    }
+  }
+  isOver = true;
+  other.join();
+}
+
 TEST(Threads, CompileOneSharedTextAtOnce) {
   const Ref<NSString> text = NSString::stringWithUTF8("a<?= $x ?>b<?= $y ?>c");
   Value(text).share();
