@@ -136,7 +136,7 @@ void Description::set(const NSSet& set) {
 void Description::dictionary(const NSDictionary& dictionary) {
   Lines lines{.lines = {}, .separator = ";\n", .lastEnd = ";\n", .close = "}", .level = level_};
   for (const NSDictionary::Entry& entry : dictionary.entries()) lines.lines.push_back({entry.key, entry.value});
-  std::ranges::sort(lines.lines, {}, [this](const Lines::Line& line) {
+  std::ranges::sort(lines.lines, {}, [](const Lines::Line& line) {
     WorkCounter().step();
     return line.key.string()->view();
   });
