@@ -9,6 +9,7 @@
 #include "Foundation/HostObject.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
+#include "Source/KorTemplateCallableFunction.h"
 #include "Source/KorTemplateLayer.h"
 #include "Source/KorTemplateParser.h"
 #include "Source/KorTemplateStringStream.h"
