@@ -97,16 +97,19 @@ FailureWatch::SharedTrace FailureWatch::sharedTraceAt(const Position& at) noexce
 }
 
 void FailureWatch::noteUnwinding(const Position& at) noexcept {
-  if (unwinding_.trace == nullptr) unwinding_ = {sharedTraceAt(at), std::uncaught_exceptions()};
+  if (unwinding_.trace != nullptr && unwinding_.statement == at.statement) return;
+  unwinding_ = {sharedTraceAt(at), std::uncaught_exceptions(), at.statement};
 }
 
 FailureWatch::SharedTrace FailureWatch::traceOfCurrentException(const Position& at) noexcept {
   std::exception_ptr current = std::current_exception();
   // One that is still on its way has nothing to do with what was raised and caught meanwhile.
   const bool isCaught = current == nullptr || std::uncaught_exceptions() < unwinding_.exceptions;
-  SharedTrace unwinding = isCaught ? takeUnwinding().trace : nullptr;
+  const Unwinding noted = isCaught ? takeUnwinding() : Unwinding();
+  // A host's own node may have caught the one that was noted, and another one has followed.
+  const bool isOfAnother = noted.statement != at.statement;
   if (current != nullptr && current == exception_) return trace_;
-  SharedTrace trace = unwinding != nullptr ? std::move(unwinding) : sharedTraceAt(at);
+  SharedTrace trace = noted.trace == nullptr || isOfAnother ? sharedTraceAt(at) : noted.trace;
   // The old one's end may run templates, which raise others.
   while (exception_ != nullptr) const std::exception_ptr old = std::exchange(exception_, nullptr);
   exception_ = std::move(current);

@@ -25,8 +25,9 @@ class FailureWatch {
 
   // An exception that nobody has caught yet.
   struct Unwinding {
-    SharedTrace trace;   // absent for none
-    int exceptions = 0;  // on their way when it was noted, itself included
+    SharedTrace trace;                                // absent for none
+    int exceptions = 0;                               // on their way when it was noted, itself included
+    const KorTemplateStatement* statement = nullptr;  // that ran then, and runs for as long as nobody catches it
   };
 
   // An exception leaves the innermost level, which is there still.

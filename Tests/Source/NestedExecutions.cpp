@@ -296,6 +296,42 @@ TEST(NestedExecutions, ThatAnEndRunsLeaveAnEmptyStackToTheExecutionAroundThem) {
   EXPECT_EQ(result.failure().reason(), "Stack frame is empty");
 }
 
+// A statement of a host's that keeps the failures of the one inside it to itself.
+class TryingStatement final : public KorTemplateStatement {
+ public:
+  explicit TryingStatement(Ref<KorTemplateStatement> inner) : inner_(std::move(inner)) {}
+
+  void executeWithEnvironment(KorTemplateEnvironment* environment) override { executePublicly(*environment); }
+  Completion execute(KorTemplateEnvironment& environment) override {
+    try {
+      return inner_->execute(environment);
+    } catch (const NSException&) {
+      return Completion::wentOn();
+    }
+  }
+  Ref<KorTemplateStatement> copyWithZone(NSZone* /*zone*/) const override { return makeRef<TryingStatement>(inner_); }
+  const char* className() const override { return "TryingStatement"; }
+
+ private:
+  Ref<KorTemplateStatement> inner_;
+};
+
+TEST(NestedExecutions, WhoseFailureAHostsStatementKeepsLeaveTheNextOneItsPlace) {
+  for (const char* const text :
+       {"a\n<?= 2 < \"y\" ?>", "<? function f() ?><? 2 < \"y\" ?><? endfunction ?>\n<? f() ?>"}) {
+    const Stage stage;
+    std::string diagnostic;
+    stage.environment->setDiagnosticCallback([&](const KorTemplateFailure& failure) { diagnostic = failure.text(); });
+    const Ref<KorTemplate> outer = KorTemplate::compile(text, KorTemplateCompileOptions{.name = "outer"});
+    const Ref<KorTemplate> inner =
+        KorTemplate::compile("\n\n\n\n<?= 1 < \"x\" ?>", KorTemplateCompileOptions{.name = "inner"});
+    outer->insertObjectInStatementsAtIndex(makeRef<TryingStatement>(inner), 0);
+    const KorTemplateResult<void> result = outer->tryExecuteWithEnvironment(stage.get());
+    const std::string told = result ? diagnostic : result.failure().text();
+    EXPECT_EQ(told.substr(0, 6), "outer:") << told;
+  }
+}
+
 // An object that is equal to every other and runs something to find out.
 class AskingEqual final : public NSObject {
  public:
