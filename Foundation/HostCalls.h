@@ -2,6 +2,7 @@
 
 #include "Foundation/NSEnumerator.h"
 #include "Foundation/NSObject.h"
+#include "Foundation/StackGuard.h"
 #include "Foundation/Value.h"
 #include "Foundation/WorkMeter.h"
 
@@ -9,10 +10,13 @@
 namespace tavlo {
 
 // Before a function of the object is called that its class overrides: looks whether the thread's execution may go on
-// where the class may be a host's, as lookBeforeHost() does.
+// where the class may be a host's, as lookBeforeHost() does, and whether there is stack for what asks another object,
+// and so on.
 inline void lookBeforeCalling(const NSObject& object) {
-  if (object.kind() == ObjectKind::Other) [[unlikely]]
-    lookBeforeHost();
+  if (object.kind() != ObjectKind::Other) [[likely]]
+    return;
+  checkStack();
+  lookBeforeHost();
 }
 
 // The next element of a walk, before which it looks so.

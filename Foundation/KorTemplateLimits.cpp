@@ -61,10 +61,9 @@ void raiseLimit(KorTemplateLimit limit, std::uint64_t value) {
 }
 
 void requireValueDepth(std::int32_t depth) {
-  constexpr std::int32_t kLevelsBetweenChecks = 16;
   const WorkMeter* const meter = WorkMeter::ofThread();
   const std::int32_t bound = meter == nullptr ? KorTemplateLimits{}.valueDepth : meter->valueDepth();
-  if (depth % kLevelsBetweenChecks == 0) checkStack();
+  checkStack();  // each time: a host's class may count itself, and be asked for every second depth only
   if (depth > bound) raiseLimit(KorTemplateLimit::ValueDepth, static_cast<std::uint64_t>(bound));
 }
 

@@ -5,7 +5,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <limits>
 #include <new>
+
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -72,8 +75,11 @@ void StackGuard::fail() const {
   raiseLimit(KorTemplateLimit::Stack, bytesLeft_);
 }
 
-void checkStack() {
-  StackGuard::forThisThread(KorTemplateLimits{}.stackLeft).check();
+void checkStack(std::uint64_t more) {
+  const WorkMeter* const meter = WorkMeter::ofThread();
+  const std::uint64_t bytesLeft = std::max(meter == nullptr ? 0 : meter->stackLeft(), KorTemplateLimits{}.stackLeft);
+  constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
+  StackGuard::forThisThread(bytesLeft < kMost - more ? bytesLeft + more : kMost).check();
 }
 
 }  // namespace tavlo

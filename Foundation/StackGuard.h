@@ -49,7 +49,8 @@ class StackGuard {
   std::uint64_t bytesLeft_ = 0;
 };
 
-// Raises when recursion that has no environment at hand comes too near the end of the running thread's stack.
-void checkStack();
+// Raises when recursion that has no environment at hand comes too near the end of the running thread's stack: there
+// must be left what the limits of the thread's execution say, the default at least, and `more` bytes.
+void checkStack(std::uint64_t more = 0);
 
 }  // namespace tavlo

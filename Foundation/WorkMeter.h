@@ -49,7 +49,11 @@ class [[gnu::visibility("default")]] WorkMeter {
   bool limitsSteps() const noexcept {
     return limitsSteps_;
   }
-  // How deep values may be nested, and how long a string may be that is made, in bytes.
+  // What must be left of the thread's stack, in bytes, how deep values may be nested, and how long a string may be that
+  // is made, in bytes.
+  std::uint64_t stackLeft() const noexcept {
+    return stackLeft_;
+  }
   std::int32_t valueDepth() const noexcept {
     return valueDepth_;
   }
@@ -84,6 +88,7 @@ class [[gnu::visibility("default")]] WorkMeter {
   std::int64_t granted_ = 0;
   bool limitsSteps_ = false;
   bool looksOften_ = false;  // whether the execution may be over at any moment
+  std::uint64_t stackLeft_ = 0;
   std::int32_t valueDepth_ = 0;
   std::uint64_t stringLength_ = 0;
   // NOLINTEND(*-non-private-member-variables-in-classes)

@@ -297,7 +297,7 @@ int compile(std::string_view pattern, const PatternShape& shape, const OnigSynta
 void requireStackFor(const PatternShape& shape) {
   constexpr std::uint64_t kBytesOfLevel = 2560;
   const std::uint64_t levels = static_cast<std::uint64_t>(shape.depth) + static_cast<std::uint64_t>(shape.depthOfCalls);
-  StackGuard::forThisThread(KorTemplateLimits{}.stackLeft + levels * kBytesOfLevel).check();
+  checkStack(levels * kBytesOfLevel);
 }
 
 // The bytes that one loop of the pattern goes through in a text of so many, at most; no more than a figure that is far

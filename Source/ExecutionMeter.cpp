@@ -12,6 +12,7 @@ namespace tavlo {
 void ExecutionMeter::setLimits(const KorTemplateLimits& limits) noexcept {
   limits_ = limits;
   limitsSteps_ = limits.steps.has_value();
+  stackLeft_ = limits.stackLeft;
   valueDepth_ = std::max(limits.valueDepth, 0);
   stringLength_ = limits.stringLength;
   isWatched_ = limits.time.has_value() || limits.output.has_value();

@@ -20,6 +20,7 @@ class KorTemplateProfile;
 class [[gnu::visibility("default")]] ExecutionMeter final : public WorkMeter {
  public:
   explicit ExecutionMeter(const KorTemplateEnvironment& environment) : environment_(environment) {
+    stackLeft_ = limits_.stackLeft;
     valueDepth_ = limits_.valueDepth;
     stringLength_ = limits_.stringLength;
   }

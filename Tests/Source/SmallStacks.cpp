@@ -1,13 +1,19 @@
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
+#include "Foundation/Description.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
+#include "Foundation/NSKeyValueCoding.h"
 #include "Source/KorTemplateRendering.h"
 #include "Tests/Foundation/Repeated.h"
 #include "Tests/Foundation/SmallStack.h"
@@ -283,6 +289,84 @@ TEST(SmallStacks, EndWhatIsDoneWithDeepValuesCleanly) {
       }
     }
   }
+}
+
+// A host's object that answers by what it wraps, and counts itself as a level where it compares. Each of its functions
+// takes so many bytes of the stack.
+template <std::size_t kBytes>
+class Wrapper final : public NSObject {
+ public:
+  explicit Wrapper(Value inner) : inner_(std::move(inner)) {}
+
+  bool isEqual(const NSObject& other, std::int32_t depth) const override {
+    const auto* const wrapper = dynamic_cast<const Wrapper*>(&other);
+    return taking([&] { return wrapper != nullptr && inner_.isEqual(wrapper->inner_, depth + 1); });
+  }
+  std::optional<bool> isLessThan(const Value& other) const override {
+    const auto* const wrapper = dynamic_cast<const Wrapper*>(other.object());
+    return taking([&] { return wrapper == nullptr ? std::nullopt : inner_.isLessThan(wrapper->inner_); });
+  }
+  std::size_t hash() const override {
+    return taking([&] { return inner_.hash() + 1; });
+  }
+  void describe(Description& out) const override {
+    out.part(taking([&] { return inner_.description(); }));
+  }
+  bool findValueForKey(const NSString& key, Value& value) const override {
+    return taking([&] { return tavlo::findValueForKey(inner_, key, value); });
+  }
+  const char* className() const override { return "Wrapper"; }
+
+ private:
+  template <class Body>
+  [[gnu::noinline]] static auto taking(const Body& body) {
+    volatile char room[kBytes];
+    for (std::size_t at = 0; at < kBytes; at += 1024) room[at] = 1;
+    auto answer = body();
+    return room[0] == 1 ? answer : throw std::logic_error("the frame was overwritten");
+  }
+
+  Value inner_;
+};
+
+template <std::size_t kBytes>
+Value wrapped(int times, bool isInLists) {
+  Value value = 1;
+  for (int time = 0; time < times; ++time) {
+    if (isInLists) value = NSArray::arrayWithObjects({value});
+    value = makeRef<Wrapper<kBytes>>(value);
+  }
+  return value;
+}
+
+template <std::size_t kBytes>
+void useWrapped(std::size_t bytesOfStack, std::uint64_t stackLeft, int times) {
+  for (const bool isInLists : {false, true}) {
+    for (const char* const use :
+         {"<? $x = ($a == $b) ?>", "<? $x = ($a < $b) ?>", "<? $x = $list.@distinctUnionOfObjects ?>",
+          "<? $x = \"\" + $a ?>", "<?= $a.key ?>"}) {
+      const std::string end = outcomeOnStackOf(bytesOfStack, [&] {
+        const Stage stage;
+        KorTemplateLimits limits;
+        limits.stackLeft = stackLeft;
+        limits.valueDepth = 1'000'000;
+        stage.environment->setLimits(limits);
+        stage.set("a", wrapped<kBytes>(times, isInLists));
+        stage.set("b", wrapped<kBytes>(times, isInLists));
+        stage.set("list", NSArray::arrayWithObjects({stage.global("a"), stage.global("b")}));
+        stage.run(use);
+      });
+      EXPECT_EQ(end, "stack") << use << ", in lists: " << isInLists;
+    }
+  }
+}
+
+TEST(SmallStacks, AreGuardedWhereAHostsObjectsAskOneAnother) {
+  useWrapped<200>(256 * kKibibyte, KorTemplateLimits{}.stackLeft, 5'000);
+}
+
+TEST(SmallStacks, HaveAsMuchLeftForAHostsObjectsAsTheLimitsSay) {
+  useWrapped<200 * kKibibyte>(8 * kKibibyte * kKibibyte, 1024 * kKibibyte, 100);
 }
 
 }  // namespace
