@@ -95,6 +95,7 @@ bool NSDictionary::isEqual(const NSObject& other, std::int32_t depth) const {
   // By index, holding both: comparing may run a host's code, which may change the dictionaries.
   for (std::size_t index = 0; index < entries_.size(); ++index) {
     work.step();
+    work.countBytes(entries_[index].key->byteLength());
     const Value* found = otherDictionary.find(*entries_[index].key);
     if (found == nullptr) return false;
     const Value left = entries_[index].value;

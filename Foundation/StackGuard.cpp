@@ -79,7 +79,10 @@ void checkStack(std::uint64_t more) {
   const WorkMeter* const meter = WorkMeter::ofThread();
   const std::uint64_t bytesLeft = std::max(meter == nullptr ? 0 : meter->stackLeft(), KorTemplateLimits{}.stackLeft);
   constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
-  StackGuard::forThisThread(bytesLeft < kMost - more ? bytesLeft + more : kMost).check();
+  const std::uint64_t wanted = bytesLeft < kMost - more ? bytesLeft + more : kMost;
+  if (areBoundsKnown && stackAddress() - knownBounds.low > wanted) [[likely]]
+    return;  // also where the stack is none that the system knows
+  StackGuard::forThisThread(wanted).check();
 }
 
 }  // namespace tavlo

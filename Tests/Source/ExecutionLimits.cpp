@@ -82,6 +82,9 @@ void setVariables(const Stage& stage) {
   stage.set("deep", deep);
   stage.set("long", std::string(2560, 'x'));
   stage.set("same", std::string(2560, 'x'));
+  for (const char* const name : {"keyed", "alike"}) {
+    stage.set(name, NSDictionary::dictionaryWithEntries({{std::string(2560, 'k'), 1}}));
+  }
   stage.set("numbers", lazySequence([] {
               return [number = 0]() mutable { return number < 4 ? std::optional<int>(number++) : std::nullopt; };
             }));
@@ -141,6 +144,7 @@ TEST(ExecutionLimits, TakeExactlyAsManyStepsAsTheyAllow) {
       {"<?= $list == $list ?>", 3},
       {"<?= $long ?>", 2 + 10},
       {"<?= $long == $same ?>", 3 + 10},
+      {"<?= $keyed == $alike ?>", 3 + 1 + 10},
       {"<?= $long.uppercaseString ?>", 2 + 10 + 10},
       {"<?= $long =~ /^y/ ?>", 3 + 10},
       {"<?= copy($long) ?>", 3 + 10},
