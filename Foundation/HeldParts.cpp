@@ -13,7 +13,8 @@ HeldParts* HeldParts::exchange(HeldParts* parts) noexcept {
 }
 
 void HeldParts::hold(const Value& part) {
-  if (collectingParts != nullptr) collectingParts->parts_.push_back(part);
+  if (collectingParts == nullptr || collectingParts->execution_ != WorkMeter::Scope::latest()) return;
+  collectingParts->parts_.push_back(part);
 }
 
 }  // namespace tavlo

@@ -19,6 +19,10 @@ WorkMeter::Scope::Scope(WorkMeter& meter) noexcept : meter_(&meter), outer_(std:
   meterOfThread = meter_;
 }
 
+const WorkMeter::Scope* WorkMeter::Scope::latest() noexcept {
+  return latestScope;
+}
+
 WorkMeter::Scope::~Scope() {
   Scope** scope = &latestScope;
   while (*scope != nullptr && *scope != this) scope = &(*scope)->outer_;

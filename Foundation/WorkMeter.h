@@ -73,6 +73,9 @@ class [[gnu::visibility("default")]] WorkMeter {
     Scope& operator=(const Scope&) = delete;
     ~Scope();
 
+    // The latest one on this thread that has not ended; null for none.
+    static const Scope* latest() noexcept;
+
    private:
     WorkMeter* meter_;
     Scope* outer_;  // the one that began before

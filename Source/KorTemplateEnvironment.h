@@ -11,7 +11,6 @@
 #include <utility>
 #include <vector>
 
-#include "Foundation/HeldParts.h"
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSObject.h"
 #include "Foundation/NSString.h"
@@ -323,7 +322,6 @@ class KorTemplateEnvironment final : public NSObject {
     StackGuard outerGuard_;  // of the thread that runs what is around this, which may be another
     FailureWatch::Unwinding outerUnwinding_;
     bool outerPopFailed_;
-    HeldParts::SetAside outerParts_;  // of a conversion that runs this execution
     std::optional<WorkMeter::Scope> meterOfThread_;
   };
 
