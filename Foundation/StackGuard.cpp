@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <limits>
 #include <new>
@@ -42,6 +43,9 @@ StackBounds askForBounds() {
 [[gnu::tls_model("initial-exec")]] constinit thread_local StackBounds knownBounds;
 [[gnu::tls_model("initial-exec")]] constinit thread_local bool areBoundsKnown = false;
 
+// The most that the limits of any environment want left.
+constinit std::atomic<std::uint64_t> mostBytesLeft{KorTemplateLimits{}.stackLeft};
+
 // Asked for once a thread: for the main thread the system reads a file to answer.
 const StackBounds& boundsOfThisThread() {
   if (!areBoundsKnown) [[unlikely]] {
@@ -75,14 +79,22 @@ void StackGuard::fail() const {
   raiseLimit(KorTemplateLimit::Stack, bytesLeft_);
 }
 
+void StackGuard::noteLimit(std::uint64_t bytesLeft) noexcept {
+  std::uint64_t most = mostBytesLeft.load(std::memory_order_relaxed);
+  while (bytesLeft > most && !mostBytesLeft.compare_exchange_weak(most, bytesLeft, std::memory_order_relaxed)) {
+  }
+}
+
 void checkStack(std::uint64_t more) {
+  // Far more is left nearly always; a stack that the system does not know is none of a thread's.
+  const std::uint64_t most = mostBytesLeft.load(std::memory_order_relaxed);
+  const std::uint64_t left = stackAddress() - knownBounds.low;
+  if (areBoundsKnown && left > most && left - most > more) [[likely]]
+    return;
   const WorkMeter* const meter = WorkMeter::ofThread();
   const std::uint64_t bytesLeft = std::max(meter == nullptr ? 0 : meter->stackLeft(), KorTemplateLimits{}.stackLeft);
   constexpr std::uint64_t kMost = std::numeric_limits<std::uint64_t>::max();
-  const std::uint64_t wanted = bytesLeft < kMost - more ? bytesLeft + more : kMost;
-  if (areBoundsKnown && stackAddress() - knownBounds.low > wanted) [[likely]]
-    return;  // also where the stack is none that the system knows
-  StackGuard::forThisThread(wanted).check();
+  StackGuard::forThisThread(bytesLeft < kMost - more ? bytesLeft + more : kMost).check();
 }
 
 }  // namespace tavlo

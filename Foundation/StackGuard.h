@@ -30,6 +30,9 @@ class StackGuard {
   // cannot be asked for.
   [[gnu::visibility("hidden")]] static bool isFarFromTheEnd() noexcept;
 
+  // Some execution may want so many bytes left, from here on.
+  [[gnu::visibility("hidden")]] static void noteLimit(std::uint64_t bytesLeft) noexcept;
+
   // A guard that refuses everything below the address; for tests.
   static StackGuard withFloor(std::uintptr_t floor, std::uint64_t bytesLeft) { return {floor, bytesLeft}; }
 

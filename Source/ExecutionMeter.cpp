@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "Foundation/StackGuard.h"
 #include "Source/KorTemplateCancellation.h"
 #include "Source/KorTemplateEnvironment.h"
 #include "Source/KorTemplateProfile.h"
@@ -13,6 +14,7 @@ void ExecutionMeter::setLimits(const KorTemplateLimits& limits) noexcept {
   limits_ = limits;
   limitsSteps_ = limits.steps.has_value();
   stackLeft_ = limits.stackLeft;
+  StackGuard::noteLimit(stackLeft_);
   valueDepth_ = std::max(limits.valueDepth, 0);
   stringLength_ = limits.stringLength;
   isWatched_ = limits.time.has_value() || limits.output.has_value();
