@@ -10,6 +10,7 @@
 #include "Foundation/NSNumber.h"
 #include "Foundation/NSSet.h"
 #include "Foundation/NSString.h"
+#include "Foundation/Utf8.h"
 
 namespace tavlo {
 
@@ -86,6 +87,7 @@ std::string Description::of(const Value& value, std::uint64_t limit) {
 
 void Description::part(std::string_view text) {
   if (text.empty()) return;
+  requireValidUTF8(text);  // a host's class may write anything
   if (queued_.empty()) {
     append(text);
   } else {

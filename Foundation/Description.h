@@ -34,7 +34,7 @@ class Description {
   };
   static Base base(const NSObject& object) { return {object}; }
 
-  // A piece of text as it stands.
+  // A piece of text as it stands. Raises `NSInvalidArgumentException` where it is no UTF-8.
   void part(std::string_view text);
   void part(const char* text) { part(text == nullptr ? std::string_view("(null)") : std::string_view(text)); }
   void part(const std::string& text) { part(std::string_view(text)); }

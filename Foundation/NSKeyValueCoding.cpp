@@ -17,6 +17,7 @@
 #include "Foundation/NSNumber.h"
 #include "Foundation/NSSet.h"
 #include "Foundation/StackGuard.h"
+#include "Foundation/Utf8.h"
 #include "Foundation/WorkMeter.h"
 
 namespace tavlo {
@@ -517,6 +518,7 @@ bool findValuesForKey(NSEnumerator& elements, const NSString& key, Value& values
 
 Value valueForKeyPath(const Value& root, std::string_view path) {
   checkStack();  // a host's property may ask another object so, and so on
+  requireValidUTF8(path);
   Value result;
   if (!NSKeyPath(path).find(root, result)) raiseUndefinedKey(root, path);
   return result;

@@ -134,7 +134,8 @@ class NSKeyPath {
 // it does not know; the null object knows none.
 bool findValueForKey(const Value& object, const NSString& key, Value& value);
 
-// What the dotted path leads to. Raises `NSUndefinedKeyException` where a value on the way does not know its key.
+// What the dotted path leads to. Raises `NSUndefinedKeyException` where a value on the way does not know its key, and
+// `NSInvalidArgumentException` where the path is no UTF-8.
 Value valueForKeyPath(const Value& root, std::string_view path);
 
 // The array or the dictionary that a lazy list or dictionary stands for, made of it; every other value as it is.

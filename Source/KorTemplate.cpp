@@ -41,6 +41,8 @@ Completion KorTemplate::execute(KorTemplateEnvironment& environment) {
     if (environment.takePopFailure()) failAssertion("Stack frame is empty");
   }
   guard.leave();
+  if (level.caller != nullptr)
+    environment.leaveTo(level.caller);  // this template may end before another statement begins
   return Completion::wentOn();
 }
 

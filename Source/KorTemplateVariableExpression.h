@@ -6,6 +6,7 @@
 
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/Name.h"
+#include "Foundation/Utf8.h"
 #include "Source/KorTemplateEnvironment.h"
 #include "Source/KorTemplateExpression.h"
 
@@ -21,7 +22,8 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   // The variable whose text is the two with a "." between them; neither is absent, and a string counts atomically.
   KorTemplateVariableExpression(const Name& rootName, const Ref<NSString>& keyPath);
   KorTemplateVariableExpression(const Name& rootName, std::string_view keyPath)
-      : KorTemplateVariableExpression(rootName, NSString::stringWithValidUTF8(keyPath, Counting::Atomic)) {}
+      : KorTemplateVariableExpression(
+            rootName, (requireValidUTF8(keyPath), NSString::stringWithValidUTF8(keyPath, Counting::Atomic))) {}
   // The variable's text without its "$"; the first "." parts the name of the root from the key path.
   explicit KorTemplateVariableExpression(const Name& variable);
   static Ref<KorTemplateVariableExpression> expressionWithVariable(const Name& variable) {

@@ -12,14 +12,17 @@
 #include <utility>
 #include <vector>
 
+#include "Foundation/Description.h"
 #include "Foundation/HostObject.h"
 #include "Foundation/LazyCollections.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
+#include "Foundation/NSKeyValueCoding.h"
 #include "Source/KorTemplateCallableFunction.h"
 #include "Source/KorTemplateCallbackStream.h"
 #include "Source/KorTemplateExternalFunction.h"
 #include "Source/KorTemplateRendering.h"
+#include "Source/KorTemplateVariableExpression.h"
 #include "Tests/Source/HostClasses.h"
 
 // Types of a host that does what it should not, or what nobody expects.
@@ -510,6 +513,58 @@ TEST(AnEnvironment, LivesUntilTheTemplateThatRunsInItHasEnded) {
   page->executeWithEnvironment(environment.get());
   EXPECT_EQ(output->joined(""), "ab");
   EXPECT_EQ(environment, nullptr);
+}
+
+// A text in Latin-1, as hosts have it that never thought of others.
+constexpr const char* kLatin1 = "abcdefghijklmnopqrstuvwxyz0123456789caf\xE9";
+
+TEST(TextsThatAreNoUTF8, AreRefusedFromADescription) {
+  class Person final : public NSObject {
+   public:
+    void describe(Description& out) const override { out.part(kLatin1); }
+  };
+  const Stage stage;
+  stage.set("person", makeRef<Person>());
+  for (const char* const text : {"<?= $person ?>", "<? $s = ($person + \"\") ?>"}) {
+    EXPECT_THAT(raisedBy([&] { stage.run(text); }), testing::HasSubstr("valid UTF-8")) << text;
+  }
+  EXPECT_EQ(stage.text(), "");
+}
+
+TEST(TextsThatAreNoUTF8, AreRefusedAsAClassName) {
+  class Person final : public NSObject {
+   public:
+    const char* className() const override { return kLatin1; }
+  };
+  const Stage stage;
+  stage.set("person", makeRef<Person>());
+  EXPECT_THAT(raisedBy([&] { stage.run("<?= $person ?>"); }), testing::HasSubstr("valid UTF-8"));
+}
+
+TEST(TextsThatAreNoUTF8, AreRefusedAsAKeyPath) {
+  const Value root = NSDictionary::dictionaryWithEntries({{"a", 1}});
+  EXPECT_THAT(raisedBy([&] { (void)valueForKeyPath(root, kLatin1); }), testing::HasSubstr("valid UTF-8"));
+  EXPECT_THAT(raisedBy([] { (void)makeRef<KorTemplateVariableExpression>(Name("a"), std::string_view(kLatin1)); }),
+              testing::HasSubstr("valid UTF-8"));
+}
+
+// It includes a template that it compiles for that, and forgets.
+TEST(AHostsStatement, MayFailBehindATemplateThatIsGone) {
+  class Including final : public KorTemplateStatement {
+   public:
+    void executeWithEnvironment(KorTemplateEnvironment* environment) override { executePublicly(*environment); }
+    Completion execute(KorTemplateEnvironment& environment) override {
+      (void)KorTemplate::compile("\n\n<?= 2 ?>part")->execute(environment);
+      throw NSException(NSGenericException, "No more parts");
+    }
+    Ref<KorTemplateStatement> copyWithZone(NSZone* /*zone*/) const override { return makeRef<Including>(); }
+  };
+  const Stage stage;
+  const Ref<KorTemplate> page = KorTemplate::compile("a<?= 1 ?>");
+  page->addStatement(makeRef<Including>());
+  const KorTemplateResult<void> result = page->tryExecuteWithEnvironment(stage.get());
+  EXPECT_EQ(stage.text(), "a1\n\n2part");
+  EXPECT_THAT(result.failure().text(), testing::HasSubstr("No more parts"));
 }
 
 }  // namespace
