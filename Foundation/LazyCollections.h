@@ -191,6 +191,7 @@ class GeneratedElements final : public NSEnumerator {
   Value nextObject() override {
     if (isOver_) return {};
     lookBeforeHost();
+    const Ref<NSEnumerator> itself = Ref<NSEnumerator>::retaining(this);  // the generator may let go of it
     auto result = std::invoke(next_);
     isOver_ = !result.has_value();
     const std::shared_ptr<const void> nobody;

@@ -93,7 +93,8 @@ void NSInvocation::retainArguments() {
 void NSInvocation::invoke() {
   if (target_ == nullptr) return result_.clear();
   if (method_.method == nullptr) findMethod();
-  const Ref<NSObject> target = ownedTarget_;  // the method may set another one
+  const Ref<NSObject> target = ownedTarget_;  // the method may set another one, and let go of this
+  const Ref<NSInvocation> itself = Ref<NSInvocation>::retaining(this);
   method_.method->call(method_.self, *this);
 }
 

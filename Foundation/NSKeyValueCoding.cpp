@@ -462,8 +462,12 @@ bool NSKeyPath::applyOperator(std::size_t index, const Value& collection, Value&
 
 bool findValueForKey(const Value& object, const NSString& key, Value& value) {
   if (object.isObject()) {
+    const ObjectKind kind = object.object()->kind();
+    if (kind == ObjectKind::String || kind == ObjectKind::Dictionary)
+      return object.object()->findValueForKey(key, value);
     lookBeforeCalling(*object.object());
-    return object.object()->findValueForKey(key, value);
+    const Value held = object;  // a host's code may let go of the value
+    return held.object()->findValueForKey(key, value);
   }
   if (object.isNumber()) return findValueOfNumber(object, key, value);
   value = Value();
@@ -474,9 +478,10 @@ Value plainValue(const Value& value) {
   const ObjectKind kind = value.isObject() ? value.object()->kind() : ObjectKind::Other;
   if (kind != ObjectKind::LazyList && kind != ObjectKind::LazyDictionary) return value;
   const HeldParts::SetAside aside;
-  const NSObject* const object = value.object();
-  if (kind == ObjectKind::LazyList) return static_cast<const LazyList*>(object)->array();
-  return static_cast<const LazyDictionary*>(object)->dictionary();
+  const Value held = value;  // whose elements may let go of it
+  const NSObject* const object = held.object();
+  if (kind == ObjectKind::LazyList) return static_cast<const LazyList&>(*object).array();
+  return static_cast<const LazyDictionary&>(*object).dictionary();
 }
 
 namespace {

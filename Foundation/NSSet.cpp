@@ -28,7 +28,9 @@ class SetEnumerator final : public NSEnumerator {
 
 NSSet::NSSet(const std::vector<Value>& members) : NSObject(ObjectKind::Set) {
   const WorkCounter work;
-  for (const Value& member : members) {
+  for (std::size_t index = 0; index < members.size();
+       ++index) {  // hashing may run a host's code, which may change them
+    const Value member = members[index];
     work.step();
     if (member.isAbsent()) NSException::raise(NSInvalidArgumentException, "A set's member cannot be absent");
     if (index_.insert(member)) members_.push_back(member);
@@ -37,6 +39,11 @@ NSSet::NSSet(const std::vector<Value>& members) : NSObject(ObjectKind::Set) {
 
 Ref<NSSet> NSSet::setWithObjects(ListArgument<Value> members) {
   return makeRef<NSSet>(std::vector<Value>(members.begin(), members.end()));
+}
+
+bool NSSet::containsObject(const Value& value) const {
+  const Ref<const NSSet> itself = Ref<const NSSet>::retaining(this);  // comparing may run a host's code
+  return index_.contains(value);
 }
 
 void NSSet::describe(Description& out) const {

@@ -77,7 +77,7 @@ class NSSet final : public NSObject {
 
   std::size_t count() const noexcept { return members_.size(); }
   const std::vector<Value>& members() const noexcept { return members_; }
-  bool containsObject(const Value& value) const { return index_.contains(value); }
+  bool containsObject(const Value& value) const;
 
   const char* className() const override { return "NSSet"; }
   void describe(Description& out) const override;

@@ -29,8 +29,11 @@ bool Value::isEqual(const Value& other, std::int32_t depth) const {
   if (kind() != other.kind()) return false;
   if (!isObject()) return true;
   if (object() == other.object()) return true;
+  if (isString()) return object()->isEqual(*other.object(), depth);
   lookBeforeCalling(*object());
-  return object()->isEqual(*other.object(), depth);
+  const Value left = *this;  // a host's code may run, which may let go of the values
+  const Value right = other;
+  return left.object()->isEqual(*right.object(), depth);
 }
 
 namespace {

@@ -31,13 +31,14 @@ KorPartitionRule::KorPartitionRule(const Ref<KorScannerRule>& boundary) : KorSca
 }
 
 void KorPartitionRule::addRules(const std::vector<Ref<KorScannerRule>>& rules) {
-  for (const Ref<KorScannerRule>& rule : rules) {
+  const std::vector<Ref<KorScannerRule>> added(rules.begin(), rules.end());  // a host's rules may change the list
+  for (const Ref<KorScannerRule>& rule : added) {
     requireParameter(rule != nullptr, "rule != nil");
     if (rule->makesCompoundTokens()) {
       NSException::raise(NSInvalidArgumentException, "A partition cannot hold a partition");
     }
   }
-  rules_.add(rules);
+  rules_.add(added);
 }
 
 bool KorPartitionRule::match(ScanContext& context, std::uint32_t at, RuleMatch& match) const {

@@ -11,10 +11,10 @@
 namespace tavlo {
 
 void RuleList::add(const std::vector<Ref<KorScannerRule>>& rules) {
-  const std::size_t count = rules.size();  // which may be these, and grow
-  for (std::size_t index = 0; index < count; ++index) {
-    rules_.push_back(rules[index]);
-    firstBytes_.push_back(rules_.back()->firstBytes());
+  const std::vector<Ref<KorScannerRule>> added(rules.begin(), rules.end());  // which may be these, and change meanwhile
+  for (const Ref<KorScannerRule>& rule : added) {
+    rules_.push_back(rule);
+    firstBytes_.push_back(rule->firstBytes());
   }
   rebuild();
 }

@@ -18,6 +18,7 @@ Ref<KorTemplateCallbackStream> KorTemplateCallbackStream::streamWithCallback(Cal
 
 void KorTemplateCallbackStream::write(const Text& text) {
   if (text.isAbsent()) NSException::raise(NSInvalidArgumentException, "An absent text cannot be written");
+  const Ref<KorTemplateStream> itself = Ref<KorTemplateStream>::retaining(this);  // the callback may let go of it
   if (gathered_.size() + text.view().size() > capacity_) flush();
   if (gathered_.empty() && text.view().size() >= capacity_) {
     if (!text.view().empty()) callback_(text.view());
@@ -30,6 +31,7 @@ void KorTemplateCallbackStream::write(const Text& text) {
 
 void KorTemplateCallbackStream::flush() {
   if (gathered_.empty()) return;
+  const Ref<KorTemplateStream> itself = Ref<KorTemplateStream>::retaining(this);  // the callback may let go of it
   std::string piece;
   piece.swap(gathered_);  // what the callback writes here meanwhile comes behind
   callback_(piece);

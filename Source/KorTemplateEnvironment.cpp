@@ -39,12 +39,13 @@ Ref<KorTemplateFunction> KorTemplateEnvironment::functionForName(const Name& nam
 
 std::vector<Name> KorTemplateEnvironment::namesForFunction(const Ref<KorTemplateFunction>& function) const {
   requireParameter(function != nullptr, "function != nil");
+  const Ref<KorTemplateFunction> sought = function;  // isEqual() may let go of it
   std::vector<Name> names;
   for (std::size_t index = 0; index < functions_.size(); ++index) {  // isEqual may be a host's, and change the table
     const auto& entry = *(functions_.begin() + static_cast<std::ptrdiff_t>(index));
     const Name name = entry.name;
     const Ref<KorTemplateFunction> candidate = entry.value;
-    if (candidate == function || candidate->isEqual(*function)) names.push_back(name);
+    if (candidate == sought || candidate->isEqual(*sought)) names.push_back(name);
   }
   return names;
 }

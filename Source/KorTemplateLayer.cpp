@@ -25,6 +25,7 @@ void KorTemplateLayer::setFunctionForName(const Ref<KorTemplateFunction>& functi
 
 void KorTemplateLayer::share() {
   if (state_ != State::Open) return;
+  const Ref<KorTemplateLayer> itself = Ref<KorTemplateLayer>::retaining(this);
   state_ = State::BeingShared;  // the classes that are asked are a host's, and may not change the layer
   try {
     shareAll();
