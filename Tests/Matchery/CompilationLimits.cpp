@@ -111,7 +111,7 @@ TEST(CompilationLimits, HoldForPatternsTogether) {
   }
 }
 
-#ifndef TAVLO_MEMORY_IS_HIDDEN
+#if !defined(TAVLO_MEMORY_IS_HIDDEN) && !defined(TAVLO_MEMORY_IS_WATCHED)
 
 // Takes all the memory that there is but for `spare` bytes of pages, and compiles in what is left.
 void compileInLittleMemory(const std::string& pattern, std::size_t spare) {
