@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "Foundation/Utf8.h"
 #include "Matchery/KorRegex.h"
 
 namespace tavlo {
@@ -24,6 +25,7 @@ KorWordRule::KorWordRule(const std::vector<std::string>& dictionary, bool caseIn
     : KorScannerRule(tokenClass), caseInsensitive_(caseInsensitive) {
   for (const std::string& word : dictionary) {
     if (word.empty()) continue;
+    requireValidUTF8(word);
     std::string text;
     for (const char byte : word) text += static_cast<char>(folded(byte));
     entries_[folded(word.front())].push_back({text, isMadeOfWordCharacters(word)});

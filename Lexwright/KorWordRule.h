@@ -12,7 +12,7 @@ namespace tavlo {
 // matched where it is a whole word.
 class KorWordRule final : public KorScannerRule {
  public:
-  // `caseInsensitive` folds ASCII letters only.
+  // `caseInsensitive` folds ASCII letters only. Raises `NSInvalidArgumentException` where a word is no UTF-8.
   static Ref<KorWordRule> ruleForDictionary(const std::vector<std::string>& dictionary, bool caseInsensitive,
                                             const KorTokenClass* tokenClass) {
     return makeRef<KorWordRule>(dictionary, caseInsensitive, tokenClass);

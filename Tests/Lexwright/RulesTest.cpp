@@ -190,6 +190,10 @@ struct WordRow {
   const char* tokens;
 };
 
+TEST(KorWordRule, RefusesAWordThatIsNoUTF8) {
+  EXPECT_THROW((void)KorWordRule::ruleForDictionary({"caf\xC3"}, false, nullptr), NSException);
+}
+
 TEST(KorWordRule, TakesTheLongestEntry) {
   const std::vector<std::string> operators = {"<", "<=", "=", "==", "=~", "&&"};
   const WordRow rows[] = {
