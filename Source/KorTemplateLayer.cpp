@@ -25,7 +25,7 @@ void KorTemplateLayer::setFunctionForName(const Ref<KorTemplateFunction>& functi
 
 void KorTemplateLayer::share() {
   if (state_ != State::Open) return;
-  const Ref<KorTemplateLayer> itself = Ref<KorTemplateLayer>::retaining(this);
+  const Ref<KorTemplateLayer> itself = Ref<KorTemplateLayer>::retaining(this);  // who is asked may let go of it
   state_ = State::BeingShared;  // the classes that are asked are a host's, and may not change the layer
   try {
     shareAll();

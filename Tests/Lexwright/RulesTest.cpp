@@ -182,6 +182,10 @@ TEST(KorTextLiteralRule, TellsTwoRulesOfOneTextApart) {
   EXPECT_EQ(tokensOf("'\"' \"'\" '", rules), "b1:1+1'\"' d1:3+1' ' a1:5+1''' d1:7+1' ' d1:8+1'''");
 }
 
+TEST(KorWordRule, RefusesAWordThatIsNoUTF8) {
+  EXPECT_THROW((void)KorWordRule::ruleForDictionary({"caf\xC3"}, false, nullptr), NSException);
+}
+
 struct WordRow {
   const char* what;
   std::vector<std::string> words;
@@ -189,10 +193,6 @@ struct WordRow {
   std::string_view text;
   const char* tokens;
 };
-
-TEST(KorWordRule, RefusesAWordThatIsNoUTF8) {
-  EXPECT_THROW((void)KorWordRule::ruleForDictionary({"caf\xC3"}, false, nullptr), NSException);
-}
 
 TEST(KorWordRule, TakesTheLongestEntry) {
   const std::vector<std::string> operators = {"<", "<=", "=", "==", "=~", "&&"};

@@ -375,8 +375,7 @@ TEST(ADescription, OutlivesTheExecutionThatMadeIt) {
     stage.environment->setFunction("make", [&] { kept.emplace(std::uint64_t{1'000}); });
     stage.run("<? make() ?>");
   }
-  kept->part(Value(NSArray::arrayWithObjects({1, "two"})));
-  SUCCEED() << "the sanitizers would have seen what is used of the environment";
+  EXPECT_NO_THROW(kept->part(Value(NSArray::arrayWithObjects({1, "two"})))) << "it counts no steps of what is gone";
 }
 
 }  // namespace
