@@ -1,11 +1,14 @@
 #include "Matchery/KorRegex.h"
 
+#include <malloc.h>
 #include <oniguruma.h>
 
 #include <algorithm>
+#include <atomic>
 #include <bitset>
 #include <chrono>
 #include <cstddef>
+#include <cstdlib>
 #include <exception>
 #include <limits>
 #include <memory>
@@ -218,20 +221,23 @@ int countingRetries(std::uint64_t bound, std::uint64_t bytesOfPattern, std::uint
   }
 }
 
-// Blocks of memory that are asked for together, to see whether they are there.
+// Blocks of memory that are asked for together, to see whether they are there. By malloc(), as the engine does.
 class HeldBlocks {
  public:
   HeldBlocks() = default;
   HeldBlocks(const HeldBlocks&) = delete;
   HeldBlocks& operator=(const HeldBlocks&) = delete;
   ~HeldBlocks() {
-    while (last_ != nullptr) ::operator delete(std::exchange(last_, last_->before));
+    while (last_ != nullptr) std::free(std::exchange(last_, last_->before));
   }
 
-  // `size`: at least that of a pointer.
-  const void* take(std::size_t size) {
-    last_ = new (::operator new(size)) Block{last_};
-    return last_;
+  // `size`: at least that of a pointer. Answers how many bytes the block has; raises `std::bad_alloc` where there is
+  // none.
+  std::size_t take(std::size_t size) {
+    void* const block = std::malloc(size);
+    if (block == nullptr) throw std::bad_alloc();
+    last_ = new (block) Block{last_};
+    return malloc_usable_size(block);
   }
 
  private:
@@ -241,15 +247,6 @@ class HeldBlocks {
   Block* last_ = nullptr;
 };
 
-// Whether the block begins right behind the header of pages of its own, as where the heap of a thread can grow no
-// further: each small block takes a page then, so that a large one says nothing of many small ones. Of other blocks it
-// holds rarely.
-bool mayHaveItsOwnPages(const void* block) {
-  constexpr std::uintptr_t kPage = 4096;
-  constexpr std::uintptr_t kHeader = 2 * sizeof(std::size_t);
-  return reinterpret_cast<std::uintptr_t>(block) % kPage == kHeader;
-}
-
 // Makes sure of the memory that compiling the pattern takes: raises `std::bad_alloc` where there is none. The engine
 // does not stand running out of it on the way, but may free a part of the pattern twice. What is made sure of is there
 // afterwards, unless another thread takes it.
@@ -257,15 +254,17 @@ void requireMemoryFor(std::string_view pattern, const PatternShape& shape) {
   constexpr std::size_t kLeast = std::size_t{16} * 1024;
   constexpr std::size_t kBytesOfByte = 1024;
   constexpr std::size_t kBytesOfWeight = std::size_t{32} * 1024;
-  constexpr std::size_t kBytesOfPiece =
-      std::size_t{64} * 1024;  // what malloc() takes from its heap, as all that is small
+  constexpr std::size_t kPage = 4096;
+  constexpr std::size_t kBytesOfPiece = 16 * kPage;  // what malloc() takes from its heap, as all that is small
   constexpr std::size_t kBytesOfNode = 128;
   HeldBlocks held;
-  std::size_t size = 0;
-  for (std::size_t left = kLeast + pattern.size() * kBytesOfByte + shape.weight * kBytesOfWeight; left > 0;
-       left -= size) {
-    size = std::min(left, kBytesOfPiece);
-    if (!mayHaveItsOwnPages(held.take(std::max(size, kBytesOfNode)))) continue;
+  const std::size_t wanted = kLeast + pattern.size() * kBytesOfByte + shape.weight * kBytesOfWeight;
+  for (std::size_t left = wanted / kPage * kPage; left > 0;) {
+    const std::size_t size = std::min(left, kBytesOfPiece);
+    left -= size;
+    // A piece with the rest of a page behind it has pages of its own, as where the heap can grow no further. Each small
+    // block takes a page then, so that the piece says nothing of many of them.
+    if (held.take(size) < size + kPage / 2) continue;
     for (std::size_t node = 0; node < size; node += kBytesOfNode) held.take(kBytesOfNode);
   }
 }
@@ -278,6 +277,17 @@ const OnigSyntaxType& syntaxOfPatterns() {
     return plain;
   }();
   return syntax;
+}
+
+// The bytes of all patterns that call out and stay for the next search, and the most that they may be: some thousands
+// of patterns. One beyond is compiled for each search anew.
+constexpr std::size_t kMostBytesOfWatched = std::size_t{32} << 20;
+constinit std::atomic<std::size_t> bytesOfAllWatched{0};
+
+bool mayStay(std::size_t bytes) noexcept {
+  if (bytesOfAllWatched.fetch_add(bytes, std::memory_order_relaxed) + bytes <= kMostBytesOfWatched) return true;
+  bytesOfAllWatched.fetch_sub(bytes, std::memory_order_relaxed);
+  return false;
 }
 
 int compile(std::string_view pattern, const PatternShape& shape, const OnigSyntaxType& syntax,
@@ -337,16 +347,23 @@ std::uint64_t fewestRetriesAtOnePlace(const PatternShape& shape, std::uint64_t l
 
 }  // namespace
 
-KorRegex::KorRegex(Ref<NSString> pattern, const PatternShape& shape)
+void KorRegex::Free::operator()(re_pattern_buffer* compiled) const {
+  onig_free(compiled);
+}
+
+KorRegex::KorRegex(Ref<NSString> pattern, const PatternShape& shape, std::uint64_t parts)
     : NSObject(kRegexKind, Counting::Atomic),
       pattern_(std::move(pattern)),
       shape_(shape),
       lineStart_(LineStart::of(pattern_->view())),
+      parts_(parts),
       retriesInShortTexts_(std::min(plainRetries(shape, pattern_->view().size(), kTinySubject), kRetriesInTinySubject)),
       bytesOfPattern_(bytesOfWayThrough(shape, pattern_->view().size())) {
   const std::string_view text = pattern_->view();
   OnigErrorInfo information;
-  const int answer = compile(text, shape, syntaxOfPatterns(), compiled_, information);
+  re_pattern_buffer* compiled = nullptr;
+  const int answer = compile(text, shape, syntaxOfPatterns(), compiled, information);
+  compiled_.reset(compiled);
   if (answer == ONIG_NORMAL) return;
   OnigUChar reason[ONIG_MAX_ERROR_MESSAGE_LEN];
   const int length = onig_error_code_to_str(reason, answer, &information);
@@ -354,8 +371,8 @@ KorRegex::KorRegex(Ref<NSString> pattern, const PatternShape& shape)
 }
 
 KorRegex::~KorRegex() {
-  if (watched_ != nullptr) onig_free(watched_);
-  if (compiled_ != nullptr) onig_free(compiled_);
+  const Compiled watched(watched_.load(std::memory_order_acquire));
+  if (watched != nullptr) bytesOfAllWatched.fetch_sub(bytesOfWatched(), std::memory_order_relaxed);
 }
 
 Ref<KorRegex> KorRegex::compileExpression(const Text& pattern) {
@@ -406,7 +423,8 @@ Ref<KorRegex> KorRegex::compileExpression(const Text& pattern, std::uint64_t& pa
   partsLeft -= parts;
   requireStackFor(shape);
   initializeEngine();
-  return Ref<KorRegex>::adopt(new KorRegex(NSString::stringWithValidUTF8(pattern.view(), Counting::Atomic), shape));
+  return Ref<KorRegex>::adopt(
+      new KorRegex(NSString::stringWithValidUTF8(pattern.view(), Counting::Atomic), shape, parts));
 }
 
 std::uint64_t KorRegex::retriesForPlainSearch(std::size_t length) const {
@@ -432,7 +450,7 @@ bool KorRegex::matchesString(const NSString& subject, std::uint64_t retries) con
   const std::uint64_t plain = std::min(retries, retriesForPlainSearch(searchedLength(text, subject.isASCII())));
   if (plain >= std::min(retries, kFewestRetries)) {
     const int answer = countingRetries(plain, bytesOfPattern_, bytesOfRetry(text), [&](std::uint64_t most) {
-      return search(compiled_, text, SearchParameters({most, most}).get());
+      return search(compiled_.get(), text, SearchParameters({most, most}).get());
     });
     if (meter != nullptr) meter->look();
     const bool isSettled = !isOutOfRetries(answer) || (plain == retries && text.size() <= kShortSubject);
@@ -444,8 +462,8 @@ bool KorRegex::matchesString(const NSString& subject, std::uint64_t retries) con
 }
 
 bool KorRegex::matchesWatched(std::string_view text, std::uint64_t retries) const {
-  const re_pattern_buffer* pattern = watched();
-  if (pattern == nullptr) return matchesPlaceByPlace(text, retries);
+  const Borrowed watched = this->watched();
+  if (watched.pattern == nullptr) return matchesPlaceByPlace(text, retries);
   // A retry of a loop may go through all that stands up to the next one, where it calls out again.
   const std::uint64_t bound = std::min(retries, kBytesAtOnePlace / (shape_.row + 1));
   const MatchParameters parameters = makeParameters();
@@ -453,21 +471,36 @@ bool KorRegex::matchesWatched(std::string_view text, std::uint64_t retries) cons
   Watch watch(pattern_->view().size(), shape_.namesakes);
   onig_set_progress_callout_of_match_param(parameters.get(), &Watch::call);
   onig_set_callout_user_data_of_match_param(parameters.get(), &watch);
-  const int answer = search(pattern, text, parameters.get());
+  const int answer = search(watched.pattern, text, parameters.get());
   watch.settle();
   if (isOutOfRetries(answer) && bound < retries) raiseSearchTime(retries);
   return position(answer, retries).has_value();
 }
 
-const re_pattern_buffer* KorRegex::watched() const {
-  watchedOnce_.run([this] {
-    const std::optional<std::string> pattern = watchedPattern(pattern_->view());
-    if (!pattern.has_value()) return;
-    requireStackFor(shape_);
-    OnigErrorInfo information;
-    (void)compile(*pattern, shape_, *ONIG_SYNTAX_ONIGURUMA, watched_, information);
-  });
-  return watched_;
+// What the pattern that calls out takes at most, in bytes.
+std::size_t KorRegex::bytesOfWatched() const noexcept {
+  constexpr std::size_t kLeast = 1024;
+  constexpr std::size_t kBytesOfByte = 350;  // two calls for "()"
+  constexpr std::size_t kBytesOfPart = 400;
+  return kLeast + kBytesOfByte * pattern_->view().size() + kBytesOfPart * parts_;
+}
+
+KorRegex::Borrowed KorRegex::watched() const {
+  // Compiling counts in each search, so that no step depends on what has stayed.
+  if (WorkMeter* const meter = WorkMeter::ofThread()) meter->count(parts_ + pattern_->view().size() / kBytesOfPlace);
+  if (const re_pattern_buffer* stays = watched_.load(std::memory_order_acquire)) return {stays};
+  const std::optional<std::string> pattern = watchedPattern(pattern_->view());
+  if (!pattern.has_value()) return {};
+  requireStackFor(shape_);
+  OnigErrorInfo information;
+  re_pattern_buffer* buffer = nullptr;
+  (void)compile(*pattern, shape_, *ONIG_SYNTAX_ONIGURUMA, buffer, information);
+  Compiled compiled(buffer);
+  if (compiled == nullptr || !mayStay(bytesOfWatched())) return {buffer, std::move(compiled)};
+  re_pattern_buffer* stays = nullptr;
+  if (watched_.compare_exchange_strong(stays, buffer, std::memory_order_acq_rel)) return {compiled.release()};
+  bytesOfAllWatched.fetch_sub(bytesOfWatched(), std::memory_order_relaxed);  // another thread was first
+  return {stays};
 }
 
 // The search with a pattern that cannot be made to call out: the clock is looked at between places only, and at one
@@ -485,7 +518,7 @@ bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries)
   };
   if (pattern_->view().find("\\G") != std::string_view::npos) {
     return matches(countingRetries(bound, bytesOfPattern_, bytesOfRetry(text), [&](std::uint64_t most) {
-      return search(compiled_, text, SearchParameters({most, most}).get());
+      return search(compiled_.get(), text, SearchParameters({most, most}).get());
     }));
   }
   Watch watch(pattern_->view().size());
@@ -503,7 +536,7 @@ bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries)
       raiseSearchTime(retries);
     }
     if (matches(countingRetries(bound, bytesOfPattern_, bytesOfRetry(text), [&](std::uint64_t most) {
-          return onig_match_with_param(compiled_, bytes(text), end, bytes(text) + at, nullptr, ONIG_OPTION_NONE,
+          return onig_match_with_param(compiled_.get(), bytes(text), end, bytes(text) + at, nullptr, ONIG_OPTION_NONE,
                                        SearchParameters({0, most}).get());
         }))) {
       return true;
@@ -515,8 +548,9 @@ bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries)
 
 std::optional<std::size_t> KorRegex::matchEnd(std::string_view text, std::size_t offset) const {
   constexpr std::uint64_t kRetries = KorTemplateLimits{}.regexRetries;
-  const int answer = onig_match_with_param(compiled_, bytes(text), bytes(text) + text.size(), bytes(text) + offset,
-                                           nullptr, ONIG_OPTION_NONE, SearchParameters({kRetries, kRetries}).get());
+  const int answer =
+      onig_match_with_param(compiled_.get(), bytes(text), bytes(text) + text.size(), bytes(text) + offset, nullptr,
+                            ONIG_OPTION_NONE, SearchParameters({kRetries, kRetries}).get());
   const std::optional<std::size_t> length = position(answer, kRetries);
   if (!length.has_value()) return {};
   return offset + *length;

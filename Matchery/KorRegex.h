@@ -1,14 +1,15 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string_view>
 
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSObject.h"
 #include "Foundation/NSString.h"
-#include "Foundation/Once.h"
 #include "Foundation/Text.h"
 #include "Matchery/LineStart.h"
 #include "Matchery/PatternShape.h"
@@ -65,7 +66,18 @@ class KorRegex final : public NSObject {
   std::size_t hash() const override { return pattern_->hash(); }
 
  private:
-  KorRegex(Ref<NSString> pattern, const PatternShape& shape);
+  struct Free {
+    void operator()(re_pattern_buffer* compiled) const;
+  };
+  using Compiled = std::unique_ptr<re_pattern_buffer, Free>;
+
+  // A compiled pattern for one search: one that stays, or one of the search's own. Null for none.
+  struct Borrowed {
+    const re_pattern_buffer* pattern = nullptr;
+    Compiled own = {};
+  };
+
+  KorRegex(Ref<NSString> pattern, const PatternShape& shape, std::uint64_t parts);
 
   std::uint64_t retriesForPlainSearch(std::size_t length) const;
   std::size_t searchedLength(std::string_view text, bool isASCII) const;
@@ -73,16 +85,18 @@ class KorRegex final : public NSObject {
   std::size_t bytesOfRetry(std::string_view text) const noexcept { return shape_.loops > 0 ? text.size() : 1; }
   bool matchesWatched(std::string_view text, std::uint64_t retries) const;
   bool matchesPlaceByPlace(std::string_view text, std::uint64_t retries) const;
-  const re_pattern_buffer* watched() const;
+  Borrowed watched() const;
+  std::size_t bytesOfWatched() const noexcept;
 
   Ref<NSString> pattern_;
   PatternShape shape_;
   std::optional<LineStart> lineStart_;
-  std::uint64_t retriesInShortTexts_;             // what a plain search of a short text may take
-  std::uint64_t bytesOfPattern_;                  // that the engine may go through between two retries
-  re_pattern_buffer* compiled_ = nullptr;         // freed with this object, as is the next
-  mutable re_pattern_buffer* watched_ = nullptr;  // the pattern that calls out; null where there is none
-  mutable Once watchedOnce_;
+  std::uint64_t parts_;                // see compileExpression()
+  std::uint64_t retriesInShortTexts_;  // what a plain search of a short text may take
+  std::uint64_t bytesOfPattern_;       // that the engine may go through between two retries
+  Compiled compiled_;
+  mutable std::atomic<re_pattern_buffer*> watched_{
+      nullptr};  // the pattern that calls out, owned; null while none stays
 };
 
 // The pattern that a value holds; null for every other value.

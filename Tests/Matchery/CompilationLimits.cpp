@@ -111,6 +111,45 @@ TEST(CompilationLimits, HoldForPatternsTogether) {
   }
 }
 
+// Each pattern has a copy that looks at the clock for searches such as this one, which takes seven times its memory.
+TEST(CompilationLimits, HoldForTheCopiesOfPatternsThatLookAtTheClock) {
+  const std::string pattern = "a|(?=b)" + repeated("()", 49) + "\\g<1>";
+  const Ref<NSString> text = NSString::stringWithUTF8(std::string(900, 'a'));
+  std::vector<Ref<KorRegex>> compiled;
+  for (int count = 0; count < 4'000; ++count) compiled.push_back(KorRegex::compileExpression(pattern));
+#ifndef TAVLO_MEMORY_IS_HIDDEN
+  const std::int64_t before = bytesInUse();
+#endif
+  const WorkBound bound("the copies of many patterns");
+  for (const Ref<KorRegex>& regex : compiled) {
+    EXPECT_TRUE(regex->matchesString(*text));
+    EXPECT_TRUE(regex->matchesString(*text));
+  }
+#ifndef TAVLO_MEMORY_IS_HIDDEN
+  EXPECT_LT(bytesInUse() - before, 33 << 20);
+#endif
+  compiled.clear();
+  const Ref<KorRegex> next = KorRegex::compileExpression(pattern);  // for which there is room again
+  EXPECT_TRUE(next->matchesString(*text));
+#if !defined(TAVLO_MEMORY_IS_HIDDEN) && !defined(TAVLO_MEMORY_IS_WATCHED)
+  const std::int64_t kept = allocationsKept();
+  EXPECT_TRUE(next->matchesString(*text));
+  EXPECT_EQ(allocationsKept(), kept);
+#endif
+}
+
+// A copy that stays for one thread is compiled by another one meanwhile.
+TEST(CompilationLimits, HoldWhereThreadsSearchWithOnePatternFirst) {
+  const Ref<NSString> text = NSString::stringWithValidUTF8(std::string(900, 'a'), Counting::Atomic);
+  for (int count = 0; count < 50; ++count) {
+    const Ref<KorRegex> pattern = KorRegex::compileExpression("a|(?=b)c");
+    const auto search = [&] { EXPECT_TRUE(pattern->matchesString(*text)); };
+    std::thread other(search);
+    search();
+    other.join();
+  }
+}
+
 #if !defined(TAVLO_MEMORY_IS_HIDDEN) && !defined(TAVLO_MEMORY_IS_WATCHED)
 
 // Takes all the memory that there is but for `spare` bytes of pages, and compiles in what is left.
