@@ -56,6 +56,8 @@ constexpr std::string_view kLeftOut = "\u2026";
 // A recursion would need room for the square of its depth, and for as many copies of its name.
 constexpr std::size_t kFramesAtEnds = 32;
 constexpr std::size_t kLongestName = 256;
+// A template that calls itself twice has as many ways to its statements as it has time for; each takes some 200 bytes.
+constexpr std::size_t kMostNodes = 400'000;
 // Of all stacks together, in bytes. Those in which the least time was spent are left out of a longer text.
 constexpr std::size_t kLongestText = 16 * std::size_t{1024} * 1024;
 
@@ -71,7 +73,7 @@ std::string frameName(std::string_view name) {
 
 }  // namespace
 
-KorTemplateProfile::KorTemplateProfile() : nodes_(1) {}
+KorTemplateProfile::KorTemplateProfile() : nodes_(2) {}
 
 KorTemplateProfile::~KorTemplateProfile() = default;
 
@@ -128,6 +130,8 @@ void KorTemplateProfile::enterLevel(const KorTemplateActivation& activation) {
 }
 
 KorTemplateProfile::Node* KorTemplateProfile::nodeAt(const Level& level, const KorTemplateStatement* statement) {
+  Node* const rest = &nodes_[1];
+  if (level.parent == rest) return rest;
   const bool isInternal = level.function != nullptr && level.function->kind() == kInternalFunctionKind;
   const KorTemplateSource* source = level.source;
   if (isInternal) source = static_cast<const KorTemplateInternalFunction*>(level.function)->source().get();
@@ -138,7 +142,13 @@ KorTemplateProfile::Node* KorTemplateProfile::nodeAt(const Level& level, const K
   const NSObject* running = function;
   if (running == nullptr) running = source;
   const char* const nameText = level.name.isAbsent() ? nullptr : level.name.view().data();
-  const auto child = level.parent->children.try_emplace({running, nameText, statement}).first;
+  std::map<Node::Key, Node*>& children = level.parent->children;
+  const Node::Key key = {running, nameText, statement};
+  if (nodes_.size() >= kMostNodes) {
+    const auto known = children.find(key);
+    return known != children.end() && known->second != nullptr ? known->second : rest;
+  }
+  const auto child = children.try_emplace(key).first;
   if (child->second == nullptr) {  // it is new, or memory ran out when it was
     child->second = &nodes_.emplace_back(Node{level.parent, Ref<const KorTemplateFunction>::retaining(function),
                                               level.name, Ref<const KorTemplateSource>::retaining(source),
@@ -152,7 +162,8 @@ KorTemplateProfile::Node* KorTemplateProfile::nodeAt(const Level& level, const K
 // so the first walks add up time and size by hashes of the texts.
 class KorTemplateProfile::Folding {
  public:
-  explicit Folding(const Node& around) : around_(around) {}
+  // `rest`: the time of what has no frame.
+  Folding(const Node& around, Clock::duration rest) : around_(around), rest_(rest) {}
 
   std::string text() {
     walk([this](const Node& node) { stacks_[stackHash()].time += node.time; });
@@ -212,14 +223,14 @@ class KorTemplateProfile::Folding {
   }
 
   // Of stacks whose texts would be too long together, keeps those in which the most time was spent. Answers the
-  // microseconds of the others.
+  // microseconds of the others, and of what has no frame.
   std::int64_t leaveOutTheLeast() {
     std::vector<std::pair<Clock::duration, std::uint64_t>> byTime;
     byTime.reserve(stacks_.size());
     for (const auto& [hash, stack] : stacks_) byTime.emplace_back(stack.time, hash);
     std::ranges::sort(byTime, std::greater());
     std::size_t size = 0;
-    std::int64_t rest = 0;
+    std::int64_t rest = std::chrono::duration_cast<std::chrono::microseconds>(rest_).count();
     for (const auto& [time, hash] : byTime) {
       const auto entry = stacks_.find(hash);
       size += entry->second.size;
@@ -324,6 +335,7 @@ class KorTemplateProfile::Folding {
   }
 
   const Node& around_;
+  const Clock::duration rest_;
   LineNumbers lines_;
   std::vector<Open> open_;            // from the outermost to the innermost
   std::vector<const Frame*> frames_;  // of those that have a text
@@ -332,7 +344,7 @@ class KorTemplateProfile::Folding {
 };
 
 std::string KorTemplateProfile::foldedStacks() const {
-  return Folding(nodes_.front()).text();
+  return Folding(nodes_.front(), nodes_[1].time).text();
 }
 
 }  // namespace tavlo

@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "Foundation/NSArray.h"
+#include "Source/KorTemplateCallableFunction.h"
+#include "Tests/Foundation/Raised.h"
 #include "Tests/Memory/WorkBound.h"
 #include "Tests/Source/HostClasses.h"
 
@@ -235,6 +237,19 @@ TEST(KorTemplateProfile, OfManyWaysToOneFrameTakesItsTextOnce) {
   stage.runNamed("p", text + "<? endif ?><? endfunction ?><? " + name + "(9) ?>");
   const WorkBound bound("folding the stacks of many ways");
   EXPECT_FALSE(stage.profile->foldedStacks().empty());
+}
+
+// There are as many ways as the template takes steps.
+TEST(KorTemplateProfile, KeepsSoManyWaysAndTellsOfTheTimeOfOthersTogether) {
+  const ProfiledStage stage;
+  KorTemplateLimits limits;
+  limits.steps = 1'500'000;
+  stage.environment->setLimits(limits);
+  const WorkBound bound("ways without end");
+  const std::string text =
+      "<? function f($n) ?><? if ($n < 30) ?><? f($n + 1) ?>\n<? f($n + 1) ?><? endif ?><? endfunction ?><? f(0) ?>";
+  EXPECT_EQ(limitReached([&] { stage.runNamed("p", text); }), KorTemplateLimit::Steps);
+  EXPECT_THAT(stage.profile->foldedStacks(), HasSubstr("\n… "));
 }
 
 // Two thousand statements, each behind 64 frames with long names.
