@@ -54,7 +54,10 @@ void RuleList::findStops() {
   stops_.fill(true);
   for (const Ref<KorScannerRule>& rule : rules_) {
     const FirstBytes skipped = rule->skippedBytes();
-    const auto isAskedFirst = [&](unsigned byte) { return candidates_[firstCandidate_[byte]].rule == rule.get(); };
+    const auto isAskedFirst = [&](unsigned byte) {
+      const std::uint32_t first = firstCandidate_[byte];
+      return first < firstCandidate_[byte + 1] && candidates_[first].rule == rule.get();
+    };
     const bool skipsRuns = !skipped.all();
     bool isFirstForAll = true;
     for (unsigned byte = 0; byte < stops_.size(); ++byte) isFirstForAll &= !skipped.test(byte) || isAskedFirst(byte);

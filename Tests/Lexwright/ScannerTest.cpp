@@ -305,6 +305,28 @@ TEST(RuleList, PassesWhatTheRuleThatIsAskedFirstSkips) {
   EXPECT_EQ(RuleList({word, KorDefaultScannerRule::ruleWithTokenClass(nullptr)}).skip("b c", 0), 3U);
 }
 
+// A host's rule that says that it skips more than it begins with.
+class WrongRule final : public KorScannerRule {
+ public:
+  WrongRule() : KorScannerRule(nullptr) {}
+
+  FirstBytes firstBytes() const override { return FirstBytes().set('a'); }
+  FirstBytes skippedBytes() const override { return FirstBytes().set('a').set('z').set(0xFF); }
+  bool match(ScanContext& /*context*/, std::uint32_t at, RuleMatch& match) const override {
+    match = {at + 1, at, at + 1};
+    return true;
+  }
+  const char* className() const override { return "WrongRule"; }
+};
+
+TEST(RuleList, PassesNothingThatARuleSkipsButDoesNotBeginWith) {
+  const RuleList list({makeRef<WrongRule>()});
+  EXPECT_EQ(list.skip("za", 0), 0U);
+  EXPECT_EQ(
+      RuleList({makeRef<WrongRule>(), KorWordRule::ruleForDictionary({"z"}, false, classNamed('w'))}).skip("az", 0),
+      0U);
+}
+
 // Without a rule that takes what is left, a byte is passed over only by those that skip.
 TEST(RuleList, StopsWhereARuleMakesTokensOrNoneMatches) {
   const Rules rules = {KorWhitespaceRule::rule(),
