@@ -147,8 +147,7 @@ class Parser {
         ->add_option("-o,--output", options_.outputFile,
                      "Where the text goes, instead of standard output; a file is replaced only on success")
         ->type_name("FILE");
-    render_->add_flag_callback(
-        "--no-library", [this] { options_.hasLibrary = false; }, "Register no functions");
+    render_->add_flag("--no-library")->description("Register no functions");  // none come with the program yet
     render_->add_option("--error-format", errorFormat_, "How errors are written: text (the default) or json")
         ->type_name("FORM")
         ->check(CLI::IsMember({"text", "json"}));

@@ -113,6 +113,12 @@ int OutputFile::descriptor() const noexcept {
   return direct_.has_value() ? direct_->number() : STDOUT_FILENO;
 }
 
+bool OutputFile::replacesWhat(const OutputFile& other) const {
+  if (!replacement_.has_value() || !other.replacement_.has_value()) return false;
+  std::error_code error;
+  return std::filesystem::weakly_canonical(path_, error) == std::filesystem::weakly_canonical(other.path_, error);
+}
+
 void OutputFile::keep() {
   if (direct_.has_value() && !direct_->close()) raiseUnwritable(name_, errno);
   if (!replacement_.has_value()) return;

@@ -22,6 +22,9 @@ class OutputFile {
   // What failures call the file.
   const std::string& name() const noexcept { return name_; }
 
+  // Whether both replace one regular file, so that only one of them would be there in the end.
+  bool replacesWhat(const OutputFile& other) const;
+
   // The text is complete. Throws `Failure` when it cannot be kept.
   void keep();
 

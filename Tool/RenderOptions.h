@@ -21,7 +21,6 @@ struct RenderOptions {
   std::vector<std::string> dataFiles;
   std::vector<Definition> definitions;
   std::optional<std::string> outputFile;  // absent: standard output
-  bool hasLibrary = true;                 // whether the standard functions are registered
   KorTemplateLimits limits;
   bool showsStatistics = false;            // what the run took goes to standard error
   std::optional<std::string> profileFile;  // where the time went, as folded stacks; absent: nobody asks

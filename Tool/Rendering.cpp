@@ -78,8 +78,12 @@ class Account {
     if (options.profileFile.has_value()) profileFile_.emplace(options.profileFile);
   }
 
-  // Begins with the output of the environment, which is complete but for it.
-  void watch(KorTemplateEnvironment& environment) {
+  // Begins with the output of the environment, which is complete but for it. Throws `Failure` where the file for the
+  // profile is the one for the text.
+  void watch(KorTemplateEnvironment& environment, const OutputFile& output) {
+    if (profileFile_.has_value() && profileFile_->replacesWhat(output)) {
+      throw Failure::ofOutput(profileFile_->name(), "The profile and the text cannot be written to one file");
+    }
     if (options_.showsStatistics) {
       output_ = makeRef<CountedStream>(environment.outputStream());
       environment.setOutputStream(output_);
@@ -141,7 +145,7 @@ void render(const RenderOptions& options, const Diagnostics& diagnostics) {
 
   OutputFile output(options.outputFile);
   environment->setOutputStream(KorTemplateFileDescriptorStream::streamWithDescriptor(output.descriptor()));
-  account.watch(*environment);
+  account.watch(*environment, output);
   try {
     execute(compiled, *environment, options.templateFile, output);
   } catch (...) {  // a failure, or nobody reads the text any more

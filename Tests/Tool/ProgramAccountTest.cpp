@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <regex>
 #include <string>
 #include <vector>
@@ -171,6 +172,20 @@ TEST(ProgramProfile, HoldsUpNoTextWhereNobodyReadsItAnyMore) {
   EXPECT_EQ(run.status(), 0) << run.errors();
   EXPECT_EQ(run.errors(), "");
   EXPECT_NE(folder.read("out"), "");
+}
+
+TEST(ProgramProfile, IsRefusedWhereTheTextGoes) {
+  for (const char* const name : {"out", "./out", "link"}) {
+    const WorkFolder folder;
+    folder.write("page", "a");
+    folder.write("out", "old");
+    std::filesystem::create_symlink("out", folder.path("link"));
+    ProgramRun run(folder, {"render", "page", "-o", "out", "--profile", name});
+    EXPECT_EQ(run.status(), 2);
+    EXPECT_EQ(run.output(), "");
+    EXPECT_EQ(run.errors(), name + std::string(": output: The profile and the text cannot be written to one file\n"));
+    EXPECT_EQ(folder.read("out"), "old");
+  }
 }
 
 TEST(ProgramProfile, IsRefusedWhereItCannotBeWritten) {
