@@ -49,6 +49,10 @@ const KorTemplateSource* sourceAt(const Activation* level, const KorTemplateStat
   return level == nullptr ? nullptr : sourceOf(*level);
 }
 
+SourceRange rangeOf(const KorTemplateStatement* statement) {
+  return statement == nullptr ? SourceRange() : statement->sourceRange();
+}
+
 KorTemplatePlace placeAt(const Activation* level, const KorTemplateStatement* statement) {
   if (statement == nullptr) return {};
   // NOLINTNEXTLINE(*-const-cast): objects are counted through const
@@ -98,7 +102,7 @@ FailureWatch::SharedTrace FailureWatch::sharedTraceAt(const Position& at) noexce
 
 void FailureWatch::noteUnwinding(const Position& at) noexcept {
   if (unwinding_.trace != nullptr && unwinding_.statement == at.statement) return;
-  unwinding_ = {sharedTraceAt(at), std::uncaught_exceptions(), at.statement};
+  unwinding_ = {sharedTraceAt(at), std::uncaught_exceptions(), at.statement, rangeOf(at.statement)};
 }
 
 FailureWatch::SharedTrace FailureWatch::traceOfCurrentException(const Position& at) noexcept {
@@ -108,6 +112,7 @@ FailureWatch::SharedTrace FailureWatch::traceOfCurrentException(const Position& 
   const Unwinding noted = isCaught ? takeUnwinding() : Unwinding();
   // A host's own node may have caught the one that was noted, and another one has followed.
   const bool isOfAnother = noted.statement != at.statement;
+  failedStatement_ = isOfAnother ? rangeOf(at.statement) : noted.raisedAt;
   if (current != nullptr && current == exception_) return trace_;
   SharedTrace trace = noted.trace == nullptr || isOfAnother ? sharedTraceAt(at) : noted.trace;
   // The old one's end may run templates, which raise others.

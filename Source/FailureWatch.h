@@ -7,6 +7,7 @@
 
 #include "Source/KorTemplateActivation.h"
 #include "Source/KorTemplateFailure.h"
+#include "Source/SourceRange.h"
 
 namespace tavlo {
 
@@ -27,11 +28,14 @@ class FailureWatch {
   struct Unwinding {
     SharedTrace trace;                                // absent for none
     int exceptions = 0;                               // on their way when it was noted, itself included
-    const KorTemplateStatement* statement = nullptr;  // that ran then, and runs for as long as nobody catches it
+    const KorTemplateStatement* statement = nullptr;  // that it is on its way through
+    SourceRange raisedAt = {};                        // of the statement that ran when it was noted
   };
 
   // An exception leaves the innermost level, which is there still.
   void noteUnwinding(const Position& at) noexcept;
+  // It goes on to the statement that called the level.
+  void goBackTo(const KorTemplateStatement* caller) noexcept { unwinding_.statement = caller; }
   // The exception that was leaving levels has been dealt with by who caught it.
   void forgetUnwinding() noexcept { unwinding_ = {}; }
   // Sets it aside while another execution runs, which an object's end may begin meanwhile.
@@ -40,6 +44,8 @@ class FailureWatch {
   // Where the exception was raised whose handler calls this: where it was first seen, or else right here. Absent where
   // there is no memory for it.
   SharedTrace traceOfCurrentException(const Position& at) noexcept;
+  // The statement that had been running in the execution whose exception was asked for last.
+  SourceRange failedStatement() const noexcept { return failedStatement_; }
   // Whether it knows of none.
   bool isClear() const noexcept { return exception_ == nullptr && trace_ == nullptr && unwinding_.trace == nullptr; }
   // Lets go of all exceptions.
@@ -54,6 +60,7 @@ class FailureWatch {
   std::exception_ptr exception_;
   SharedTrace trace_;  // of exception_
   Unwinding unwinding_;
+  SourceRange failedStatement_;
   std::size_t tracesMade_ = 0;
 };
 

@@ -492,6 +492,7 @@ RawValue KorTemplateBinaryExpression::evaluateChain(KorTemplateEnvironment& envi
   std::vector<const KorTemplateBinaryExpression*> longChain;
   std::size_t length = 0;
   for (const KorTemplateBinaryExpression* node = this; node != nullptr; node = node->leftChain()) {
+    if (length > 0) environment.step();  // the last one is counted already; a host's may have no end
     if (length < kShort) {
       shortChain[length] = node;
     } else {
@@ -499,7 +500,6 @@ RawValue KorTemplateBinaryExpression::evaluateChain(KorTemplateEnvironment& envi
     }
     ++length;
   }
-  environment.countSteps(length - 1);  // the last one is counted already
   Value value;
   for (std::size_t index = length; index > 0; --index) {
     const KorTemplateBinaryExpression& node = index > kShort ? *longChain[index - 1 - kShort] : *shortChain[index - 1];

@@ -367,7 +367,7 @@ void KorTemplateEnvironment::leave() {
 void KorTemplateEnvironment::noteFailure() noexcept {
   const FailureWatch::SharedTrace trace = traceInHand();
   if (executionDepth_ != 1) return;
-  if (statement_ != nullptr) failedStatement_ = statement_->sourceRange();
+  failedStatement_ = watch_.failedStatement();
   failure_ = popFailed_ && !hasReachedLimit()
                  ? KorTemplateFailure(NSInternalInconsistencyException, "Stack frame is empty", trace)
                  : KorTemplateFailure::ofCurrentException(trace);

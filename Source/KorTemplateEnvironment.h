@@ -235,14 +235,20 @@ class KorTemplateEnvironment final : public NSObject {
   }
   void leaveTo(const KorTemplateStatement* statement) noexcept { statement_ = statement; }
 
-  // One level more that runs, until leaveLevel(). A level that an exception leaves says so before.
+  // One level more that runs, until leaveLevel(). A level that an exception leaves says so before: the statement that
+  // called it runs then, since nobody needs to keep what has run in the level.
   void enterLevel(KorTemplateActivation& level) noexcept {
     level.outer = innermost_;
     level.caller = statement_;
     innermost_ = &level;
   }
   void leaveLevel(const KorTemplateActivation& level) noexcept { innermost_ = level.outer; }
-  void noteUnwinding() noexcept { watch_.noteUnwinding(position()); }
+  void noteUnwinding() noexcept {
+    watch_.noteUnwinding(position());
+    if (innermost_->caller == nullptr) return;
+    statement_ = innermost_->caller;
+    watch_.goBackTo(statement_);
+  }
 
   // The same for a running function. Raises where one more would be too deep.
   void enterFunction(KorTemplateActivation& level) {

@@ -26,7 +26,8 @@ class KorTemplateStatement : public NSObject {
 
   // What the engine calls in place of executeWithEnvironment(): a return is an answer, not an exception. The default
   // calls the public one. Who calls it for a node inside its own keeps that node until its own has ended: failures are
-  // told of by the statement that was entered last. executeWithEnvironment() asks nothing of the kind.
+  // told of by the statement that was entered last. A template, whose end goes back to the one before, asks nothing of
+  // the kind, and neither does executeWithEnvironment().
   virtual Completion execute(KorTemplateEnvironment& environment);
 
   // Where the statement, or its opening block, stands in the template's text; nowhere for one made by hand.

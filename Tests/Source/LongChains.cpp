@@ -3,6 +3,7 @@
 #include <string>
 
 #include "Source/KorTemplateConditionalStatement.h"
+#include "Tests/Foundation/Raised.h"
 #include "Tests/Foundation/Repeated.h"
 #include "Tests/Memory/WorkBound.h"
 #include "Tests/Source/HostClasses.h"
@@ -83,6 +84,18 @@ TEST(LongChains, MadeByHandAreFreedOnASmallStack) {
     nested = nullptr;
     EXPECT_EQ(freed, 3);
   });
+}
+
+// The second operator is its own left operand.
+TEST(LongChains, WithoutAnEndEndByTheLimitOfSteps) {
+  const auto endless = makeRef<KorTemplateBinaryExpression>(KorTemplateOperatorAdd);
+  endless->setLeftOperand(endless);
+  const Stage stage;
+  KorTemplateLimits limits;
+  limits.steps = 10'000;
+  stage.environment->setLimits(limits);
+  EXPECT_EQ(limitReached([&] { (void)endless->evaluateWithEnvironment(stage.get()); }), KorTemplateLimit::Steps);
+  endless->setLeftOperand(KorTemplateLiteralExpression::expressionWithLiteral(1));
 }
 
 TEST(LongChains, ToTheRightEndByALimitNotByTheStack) {

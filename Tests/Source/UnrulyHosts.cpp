@@ -549,22 +549,35 @@ TEST(TextsThatAreNoUTF8, AreRefusedAsAKeyPath) {
 }
 
 // It includes a template that it compiles for that, and forgets.
-TEST(AHostsStatement, MayFailBehindATemplateThatIsGone) {
-  class Including final : public KorTemplateStatement {
-   public:
-    void executeWithEnvironment(KorTemplateEnvironment* environment) override { executePublicly(*environment); }
-    Completion execute(KorTemplateEnvironment& environment) override {
-      (void)KorTemplate::compile("\n\n<?= 2 ?>part")->execute(environment);
-      throw NSException(NSGenericException, "No more parts");
+class Including final : public KorTemplateStatement {
+ public:
+  explicit Including(std::string part) : part_(std::move(part)) {}
+
+  void executeWithEnvironment(KorTemplateEnvironment* environment) override { executePublicly(*environment); }
+  Completion execute(KorTemplateEnvironment& environment) override {
+    try {
+      (void)KorTemplate::compile(part_)->execute(environment);
+    } catch (const NSException&) {
+      EXPECT_EQ(environment.statement(), this);
     }
-    Ref<KorTemplateStatement> copyWithZone(NSZone* /*zone*/) const override { return makeRef<Including>(); }
-  };
-  const Stage stage;
-  const Ref<KorTemplate> page = KorTemplate::compile("a<?= 1 ?>");
-  page->addStatement(makeRef<Including>());
-  const KorTemplateResult<void> result = page->tryExecuteWithEnvironment(stage.get());
-  EXPECT_EQ(stage.text(), "a1\n\n2part");
-  EXPECT_THAT(result.failure().text(), testing::HasSubstr("No more parts"));
+    throw NSException(NSGenericException, "No more parts");
+  }
+  Ref<KorTemplateStatement> copyWithZone(NSZone* /*zone*/) const override { return makeRef<Including>(part_); }
+
+ private:
+  std::string part_;
+};
+
+TEST(AHostsStatement, MayFailBehindATemplateThatIsGone) {
+  for (const char* const part :
+       {"\n\n<?= 2 ?>part", "\n\n<?= 2 ?>part<? 1 / 0 ?>", "\n\n<?= 2 ?>part<? if (true) ?><? 1 / 0 ?><? endif ?>"}) {
+    const Stage stage;
+    const Ref<KorTemplate> page = KorTemplate::compile("a<?= 1 ?>");
+    page->addStatement(makeRef<Including>(part));
+    const KorTemplateResult<void> result = page->tryExecuteWithEnvironment(stage.get());
+    EXPECT_EQ(stage.text(), "a1\n\n2part");
+    EXPECT_THAT(result.failure().text(), testing::HasSubstr("No more parts"));
+  }
 }
 
 }  // namespace
