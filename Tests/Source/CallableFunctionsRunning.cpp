@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "Foundation/LazyCollections.h"
 #include "Foundation/NSArray.h"
 #include "Source/KorTemplateCallableFunction.h"
 #include "Source/KorTemplateReturnIndication.h"

@@ -11,6 +11,7 @@
 #include "Foundation/HostMethodTable.h"
 #include "Foundation/HostObject.h"
 #include "Foundation/LazyCollections.h"
+#include "Source/KorTemplateCallableFunction.h"
 #include "Source/KorTemplateExternalFunction.h"
 #include "Tests/Foundation/HostObjects.h"
 #include "Tests/Source/HostClasses.h"

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "Source/KorTemplateCallableFunction.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {

@@ -3,7 +3,9 @@
 
 #include <string>
 
+#include "Foundation/NSArray.h"
 #include "Foundation/NSMutableString.h"
+#include "Source/KorTemplateCallableFunction.h"
 #include "Tests/Memory/FailingMemory.h"
 #include "Tests/Source/HostClasses.h"
 
