@@ -36,13 +36,25 @@ extern "C" void removeAndEnd(int signal) {
   for (const Path& path : existing) {
     if (path != nullptr) ::unlink(path);
   }
-  ::raise(signal);  // its own effect is back by now, and follows when this handler returns
+  struct sigaction ending = {};
+  ending.sa_handler = SIG_DFL;
+  ::sigaction(signal, &ending, nullptr);
+  ::raise(signal);  // which waits, as all of them do, until this handler returns
 }
 
+sigset_t endingSignals() {
+  sigset_t set;
+  ::sigemptyset(&set);
+  for (const int signal : kEndingSignals) ::sigaddset(&set, signal);
+  return set;
+}
+
+// Their own effects come back in the handler, not before it runs: the next one of the same kind would end the program
+// then.
 void handleEndingSignals() {
   struct sigaction handling = {};
   handling.sa_handler = removeAndEnd;
-  handling.sa_flags = static_cast<int>(SA_RESETHAND);
+  handling.sa_mask = endingSignals();
   for (const int signal : kEndingSignals) {
     struct sigaction before = {};
     ::sigaction(signal, nullptr, &before);
@@ -54,9 +66,7 @@ void handleEndingSignals() {
 class SignalsHeld {
  public:
   SignalsHeld() {
-    sigset_t set;
-    ::sigemptyset(&set);
-    for (const int signal : kEndingSignals) ::sigaddset(&set, signal);
+    const sigset_t set = endingSignals();
     ::sigprocmask(SIG_BLOCK, &set, &before_);
   }
   ~SignalsHeld() { ::sigprocmask(SIG_SETMASK, &before_, nullptr); }

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
@@ -166,6 +167,21 @@ TEST(ProgramFailures, BySignalsRemoveEveryTemporaryFile) {
     EXPECT_EQ(run.status(), 128 + signal);
     EXPECT_EQ(folder.read("result"), "old");
     EXPECT_EQ(folder.names(), (std::vector<std::string>{"profile", "result", "template"})) << signal;
+  }
+}
+
+// As a program that ends others after some time sends it: to the process, and to all processes beside it.
+TEST(ProgramFailures, BySignalsThatComeTwiceRemoveTheTemporaryFile) {
+  const WorkFolder folder;
+  folder.write("template", kEndless);
+  for (int round = 0; round < 100; ++round) {
+    ProgramRun run(folder, {"render", "template", "-o", "result"});
+    ASSERT_TRUE(waitForNames(folder, 2));
+    ::kill(run.process(), SIGTERM);
+    for (int wait = 0; wait < round * 100; ++wait) std::atomic_signal_fence(std::memory_order_seq_cst);
+    ::kill(run.process(), SIGTERM);
+    EXPECT_EQ(run.status(), 128 + SIGTERM);
+    ASSERT_EQ(folder.names(), (std::vector<std::string>{"template"})) << round;
   }
 }
 
