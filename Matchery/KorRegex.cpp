@@ -328,9 +328,9 @@ std::uint64_t plainRetries(const PatternShape& shape, std::size_t patternLength,
   return kPlainSteps / std::min(kPlainSteps, once * times) / shape.repetitions;
 }
 
-// The bytes of the pattern that the engine goes through at most without a retry, but for its loops; no more than a
-// figure that is far too many. What a text must have as often as a quantifier counts is not repeated but for one row:
-// few are longer than a short text.
+// The most bytes of the pattern that the engine goes through between two retries, apart from its loops: each byte once,
+// and places, turns and the longest row as often as quantifiers with a count and calls repeat them. No more than a
+// figure that is far too many.
 std::uint64_t bytesOfWayThrough(const PatternShape& shape, std::size_t patternLength) {
   constexpr std::uint64_t kTooMany = std::uint64_t{1} << 32;
   const std::uint64_t ofTurn = std::min(kBytesOfPlace * shape.places + shape.turns + shape.row, kTooMany);

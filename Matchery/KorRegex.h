@@ -95,8 +95,7 @@ class KorRegex final : public NSObject {
   std::uint64_t retriesInShortTexts_;  // what a plain search of a short text may take
   std::uint64_t bytesOfPattern_;       // that the engine may go through between two retries
   Compiled compiled_;
-  mutable std::atomic<re_pattern_buffer*> watched_{
-      nullptr};  // the pattern that calls out, owned; null while none stays
+  mutable std::atomic<re_pattern_buffer*> watched_{nullptr};  // the one that calls out, owned; null while none stays
 };
 
 // The pattern that a value holds; null for every other value.

@@ -101,7 +101,7 @@ FailureWatch::SharedTrace FailureWatch::sharedTraceAt(const Position& at) noexce
 }
 
 void FailureWatch::noteUnwinding(const Position& at) noexcept {
-  if (unwinding_.trace != nullptr && unwinding_.statement == at.statement) return;
+  if (unwinding_.exceptions > 0 && unwinding_.statement == at.statement) return;
   unwinding_ = {sharedTraceAt(at), std::uncaught_exceptions(), at.statement, rangeOf(at.statement)};
 }
 

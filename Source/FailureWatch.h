@@ -26,8 +26,8 @@ class FailureWatch {
 
   // An exception that nobody has caught yet.
   struct Unwinding {
-    SharedTrace trace;                                // absent for none
-    int exceptions = 0;                               // on their way when it was noted, itself included
+    SharedTrace trace;                                // absent where there was no memory for it
+    int exceptions = 0;                               // on their way when it was noted, itself included; 0 for none
     const KorTemplateStatement* statement = nullptr;  // that it is on its way through
     SourceRange raisedAt = {};                        // of the statement that ran when it was noted
   };
