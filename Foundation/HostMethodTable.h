@@ -2,6 +2,7 @@
 
 #include <concepts>
 #include <cstddef>
+#include <memory>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -44,7 +45,7 @@ class HostMethodTable {
   // The same for the system's own objects, which are all counted as constant ones and are not.
   template <std::derived_from<NSObject> T>
   BoundMethod find(const Selector& selector, const T& object) const {
-    return find(selector, static_cast<void*>(const_cast<T*>(&object)));  // NOLINT(*-const-cast)
+    return find(selector, static_cast<void*>(const_cast<T*>(std::addressof(object))));  // NOLINT(*-const-cast)
   }
 
  private:

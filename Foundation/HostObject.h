@@ -17,7 +17,7 @@ template <Described T>
 class HostObject final : public HostInstance {
  public:
   // The host keeps the object for as long as a template can reach it.
-  explicit HostObject(T& object) : HostInstance(hostClassTable<T>(), address(&object), nullptr) {}
+  explicit HostObject(T& object) : HostInstance(hostClassTable<T>(), address(std::addressof(object)), nullptr) {}
   // Owned together with the host; absent is not allowed.
   explicit HostObject(const std::shared_ptr<T>& owner)
       : HostInstance(hostClassTable<T>(), address(owner.get()), owner) {}
@@ -43,8 +43,8 @@ template <class T>
 Value hostReference(T& object) {
   static_assert(Described<T>, "hostReference: the class has no describeHostClass() in its namespace");
   if constexpr (Described<T> && std::derived_from<T, HostInstance>) {
-    if constexpr (!std::is_const_v<T>) return Ref<T>::retaining(&object);
-    return makeRef<HostObject<T>>(std::shared_ptr<T>(object.owner(), &object));
+    if constexpr (!std::is_const_v<T>) return Ref<T>::retaining(std::addressof(object));
+    return makeRef<HostObject<T>>(std::shared_ptr<T>(object.owner(), std::addressof(object)));
   } else if constexpr (Described<T>) {
     return makeRef<HostObject<T>>(object);
   }

@@ -154,11 +154,11 @@ struct HostResultRule<HostResultKind::Object> {
   template <class T>
   static RawValue refer(T& object, const HostContext& context) {
     if constexpr (std::derived_from<T, NSObject>) {
-      return Value(Ref<T>::retaining(&object)).leak();
+      return Value(Ref<T>::retaining(std::addressof(object))).leak();
     } else {
       const HostClassTable& table = hostClassTable<std::remove_const_t<T>>();
       using Address = std::conditional_t<std::is_const_v<T>, const void*, void*>;
-      return Value(context.instance(table, static_cast<Address>(&object))).leak();
+      return Value(context.instance(table, static_cast<Address>(std::addressof(object)))).leak();
     }
   }
   template <class T>

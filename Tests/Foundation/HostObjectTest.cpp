@@ -115,6 +115,39 @@ TEST(HostObject, ThatStaysTheHostsIsNotCopied) {
   EXPECT_TRUE(read(value, "shared").isNull());
 }
 
+// It has an address of its own to tell.
+struct Proxy {
+  int number = 7;
+
+  Proxy* operator&() { return nullptr; }              // NOLINT(google-runtime-operator)
+  const Proxy* operator&() const { return nullptr; }  // NOLINT(google-runtime-operator)
+};
+
+struct Proxies {
+  Proxy one;
+  std::vector<Proxy> many{2};
+};
+
+void describeHostClass(HostClass<Proxy>& proxy) {
+  proxy.name("Proxy").property("number", &Proxy::number);
+}
+void describeHostClass(HostClass<Proxies>& proxies) {
+  proxies.name("Proxies").property("one", &Proxies::one).property("many", &Proxies::many);
+}
+
+TEST(HostObject, IsFoundWhereItIsWhateverItsAddressOperatorSays) {
+  Proxy proxy;
+  Proxies proxies;
+  EXPECT_EQ(read(hostReference(proxy), "number").intValue(), 7);
+  EXPECT_EQ(read(hostCopy(proxy), "number").intValue(), 7);
+  for (const Value& value : {hostReference(proxies), hostCopy(proxies), hostShared(std::make_shared<Proxies>())}) {
+    EXPECT_EQ(read(value, "one.number").intValue(), 7);
+    EXPECT_EQ(read(value, "many.@sum.number").intValue(), 14);
+  }
+  proxies.one.number = 8;
+  EXPECT_EQ(read(hostReference(proxies), "one.number").intValue(), 8);
+}
+
 TEST(HostObject, IsOwnedAsItWasGiven) {
   int alive = 0;
   {
