@@ -57,7 +57,7 @@ constexpr std::uint64_t kPlainSteps = 100'000'000;
 constexpr std::size_t kTinySubject = 256;
 constexpr std::uint64_t kRetriesInTinySubject = 65'536;
 // The bytes that the steps of a search at one place may go through: some tenths of a second.
-constexpr std::uint64_t kBytesAtOnePlace = 256'000'000;
+constexpr std::uint64_t kBytesAtOnePlace = 160'000'000;
 // Where a plain search may take fewer retries it is not tried.
 constexpr std::uint64_t kFewestRetries = 16;
 
@@ -136,8 +136,9 @@ std::optional<std::size_t> position(int answer, std::uint64_t retries) {
   raiseLimit(KorTemplateLimit::RegexRetries, retries);
 }
 
-// To look at a place takes as long as to go through some bytes.
+// To look at a place, and to take a turn of a group, takes as long as to go through some bytes.
 constexpr std::uint64_t kBytesOfPlace = 8;
+constexpr std::uint64_t kBytesOfTurn = 24;
 
 // The bytes that the engine may go through between two looks at a search that goes on.
 constexpr std::ptrdiff_t kBytesBetweenLooks = std::ptrdiff_t{1} << 20;
@@ -310,13 +311,13 @@ void requireStackFor(const PatternShape& shape) {
   checkStack(levels * kBytesOfLevel);
 }
 
-// The bytes that one loop of the pattern goes through in a text of so many, at most; no more than a figure that is far
-// too many.
+// The bytes that one loop of the pattern, or a reference to groups of one name, goes through in a text of so many, at
+// most; no more than a figure that is far too many.
 std::uint64_t bytesOfLoop(const PatternShape& shape, std::uint64_t length) {
   constexpr std::uint64_t kTooMany = std::uint64_t{1} << 40;
   std::uint64_t bytes = length;
   for (std::int32_t power = 1; power < shape.power && bytes < kTooMany && length > 1; ++power) bytes *= length;
-  return std::min(bytes, kTooMany);
+  return std::min(bytes * shape.namesakes, kTooMany);
 }
 
 // The retries that a plain search of so long a text may take: between two of them the engine goes through the text at
@@ -324,7 +325,8 @@ std::uint64_t bytesOfLoop(const PatternShape& shape, std::uint64_t length) {
 std::uint64_t plainRetries(const PatternShape& shape, std::size_t patternLength, std::size_t length) {
   const std::uint64_t loops = std::min<std::uint64_t>(shape.loops, KorRegex::kMaximumPatternLength);
   const std::uint64_t once = patternLength + 1 + (loops > 0 ? bytesOfLoop(shape, length) : 0);
-  const std::uint64_t times = std::max<std::uint64_t>(loops, 1) + kBytesOfPlace * shape.places;
+  const std::uint64_t times =
+      std::max<std::uint64_t>(loops, 1) + kBytesOfPlace * shape.places + kBytesOfTurn * shape.turns;
   return kPlainSteps / std::min(kPlainSteps, once * times) / shape.repetitions;
 }
 
@@ -341,7 +343,8 @@ std::uint64_t bytesOfWayThrough(const PatternShape& shape, std::size_t patternLe
 // that takes a power of the text's length, looks at many places or is repeated must be quick; one that goes through the
 // text is, in all but huge ones.
 std::uint64_t fewestRetriesAtOnePlace(const PatternShape& shape, std::uint64_t length) {
-  const std::uint64_t once = bytesOfLoop(shape, length) * (1 + kBytesOfPlace * shape.places + shape.turns) + 1;
+  const std::uint64_t once =
+      bytesOfLoop(shape, length) * (1 + kBytesOfPlace * shape.places + kBytesOfTurn * shape.turns) + 1;
   return std::min<std::uint64_t>(kBytesAtOnePlace / once / shape.repetitions, 1'000);
 }
 

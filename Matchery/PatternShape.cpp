@@ -524,7 +524,7 @@ class ShapeReader {
     typesBefore_ = closed.types;
     setsBefore_ = closed.sets;
     if (mayBeRepeated()) {
-      noteTurns(closed.places, shape_.loops - closed.loops);
+      noteTurns(closed.places, 1 + shape_.loops - closed.loops);
       visit((bytesSoFar() - closed.from) / kBytesOfVisit);
     }
     visitAlternatives(closed);
@@ -594,10 +594,14 @@ class ShapeReader {
     setsBefore_ = sets_;
   }
 
-  // The first quantifier of an atom lies no deeper than the atom; those that follow it directly do.
+  // The first quantifier of an atom lies no deeper than the atom; those that follow it directly do, and go through
+  // those before in every turn.
   void addQuantifier() {
     row_ = 0;
-    if (quantifiers_++ > 0) ++height_;
+    if (quantifiers_++ > 0) {
+      ++height_;
+      noteTurns(0, 2);
+    }
     keepHeight();
   }
 

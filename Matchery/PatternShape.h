@@ -22,7 +22,8 @@ struct PatternShape {
   // Places such as "\b" in groups that may be repeated, which every turn looks at anew though they take no character; a
   // reference or a condition counts as two.
   std::uint64_t places = 0;
-  // What else every turn of such a group goes through: groups, alternatives and quantifiers.
+  // What else every turn of such a group goes through: itself, groups, alternatives and quantifiers in it. A quantifier
+  // of a quantifier counts as two.
   std::uint64_t turns = 0;
   // The longest way through what stands between two quantifiers, in letters; a class takes as long as four.
   std::uint64_t row = 0;

@@ -113,6 +113,12 @@ TEST(KorRegexLimits, EndsEverySearchWithinAboutHalfASecond) {
       {"(?y{w})(?>(?:a)" + repeated("b*", 20'000) + ")+x?\\z", many},
       {"(?:a{1}|" + repeated("\\w++-|", 250) + "b)", repeated("\u0430\u044f", 250'000)},
       {"(?x)(?<f>a" + repeated("\\B", 3'000) + "\\g<f>?)[^a]?\\b\\B", letters},
+      {"(?x)" + repeated("a?", 10) + "(?<n>a)*+\\k<n>x", std::string(900'000, 'a')},
+      {"(?x)" + repeated("a?", 10) + "(?>(?<n>a)*)x", std::string(900'000, 'a')},
+      {repeated("a?", 9) + "a{,2}*+x", std::string(900'000, 'a')},
+      {"(a)*+[^a]", std::string(900'000, 'a')},
+      {"(?xi)" + repeated("(?<n>", 16) + "a*b?" + repeated(")", 16) + repeated("a?", 10) + "\\k<n>c",
+       std::string(200'000, 'a') + "b" + std::string(200'000, 'a')},
   };
   for (const HardRow& row : rows) {
     const Ref<KorRegex> regex = KorRegex::compileExpression(row.pattern);
