@@ -28,8 +28,8 @@ class SetEnumerator final : public NSEnumerator {
 
 NSSet::NSSet(const std::vector<Value>& members) : NSObject(ObjectKind::Set) {
   const WorkCounter work;
-  for (std::size_t index = 0; index < members.size();
-       ++index) {  // hashing may run a host's code, which may change them
+  // Hashing may run a host's code, which may change them.
+  for (std::size_t index = 0; index < members.size(); ++index) {
     const Value member = members[index];
     work.step();
     if (member.isAbsent()) NSException::raise(NSInvalidArgumentException, "A set's member cannot be absent");

@@ -113,10 +113,11 @@ int OutputFile::descriptor() const noexcept {
   return direct_.has_value() ? direct_->number() : STDOUT_FILENO;
 }
 
-bool OutputFile::replacesWhat(const OutputFile& other) const {
+bool OutputFile::replacesSameFileAs(const OutputFile& other) const {
   if (!replacement_.has_value() || !other.replacement_.has_value()) return false;
-  std::error_code error;
-  return std::filesystem::weakly_canonical(path_, error) == std::filesystem::weakly_canonical(other.path_, error);
+  std::error_code error;  // with an empty path: nobody knows the file then
+  const std::filesystem::path path = std::filesystem::weakly_canonical(path_, error);
+  return !path.empty() && path == std::filesystem::weakly_canonical(other.path_, error);
 }
 
 void OutputFile::keep() {

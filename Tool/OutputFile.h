@@ -23,7 +23,7 @@ class OutputFile {
   const std::string& name() const noexcept { return name_; }
 
   // Whether both replace one regular file, so that only one of them would be there in the end.
-  bool replacesWhat(const OutputFile& other) const;
+  bool replacesSameFileAs(const OutputFile& other) const;
 
   // The text is complete. Throws `Failure` when it cannot be kept.
   void keep();

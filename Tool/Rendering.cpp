@@ -81,7 +81,7 @@ class Account {
   // Begins with the output of the environment, which is complete but for it. Throws `Failure` where the file for the
   // profile is the one for the text.
   void watch(KorTemplateEnvironment& environment, const OutputFile& output) {
-    if (profileFile_.has_value() && profileFile_->replacesWhat(output)) {
+    if (profileFile_.has_value() && profileFile_->replacesSameFileAs(output)) {
       throw Failure::ofOutput(profileFile_->name(), "The profile and the text cannot be written to one file");
     }
     if (options_.showsStatistics) {
