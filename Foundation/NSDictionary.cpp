@@ -1,11 +1,11 @@
 #include "Foundation/NSDictionary.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "Foundation/Description.h"
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSException.h"
+#include "Foundation/SlotRemoval.h"
 #include "Foundation/WorkMeter.h"
 
 namespace tavlo {
@@ -178,9 +178,15 @@ void NSMutableDictionary::removeObjectForKey(std::string_view key) {
   requireUnsharedDictionary(*this);
   const std::uint32_t index = indexOf(key, NSString::hashOf(key));
   if (index == kNowhere) return;
+  if (!slots_.empty()) {
+    removeSlot(slots_, index, entries_.size(), [&](std::uint32_t entry) { return entries_[entry].key->hash32(); });
+  }
+  countRemoval(entries_.size() - index);
   const Entry removed = entries_[index];  // let go of last
   entries_.erase(entries_.begin() + index);
-  rebuildSlots(std::min(slotsFor(entries_.size()), slots_.size()));  // no more than there are: that takes no memory
+  // Never so many more slots that to go through them costs more than to go through the entries.
+  const bool isSmall = entries_.size() <= kSmall;
+  if (isSmall || entries_.size() * 16 < slots_.size()) rebuildSlots(slotsFor(entries_.size()));  // takes no memory
 }
 
 void NSMutableDictionary::removeAllObjects() {

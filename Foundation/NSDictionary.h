@@ -98,7 +98,7 @@ class NSMutableDictionary final : public NSDictionary {
   void setObjectForKey(Value value, Ref<NSString> key);
   // Makes room for that many entries.
   void reserve(std::size_t count) { entries_.reserve(count); }
-  // Does nothing where there is no such key.
+  // Does nothing where there is no such key. Moves the entries behind it up, which takes time for each of them.
   void removeObjectForKey(std::string_view key);
   void removeAllObjects();
 };

@@ -135,6 +135,13 @@ class ElementCounter {
   std::size_t count_ = 0;
 };
 
+// Counts what takes one element out of a list of them and moves so many others up: for the next step, as what is
+// removed in the end of an object must not raise.
+inline void countRemoval(std::size_t moved) noexcept {
+  WorkMeter* const meter = WorkMeter::ofThread();
+  if (meter != nullptr) meter->countLater(moved / ElementCounter::kElementsOfStep);
+}
+
 // Counts the work on a text; nothing for a short one.
 inline void countWorkOnText(std::size_t bytes) {
   if (bytes >= WorkMeter::kBytesOfStep) [[unlikely]]

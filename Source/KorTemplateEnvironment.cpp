@@ -62,7 +62,12 @@ void KorTemplateEnvironment::setFunctionForName(const Ref<KorTemplateFunction>& 
 
 void KorTemplateEnvironment::removeFunction(const Ref<KorTemplateFunction>& function) {
   const auto kept = Ref<KorTemplateEnvironment>::retaining(this);  // what ends may let go of it
-  for (const Name& name : namesForFunction(function)) removeFunctionForName(name);
+  const std::vector<Name> names = namesForFunction(function);
+  for (const Name& name : names) {
+    if (const Ref<KorTemplateFunction>* known = functions_.find(name)) park(*known);
+  }
+  if (!names.empty()) functionsChanged_ = true;
+  const std::vector<Ref<KorTemplateFunction>> removed = functions_.removeAll(names);  // let go of last
 }
 
 void KorTemplateEnvironment::removeFunctionForName(const Name& name) {

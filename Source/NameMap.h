@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
@@ -10,6 +9,7 @@
 
 #include "Foundation/Name.h"
 #include "Foundation/Ref.h"
+#include "Foundation/SlotRemoval.h"
 #include "Foundation/Value.h"
 
 namespace tavlo {
@@ -84,23 +84,47 @@ class NameMap {
       addSlot();
   }
 
+  // Moves those behind it up, which takes time for each of them.
   bool remove(const Name& name) {
-    const T* known = find(name);
-    if (known == nullptr) return false;
-    const auto index = static_cast<std::size_t>(
-        reinterpret_cast<const Entry*>(reinterpret_cast<const char*>(known) - offsetof(Entry, value)) -
-        entries_.data());
+    const std::size_t index = indexOf(name);
+    if (index == size_) return false;
+    if (isHashed()) {
+      removeSlot(slots_, static_cast<std::uint32_t>(index), size_,
+                 [&](std::uint32_t entry) { return entries_[entry].name.hash(); });
+    }
+    countRemoval(size_ - index);
     const Entry removed = std::move(entries_[index]);  // let go of last
     entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(index));
     --size_;
-    const bool staysHashed = isHashed() && size_ > kSmall;
-    state_ &= ~kHashed;
-    if (staysHashed) {
-      rebuildSlots(std::min(slotsFor(size_), slots_.size()));  // no more than there are: that takes no memory
-    } else {
-      slots_.clear();
-    }
+    if (isHashed()) fitSlots();
     return true;
+  }
+  // Removes all of these that are there, in one pass over the entries: what stood there, for the caller to let go of.
+  std::vector<T> removeAll(const std::vector<Name>& names) {
+    std::vector<T> removed;
+    removed.reserve(names.size());
+    std::vector<bool> goes(size_ + 1);
+    for (const Name& name : names) {
+      const std::size_t index = indexOf(name);
+      if (goes[index] || index == size_) continue;
+      goes[index] = true;
+      removed.push_back(std::move(entries_[index].value));
+    }
+    countRemoval(size_);
+    std::size_t kept = 0;
+    for (std::size_t index = 0; index < size_; ++index) {
+      if (goes[index]) continue;
+      if (kept != index) entries_[kept] = std::move(entries_[index]);
+      ++kept;
+    }
+    entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(kept),
+                   entries_.begin() + static_cast<std::ptrdiff_t>(size_));
+    size_ = kept;
+    if (isHashed()) {
+      rebuildSlots(slots_.size());
+      fitSlots();
+    }
+    return removed;
   }
 
   // Lets go of all values from the `kept`-th on.
@@ -169,6 +193,15 @@ class NameMap {
     return kNowhere;
   }
 
+  // The size where there is none.
+  std::size_t indexOf(const Name& name) const noexcept {
+    const T* const known = find(name);
+    if (known == nullptr) return size_;
+    return static_cast<std::size_t>(
+        reinterpret_cast<const Entry*>(reinterpret_cast<const char*>(known) - offsetof(Entry, value)) -
+        entries_.data());
+  }
+
   // For the last entry, which goes again where there is no memory for that.
   [[gnu::noinline]] void addSlot() {
     if (hasSlotsFor(size_)) return putSlot(static_cast<std::uint32_t>(size_ - 1));
@@ -186,6 +219,17 @@ class NameMap {
     std::size_t count = kSmall * 4;
     while (count < size * 4) count *= 2;
     return count;
+  }
+
+  // Once entries have gone: there are no slots for few, and never so many more that to go through them costs more than
+  // to go through the entries. Takes no memory.
+  void fitSlots() {
+    if (size_ <= kSmall) {
+      slots_.clear();
+      state_ &= ~kHashed;
+    } else if (size_ * 16 < slots_.size()) {
+      rebuildSlots(slotsFor(size_));
+    }
   }
 
   // Where there is no memory for so many, the old ones stay.

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -156,6 +157,43 @@ TEST(NSDictionary, FindsEveryKeyWhileItGrowsAndShrinks) {
   EXPECT_EQ(dictionary->count(), 0U);
   dictionary->setObjectForKey(7, "key7");
   EXPECT_EQ(dictionary->objectForKey("key7").intValue(), 7);
+}
+
+TEST(NSDictionary, KeepsOrderAndEntriesWhereSomeAreRemovedAtRandom) {
+  std::minstd_rand random(7);
+  const Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
+  std::vector<int> expected;
+  const auto keyFor = [](int number) { return "key" + std::to_string(number); };
+  for (int number = 0; number < 3000; ++number) {
+    dictionary->setObjectForKey(number, keyFor(number));
+    expected.push_back(number);
+    // Fewer and fewer, and more and more, in turns of a thousand.
+    for (int times = number % 1000 < 500 ? 0 : 3; times > 0 && !expected.empty(); --times) {
+      const std::size_t place = random() % expected.size();
+      dictionary->removeObjectForKey(keyFor(expected[place]));
+      ASSERT_EQ(dictionary->find(keyFor(expected[place])), nullptr);
+      expected.erase(expected.begin() + static_cast<std::ptrdiff_t>(place));
+    }
+    if (number % 61 != 0) continue;
+    ASSERT_EQ(dictionary->count(), expected.size());
+    for (std::size_t place = 0; place < expected.size(); ++place) {
+      ASSERT_EQ(dictionary->entries()[place].value.intValue(), expected[place]);
+      ASSERT_EQ(dictionary->objectForKey(keyFor(expected[place])).intValue(), expected[place]);
+    }
+  }
+}
+
+TEST(NSDictionary, TakesEntriesOutFromTheLastOneOnInLittleTime) {
+  constexpr int kMany = 200'000;
+  const Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
+  std::vector<Ref<NSString>> keys;
+  for (int number = 0; number < kMany; ++number) {
+    keys.push_back(NSString::stringWithUTF8(std::to_string(number)));
+    dictionary->setObjectForKey(number, keys.back());
+  }
+  const WorkBound bound("removed from the last one on");
+  for (; !keys.empty(); keys.pop_back()) dictionary->removeObjectForKey(keys.back()->view());
+  EXPECT_EQ(dictionary->count(), 0u);
 }
 
 TEST(NSDictionary, FindsWithAHintThatMayBeWrong) {

@@ -3,10 +3,18 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <random>
+#include <string>
+#include <vector>
+
+#include "Foundation/NSDictionary.h"
+#include "Source/KorTemplate.h"
+#include "Source/KorTemplateCallableFunction.h"
 #include "Source/KorTemplateCancellation.h"
 #include "Source/KorTemplateConsoleStream.h"
 #include "Source/KorTemplateNullStream.h"
 #include "Source/KorTemplateProfile.h"
+#include "Tests/Memory/WorkBound.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -138,6 +146,68 @@ TEST(KorTemplateEnvironment, KeepsManyFunctions) {
   EXPECT_EQ(environment->functionNames().size(), 50u);
   for (int number = 0; number < 100; ++number) {
     EXPECT_EQ(environment->functionForName(std::to_string(number)) != nullptr, number % 2 == 1) << number;
+  }
+}
+
+TEST(KorTemplateEnvironment, KeepsTheOrderOfFunctionsWhereSomeAreRemovedAtRandom) {
+  std::minstd_rand random(7);
+  const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+  std::vector<Name> expected;
+  for (int number = 0; number < 1500; ++number) {
+    const Name name(std::to_string(number));
+    environment->setFunctionForName(makeRef<FamilyFunction>(number % 10), name);
+    expected.push_back(name);
+    if (number % 500 == 499) {
+      environment->removeFunction(makeRef<FamilyFunction>(number / 500));
+      std::erase_if(expected, [&](const Name& each) { return each.view().back() == '0' + number / 500; });
+    }
+    for (int times = number % 500 < 250 ? 0 : 3; times > 0 && !expected.empty(); --times) {
+      const std::size_t place = random() % expected.size();
+      environment->removeFunctionForName(expected[place]);
+      ASSERT_EQ(environment->functionForName(expected[place]), nullptr);
+      expected.erase(expected.begin() + static_cast<std::ptrdiff_t>(place));
+    }
+    if (number % 61 != 0) continue;
+    ASSERT_EQ(environment->functionNames(), expected);
+    for (const Name& name : expected) ASSERT_NE(environment->functionForName(name), nullptr);
+  }
+}
+
+TEST(KorTemplateEnvironment, RemovesAFunctionOfManyNamesInLittleTime) {
+  constexpr int kMany = 100'000;
+  const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+  for (int number = 0; number < kMany; ++number) {
+    environment->setFunctionForName(makeRef<FamilyFunction>(number % 2), std::to_string(number));
+  }
+  const WorkBound bound("every second function removed");
+  environment->removeFunction(makeRef<FamilyFunction>(0));
+  EXPECT_EQ(environment->functionNames().size(), std::size_t{kMany / 2});
+}
+
+TEST(KorTemplateEnvironment, CountsWhatMovesUpBehindWhatIsRemoved) {
+  constexpr int kMany = 4'000;
+  for (const bool isDictionary : {false, true}) {
+    const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+    const Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
+    for (int number = 0; number < kMany; ++number) {
+      dictionary->setObjectForKey(number, std::to_string(number));
+      environment->setFunctionForName(makeRef<FamilyFunction>(1), std::to_string(number));
+    }
+    environment->setFunction("clear", [&](KorTemplateEnvironment& running) {
+      for (int number = 0; number < kMany / 2; ++number) {
+        if (isDictionary) {
+          dictionary->removeObjectForKey(std::to_string(number));
+        } else {
+          running.removeFunctionForName(std::to_string(number));
+        }
+      }
+    });
+    KorTemplateLimits limits;
+    limits.steps = 100'000;
+    environment->setLimits(limits);
+    EXPECT_THROW(KorTemplate::compile("<? clear() ?><? clear() ?>")->executeWithEnvironment(environment.get()),
+                 KorTemplateLimitException)
+        << isDictionary;
   }
 }
 
