@@ -13,10 +13,14 @@ class HostContext {
   // A part of an object.
   explicit HostContext(const HostInstance& holder) noexcept : holder_(&holder) {}
   // A part of what `owner` keeps, of the host where that is empty; both are lent.
-  explicit HostContext(const std::shared_ptr<const void>& owner, ReusableInstances* reused = nullptr) noexcept
-      : owner_(&owner), reused_(reused) {}
+  explicit HostContext(const std::shared_ptr<const void>& owner, ReusableInstances* reused = nullptr,
+                       bool canBeShared = true) noexcept
+      : owner_(&owner), reused_(reused), canBeShared_(canBeShared) {}
 
   std::shared_ptr<const void> owner() const { return holder_ != nullptr ? holder_->owner() : *owner_; }
+
+  // Whether several threads may read the whole at once, as far as is known.
+  bool canBeShared() const { return holder_ != nullptr ? holder_->table().canBeShared() : canBeShared_; }
 
   // An instance for an object that the owner keeps.
   template <class Object>
@@ -35,6 +39,7 @@ class HostContext {
   const HostInstance* holder_ = nullptr;
   const std::shared_ptr<const void>* owner_ = nullptr;
   ReusableInstances* reused_ = nullptr;
+  bool canBeShared_ = true;
 };
 
 }  // namespace tavlo

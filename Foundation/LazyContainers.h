@@ -52,14 +52,14 @@ template <class C>
 struct LentContainer {
   C& container;
   std::shared_ptr<const void> owner;  // empty where the host keeps the container
-  bool canBeShared;
+  bool canBeShared;                   // what the container is a part of
 };
 
 // A view is copied, like a temporary, since it may itself be one.
 template <class C>
 auto lendContainer(C&& container, const HostContext& context) {
   std::shared_ptr<const void> owner = context.owner();
-  const bool canBeShared = HostInstance::canShareOwner(owner);
+  const bool canBeShared = context.canBeShared();
   if constexpr (std::is_lvalue_reference_v<C> && !std::ranges::view<std::remove_cvref_t<C>>) {
     return LentContainer<std::remove_reference_t<C>>{container, std::move(owner), canBeShared};
   } else {
@@ -87,7 +87,7 @@ class LazyListOver final : public LazyList {
     lookBeforeElement<C>();
     if (index >= container_.size()) return {};
     lookBeforeElement<C>();
-    return elementValue(static_cast<ListElement<C>>(container_[index]), HostContext(owner_, &reused));
+    return elementValue(static_cast<ListElement<C>>(container_[index]), HostContext(owner_, &reused, canBeShared_));
   }
   bool isQuiet() const noexcept override {
     using Element = ListElement<C>;
@@ -95,7 +95,9 @@ class LazyListOver final : public LazyList {
         hostResultKind<Element>() == HostResultKind::Object && std::is_lvalue_reference_v<Element>;
     return kIsStandardList<std::remove_const_t<C>> && (kIsReference || kIsPlainData<Element>);
   }
-  bool canBeShared() const override { return canBeShared_ && canShareElements<ListElement<C>>(); }
+  bool canBeShared() const override {
+    return canBeShared_ && HostInstance::canShareOwner(owner_) && canShareElements<ListElement<C>>();
+  }
 
  private:
   C& container_;
@@ -119,7 +121,8 @@ decltype(auto) wantedKey(const std::string& kept) {
 template <class C>
 class OrderedWalk final : public LazyDictionary::Walk {
  public:
-  OrderedWalk(C& container, const std::shared_ptr<const void>& owner) : container_(container), owner_(owner) {}
+  OrderedWalk(C& container, const std::shared_ptr<const void>& owner, bool canBeShared)
+      : container_(container), owner_(owner), canBeShared_(canBeShared) {}
 
   bool next(std::string_view& key, Value& value, ReusableInstances& reused) override {
     lookBeforeElement<C>();
@@ -129,13 +132,14 @@ class OrderedWalk final : public LazyDictionary::Walk {
     last_.emplace(std::string_view(found->first));
     key = std::string_view(*last_);
     requireValidUTF8(key);
-    value = elementValue(found->second, HostContext(owner_, &reused));
+    value = elementValue(found->second, HostContext(owner_, &reused, canBeShared_));
     return true;
   }
 
  private:
   C& container_;
   std::shared_ptr<const void> owner_;
+  bool canBeShared_;
   std::optional<std::string> last_;
 };
 
@@ -143,7 +147,8 @@ class OrderedWalk final : public LazyDictionary::Walk {
 template <class C>
 class HashedWalk final : public LazyDictionary::Walk {
  public:
-  HashedWalk(C& container, const std::shared_ptr<const void>& owner) : container_(container), owner_(owner) {
+  HashedWalk(C& container, const std::shared_ptr<const void>& owner, bool canBeShared)
+      : container_(container), owner_(owner), canBeShared_(canBeShared) {
     lookBeforeElement<C>();
     keys_.reserve(container.size());
     ElementCounter work;
@@ -163,7 +168,7 @@ class HashedWalk final : public LazyDictionary::Walk {
       if (found == container_.end()) continue;
       key = std::string_view(wanted);
       requireValidUTF8(key);
-      value = elementValue(found->second, HostContext(owner_, &reused));
+      value = elementValue(found->second, HostContext(owner_, &reused, canBeShared_));
       return true;
     }
     return false;
@@ -172,6 +177,7 @@ class HashedWalk final : public LazyDictionary::Walk {
  private:
   C& container_;
   std::shared_ptr<const void> owner_;
+  bool canBeShared_;
   std::vector<std::string> keys_;
   std::size_t next_ = 0;
 };
@@ -191,16 +197,19 @@ class LazyDictionaryOver final : public LazyDictionary {
   }
   Value objectForKey(std::string_view key) const override {
     const auto found = find(key);
-    return found == container_.end() ? Value() : elementValue(found->second, HostContext(owner_));
+    return found == container_.end() ? Value()
+                                     : elementValue(found->second, HostContext(owner_, nullptr, canBeShared_));
   }
   std::unique_ptr<Walk> walk() const override {
     if constexpr (requires(const typename C::key_type& key) { container_.upper_bound(key); }) {
-      return std::make_unique<OrderedWalk<C>>(container_, owner_);
+      return std::make_unique<OrderedWalk<C>>(container_, owner_, canBeShared_);
     } else {
-      return std::make_unique<HashedWalk<C>>(container_, owner_);
+      return std::make_unique<HashedWalk<C>>(container_, owner_, canBeShared_);
     }
   }
-  bool canBeShared() const override { return canBeShared_ && canShareElements<DictionaryElement<C>>(); }
+  bool canBeShared() const override {
+    return canBeShared_ && HostInstance::canShareOwner(owner_) && canShareElements<DictionaryElement<C>>();
+  }
 
  private:
   // A hashed container goes through the key twice, an ordered one for each of its levels.

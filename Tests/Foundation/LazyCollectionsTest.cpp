@@ -6,6 +6,7 @@
 #include <iterator>
 #include <list>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <span>
@@ -200,6 +201,42 @@ TEST(LazyList, MayBeSharedWhereItsElementsMay) {
             "that does not answer canBeShared() with true");
   EXPECT_NE(refused(lazyList(values)), "");
   EXPECT_NE(refused(lazyList([] { return 0; }, [](std::size_t index) { return index; })), "");
+}
+
+// Containers inside an object that changes them as it likes.
+struct Rows {
+  std::vector<double> numbers = {1, 2};
+  std::vector<std::vector<int>> lists = {{1}};
+  std::map<std::string, std::vector<int>> named = {{"key", {1}}};
+  std::shared_ptr<std::vector<int>> owned = std::make_shared<std::vector<int>>(3, 1);
+};
+
+template <bool CanBeShared>
+struct DescribedRows : Rows {};
+
+template <bool CanBeShared>
+void describeHostClass(HostClass<DescribedRows<CanBeShared>>& rows) {
+  rows.name("Rows")
+      .property("numbers", &Rows::numbers)
+      .property("lists", &Rows::lists)
+      .property("named", &Rows::named)
+      .property("owned", &Rows::owned)
+      .canBeShared(CanBeShared);
+}
+
+TEST(LazyList, MayNotBeSharedWhereItIsAPartOfAnObjectThatMayNot) {
+  const auto refused = [](const Value& value) { return !raised([&] { value.share(); }).empty(); };
+  const auto first = [](const Value& list) { return list.object()->objectEnumerator()->nextObject(); };
+  const auto parts = [&](const Value& rows) {
+    return std::vector<Value>{read(rows, "numbers"), first(read(rows, "lists")), read(rows, "named.key"),
+                              first(read(rows, "named"))};
+  };
+  DescribedRows<true> shared;
+  DescribedRows<false> own;
+  for (const Value& part : parts(hostReference(shared))) EXPECT_FALSE(refused(part));
+  for (const Value& part : parts(hostReference(own))) EXPECT_TRUE(refused(part));
+  for (const Value& part : parts(hostCopy(own))) EXPECT_TRUE(refused(part));
+  EXPECT_FALSE(refused(read(hostReference(own), "owned")));  // no part of it
 }
 
 TEST(LazyDictionary, ReadsEveryContainerThatHasTexts) {
