@@ -37,6 +37,18 @@ std::shared_ptr<const void> HostInstance::owner() const {
   return {object_, Release{this}};
 }
 
+Ref<HostInstance> HostInstance::constant() const {
+  if (isItself_) return makeRef<HostInstance>(*table_, static_cast<const void*>(object_), owner());
+  return Ref<HostInstance>::retaining(const_cast<HostInstance*>(this));  // NOLINT(*-const-cast): counted
+}
+
+std::shared_ptr<const void> HostInstance::ownerOf(const NSObject* holder) {
+  if (holder == nullptr) return {};
+  if (holder->kind() == ObjectKind::HostObject) return static_cast<const HostInstance*>(holder)->owner();
+  holder->retain();
+  return {static_cast<const void*>(holder), Release{holder}};
+}
+
 std::shared_ptr<const void> HostInstance::ownerOfBoth(std::shared_ptr<const void> kept,
                                                       std::shared_ptr<const void> referredTo) {
   if (referredTo == nullptr) return kept;

@@ -32,8 +32,13 @@ class HostInstance : public NSObject {
   // As the class that table() describes.
   void* object() const noexcept { return object_; }
   bool isConstant() const noexcept { return isConstant_; }
+  // The same object as a constant one, for who was given this instance as a constant.
+  Ref<HostInstance> constant() const;
   // Keeps the object, and all that is a part of it; empty where the host does.
   std::shared_ptr<const void> owner() const;
+
+  // Keeps what belongs to the object; empty for null and where the host does.
+  static std::shared_ptr<const void> ownerOf(const NSObject* holder);
 
   // An owner of something that refers into what another owner, which may be empty, keeps.
   static std::shared_ptr<const void> ownerOfBoth(std::shared_ptr<const void> kept,

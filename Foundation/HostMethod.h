@@ -34,6 +34,16 @@ namespace tavlo {
 [[noreturn]] void raiseUnsuitableObject(const NSInvocation& invocation, std::int32_t index, const Value& object,
                                         std::string_view expected);
 
+// The class that such a method takes, as that message names it.
+template <class T>
+std::string expectedObjectName([[maybe_unused]] const Value& supplied) {
+  if constexpr (Described<T>) {
+    return expectedClassNameFor<T>(supplied);
+  } else {
+    return std::string(typeName<std::remove_const_t<T>>());
+  }
+}
+
 // One parameter of a method during a call: read out of the invocation's buffer, and kept for as long as the method
 // runs. This one is for structures and whatever else passes through as it is.
 template <class P>
@@ -63,11 +73,13 @@ class HostParameter<P> {
   using Held = std::remove_cvref_t<P>;
 
   HostParameter(NSInvocation& invocation, std::int32_t index, const ArgumentSlot& slot) {
-    held_ = slot.object.ref<ReferredClass<Held>>();
+    held_ = referenceIn<ReferredClass<Held>>(slot.object);
     if (held_ != nullptr || slot.object.isAbsent() || slot.object.isNull()) return;
     const Value value = slot.object;
     held_ = plainValue(value).ref<ReferredClass<Held>>();
-    if (held_ == nullptr) raiseUnsuitableObject(invocation, index, value, typeName<ReferredClass<Held>>());
+    if (held_ == nullptr) {
+      raiseUnsuitableObject(invocation, index, value, expectedObjectName<ReferredClass<Held>>(value));
+    }
   }
   P pass() { return std::forward<P>(held_); }
 
@@ -80,12 +92,14 @@ template <class P>
 requires ObjectClass<std::remove_pointer_t<std::remove_cvref_t<P>>>
 class HostParameter<P> {
  public:
-  using Class = std::remove_cv_t<std::remove_pointer_t<std::remove_cvref_t<P>>>;
+  using Class = std::remove_pointer_t<std::remove_reference_t<P>>;
   static constexpr bool kIsPointer = std::is_pointer_v<std::remove_cvref_t<P>>;
 
   HostParameter(NSInvocation& invocation, std::int32_t index, const ArgumentSlot& slot)
       : reference_(invocation, index, slot), pointer_(reference_.pass().get()) {
-    if (!kIsPointer && pointer_ == nullptr) raiseUnsuitableObject(invocation, index, slot.object, typeName<Class>());
+    if (!kIsPointer && pointer_ == nullptr) {
+      raiseUnsuitableObject(invocation, index, slot.object, expectedObjectName<Class>(slot.object));
+    }
   }
   P pass() {
     if constexpr (kIsPointer) {
@@ -97,7 +111,7 @@ class HostParameter<P> {
 
  private:
   HostParameter<const Ref<Class>&> reference_;
-  std::remove_cv_t<Class>* pointer_;
+  Class* pointer_;
 };
 
 // A text: empty for null.
@@ -199,9 +213,10 @@ struct MethodTypes {
       });
       NSInvocation::store<Result>(invocation.resultSlot(), static_cast<Result>(result));
     } else {
+      const NSObject* const holder = invocation.target();  // which reading the arguments may set
       ArgumentSlot result = withArguments(invocation, all, [&](auto&... arguments) {
         ArgumentSlot stored;
-        NSInvocation::store<Result>(stored, std::invoke(function, object, arguments.pass()...));
+        NSInvocation::store<Result>(stored, std::invoke(function, object, arguments.pass()...), holder);
         return stored;
       });
       const ArgumentSlot old = std::exchange(invocation.resultSlot(), std::move(result));  // its end may do so as well

@@ -297,9 +297,15 @@ requires(!Described<C>) struct ValueConversion<std::reference_wrapper<C>> {
   static Value toValue(const std::reference_wrapper<C>& container) { return lazyDictionary(container.get()); }
 };
 template <std::ranges::input_range C>
-requires(!ListLike<C> && !DictionaryLike<C> && !TextLike<C> &&
+requires(!ListLike<C> && !DictionaryLike<C> && !AnyText<std::remove_const_t<C>> &&
          !Described<C>) struct ValueConversion<std::reference_wrapper<C>> {
   static Value toValue(const std::reference_wrapper<C>& range) { return lazySequence(range.get()); }
+};
+// A text is copied, as texts are.
+template <class C>
+requires(AnyText<std::remove_const_t<C>> && !TextLike<C> &&
+         !Described<C>) struct ValueConversion<std::reference_wrapper<C>> {
+  static Value toValue(const std::reference_wrapper<C>& text) { return valueOf(text.get()); }
 };
 
 }  // namespace tavlo

@@ -85,7 +85,7 @@ class NSInvocation final : public NSObject {
   template <class T>
   void setReturnValue(T value) {
     requireReturnType(typeEncoding<T, TypeUse::Result>());
-    store<T>(result_, std::move(value));
+    store<T>(result_, std::move(value), target_);
   }
   template <class T>
   T getReturnValue() const {
@@ -145,9 +145,10 @@ class NSInvocation final : public NSObject {
       return T();
     }
   }
-  // Keeps a value of the type in a slot. A structure that cannot be copied is dropped.
+  // Keeps a value of the type in a slot, and `holder` with what it refers to. A structure that cannot be copied is
+  // dropped.
   template <class T>
-  static void store(ArgumentSlot& slot, T&& value) {
+  static void store(ArgumentSlot& slot, T&& value, [[maybe_unused]] const NSObject* holder = nullptr) {
     using Plain = std::remove_cvref_t<T>;
     if constexpr (EncodedNumber<T>) {
       slot.bits = bitsOfNumber<Plain>(value);
@@ -160,7 +161,12 @@ class NSInvocation final : public NSObject {
     } else if constexpr (EncodedObject<T>) {
       slot.object = referenceTo(value);
     } else if constexpr (ConvertedResult<T>) {
-      slot.object = valueOf(static_cast<ConvertedForm<T>>(std::forward<T>(value)));
+      using Form = ConvertedForm<T>;
+      if constexpr (ReferringForm<Form>) {
+        slot.object = referredWithin(static_cast<Form>(std::forward<T>(value)), holder);
+      } else {
+        slot.object = valueOf(static_cast<Form>(std::forward<T>(value)));
+      }
     } else if constexpr (std::copy_constructible<Plain>) {
       std::any made(std::in_place_type<Plain>, std::forward<T>(value));
       const std::any old = std::exchange(slot.other, std::move(made));  // whose end may store something there
@@ -171,10 +177,14 @@ class NSInvocation final : public NSObject {
 
  private:
   // An object that somebody lends; absent for a null pointer.
-  static Value referenceTo(const NSObject* object) {
-    return Ref<NSObject>::retaining(const_cast<NSObject*>(object));  // NOLINT(*-const-cast): counted
+  template <class T>
+  static Value referenceTo(T* object) {
+    return Ref<T>::retaining(object);
   }
-  static Value referenceTo(const NSObject& object) { return referenceTo(&object); }
+  template <class T>
+  static Value referenceTo(T& object) {
+    return referenceTo(std::addressof(object));
+  }
 
   // The position, when it takes such a type.
   template <class T>

@@ -108,11 +108,25 @@ concept ConvertedArgument = PlainClass<T> && requires(const Value& value) {
   static_cast<T>(*ValueConversion<ConvertedFor<T>>::fromValue(value));
 };
 
-// What a result is handed to the conversion as: what is reached by a reference stays where it is, when it can.
+// What a result is handed to the conversion as: an object of a described class that may change, and what cannot be
+// copied, stay where they are; all else that is reached by a reference is copied.
 template <class T>
-using ConvertedForm = std::conditional_t<std::is_lvalue_reference_v<T> &&
-                                             ConvertibleToValue<std::reference_wrapper<std::remove_reference_t<T>>>,
-                                         std::reference_wrapper<std::remove_reference_t<T>>, T>;
+inline constexpr bool kStaysWhereItIs =
+    std::is_lvalue_reference_v<T> &&
+    ((Described<std::remove_cvref_t<T>> && !std::is_const_v<std::remove_reference_t<T>>) || !ConvertibleToValue<T>);
+template <class T>
+using ConvertedForm =
+    std::conditional_t<kStaysWhereItIs<T> && ConvertibleToValue<std::reference_wrapper<std::remove_reference_t<T>>>,
+                       std::reference_wrapper<std::remove_reference_t<T>>, T>;
+
+template <class T>
+inline constexpr bool kIsReferenceWrapper = false;
+template <class T>
+inline constexpr bool kIsReferenceWrapper<std::reference_wrapper<T>> = true;
+
+// A form that refers to something which somebody else keeps.
+template <class T>
+concept ReferringForm = std::is_pointer_v<std::remove_cvref_t<T>> || kIsReferenceWrapper<std::remove_cvref_t<T>>;
 
 // A type that converts to a value.
 template <class T>

@@ -9,6 +9,7 @@
 #include "Foundation/Description.h"
 #include "Foundation/HashSeed.h"
 #include "Foundation/HostCalls.h"
+#include "Foundation/HostInstance.h"
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
@@ -21,6 +22,13 @@
 #include "Foundation/WorkMeter.h"
 
 namespace tavlo {
+
+Value Value::ofConstant(const NSObject* object) {
+  if (object != nullptr && object->kind() == ObjectKind::HostObject) {
+    return static_cast<const HostInstance*>(object)->constant();
+  }
+  return Ref<NSObject>::retaining(const_cast<NSObject*>(object));  // NOLINT(*-const-cast): counted
+}
 
 Value::Value(std::string_view text) : raw_(ofObject(NSString::stringWithUTF8(text).leak())) {}
 

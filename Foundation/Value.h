@@ -52,13 +52,16 @@ class Value {
       : Value(text == nullptr ? null() : Value(std::string_view(text))) {}
   Value(std::string_view text);
 
-  // An object; absent for an absent reference.
+  // An object; absent for an absent reference. One of the host's that is constant stays so.
   template <class T>
-  requires std::derived_from<T, NSObject> Value(const Ref<T>& object)
+  requires(std::derived_from<T, NSObject> && !std::is_const_v<T>) Value(const Ref<T>& object)
   noexcept : raw_(ofObject(object.get())) { retain(); }
   template <class T>
-  requires std::derived_from<std::remove_const_t<T>, NSObject> Value(Ref<T>&& object)
+  requires(std::derived_from<T, NSObject> && !std::is_const_v<T>) Value(Ref<T>&& object)
   noexcept : raw_(ofObject(object.leak())) {}
+  template <class T>
+  requires(std::derived_from<T, NSObject>&& std::is_const_v<T>) Value(const Ref<T>& object)
+      : Value(ofConstant(object.get())) {}
   // NOLINTEND(google-explicit-constructor)
 
   // A copy owns its object, also that of a lent value.
@@ -170,6 +173,7 @@ class Value {
     if (object == nullptr) return RawValue::absent();
     return {static_cast<std::uint64_t>(ValueKind::Object) | RawValue::kOwned, {.object = object}};
   }
+  static Value ofConstant(const NSObject* object);
   void retain() const noexcept {
     if (raw_.isOwned()) raw_.payload.object->retain();
   }

@@ -277,7 +277,7 @@ struct ValueConversion<Ref<T>> {
   static Value toValue(const Ref<T>& object) { return Value(object); }
   static std::optional<Ref<T>> fromValue(const Value& value) {
     if (isNothing(value)) return std::optional<Ref<T>>(std::in_place);
-    Ref<T> object = value.ref<T>();
+    Ref<T> object = referenceIn<T>(value);
     if constexpr (std::same_as<T, NSArray> || std::same_as<T, NSDictionary>) {
       if (object == nullptr) object = plainValue(value).ref<T>();
     }

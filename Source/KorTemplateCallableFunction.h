@@ -162,7 +162,7 @@ class CallablesFunction final : public KorTemplateCallableFunction {
 // Each parameter is what ValueConversion reads, by value or as `const T&`; an object of a described class may be `T&`.
 // The first one may be `KorTemplateEnvironment&`, the last one `std::span<const Value>`, which takes all values that
 // are left. Parameters of `std::optional` at the end may be left out. The result is what ValueConversion writes, or
-// void; of a described class `T&` stays the host's object, every other result is the template's own.
+// void; of a described class `T&` and a pointer stay the host's object, every other result is the template's own.
 //
 // The callables are kept, and called on the thread of the execution; one that is replaced, or replaces itself, while it
 // runs lives until the outermost execution has ended. Raises "Invalid parameter not satisfying: callable != nil" for

@@ -408,6 +408,71 @@ TEST(DescribedObject, IsSharedBeforeTheElementsOfItsListsMayBe) {
   }
 }
 
+// One that counts how often it is changed, and an object that lends it as a constant.
+class Clicker final : public DescribedObject<Clicker> {
+ public:
+  int click() { return ++clicks; }
+
+  friend void describeHostClass(HostClass<Clicker>& clicker) {
+    clicker.name("Clicker").property("click", &Clicker::click).property("clicks", &Clicker::clicks);
+  }
+
+  int clicks = 0;
+};
+
+struct Lender {
+  const Clicker& constant() const { return *clicker; }
+  const Clicker* pointer() const { return clicker.get(); }
+  Ref<const Clicker> referred() const { return clicker; }
+  std::vector<const Clicker*> list() const { return {clicker.get()}; }
+
+  friend void describeHostClass(HostClass<Lender>& lender) {
+    lender.name("Lender")
+        .property("constant", &Lender::constant)
+        .property("pointer", &Lender::pointer)
+        .property("referred", &Lender::referred)
+        .property("list", &Lender::list);
+  }
+
+  Ref<Clicker> clicker = makeRef<Clicker>();
+};
+
+TEST(DescribedObject, StaysConstantWhereTheHostLendsItSo) {
+  Lender lender;
+  const Value lent = hostReference(lender);
+  const Value element = read(lent, "list").object()->objectEnumerator()->nextObject();
+  const std::vector<Value> constants = {read(lent, "constant"), read(lent, "pointer"), read(lent, "referred"), element,
+                                        Ref<const Clicker>(lender.clicker)};
+  for (const Value& constant : constants) {
+    EXPECT_EQ(raised([&] { read(constant, "click"); }),
+              "NSInvalidArgumentException: A property of Clicker cannot be read: its getter changes the object, which "
+              "the host gave as a constant");
+    EXPECT_EQ(read(constant, "clicks").intValue(), 0);
+    EXPECT_TRUE(constant.isEqual(lender.clicker));
+    EXPECT_EQ(hostObject<Clicker>(constant), nullptr);
+    EXPECT_EQ(objectOf<Ref<const Clicker>>(constant), lender.clicker);
+    EXPECT_NE(raised([&] { objectOf<Ref<Clicker>>(constant); }), "");
+    // Lent as a constant once more, it is the same.
+    EXPECT_TRUE(Value(constant.ref<const HostInstance>()).isIdenticalTo(constant));
+  }
+  EXPECT_EQ(read(Value(lender.clicker), "click").intValue(), 1);
+  EXPECT_TRUE(Value(Ref<const Clicker>()).isAbsent());
+  EXPECT_EQ(Value(Ref<const NSString>(NSString::stringWithUTF8("text"))).description(), "text");
+}
+
+TEST(DescribedObject, IsKeptByItsConstants) {
+  int alive = 0;
+  Value constant;
+  {
+    const Ref<const Cart> cart = makeRef<Cart>(alive);
+    constant = cart;
+  }
+  EXPECT_EQ(alive, 3);
+  EXPECT_EQ(read(constant, "size").intValue(), 2);
+  constant.clear();
+  EXPECT_EQ(alive, 0);
+}
+
 }  // namespace
 
 }  // namespace tavlo::test
