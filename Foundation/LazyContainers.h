@@ -18,6 +18,7 @@
 #include "Foundation/StandardContainers.h"
 #include "Foundation/Utf8.h"
 #include "Foundation/Value.h"
+#include "Foundation/ValueConversionTrait.h"
 #include "Foundation/WorkMeter.h"
 
 namespace tavlo {
@@ -52,14 +53,15 @@ template <class C>
 struct LentContainer {
   C& container;
   std::shared_ptr<const void> owner;  // empty where the host keeps the container
-  bool canBeShared;                   // what the container is a part of
+  bool canBeShared;                   // whatever of it is a part of something else
 };
 
 // A view is copied, like a temporary, since it may itself be one.
 template <class C>
 auto lendContainer(C&& container, const HostContext& context) {
   std::shared_ptr<const void> owner = context.owner();
-  const bool canBeShared = context.canBeShared();
+  constexpr bool kIsItsOwn = !std::is_lvalue_reference_v<C> && !kRefersToValues<std::remove_cvref_t<C>>;
+  const bool canBeShared = kIsItsOwn || context.canBeShared();
   if constexpr (std::is_lvalue_reference_v<C> && !std::ranges::view<std::remove_cvref_t<C>>) {
     return LentContainer<std::remove_reference_t<C>>{container, std::move(owner), canBeShared};
   } else {

@@ -139,7 +139,7 @@ inline constexpr bool kIsKnownWhole<std::basic_string<Letter, Traits, Allocator>
 template <class T>
 inline constexpr bool kIsOwnClass =
     std::is_class_v<T> && !std::is_empty_v<T> && !Described<T> && !std::is_base_of_v<NSObject, T> &&
-    (TextLike<T> || !std::is_constructible_v<Value, const T&>);
+    (TextLike<T> || !std::is_constructible_v<Value, std::add_lvalue_reference_t<const T>>);
 template <class T>
 inline constexpr bool kIsOwnWhole = kIsOwnClass<T> && !kIsKnownWhole<T> && (!std::ranges::range<T> || TextLike<T>);
 

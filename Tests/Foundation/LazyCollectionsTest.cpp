@@ -221,6 +221,8 @@ void describeHostClass(HostClass<DescribedRows<CanBeShared>>& rows) {
       .property("lists", &Rows::lists)
       .property("named", &Rows::named)
       .property("owned", &Rows::owned)
+      .property("copied", [](const Rows& it) { return it.numbers; })
+      .property("view", [](const Rows& it) { return std::span<const double>(it.numbers); })
       .canBeShared(CanBeShared);
 }
 
@@ -229,14 +231,14 @@ TEST(LazyList, MayNotBeSharedWhereItIsAPartOfAnObjectThatMayNot) {
   const auto first = [](const Value& list) { return list.object()->objectEnumerator()->nextObject(); };
   const auto parts = [&](const Value& rows) {
     return std::vector<Value>{read(rows, "numbers"), first(read(rows, "lists")), read(rows, "named.key"),
-                              first(read(rows, "named"))};
+                              first(read(rows, "named")), read(rows, "view")};
   };
   DescribedRows<true> shared;
   DescribedRows<false> own;
   for (const Value& part : parts(hostReference(shared))) EXPECT_FALSE(refused(part));
   for (const Value& part : parts(hostReference(own))) EXPECT_TRUE(refused(part));
   for (const Value& part : parts(hostCopy(own))) EXPECT_TRUE(refused(part));
-  EXPECT_FALSE(refused(read(hostReference(own), "owned")));  // no part of it
+  for (const char* key : {"owned", "copied"}) EXPECT_FALSE(refused(read(hostReference(own), key))) << key;  // no parts
 }
 
 TEST(LazyDictionary, ReadsEveryContainerThatHasTexts) {
