@@ -137,7 +137,7 @@ class NSInvocation final : public NSObject {
     } else if constexpr (std::same_as<T, Value>) {
       return slot.object;
     } else if constexpr (kIsRef<T>) {
-      return slot.object.ref<ReferredClass<T>>();
+      return referenceIn<ReferredClass<T>>(slot.object);
     } else if constexpr (std::copy_constructible<T>) {
       const T* const held = std::any_cast<T>(&slot.other);
       return held == nullptr ? T() : *held;

@@ -310,6 +310,18 @@ TEST(ExternalFunctions, KeepConstantWhatIsCountedItself) {
   EXPECT_EQ(archive.counted->title, "");
 }
 
+TEST(NSInvocation, AnswersAConstantObjectAsOne) {
+  int alive = 0;
+  Archive archive(alive);
+  const Value target = hostReference(archive);
+  const Ref<NSObject> object = target.ref<NSObject>();
+  const Ref<NSInvocation> invocation = makeRef<NSInvocation>(object->methodSignatureForSelector("ledger"));
+  invocation->setSelector("ledger");
+  invocation->invokeWithTarget(object.get());
+  EXPECT_EQ(invocation->getReturnValue<Ref<const Ledger>>(), archive.counted);
+  EXPECT_EQ(invocation->getReturnValue<Ref<Ledger>>(), nullptr);
+}
+
 }  // namespace
 
 }  // namespace tavlo::test
