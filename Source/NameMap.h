@@ -11,6 +11,7 @@
 #include "Foundation/Ref.h"
 #include "Foundation/SlotRemoval.h"
 #include "Foundation/Value.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
