@@ -42,15 +42,6 @@ Ref<HostInstance> HostInstance::constant() const {
   return Ref<HostInstance>::retaining(const_cast<HostInstance*>(this));  // NOLINT(*-const-cast): counted
 }
 
-Ref<HostInstance> HostInstance::changeable() const noexcept {
-  const Release* const release = isConstant_ ? std::get_deleter<Release>(owner_) : nullptr;
-  if (release == nullptr || release->holder->kind() != ObjectKind::HostObject) return nullptr;
-  const auto* const holder = static_cast<const HostInstance*>(release->holder);
-  // A part of it may lie at the same place.
-  if (holder->object_ != object_ || holder->table_ != table_) return nullptr;
-  return Ref<HostInstance>::retaining(const_cast<HostInstance*>(holder));  // NOLINT(*-const-cast): counted
-}
-
 std::shared_ptr<const void> HostInstance::ownerOf(const NSObject* holder) {
   if (holder == nullptr) return {};
   if (holder->kind() == ObjectKind::HostObject) return static_cast<const HostInstance*>(holder)->owner();
@@ -162,7 +153,7 @@ Ref<NSEnumerator> HostInstance::objectEnumerator() const {
 }
 
 bool HostInstance::canBeShared() const {
-  return table_->canBeShared() && (changeable() != nullptr || canShareOwner(owner_));
+  return table_->canBeShared() && canShareOwner(owner_);
 }
 
 Ref<NSEnumerator> enumeratorOf(const Value& value) {

@@ -34,8 +34,6 @@ class HostInstance : public NSObject {
   bool isConstant() const noexcept { return isConstant_; }
   // The same object as a constant one, for who was given this instance as a constant.
   Ref<HostInstance> constant() const;
-  // What such a constant stands for, an object that is counted itself; absent for every other one.
-  Ref<HostInstance> changeable() const noexcept;
   // Keeps the object, and all that is a part of it; empty where the host does.
   std::shared_ptr<const void> owner() const;
 
@@ -62,7 +60,6 @@ class HostInstance : public NSObject {
   bool findValueForKey(const NSString& key, Value& value) const final;
   Ref<NSEnumerator> objectEnumerator() const override;
   BoundMethod methodForSelector(const Selector& selector) const override;
-  // A constant is shared together with the object that it stands for.
   bool canBeShared() const override;
 
  protected:

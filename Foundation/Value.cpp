@@ -255,9 +255,6 @@ class Holdings {
                          object->className());
     }
     if (!object->isShared()) objects_.push_back(held);
-    if (object->kind() != ObjectKind::HostObject) return;
-    const Value changeable = static_cast<const HostInstance*>(object)->changeable();
-    if (!changeable.isAbsent()) add(changeable);
   }
 
   // Once more where a host's object was asked, for it may have put something into what was walked before.

@@ -460,21 +460,6 @@ TEST(DescribedObject, StaysConstantWhereTheHostLendsItSo) {
   EXPECT_EQ(Value(Ref<const NSString>(NSString::stringWithUTF8("text"))).description(), "text");
 }
 
-TEST(DescribedObject, IsSharedWithItsConstants) {
-  int alive = 0;
-  const Ref<Cart> cart = makeRef<Cart>(alive);
-  const Value first = Ref<const Cart>(cart);
-  const Value second = hostReference(std::as_const(*cart));
-  first.share();
-  EXPECT_TRUE(cart->isShared());
-  EXPECT_TRUE(first.object()->isShared());
-  EXPECT_EQ(raised([&] { second.share(); }), "");
-  Value refused = makeRef<const Clicker>();
-  EXPECT_EQ(raised([&] { refused.share(); }),
-            "NSInvalidArgumentException: Clicker cannot be shared between threads: it, or what it holds, is of a class "
-            "that does not answer canBeShared() with true");
-}
-
 TEST(DescribedObject, IsKeptByItsConstants) {
   int alive = 0;
   Value constant;
