@@ -33,11 +33,6 @@ T* hostObject(const Value& value);
 template <Described T>
 std::shared_ptr<T> hostOwner(const Value& value);
 
-// What a host's code refers to, by a pointer or a `std::reference_wrapper`, as a value that keeps `holder`; see
-// Foundation/HostResult.h.
-template <class Reference>
-Value referredWithin(const Reference& reference, const NSObject* holder);
-
 // A reference to the object that the value stands for, as one of that class or of one that inherits it; absent for
 // every other value, and for a constant object of the host's unless T is const.
 template <class T>

@@ -82,7 +82,8 @@ class PropertyByGetter final : public HostProperty {
 
   template <class Use>
   RawValue withResult(void* object, const HostInstance& holder, const Use& use) const {
-    if constexpr (!std::is_member_object_pointer_v<Getter>) lookBeforeHost();
+    constexpr bool kIsMember = std::is_member_object_pointer_v<Getter>;
+    if constexpr (!kIsMember || !becomesValueQuietly<std::invoke_result_t<const Getter&, T&>>()) lookBeforeHost();
     if constexpr (hasTwoResults()) {
       if (!holder.isConstant()) return use(std::invoke(getter_, *static_cast<T*>(object)));
       return use(std::invoke(getter_, *static_cast<const T*>(object)));

@@ -17,11 +17,24 @@ struct Release {
   const NSObject* holder;
 };
 
-// Lets go of something that refers into what another owner keeps, and then of that owner.
+// What waits on this thread to be let go of, behind what refers into it; null where nobody takes care of that.
+[[gnu::tls_model("initial-exec")]] constinit thread_local std::shared_ptr<const void>* waitingOwner = nullptr;
+
+// Lets go of something that refers into what another owner keeps, and then of that owner: one after another in a chain
+// of them, which may be long.
 struct ReleaseBoth {
   void operator()(const void* /*object*/) {
     kept.reset();
-    referredTo.reset();
+    if (waitingOwner != nullptr && *waitingOwner == nullptr) {
+      *waitingOwner = std::move(referredTo);
+      return;
+    }
+    std::shared_ptr<const void> next;
+    std::shared_ptr<const void>* const outer = std::exchange(waitingOwner, &next);
+    for (std::shared_ptr<const void> owner = std::move(referredTo); owner != nullptr; owner = std::move(next)) {
+      owner.reset();
+    }
+    waitingOwner = outer;
   }
   std::shared_ptr<const void> kept;
   std::shared_ptr<const void> referredTo;

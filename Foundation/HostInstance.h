@@ -63,10 +63,14 @@ class HostInstance : public NSObject {
   bool canBeShared() const override;
 
  protected:
-  // For a class that is described and counted itself: the object is this one.
+  // For a class that is described and counted itself: the object is this one. Where several threads may read it, it
+  // counts atomically from the start: the host lends it by plain references, which become counted ones on any thread.
   struct Itself {};
   HostInstance(const HostClassTable& table, void* object, Itself)
-      : NSObject(ObjectKind::HostObject), table_(&table), object_(object), isItself_(true) {}
+      : NSObject(ObjectKind::HostObject, table.canBeShared() ? Counting::Atomic : Counting::Plain),
+        table_(&table),
+        object_(object),
+        isItself_(true) {}
 
  private:
   friend class ReusableInstances;

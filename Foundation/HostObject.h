@@ -7,6 +7,7 @@
 
 #include "Foundation/HostClass.h"
 #include "Foundation/HostInstance.h"
+#include "Foundation/KeptWith.h"
 #include "Foundation/NSObject.h"
 #include "Foundation/Value.h"
 
@@ -16,8 +17,9 @@ namespace tavlo {
 template <Described T>
 class HostObject final : public HostInstance {
  public:
-  // The host keeps the object for as long as a template can reach it.
-  explicit HostObject(T& object) : HostInstance(hostClassTable<T>(), address(std::addressof(object)), nullptr) {}
+  // The host keeps the object for as long as a template can reach it, or KeptWith does.
+  explicit HostObject(T& object)
+      : HostInstance(hostClassTable<T>(), address(std::addressof(object)), KeptWith::owner()) {}
   // Owned together with the host; absent is not allowed.
   explicit HostObject(const std::shared_ptr<T>& owner)
       : HostInstance(hostClassTable<T>(), address(owner.get()), owner) {}

@@ -275,18 +275,6 @@ RawValue referTo(R&& result, const HostContext& context) {
   return HostResultRule<hostResultKind<R&&>()>::refer(std::forward<R>(result), context);
 }
 
-template <class Reference>
-Value referredWithin(const Reference& reference, const NSObject* holder) {
-  if constexpr (!HostResult<const Reference&>) {
-    return valueOf(reference);
-  } else if (holder != nullptr && holder->kind() == ObjectKind::HostObject) {
-    return Value::adopt(referTo(reference, HostContext(static_cast<const HostInstance&>(*holder))));
-  } else {
-    const std::shared_ptr<const void> owner = HostInstance::ownerOf(holder);
-    return Value::adopt(referTo(reference, HostContext(owner)));
-  }
-}
-
 // Whether the text of such a result outlives the call that answered it.
 template <class R>
 inline constexpr bool kIsLentText = std::is_lvalue_reference_v<R> || std::is_pointer_v<std::remove_cvref_t<R>> ||

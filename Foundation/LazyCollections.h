@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "Foundation/HostClass.h"
+#include "Foundation/KeptWith.h"
 #include "Foundation/LazyContainers.h"
 #include "Foundation/LazySequence.h"
 #include "Foundation/StandardContainers.h"
@@ -33,8 +34,8 @@ requires ListLike<std::remove_reference_t<C>> Value lazyList(C&& container) {
   constexpr bool kHasValues = HostResult<ListElement<std::remove_reference_t<C>>>;
   static_assert(kHasValues, "lazyList: the elements cannot become values; describe their class by describeHostClass()");
   if constexpr (kHasValues) {
-    const std::shared_ptr<const void> nobody;
-    return lazyListOver(std::forward<C>(container), HostContext(nobody));
+    const std::shared_ptr<const void> owner = KeptWith::owner();
+    return lazyListOver(std::forward<C>(container), HostContext(owner, nullptr, KeptWith::canBeShared()));
   }
   return {};
 }
@@ -52,8 +53,8 @@ requires DictionaryLike<std::remove_reference_t<C>> Value lazyDictionary(C&& con
   constexpr bool kHasValues = HostResult<DictionaryElement<std::remove_reference_t<C>>>;
   static_assert(kHasValues, "lazyDictionary: the values cannot become values of a template; describe their class");
   if constexpr (kHasValues) {
-    const std::shared_ptr<const void> nobody;
-    return lazyDictionaryOver(std::forward<C>(container), HostContext(nobody));
+    const std::shared_ptr<const void> owner = KeptWith::owner();
+    return lazyDictionaryOver(std::forward<C>(container), HostContext(owner, nullptr, KeptWith::canBeShared()));
   }
   return {};
 }
@@ -272,8 +273,8 @@ requires std::ranges::input_range<std::remove_reference_t<Range>> Value lazySequ
   using Element = std::ranges::range_reference_t<std::remove_reference_t<Range>>;
   static_assert(HostResult<Element>, "lazySequence: the elements cannot become values; describe their class");
   if constexpr (HostResult<Element>) {
-    const std::shared_ptr<const void> nobody;
-    auto lent = lendContainer(std::forward<Range>(range), HostContext(nobody));
+    const std::shared_ptr<const void> owner = KeptWith::owner();
+    auto lent = lendContainer(std::forward<Range>(range), HostContext(owner));
     using Held = std::remove_reference_t<decltype(lent.container)>;
     if constexpr (std::ranges::forward_range<Held>) {
       const auto begin = [lent]() -> Ref<NSEnumerator> {

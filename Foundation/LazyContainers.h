@@ -48,6 +48,25 @@ bool canShareElements() {
   }
 }
 
+// Whether nothing of a host's runs where such an element, or data member, becomes a value.
+template <class R>
+consteval bool becomesValueQuietly() {
+  using Plain = std::remove_cvref_t<R>;
+  if constexpr (kIsPlainData<R> || std::same_as<Plain, Value>) return true;
+  if constexpr (Described<Plain>) return std::is_lvalue_reference_v<R>;
+  return false;
+}
+
+// Before the element is read that the container answers.
+template <class C, class R>
+void lookBeforeValue() {
+  if constexpr (becomesValueQuietly<R>()) {
+    lookBeforeElement<C>();
+  } else {
+    lookBeforeHost();
+  }
+}
+
 // Keeps a container for as long as it is read.
 template <class C>
 struct LentContainer {
@@ -56,19 +75,21 @@ struct LentContainer {
   bool canBeShared;                   // whatever of it is a part of something else
 };
 
-// A view is copied, like a temporary, since it may itself be one.
+// A view is copied, like a temporary, since it may itself be one. What refers to nothing else needs nobody else.
 template <class C>
 auto lendContainer(C&& container, const HostContext& context) {
-  std::shared_ptr<const void> owner = context.owner();
-  constexpr bool kIsItsOwn = !std::is_lvalue_reference_v<C> && !kRefersToValues<std::remove_cvref_t<C>>;
+  using Plain = std::remove_cvref_t<C>;
+  constexpr bool kIsItsOwn =
+      !std::is_lvalue_reference_v<C> && (kIsStandardList<Plain> || kIsStandardMap<Plain>)&&!kMayReferToValues<Plain>;
   const bool canBeShared = kIsItsOwn || context.canBeShared();
   if constexpr (std::is_lvalue_reference_v<C> && !std::ranges::view<std::remove_cvref_t<C>>) {
-    return LentContainer<std::remove_reference_t<C>>{container, std::move(owner), canBeShared};
+    return LentContainer<std::remove_reference_t<C>>{container, context.owner(), canBeShared};
   } else {
-    using Held = std::remove_cvref_t<C>;
-    auto kept = std::make_shared<Held>(std::forward<C>(container));
-    Held& held = *kept;
-    return LentContainer<Held>{held, HostInstance::ownerOfBoth(std::move(kept), std::move(owner)), canBeShared};
+    auto kept = std::make_shared<Plain>(std::forward<C>(container));
+    Plain& held = *kept;
+    std::shared_ptr<const void> owner = std::move(kept);
+    if constexpr (!kIsItsOwn) owner = HostInstance::ownerOfBoth(std::move(owner), context.owner());
+    return LentContainer<Plain>{held, std::move(owner), canBeShared};
   }
 }
 
@@ -88,7 +109,7 @@ class LazyListOver final : public LazyList {
   Value elementAt(std::size_t index, ReusableInstances& reused) const override {
     lookBeforeElement<C>();
     if (index >= container_.size()) return {};
-    lookBeforeElement<C>();
+    lookBeforeValue<C, ListElement<C>>();
     return elementValue(static_cast<ListElement<C>>(container_[index]), HostContext(owner_, &reused, canBeShared_));
   }
   bool isQuiet() const noexcept override {
@@ -127,7 +148,7 @@ class OrderedWalk final : public LazyDictionary::Walk {
       : container_(container), owner_(owner), canBeShared_(canBeShared) {}
 
   bool next(std::string_view& key, Value& value, ReusableInstances& reused) override {
-    lookBeforeElement<C>();
+    lookBeforeValue<C, DictionaryElement<C>>();
     const auto found = last_.has_value() ? container_.upper_bound(wantedKey<C>(*last_)) : container_.begin();
     if (found == container_.end()) return false;
     countWorkOnText(std::string_view(found->first).size());
@@ -164,7 +185,7 @@ class HashedWalk final : public LazyDictionary::Walk {
 
   bool next(std::string_view& key, Value& value, ReusableInstances& reused) override {
     while (next_ < keys_.size()) {
-      lookBeforeElement<C>();
+      lookBeforeValue<C, DictionaryElement<C>>();
       const auto& wanted = keys_[next_++];
       const auto found = container_.find(wantedKey<C>(wanted));
       if (found == container_.end()) continue;
@@ -198,6 +219,7 @@ class LazyDictionaryOver final : public LazyDictionary {
     return container_.size();
   }
   Value objectForKey(std::string_view key) const override {
+    lookBeforeValue<C, DictionaryElement<C>>();
     const auto found = find(key);
     return found == container_.end() ? Value()
                                      : elementValue(found->second, HostContext(owner_, nullptr, canBeShared_));

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Foundation/BoundMethod.h"
+#include "Foundation/KeptWith.h"
 #include "Foundation/NSMethodSignature.h"
 #include "Foundation/NSObject.h"
 #include "Foundation/NSString.h"
@@ -161,12 +162,8 @@ class NSInvocation final : public NSObject {
     } else if constexpr (EncodedObject<T>) {
       slot.object = referenceTo(value);
     } else if constexpr (ConvertedResult<T>) {
-      using Form = ConvertedForm<T>;
-      if constexpr (ReferringForm<Form>) {
-        slot.object = referredWithin(static_cast<Form>(std::forward<T>(value)), holder);
-      } else {
-        slot.object = valueOf(static_cast<Form>(std::forward<T>(value)));
-      }
+      const KeptWith kept(holder);
+      slot.object = valueOf(static_cast<ConvertedForm<T>>(std::forward<T>(value)));
     } else if constexpr (std::copy_constructible<Plain>) {
       std::any made(std::in_place_type<Plain>, std::forward<T>(value));
       const std::any old = std::exchange(slot.other, std::move(made));  // whose end may store something there

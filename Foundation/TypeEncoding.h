@@ -119,15 +119,6 @@ using ConvertedForm =
     std::conditional_t<kStaysWhereItIs<T> && ConvertibleToValue<std::reference_wrapper<std::remove_reference_t<T>>>,
                        std::reference_wrapper<std::remove_reference_t<T>>, T>;
 
-template <class T>
-inline constexpr bool kIsReferenceWrapper = false;
-template <class T>
-inline constexpr bool kIsReferenceWrapper<std::reference_wrapper<T>> = true;
-
-// A form that refers to something which somebody else keeps.
-template <class T>
-concept ReferringForm = std::is_pointer_v<std::remove_cvref_t<T>> || kIsReferenceWrapper<std::remove_cvref_t<T>>;
-
 // A type that converts to a value.
 template <class T>
 concept ConvertedResult = PlainClass<T> && ConvertibleToValue<ConvertedForm<T>>;

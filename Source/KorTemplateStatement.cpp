@@ -9,6 +9,7 @@
 namespace tavlo {
 
 Completion KorTemplateStatement::execute(KorTemplateEnvironment& environment) {
+  environment.lookBeforeHost();  // the classes of this system override this
   executeWithEnvironment(&environment);
   return Completion::wentOn();
 }
@@ -23,6 +24,7 @@ void KorTemplateStatement::executePublicly(KorTemplateEnvironment& environment) 
 }
 
 RawValue KorTemplateExpression::evaluate(KorTemplateEnvironment& environment) {
+  environment.lookBeforeHost();
   return evaluateWithEnvironment(&environment).leak();
 }
 

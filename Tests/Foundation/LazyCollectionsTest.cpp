@@ -22,6 +22,7 @@
 #include "Foundation/NSSet.h"
 #include "Tests/Foundation/HostShop.h"
 #include "Tests/Foundation/Raised.h"
+#include "Tests/Foundation/SmallStack.h"
 #include "Tests/Memory/WorkBound.h"
 
 namespace tavlo::test {
@@ -203,12 +204,64 @@ TEST(LazyList, MayBeSharedWhereItsElementsMay) {
   EXPECT_NE(refused(lazyList([] { return 0; }, [](std::size_t index) { return index; })), "");
 }
 
+// One that answers copies of its own, and views of them.
+struct Branch {
+  explicit Branch(std::shared_ptr<int> alive) : count(std::move(alive)) { ++*count; }
+  Branch(const Branch& other) : count(other.count), twigs(other.twigs) { ++*count; }
+  Branch& operator=(const Branch&) = delete;
+  ~Branch() { --*count; }
+
+  std::shared_ptr<int> count;
+  std::vector<Branch> twigs;
+};
+
+void describeHostClass(HostClass<Branch>& branch) {
+  branch.name("Branch")
+      .property("copies", [](const Branch& it) { return std::vector<Branch>(1, it); })
+      .property("view", [](const Branch& it) { return std::span<const Branch>(&it, 1); });
+}
+
+TEST(LazyList, KeepsNothingElseWhereItIsACopy) {
+  const auto alive = std::make_shared<int>();
+  Value value = hostCopy(Branch(alive));
+  for (int level = 0; level < 100; ++level) {
+    const Value list = read(value, "copies");
+    value = list.object()->objectEnumerator()->nextObject();
+  }
+  EXPECT_EQ(*alive, 1);
+}
+
+TEST(LazyList, KeepsAsManyOthersAsItReadsWithoutALongEnd) {
+  const auto alive = std::make_shared<int>();
+  Value value = hostCopy(Branch(alive));
+  for (int level = 0; level < 200'000; ++level) {
+    const Value list = read(value, "view");
+    value = list.object()->objectEnumerator()->nextObject();
+  }
+  EXPECT_EQ(*alive, 1);
+  runOnStackOf(kSmallStack, [&value] { value.clear(); });
+  EXPECT_EQ(*alive, 0);
+}
+
 // Containers inside an object that changes them as it likes.
 struct Rows {
   std::vector<double> numbers = {1, 2};
   std::vector<std::vector<int>> lists = {{1}};
   std::map<std::string, std::vector<int>> named = {{"key", {1}}};
   std::shared_ptr<std::vector<int>> owned = std::make_shared<std::vector<int>>(3, 1);
+};
+
+// A range of the host's own that reads them.
+class RowsColumn {
+ public:
+  explicit RowsColumn(const Rows& rows) : rows_(&rows) {}
+  std::size_t size() const { return rows_->numbers.size(); }
+  double operator[](std::size_t index) const { return rows_->numbers[index]; }
+  auto begin() const { return rows_->numbers.begin(); }
+  auto end() const { return rows_->numbers.end(); }
+
+ private:
+  const Rows* rows_;
 };
 
 template <bool CanBeShared>
@@ -221,6 +274,7 @@ void describeHostClass(HostClass<DescribedRows<CanBeShared>>& rows) {
       .property("lists", &Rows::lists)
       .property("named", &Rows::named)
       .property("owned", &Rows::owned)
+      .property("column", [](const Rows& it) { return RowsColumn(it); })
       .property("copied", [](const Rows& it) { return it.numbers; })
       .property("view", [](const Rows& it) { return std::span<const double>(it.numbers); })
       .canBeShared(CanBeShared);
@@ -230,8 +284,8 @@ TEST(LazyList, MayNotBeSharedWhereItIsAPartOfAnObjectThatMayNot) {
   const auto refused = [](const Value& value) { return !raised([&] { value.share(); }).empty(); };
   const auto first = [](const Value& list) { return list.object()->objectEnumerator()->nextObject(); };
   const auto parts = [&](const Value& rows) {
-    return std::vector<Value>{read(rows, "numbers"), first(read(rows, "lists")), read(rows, "named.key"),
-                              first(read(rows, "named")), read(rows, "view")};
+    return std::vector<Value>{read(rows, "numbers"),      first(read(rows, "lists")), read(rows, "named.key"),
+                              first(read(rows, "named")), read(rows, "view"),         read(rows, "column")};
   };
   DescribedRows<true> shared;
   DescribedRows<false> own;

@@ -5,9 +5,11 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "Foundation/HostMethodTable.h"
@@ -74,6 +76,11 @@ struct Archive {
   const Volume* constantPointer() const { return &volume; }
   const Volume* nothing() const { return nullptr; }
   std::reference_wrapper<Volume> wrapped() { return volume; }
+  std::optional<std::reference_wrapper<Volume>> optional() { return volume; }
+  std::vector<Volume*> pointers() { return {&volume}; }
+  std::pair<const Volume*, int> pair() const { return {&volume, 1}; }
+  std::variant<Volume*, int> variant() { return &volume; }
+  std::map<std::string, std::reference_wrapper<const std::vector<std::string>>> lists() { return {{"key", words}}; }
   const Manuscript& manuscript() const { return *manuscripts[0]; }
   const std::vector<std::unique_ptr<Manuscript>>& drafts() const { return manuscripts; }
   const Ledger* ledger() const { return counted.get(); }
@@ -121,6 +128,11 @@ void describeHostClass(HostClass<Archive>& archive) {
       .method("constantPointer", &Archive::constantPointer)
       .method("nothing", &Archive::nothing)
       .method("wrapped", &Archive::wrapped)
+      .method("optional", &Archive::optional)
+      .method("pointers", &Archive::pointers)
+      .method("pair", &Archive::pair)
+      .method("variant", &Archive::variant)
+      .method("lists", &Archive::lists)
       .method("manuscript", &Archive::manuscript)
       .method("drafts", &Archive::drafts)
       .method("ledger", &Archive::ledger)
@@ -187,6 +199,11 @@ TEST(ExternalFunctions, AnswerWhatOutlivesTheirTarget) {
            {"pointer", "<?= $x.title ?>", title},
            {"constantPointer", "<?= $x.title ?>", title},
            {"wrapped", "<?= $x.title ?>", title},
+           {"optional", "<?= $x.title ?>", title},
+           {"pointers", "<?= $x.@max.title ?>", title},
+           {"pair", "<? foreach ($y in $x) ?><?= $y.title ?><? return ?><? endforeach ?>", title},
+           {"variant", "<?= $x.title ?>", title},
+           {"lists", "<?= $x.key.@min ?>", a},
            {"manuscript", "<?= $x.title ?>", title},
            {"drafts", "<? foreach ($y in $x) ?><?= $y.title ?><? endforeach ?>", title},
            {"ledger", "<?= $x.title ?>", title},

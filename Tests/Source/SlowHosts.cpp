@@ -23,6 +23,28 @@
 #include "Source/KorTemplateObserver.h"
 #include "Tests/Source/HostClasses.h"
 
+namespace tavlo {
+
+namespace test {
+
+// What the host converts itself.
+struct CalledRow {
+  static const std::function<void()>* act;
+};
+const std::function<void()>* CalledRow::act = nullptr;
+
+}  // namespace test
+
+template <>
+struct ValueConversion<test::CalledRow> {
+  static Value toValue(const test::CalledRow& /*row*/) {
+    (*test::CalledRow::act)();
+    return 1;
+  }
+};
+
+}  // namespace tavlo
+
 namespace tavlo::test {
 
 namespace {
@@ -36,11 +58,15 @@ struct Called {
     return 1;
   }
   const std::function<void()>* act;
+  CalledRow row = {};
+  std::optional<CalledRow> maybe = CalledRow();
 };
 
 void describeHostClass(HostClass<Called>& called) {
   called.name("Called")
       .property("price", &Called::call)
+      .property("row", &Called::row)
+      .property("maybe", &Called::maybe)
       .method("weigh", &Called::call)
       .description([](const Called& each) { return each.call() == 1 ? "text" : ""; })
       .lessThan([](const Called& left, const Called& /*right*/) { return left.call() == 1; })
@@ -169,6 +195,14 @@ struct CalledKey {
   std::string text;
 };
 
+// A text of the host's own.
+struct CalledText {
+  operator std::string_view() const {  // NOLINT(google-explicit-constructor): that makes it a text
+    (*CalledTarget::act)();
+    return "text";
+  }
+};
+
 // One that calls the host for all that goes through it.
 class CalledStream final : public KorTemplateStream {
  public:
@@ -209,6 +243,16 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
       "<? foreach ($e in $objects.@distinctUnionOfObjects) ?><? endforeach ?>",
       "<?= $box ?>",
       "<? take($box) ?>",
+      "<?= $callers.row.@count ?>",
+      "<?= $callers.maybe.@count ?>",
+      "<?= $rows ?>",
+      "<?= $rows == $sameRows ?>",
+      "<?= $rows.@max ?>",
+      "<?= $namedRows ?>",
+      "<?= $hashedRows ?>",
+      "<?= $namedRows == $hashedRows ?>",
+      "<? foreach ($e in $endless) ?><? $x = $namedRows.key1 ?><? endforeach ?>",
+      "<?= $texts ?>",
       "<? $x = box() ?>",
       "<? $x = boxes() ?>",
       "<?= $counted.@sum.@count ?>",
@@ -261,6 +305,7 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
                                   },
                                   [] { return std::vector<std::string>{"key"}; }));
       CalledTarget::act = &act;
+      CalledRow::act = &act;
       const CalledTarget target;
       const CalledMap map;
       std::vector<Value> counted;
@@ -315,6 +360,16 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
       const CalledList box(act);
       const CalledVector vector(act);
       stage.environment->setGlobal("box", std::cref(vector));
+      const std::vector<CalledRow> rows(50);
+      std::map<std::string, CalledRow> namedRows;
+      for (int count = 0; count < 50; ++count) namedRows["key" + std::to_string(count)] = CalledRow();
+      const std::unordered_map<std::string, CalledRow> hashedRows(namedRows.begin(), namedRows.end());
+      const std::vector<CalledText> rowTexts(50);
+      stage.environment->setGlobal("rows", std::cref(rows));
+      stage.environment->setGlobal("sameRows", std::cref(rows));
+      stage.environment->setGlobal("namedRows", std::cref(namedRows));
+      stage.environment->setGlobal("hashedRows", std::cref(hashedRows));
+      stage.environment->setGlobal("texts", std::cref(rowTexts));
       stage.environment->setFunction("take", [](const std::vector<int>& /*numbers*/) {});
       stage.environment->setFunction("box", [&] { return box; });
       stage.environment->setFunction("boxes", [&] { return std::map<std::string, CalledList>{{"a", box}}; });
@@ -328,6 +383,35 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
       EXPECT_THROW(stage.run(text), KorTemplateLimitException) << text;
       EXPECT_LE(calls, 4) << text << (isCancelled ? ", cancelled" : "");
     }
+  }
+}
+
+// The same for the host's own nodes.
+TEST(ASlowHost, IsNotAskedForMoreNodesOnceTheTimeIsOver) {
+  for (const bool isStatement : {false, true}) {
+    int calls = 0;
+    const std::function<void()> act = [&] {
+      ++calls;
+      std::this_thread::sleep_for(30ms);
+    };
+    const Ref<KorTemplate> made = KorTemplate::compile("");
+    for (int count = 0; count < 50; ++count) {
+      if (isStatement) {
+        made->addStatement(makeRef<HostStatement>([&](KorTemplateEnvironment*) { act(); }));
+      } else {
+        made->addStatement(KorTemplateExpressionStatement::statementWithExpression(
+            makeRef<HostExpression>([&](KorTemplateEnvironment*) {
+              act();
+              return 1;
+            })));
+      }
+    }
+    const Stage stage;
+    KorTemplateLimits limits;
+    limits.time = 20ms;
+    stage.environment->setLimits(limits);
+    EXPECT_THROW(made->executeWithEnvironment(stage.get()), KorTemplateLimitException);
+    EXPECT_EQ(calls, 1) << isStatement;
   }
 }
 

@@ -208,6 +208,56 @@ TEST(Threads, TakeAnEnvironmentOverFromOneAnother) {
   EXPECT_EQ(stage.text(), "1,2,3,4,");
 }
 
+// An object that is counted itself, which another one lends by plain references.
+class Buoy final : public DescribedObject<Buoy> {
+ public:
+  explicit Buoy(int& ended) : ended_(ended) {}
+  ~Buoy() override { ++ended_; }
+
+  friend void describeHostClass(HostClass<Buoy>& buoy) {
+    buoy.name("Buoy").property("depth", [](const Buoy&) { return 12; }).canBeShared();
+  }
+
+ private:
+  int& ended_;
+};
+
+struct Harbour {
+  friend void describeHostClass(HostClass<Harbour>& harbour) {
+    harbour.name("Harbour")
+        .property("constant", [](const Harbour& it) -> const Buoy& { return *it.buoy; })
+        .property("changeable", [](const Harbour& it) -> Buoy& { return *it.buoy; })
+        .property("pointer", [](const Harbour& it) -> const Buoy* { return it.buoy.get(); })
+        .canBeShared();
+  }
+  Ref<Buoy> buoy;
+};
+
+TEST(Threads, CountWhatASharedObjectLends) {
+  int ended = 0;
+  {
+    const Harbour harbour{makeRef<Buoy>(ended)};
+    const Ref<KorTemplateLayer> layer = KorTemplateLayer::layer();
+    layer->setGlobal("harbour", hostReference(harbour));
+    layer->share();
+    const Ref<KorTemplate> compiled = KorTemplate::compile(
+        "<? foreach ($i in $numbers) ?><? $a = $harbour.constant.depth ?><? $b = $harbour.changeable.depth ?>"
+        "<? $c = $harbour.pointer ?><? endforeach ?>");
+    const auto run = [&] {
+      const Stage stage;
+      stage.environment->setLayer(layer);
+      stage.set("numbers", valueOf(std::vector<int>(20'000, 1)));
+      compiled->executeWithEnvironment(stage.get());
+    };
+    std::thread other(run);
+    run();
+    other.join();
+    EXPECT_TRUE(harbour.buoy->hasOneReference());
+    EXPECT_EQ(ended, 0);
+  }
+  EXPECT_EQ(ended, 1);
+}
+
 // Another thread may let go of a shared object at any moment; the end then takes the scopes away that are being left.
 TEST(Threads, LetGoOfWhatAScopeHolds) {
   class TakingFrames final : public NSObject {
