@@ -258,9 +258,8 @@ class HostClass {
   // One thread makes it, and others wait; but one that is describing another class waits for nobody, as that might wait
   // for it: of two descriptions the first stays.
   static const HostClass& makeTheOne() {
-    static thread_local bool isMaking = false;
     static std::mutex mutex;
-    const HostClassTable::Making making(isMaking, typeid(T));
+    const HostClassTable::Making making(&made_, typeid(T));
     std::unique_lock lock(mutex, std::defer_lock);
     if (making.isOutermost()) lock.lock();
     const HostClass* made = made_.load(std::memory_order_acquire);

@@ -15,7 +15,7 @@ namespace tavlo {
 
 namespace {
 
-constinit thread_local std::int32_t descriptionsMade = 0;  // at this moment, one inside the other
+constinit thread_local const HostClassTable::Making* latestMaking = nullptr;
 
 // As a program's text has it.
 std::string nameOf(const std::type_info& type) {
@@ -45,20 +45,19 @@ class InheritedProperty final : public HostProperty {
 
 }  // namespace
 
-HostClassTable::Making::Making(bool& isMaking, const std::type_info& type)
-    : isMaking_(isMaking), isOutermost_(descriptionsMade == 0) {
-  if (isMaking_) {
+HostClassTable::Making::Making(const void* description, const std::type_info& type)
+    : description_(description), outer_(latestMaking) {
+  for (const Making* making = outer_; making != nullptr; making = making->outer_) {
+    if (making->description_ != description) continue;
     NSException::raise(NSInvalidArgumentException,
                        "The description of the host class %s makes a value of that class, or another's does",
                        nameOf(type));
   }
-  isMaking_ = true;
-  ++descriptionsMade;
+  latestMaking = this;
 }
 
 HostClassTable::Making::~Making() {
-  isMaking_ = false;
-  --descriptionsMade;
+  latestMaking = outer_;
 }
 
 HostProperty::~HostProperty() = default;

@@ -51,20 +51,21 @@ class HostProperty {
 // unchanged from then on, so that threads may read it at once. Objects are passed by their address, as that class.
 class HostClassTable {
  public:
-  // The making of a description on a thread. Raises `NSInvalidArgumentException` where the thread is making that one.
+  // The making of a description on a thread, named by an address of its own. Raises `NSInvalidArgumentException` where
+  // the thread is making that one.
   class Making {
    public:
-    Making(bool& isMaking, const std::type_info& type);
+    Making(const void* description, const std::type_info& type);
     Making(const Making&) = delete;
     Making& operator=(const Making&) = delete;
     ~Making();
 
     // Whether the thread is making no other one around it.
-    bool isOutermost() const noexcept { return isOutermost_; }
+    bool isOutermost() const noexcept { return outer_ == nullptr; }
 
    private:
-    bool& isMaking_;
-    bool isOutermost_;
+    const void* description_;
+    const Making* outer_;
   };
 
   // What a class says of its objects beside their properties; empty where it says nothing.

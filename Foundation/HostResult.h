@@ -17,6 +17,7 @@
 
 #include "Foundation/Described.h"
 #include "Foundation/HostContext.h"
+#include "Foundation/KeptWith.h"
 #include "Foundation/LentValue.h"
 #include "Foundation/Value.h"
 #include "Foundation/ValueConversion.h"
@@ -265,8 +266,13 @@ struct HostResultRule<HostResultKind::Dictionary> {
 template <>
 struct HostResultRule<HostResultKind::Converted> {
   template <class T>
-  static RawValue refer(T&& result, const HostContext& /*context*/) {
-    return valueOf(std::forward<T>(result)).leak();
+  static RawValue refer(T&& result, const HostContext& context) {
+    if constexpr (kMayReferToValues<std::remove_cvref_t<T>>) {
+      const KeptWith kept(context);
+      return valueOf(std::forward<T>(result)).leak();
+    } else {
+      return valueOf(std::forward<T>(result)).leak();
+    }
   }
 };
 

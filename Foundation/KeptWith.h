@@ -6,12 +6,15 @@
 
 namespace tavlo {
 
+class HostContext;
+
 // While one lives, what this thread's conversions refer to instead of copying it is kept with an object: the one whose
-// method has answered it.
+// method or getter has answered it.
 class KeptWith {
  public:
   // Null for what the host keeps.
-  explicit KeptWith(const NSObject* holder) noexcept;
+  explicit KeptWith(const NSObject* holder) noexcept : KeptWith(holder, nullptr) {}
+  explicit KeptWith(const HostContext& context) noexcept : KeptWith(nullptr, &context) {}
   KeptWith(const KeptWith&) = delete;
   KeptWith& operator=(const KeptWith&) = delete;
   ~KeptWith();
@@ -22,7 +25,11 @@ class KeptWith {
   static bool canBeShared();
 
  private:
-  const NSObject* outer_;
+  KeptWith(const NSObject* holder, const HostContext* context) noexcept;
+
+  const NSObject* holder_;
+  const HostContext* context_;
+  const KeptWith* outer_;
 };
 
 }  // namespace tavlo

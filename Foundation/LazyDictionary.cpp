@@ -41,11 +41,17 @@ std::vector<Ref<NSString>> LazyDictionary::keys() const {
 
 Ref<NSDictionary> LazyDictionary::dictionary() const {
   const Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
+  lookBeforeHost();
   const std::unique_ptr<Walk> entries = walk();
   ReusableInstances reused;
   std::string_view key;
+  Value value;
   const WorkCounter work;
-  for (Value value; entries->next(key, value, reused);) {
+  const auto next = [&] {
+    lookBeforeHost();
+    return entries->next(key, value, reused);
+  };
+  while (next()) {
     work.step();
     dictionary->setObjectForKey(std::move(value), key);
   }
@@ -71,6 +77,7 @@ std::size_t LazyDictionary::hash() const {
 }
 
 bool LazyDictionary::findValueForKey(const NSString& key, Value& value) const {
+  lookBeforeHost();
   value = objectForKey(key.view());
   if (value.isAbsent() && key.view() == "@count") value = count();
   return true;

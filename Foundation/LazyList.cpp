@@ -25,10 +25,16 @@ class ListEnumerator final : public NSEnumerator {
   ReusableInstances reused_;
 };
 
+// Before the list is asked, which may be a class of the host's.
+void lookBefore(const LazyList& list) {
+  if (!list.isQuiet()) lookBeforeHost();
+}
+
 // The element of an array or of a lazy list; absent where it is not so long.
 Value elementOf(const NSObject& list, std::size_t index) {
   if (list.kind() == ObjectKind::LazyList) {
     ReusableInstances reused;
+    lookBefore(static_cast<const LazyList&>(list));
     return static_cast<const LazyList&>(list).elementAt(index, reused);
   }
   const auto& array = static_cast<const NSArray&>(list);
@@ -36,8 +42,9 @@ Value elementOf(const NSObject& list, std::size_t index) {
 }
 
 std::size_t countOf(const NSObject& list) {
-  return list.kind() == ObjectKind::LazyList ? static_cast<const LazyList&>(list).count()
-                                             : static_cast<const NSArray&>(list).count();
+  if (list.kind() != ObjectKind::LazyList) return static_cast<const NSArray&>(list).count();
+  lookBefore(static_cast<const LazyList&>(list));
+  return static_cast<const LazyList&>(list).count();
 }
 
 }  // namespace
@@ -51,11 +58,12 @@ bool LazyList::isQuiet() const noexcept {
 Ref<NSArray> LazyList::array() const {
   constexpr std::size_t kMostReserved = std::size_t{1} << 20U;
   std::vector<Value> elements;
-  elements.reserve(std::min(count(), kMostReserved));  // a host may answer any count
+  elements.reserve(std::min(countOf(*this), kMostReserved));  // a host may answer any count
   ReusableInstances reused;
   const WorkCounter work;
   for (std::size_t index = 0;; ++index) {
     work.step();
+    lookBefore(*this);
     Value element = elementAt(index, reused);
     if (element.isAbsent()) break;
     elements.push_back(std::move(element));
@@ -74,7 +82,7 @@ void LazyList::describe(Description& out) const {
 bool LazyList::isEqual(const NSObject& other, std::int32_t depth) const {
   if (other.kind() != ObjectKind::Array && other.kind() != ObjectKind::LazyList) return false;
   requireValueDepth(depth + 1);
-  if (count() != countOf(other)) return false;
+  if (countOf(*this) != countOf(other)) return false;
   const WorkCounter work;
   for (std::size_t index = 0;; ++index) {
     work.step();

@@ -1,11 +1,18 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
+#include <optional>
+#include <set>
 #include <span>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <tuple>
+#include <utility>
+#include <variant>
 #include <vector>
 
 #include "Foundation/HostObject.h"
@@ -503,6 +510,41 @@ TEST(DescribedObject, IsKeptByItsConstants) {
   EXPECT_EQ(read(constant, "size").intValue(), 2);
   constant.clear();
   EXPECT_EQ(alive, 0);
+}
+
+// One that answers its part in everything that holds a pointer.
+struct Wrapper {
+  friend void describeHostClass(HostClass<Wrapper>& wrapper) {
+    wrapper.name("Wrapper")
+        .property("optional", [](const Wrapper& it) { return std::optional<const Part*>(&it.part); })
+        .property("vector", [](const Wrapper& it) { return std::vector<const Part*>{&it.part}; })
+        .property("list", [](const Wrapper& it) { return std::list<const Part*>{&it.part}; })
+        .property("set", [](const Wrapper& it) { return std::set<const Part*>{&it.part}; })
+        .property("pair", [](const Wrapper& it) { return std::pair<const Part*, int>(&it.part, 1); })
+        .property("tuple", [](const Wrapper& it) { return std::tuple<const Part*>(&it.part); })
+        .property("variant", [](const Wrapper& it) { return std::variant<const Part*, int>(&it.part); })
+        .property("pairs", [](const Wrapper& it) {
+          return std::vector<std::pair<const Part*, int>>{{&it.part, 1}};
+        });
+  }
+
+  Part part;
+};
+
+TEST(HostObject, LivesAsLongAsAPartInsideWhateverItAnswers) {
+  const auto firstOf = [](const Value& value) {
+    return value.object()->kind() == ObjectKind::HostObject ? value : value.object()->objectEnumerator()->nextObject();
+  };
+  for (const char* key : {"optional", "vector", "list", "set", "pair", "tuple", "variant", "pairs"}) {
+    int alive = 0;
+    {
+      Value part = firstOf(read(hostShared(std::make_shared<Wrapper>(Wrapper{Part(alive)})), key));
+      if (std::string_view(key) == "pairs") part = firstOf(part);
+      EXPECT_EQ(alive, 1) << key;
+      EXPECT_EQ(read(part, "number").intValue(), 7) << key;
+    }
+    EXPECT_EQ(alive, 0) << key;
+  }
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <functional>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -14,6 +15,8 @@
 #include <vector>
 
 #include "Foundation/LazyCollections.h"
+#include "Foundation/LazyDictionary.h"
+#include "Foundation/LazyList.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Foundation/NSEnumerator.h"
@@ -203,6 +206,51 @@ struct CalledText {
   }
 };
 
+// Collections of the host's own classes.
+class CalledLazyList final : public LazyList {
+ public:
+  explicit CalledLazyList(const std::function<void()>& act) : act_(act) {}
+  std::size_t count() const override { return 50; }
+  Value elementAt(std::size_t index, ReusableInstances& /*reused*/) const override {
+    act_();
+    return index < 50 ? Value(index) : Value();
+  }
+
+ private:
+  const std::function<void()>& act_;
+};
+
+class CalledLazyDictionary final : public LazyDictionary {
+ public:
+  explicit CalledLazyDictionary(const std::function<void()>& act) : act_(act) {}
+  std::size_t count() const override { return 50; }
+  Value objectForKey(std::string_view /*key*/) const override {
+    act_();
+    return 1;
+  }
+  std::unique_ptr<Walk> walk() const override { return std::make_unique<CalledWalk>(act_); }
+
+ private:
+  class CalledWalk final : public Walk {
+   public:
+    explicit CalledWalk(const std::function<void()>& act) : act_(act) {}
+    bool next(std::string_view& key, Value& value, ReusableInstances& /*reused*/) override {
+      act_();
+      key_ = "key" + std::to_string(count_);
+      key = key_;
+      value = 1;
+      return ++count_ <= 50;
+    }
+
+   private:
+    const std::function<void()>& act_;
+    std::string key_;
+    int count_ = 0;
+  };
+
+  const std::function<void()>& act_;
+};
+
 // One that calls the host for all that goes through it.
 class CalledStream final : public KorTemplateStream {
  public:
@@ -253,6 +301,14 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
       "<?= $namedRows == $hashedRows ?>",
       "<? foreach ($e in $endless) ?><? $x = $namedRows.key1 ?><? endforeach ?>",
       "<?= $texts ?>",
+      "<?= $ownList ?>",
+      "<?= $ownList == $ownList2 ?>",
+      "<? take($ownList) ?>",
+      "<?= $ownList.@sum ?>",
+      "<?= $ownDictionary ?>",
+      "<?= $ownDictionary == $ownDictionary2 ?>",
+      "<? fillMap($ownDictionary) ?>",
+      "<? foreach ($e in $endless) ?><? $x = $ownDictionary.key ?><? endforeach ?>",
       "<? $x = box() ?>",
       "<? $x = boxes() ?>",
       "<?= $counted.@sum.@count ?>",
@@ -370,6 +426,10 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
       stage.environment->setGlobal("namedRows", std::cref(namedRows));
       stage.environment->setGlobal("hashedRows", std::cref(hashedRows));
       stage.environment->setGlobal("texts", std::cref(rowTexts));
+      for (const char* const name : {"ownList", "ownList2"}) stage.set(name, makeRef<CalledLazyList>(act));
+      for (const char* const name : {"ownDictionary", "ownDictionary2"}) {
+        stage.set(name, makeRef<CalledLazyDictionary>(act));
+      }
       stage.environment->setFunction("take", [](const std::vector<int>& /*numbers*/) {});
       stage.environment->setFunction("box", [&] { return box; });
       stage.environment->setFunction("boxes", [&] { return std::map<std::string, CalledList>{{"a", box}}; });
