@@ -45,13 +45,11 @@ Ref<NSDictionary> LazyDictionary::dictionary() const {
   const std::unique_ptr<Walk> entries = walk();
   ReusableInstances reused;
   std::string_view key;
-  Value value;
   const WorkCounter work;
-  const auto next = [&] {
+  for (;;) {
     lookBeforeHost();
-    return entries->next(key, value, reused);
-  };
-  while (next()) {
+    Value value;
+    if (!entries->next(key, value, reused)) break;
     work.step();
     dictionary->setObjectForKey(std::move(value), key);
   }
