@@ -525,8 +525,10 @@ bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries)
     }));
   }
   Watch watch(pattern_->view().size());
+  // With a loop in the pattern each retry may go through all that is left.
   const std::uint64_t timesAtOnePlace =
-      (std::max<std::uint64_t>(shape_.loops, 1) + kBytesOfPlace * shape_.places) * shape_.repetitions;
+      std::max((std::max<std::uint64_t>(shape_.loops, 1) + kBytesOfPlace * shape_.places) * shape_.repetitions,
+               shape_.loops > 0 ? bound : 0);
   const std::uint64_t bytesOfRetries = bound * shape_.row;
   const OnigUChar* end = bytes(text) + text.size();
   for (std::size_t at = 0; at <= text.size(); ++at) {

@@ -117,6 +117,8 @@ TEST(KorRegexLimits, EndsEverySearchWithinAboutHalfASecond) {
       {"(?x)" + repeated("a?", 10) + "(?>(?<n>a)*)x", std::string(900'000, 'a')},
       {repeated("a?", 9) + "a{,2}*+x", std::string(900'000, 'a')},
       {"(a)*+[^a]", std::string(900'000, 'a')},
+      {".{0,2000}\\w*+z\\R", letters.substr(0, 10'000) + "bzz"},
+      {".{0,1900}\\w*+z\\cA", letters.substr(0, 10'000) + "bz\x01"},
       {"(?xi)" + repeated("(?<n>", 16) + "a*b?" + repeated(")", 16) + repeated("a?", 10) + "\\k<n>c",
        std::string(200'000, 'a') + "b" + std::string(200'000, 'a')},
   };
