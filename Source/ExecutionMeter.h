@@ -32,6 +32,7 @@ class [[gnu::visibility("default")]] ExecutionMeter final : public WorkMeter {
   // An outermost execution begins on this thread, or has ended. Cancellation and profile may be null, and stay until
   // the end.
   void begin(const KorTemplateCancellation* cancellation, KorTemplateProfile* profile) {
+    reached_.reset();
     granted_ = allSteps_;
     left_ = 0;
     cancellation_ = cancellation;
@@ -42,6 +43,8 @@ class [[gnu::visibility("default")]] ExecutionMeter final : public WorkMeter {
   }
   void end() noexcept {
     reached_.reset();
+    cancellation_ = nullptr;
+    looksOften_ = false;
     if (profile_ != nullptr) endProfile();
   }
 

@@ -184,6 +184,20 @@ TEST(KorTemplateEnvironment, RemovesAFunctionOfManyNamesInLittleTime) {
   EXPECT_EQ(environment->functionNames().size(), std::size_t{kMany / 2});
 }
 
+TEST(KorTemplateEnvironment, ForgetsACancellationWithTheExecution) {
+  const Stage stage;
+  Ref<KorTemplateCancellation> cancellation = KorTemplateCancellation::cancellation();
+  stage.environment->setCancellation(cancellation);
+  stage.run("first, ");
+  cancellation->cancel();
+  stage.environment->setCancellation(nullptr);
+  cancellation = nullptr;
+  stage.environment->writeDiagnostic("told");
+  stage.run("second");
+  EXPECT_EQ(stage.text(), "first, second");
+  EXPECT_EQ(stage.diagnostics(), "told");
+}
+
 TEST(KorTemplateEnvironment, CountsWhatMovesUpBehindWhatIsRemoved) {
   constexpr int kMany = 4'000;
   for (const bool isDictionary : {false, true}) {
