@@ -17,24 +17,17 @@ struct Release {
   const NSObject* holder;
 };
 
-// What waits on this thread to be let go of, behind what refers into it; null where nobody takes care of that.
-[[gnu::tls_model("initial-exec")]] constinit thread_local std::shared_ptr<const void>* waitingOwner = nullptr;
-
 // Lets go of something that refers into what another owner keeps, and then of that owner: one after another in a chain
 // of them, which may be long.
 struct ReleaseBoth {
   void operator()(const void* /*object*/) {
     kept.reset();
-    if (waitingOwner != nullptr && *waitingOwner == nullptr) {
-      *waitingOwner = std::move(referredTo);
-      return;
+    for (std::shared_ptr<const void> owner = std::move(referredTo); owner != nullptr;) {
+      std::shared_ptr<const void> next;
+      ReleaseBoth* const both = owner.use_count() == 1 ? std::get_deleter<ReleaseBoth>(owner) : nullptr;
+      if (both != nullptr) next = std::move(both->referredTo);
+      owner = std::move(next);
     }
-    std::shared_ptr<const void> next;
-    std::shared_ptr<const void>* const outer = std::exchange(waitingOwner, &next);
-    for (std::shared_ptr<const void> owner = std::move(referredTo); owner != nullptr; owner = std::move(next)) {
-      owner.reset();
-    }
-    waitingOwner = outer;
   }
   std::shared_ptr<const void> kept;
   std::shared_ptr<const void> referredTo;

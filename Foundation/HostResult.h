@@ -221,8 +221,13 @@ struct HostResultRule<HostResultKind::Shared> {
       const auto address = static_cast<Address>(result.get());
       return Value(context.instance(hostClassTable<std::remove_const_t<T>>(), address, result)).leak();
     } else {
-      const std::shared_ptr<const void> owner = result;
-      return referTo(*result, HostContext(owner));
+      if constexpr (kMayReferToValues<std::remove_const_t<T>>) {
+        const std::shared_ptr<const void> owner = HostInstance::ownerOfBoth(result, context.owner());
+        return referTo(*result, HostContext(owner, nullptr, context.canBeShared()));
+      } else {
+        const std::shared_ptr<const void> owner = result;
+        return referTo(*result, HostContext(owner));
+      }
     }
   }
 };

@@ -1,14 +1,11 @@
 #include "Foundation/StackGuard.h"
 
-#include <fcntl.h>
 #include <pthread.h>
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <charconv>
 #include <limits>
 #include <new>
 
@@ -22,37 +19,6 @@ struct StackBounds {
   std::uintptr_t low = 0;
   std::uintptr_t high = 0;
 };
-
-// How many bytes the process may still add to its memory; the largest number where nothing limits that, or nobody
-// knows.
-std::uint64_t roomLeft() noexcept {
-  constexpr std::uint64_t kUnlimited = std::numeric_limits<std::uint64_t>::max();
-  rlimit limit{};
-  if (::getrlimit(RLIMIT_AS, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY) return kUnlimited;
-  char text[32];
-  const int file = ::open("/proc/self/statm", O_RDONLY | O_CLOEXEC);
-  const ssize_t length = file < 0 ? 0 : ::read(file, text, sizeof(text));
-  if (file >= 0) ::close(file);
-  std::uint64_t pages = 0;
-  if (length <= 0 || std::from_chars(text, text + length, pages).ec != std::errc()) return kUnlimited;
-  const std::uint64_t taken = pages * static_cast<std::uint64_t>(::sysconf(_SC_PAGESIZE));
-  return taken < limit.rlim_cur ? limit.rlim_cur - taken : 0;
-}
-
-// The main thread's stack takes memory as it grows, and where there is none the system ends the process. So where
-// memory is limited, the stack is made as large at once as it may become: by reading one byte there.
-[[gnu::no_sanitize_address]] void reserveStack(StackBounds& bounds) noexcept {
-  constexpr std::uint64_t kMost = 64U << 20;  // farther away other things may lie
-  if (::gettid() != ::getpid()) return;
-  const std::uint64_t room = roomLeft();
-  const std::uintptr_t here = stackAddress();
-  if (room == std::numeric_limits<std::uint64_t>::max() || here < bounds.low || here >= bounds.high) return;
-  const std::uint64_t reserved = std::min({here - bounds.low, room / 2, kMost});
-  bounds.low = here - reserved;
-  const auto page = static_cast<std::uintptr_t>(::sysconf(_SC_PAGESIZE));
-  if (reserved <= page) return;
-  (void)*reinterpret_cast<const volatile char*>(bounds.low + page);  // NOLINT(performance-no-int-to-ptr): of the stack
-}
 
 // Raises `std::bad_alloc` where there is no memory for asking: a thread without bounds would never be guarded. Without
 // the system's file there are none for the main thread.
@@ -71,7 +37,6 @@ StackBounds askForBounds() {
     bounds.high = bounds.low + size;
   }
   pthread_attr_destroy(&attributes);
-  reserveStack(bounds);
   return bounds;
 }
 

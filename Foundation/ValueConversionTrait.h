@@ -16,8 +16,10 @@
 
 #include "Foundation/Described.h"
 #include "Foundation/HeldParts.h"
+#include "Foundation/KeptWith.h"
 #include "Foundation/NSException.h"
 #include "Foundation/Value.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -66,11 +68,22 @@ concept WholeFromValue = ConvertibleFromValue<T> &&
     (std::same_as<HeldFromValue<T>, T> ||
      (std::same_as<HeldFromValue<T>, std::reference_wrapper<T>> && std::copy_constructible<T>));
 
+// Whether the type is one that a host converts itself.
+template <class T>
+consteval bool isConvertedByHost();
+
 // The value that stands for the object; absent for an absent `Value` or `Ref`. Raises what converting it raises,
 // `NSInvalidArgumentException` for text that is not UTF-8 among them.
 template <ConvertibleToValue T>
 Value valueOf(T&& object) {
-  return ValueConversion<std::remove_cvref_t<T>>::toValue(std::forward<T>(object));
+  using Plain = std::remove_cvref_t<T>;
+  if constexpr (isConvertedByHost<Plain>()) {
+    lookBeforeHost();
+    const KeptWith host(nullptr);  // keeps what the conversion refers to
+    return ValueConversion<Plain>::toValue(std::forward<T>(object));
+  } else {
+    return ValueConversion<Plain>::toValue(std::forward<T>(object));
+  }
 }
 
 // The same with the null object in place of an absent value, as a list or a function's result has it.
@@ -143,6 +156,22 @@ inline constexpr bool kIsOwnClass =
 template <class T>
 inline constexpr bool kIsOwnWhole = kIsOwnClass<T> && !kIsKnownWhole<T> && (!std::ranges::range<T> || TextLike<T>);
 
+template <class T>
+inline constexpr bool kIsReferenceWrapper = false;
+template <class T>
+inline constexpr bool kIsReferenceWrapper<std::reference_wrapper<T>> = true;
+
+template <class T>
+consteval bool isConvertedByHost() {
+  constexpr bool kIsPlain =
+      (std::is_class_v<T> || std::is_union_v<T>)&&!Described<T> && !std::is_base_of_v<NSObject, T>;
+  if constexpr (kIsPlain && !kIsKnownWhole<T> && !kIsReferenceWrapper<T>) {
+    return TextLike<T> || (!std::ranges::range<T> && !std::is_constructible_v<Value, const T&>);
+  } else {
+    return false;
+  }
+}
+
 // Whether an object of the type refers to the values that it was made of, so that they have to live as long: it does so
 // itself, or what it holds does. Types may be lists of themselves, so it looks into so many lists, and into all
 // arguments of templates. `Own`: or is a host's own, and may do so.
@@ -189,6 +218,7 @@ using PartsFor = std::conditional_t<(kMayReferToParts<Types> || ...), HeldParts,
 // Converts an argument, whose parts are kept with it.
 template <class T, class Parts>
 auto argumentFrom(const Value& value, [[maybe_unused]] Parts& parts) {
+  if constexpr (isConvertedByHost<std::remove_const_t<T>>()) lookBeforeHost();
   if constexpr (kMayReferToParts<T>) {
     const HeldParts::Collecting collecting(parts);
     return ValueConversion<T>::fromValue(value);
@@ -201,6 +231,7 @@ auto argumentFrom(const Value& value, [[maybe_unused]] Parts& parts) {
 // of the host's, are good for as long as the value lives.
 template <WholeFromValue T>
 std::optional<T> objectIn(const Value& value) {
+  if constexpr (isConvertedByHost<T>()) lookBeforeHost();
   auto held = ValueConversion<ConvertedFor<T>>::fromValue(value);
   if (!held.has_value()) return {};
   return std::optional<T>(static_cast<T>(std::move(*held)));

@@ -166,7 +166,7 @@ void KorTemplateEnvironment::writeToStream(const Text& text) {
 }
 
 void KorTemplateEnvironment::writeDiagnostic(const Text& text) {
-  countBytes(text.view().size());
+  if (executionDepth_ > 0) countBytes(text.view().size());
   lookBeforeHost();
   flushOutput();
   const Ref<KorTemplateStream> stream = errorStream_;

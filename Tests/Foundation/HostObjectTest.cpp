@@ -523,6 +523,9 @@ struct Wrapper {
         .property("pair", [](const Wrapper& it) { return std::pair<const Part*, int>(&it.part, 1); })
         .property("tuple", [](const Wrapper& it) { return std::tuple<const Part*>(&it.part); })
         .property("variant", [](const Wrapper& it) { return std::variant<const Part*, int>(&it.part); })
+        .property("shared", [](const Wrapper& it) { return std::make_shared<std::vector<const Part*>>(1, &it.part); })
+        .property("unique",
+                  [](const Wrapper& it) { return std::make_unique<std::pair<const Part*, int>>(&it.part, 1); })
         .property("pairs", [](const Wrapper& it) {
           return std::vector<std::pair<const Part*, int>>{{&it.part, 1}};
         });
@@ -535,7 +538,8 @@ TEST(HostObject, LivesAsLongAsAPartInsideWhateverItAnswers) {
   const auto firstOf = [](const Value& value) {
     return value.object()->kind() == ObjectKind::HostObject ? value : value.object()->objectEnumerator()->nextObject();
   };
-  for (const char* key : {"optional", "vector", "list", "set", "pair", "tuple", "variant", "pairs"}) {
+  for (const char* key :
+       {"optional", "vector", "list", "set", "pair", "tuple", "variant", "pairs", "shared", "unique"}) {
     int alive = 0;
     {
       Value part = firstOf(read(hostShared(std::make_shared<Wrapper>(Wrapper{Part(alive)})), key));
@@ -545,6 +549,37 @@ TEST(HostObject, LivesAsLongAsAPartInsideWhateverItAnswers) {
     }
     EXPECT_EQ(alive, 0) << key;
   }
+}
+
+// One whose end does what it is told to.
+struct Nest {
+  explicit Nest(std::function<void()> end) : onEnd(std::move(end)) {}
+  Nest(const Nest&) = delete;
+  Nest& operator=(const Nest&) = delete;
+  ~Nest() { onEnd(); }
+
+  friend void describeHostClass(HostClass<Nest>& nest) {
+    nest.name("Nest").property("view", [](const Nest& it) { return std::span<const int>(&it.number, 1); });
+  }
+
+  int number = 1;
+  std::function<void()> onEnd;
+};
+
+TEST(HostObject, HasEndedOnceAnotherOnesEndHasLetGoOfIt) {
+  bool hasEndedInTime = false;
+  const auto letGoOfLent = [](std::function<void()> end) {
+    Value nest = hostShared(std::make_shared<Nest>(std::move(end)));
+    Value view = read(nest, "view");
+    nest.clear();
+    view.clear();
+  };
+  letGoOfLent([&] {
+    bool hasEnded = false;
+    letGoOfLent([&] { hasEnded = true; });
+    hasEndedInTime = hasEnded;
+  });
+  EXPECT_TRUE(hasEndedInTime);
 }
 
 }  // namespace

@@ -198,6 +198,16 @@ TEST(KorTemplateEnvironment, ForgetsACancellationWithTheExecution) {
   EXPECT_EQ(stage.diagnostics(), "told");
 }
 
+TEST(KorTemplateEnvironment, WritesDiagnosticsWithoutALimitWhileNothingRuns) {
+  const Stage stage;
+  KorTemplateLimits limits;
+  limits.steps = 5;
+  stage.environment->setLimits(limits);
+  stage.run("text");
+  for (int count = 0; count < 100; ++count) stage.environment->writeDiagnostic(std::string(300, 'x'));
+  EXPECT_EQ(stage.errors->writes.size(), 100u);
+}
+
 TEST(KorTemplateEnvironment, CountsWhatMovesUpBehindWhatIsRemoved) {
   constexpr int kMany = 4'000;
   for (const bool isDictionary : {false, true}) {

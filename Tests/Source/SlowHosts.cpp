@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <tuple>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -44,6 +45,12 @@ struct ValueConversion<test::CalledRow> {
     (*test::CalledRow::act)();
     return 1;
   }
+  static std::optional<test::CalledRow> fromValue(const Value& /*value*/) {
+    (*test::CalledRow::act)();
+    return test::CalledRow();
+  }
+  static constexpr const char* kTypeName = "row";
+  static constexpr const char* kExpected = "NSNumber";
 };
 
 }  // namespace tavlo
@@ -63,6 +70,7 @@ struct Called {
   const std::function<void()>* act;
   CalledRow row = {};
   std::optional<CalledRow> maybe = CalledRow();
+  std::tuple<CalledRow, CalledRow, CalledRow, CalledRow, CalledRow, CalledRow> several = {};
 };
 
 void describeHostClass(HostClass<Called>& called) {
@@ -70,6 +78,7 @@ void describeHostClass(HostClass<Called>& called) {
       .property("price", &Called::call)
       .property("row", &Called::row)
       .property("maybe", &Called::maybe)
+      .property("several", &Called::several)
       .method("weigh", &Called::call)
       .description([](const Called& each) { return each.call() == 1 ? "text" : ""; })
       .lessThan([](const Called& left, const Called& /*right*/) { return left.call() == 1; })
@@ -293,6 +302,9 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
       "<? take($box) ?>",
       "<?= $callers.row.@count ?>",
       "<?= $callers.maybe.@count ?>",
+      "<?= $called.several ?>",
+      "<? takeSeveral(1, 2, 3, 4, 5, 6) ?>",
+      "<? takeTuple($six) ?>",
       "<?= $rows ?>",
       "<?= $rows == $sameRows ?>",
       "<?= $rows.@max ?>",
@@ -395,6 +407,11 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
       stage.set("targets", NSArray::arrayWithObjects(targets));
       stage.set("maps", NSArray::arrayWithObjects(maps));
       stage.set("numbers", valueOf(std::vector<int>(50, 1)));
+      stage.set("six", valueOf(std::vector<int>(6, 1)));
+      stage.environment->setFunction("takeSeveral",
+                                     [](CalledRow, CalledRow, CalledRow, CalledRow, CalledRow, CalledRow) {});
+      stage.environment->setFunction(
+          "takeTuple", [](const std::tuple<CalledRow, CalledRow, CalledRow, CalledRow, CalledRow, CalledRow>&) {});
       stage.environment->setFunction("fill", [](const CalledTarget& /*numbers*/) {});
       stage.environment->setFunction("fillMap", [](const CalledMap& /*numbers*/) {});
       stage.environment->setFunction("fillKeys", [](const std::map<CalledKey, int>& /*numbers*/) {});

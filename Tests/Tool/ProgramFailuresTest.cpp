@@ -249,27 +249,6 @@ TEST(ProgramFailures, OfMemoryAreToldOf) {
   }
 }
 
-// The stack takes memory too, and calls that go deep come upon its end where all else has gone through.
-TEST(ProgramFailures, OfMemoryForTheStackAreToldOf) {
-  const std::string text =
-      "<? $a = ($s + \"x\") ?><? $b = ($s + \"y\") ?><? $c = ($s + \"z\") ?>"
-      "<? function f($n) ?><? if (1) ?><? if (1) ?><? return f((((((1))))) + 1) ?><? endif ?><? endif ?>"
-      "<? endfunction ?><?= f(1) ?>";
-  constexpr std::uint64_t kKiB = 1024;
-  const WorkFolder folder;
-  folder.write("template", text);
-  folder.write("data.json", R"({"s": ")" + std::string(2'000'000, 'q') + "\"}");
-  folder.write("nothing.json", "{}");
-  for (const char* const data : {"data.json", "nothing.json"}) {
-    for (std::uint64_t memory = 9'000; memory < 24'000; memory += 60) {
-      ProgramRun run(folder, {"render", "template", "-d", data}, {.memory = memory * kKiB});
-      if (run.status() == 127 || run.status() == 134) continue;  // before the program's first function
-      EXPECT_TRUE(run.status() == 1 || run.status() == 2) << data << ", " << memory << " KiB: " << run.status();
-      EXPECT_NE(run.errors(), "") << data << ", " << memory << " KiB";
-    }
-  }
-}
-
 #endif
 
 }  // namespace
