@@ -220,14 +220,12 @@ struct HostResultRule<HostResultKind::Shared> {
       using Address = std::conditional_t<std::is_const_v<T>, const void*, void*>;
       const auto address = static_cast<Address>(result.get());
       return Value(context.instance(hostClassTable<std::remove_const_t<T>>(), address, result)).leak();
+    } else if constexpr (kMayReferToValues<std::remove_const_t<T>>) {
+      const std::shared_ptr<const void> owner = HostInstance::ownerOfBoth(result, context.owner());
+      return referTo(*result, HostContext(owner, nullptr, context.canBeShared()));
     } else {
-      if constexpr (kMayReferToValues<std::remove_const_t<T>>) {
-        const std::shared_ptr<const void> owner = HostInstance::ownerOfBoth(result, context.owner());
-        return referTo(*result, HostContext(owner, nullptr, context.canBeShared()));
-      } else {
-        const std::shared_ptr<const void> owner = result;
-        return referTo(*result, HostContext(owner));
-      }
+      const std::shared_ptr<const void> owner = result;
+      return referTo(*result, HostContext(owner));
     }
   }
 };

@@ -72,7 +72,7 @@ template <class C>
 struct LentContainer {
   C& container;
   std::shared_ptr<const void> owner;  // empty where the host keeps the container
-  bool canBeShared;                   // whatever of it is a part of something else
+  bool canBeShared;                   // as far as the container is a part of something else
 };
 
 // A view is copied, like a temporary, since it may itself be one. What refers to nothing else needs nobody else.

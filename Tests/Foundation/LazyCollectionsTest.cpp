@@ -207,12 +207,11 @@ TEST(LazyList, MayBeSharedWhereItsElementsMay) {
 // One that answers copies of its own, and views of them.
 struct Branch {
   explicit Branch(std::shared_ptr<int> alive) : count(std::move(alive)) { ++*count; }
-  Branch(const Branch& other) : count(other.count), twigs(other.twigs) { ++*count; }
+  Branch(const Branch& other) : count(other.count) { ++*count; }
   Branch& operator=(const Branch&) = delete;
   ~Branch() { --*count; }
 
   std::shared_ptr<int> count;
-  std::vector<Branch> twigs;
 };
 
 void describeHostClass(HostClass<Branch>& branch) {
