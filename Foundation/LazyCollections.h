@@ -208,21 +208,21 @@ class GeneratedElements final : public NSEnumerator {
 template <class Range>
 class RangeElements final : public NSEnumerator {
  public:
-  RangeElements(Range& range, std::shared_ptr<const void> owner) : range_(range), owner_(std::move(owner)) {}
+  explicit RangeElements(LentContainer<Range> range) : range_(std::move(range)) {}
 
   Value nextObject() override {
     lookBeforeHost();
     if (!at_.has_value()) {
-      at_.emplace(std::ranges::begin(range_));
-    } else if (*at_ != std::ranges::end(range_)) {
+      at_.emplace(std::ranges::begin(range_.container));
+    } else if (*at_ != std::ranges::end(range_.container)) {
       ++*at_;
     }
-    return *at_ == std::ranges::end(range_) ? Value() : elementValue(**at_, HostContext(owner_, &reused_));
+    if (*at_ == std::ranges::end(range_.container)) return {};
+    return elementValue(**at_, HostContext(range_.owner, &reused_, range_.canBeShared));
   }
 
  private:
-  Range& range_;
-  std::shared_ptr<const void> owner_;
+  LentContainer<Range> range_;
   std::optional<std::ranges::iterator_t<Range>> at_;  // what was answered last
   ReusableInstances reused_;
 };
@@ -274,15 +274,13 @@ requires std::ranges::input_range<std::remove_reference_t<Range>> Value lazySequ
   static_assert(HostResult<Element>, "lazySequence: the elements cannot become values; describe their class");
   if constexpr (HostResult<Element>) {
     const std::shared_ptr<const void> owner = KeptWith::owner();
-    auto lent = lendContainer(std::forward<Range>(range), HostContext(owner));
+    auto lent = lendContainer(std::forward<Range>(range), HostContext(owner, nullptr, KeptWith::canBeShared()));
     using Held = std::remove_reference_t<decltype(lent.container)>;
     if constexpr (std::ranges::forward_range<Held>) {
-      const auto begin = [lent]() -> Ref<NSEnumerator> {
-        return makeRef<RangeElements<Held>>(lent.container, lent.owner);
-      };
+      const auto begin = [lent]() -> Ref<NSEnumerator> { return makeRef<RangeElements<Held>>(lent); };
       return makeRef<RepeatedSequence<std::remove_const_t<decltype(begin)>>>(begin);
     } else {
-      return makeRef<SingleSequence>(makeRef<RangeElements<Held>>(lent.container, lent.owner));
+      return makeRef<SingleSequence>(makeRef<RangeElements<Held>>(std::move(lent)));
     }
   }
   return {};

@@ -247,6 +247,7 @@ struct Rows {
   std::vector<double> numbers = {1, 2};
   std::vector<std::vector<int>> lists = {{1}};
   std::map<std::string, std::vector<int>> named = {{"key", {1}}};
+  std::list<std::vector<int>> sequence = {{1}};
   std::shared_ptr<std::vector<int>> owned = std::make_shared<std::vector<int>>(3, 1);
 };
 
@@ -272,6 +273,7 @@ void describeHostClass(HostClass<DescribedRows<CanBeShared>>& rows) {
       .property("numbers", &Rows::numbers)
       .property("lists", &Rows::lists)
       .property("named", &Rows::named)
+      .property("sequence", [](const Rows& it) { return std::pair(std::cref(it.sequence), 1); })
       .property("owned", &Rows::owned)
       .property("column", [](const Rows& it) { return RowsColumn(it); })
       .property("copied", [](const Rows& it) { return it.numbers; })
@@ -283,8 +285,13 @@ TEST(LazyList, MayNotBeSharedWhereItIsAPartOfAnObjectThatMayNot) {
   const auto refused = [](const Value& value) { return !raised([&] { value.share(); }).empty(); };
   const auto first = [](const Value& list) { return list.object()->objectEnumerator()->nextObject(); };
   const auto parts = [&](const Value& rows) {
-    return std::vector<Value>{read(rows, "numbers"),      first(read(rows, "lists")), read(rows, "named.key"),
-                              first(read(rows, "named")), read(rows, "view"),         read(rows, "column")};
+    return std::vector<Value>{read(rows, "numbers"),
+                              first(read(rows, "lists")),
+                              read(rows, "named.key"),
+                              first(read(rows, "named")),
+                              read(rows, "view"),
+                              read(rows, "column"),
+                              first(first(read(rows, "sequence")))};
   };
   DescribedRows<true> shared;
   DescribedRows<false> own;
