@@ -38,9 +38,8 @@ constexpr std::uint32_t kMostSpareChunks = 320;  // about what a template of a m
 [[gnu::tls_model("initial-exec")]] thread_local void* endingChunk = nullptr;
 [[gnu::tls_model("initial-exec")]] thread_local std::uint32_t endedObjects = 0;  // of it, not counted there yet
 
-// Whether the thread's end will see to what is kept here; and whether that was.
+// Whether the thread's end will see to what is kept here.
 [[gnu::tls_model("initial-exec")]] thread_local bool isEndSeenTo = false;
-[[gnu::tls_model("initial-exec")]] thread_local bool hasEnded = false;
 
 void* takeSpareChunk() noexcept {
   if (spareChunks == nullptr) return nullptr;
@@ -54,11 +53,11 @@ void* takeSpareChunk() noexcept {
 bool ObjectArena::mayKeepForThread() noexcept {
   if (!isEndSeenTo) [[unlikely]]
     isEndSeenTo = ThreadEnd::run(endOfThread);
-  return isEndSeenTo && !hasEnded;
+  return isEndSeenTo;
 }
 
 void ObjectArena::endOfThread() noexcept {
-  hasEnded = true;
+  isEndSeenTo = false;
   countEnded();
   while (spareChunks != nullptr) ::operator delete(std::exchange(spareChunks, spareChunks->next));
   spareCount = 0;

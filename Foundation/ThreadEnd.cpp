@@ -13,10 +13,12 @@ namespace {
 struct EndActions {
   std::array<ThreadEnd::Action, 4> actions;
   std::size_t count;
+  bool haveRun;
 };
 [[gnu::tls_model("initial-exec")]] constinit thread_local EndActions endActions{};
 
 extern "C" void runEndActions(void* /*actions*/) {
+  endActions.haveRun = true;
   for (std::size_t left = std::exchange(endActions.count, 0); left > 0; --left) endActions.actions[left - 1]();
 }
 
@@ -41,7 +43,7 @@ class EndKey {
 
 bool ThreadEnd::run(Action action) noexcept {
   static const EndKey key;
-  if (endActions.count == endActions.actions.size() || !key.set(&endActions)) return false;
+  if (endActions.haveRun || endActions.count == endActions.actions.size() || !key.set(&endActions)) return false;
   endActions.actions[endActions.count++] = action;
   return true;
 }

@@ -10,7 +10,8 @@ class ThreadEnd {
   using Action = void (*)() noexcept;
 
   // Runs the action when the running thread ends, unless the process ends with it. Called once a thread for each of a
-  // few actions. False where the action cannot be lined up.
+  // few actions. False where the action cannot be lined up, as behind the end: destructors of a program's own keys may
+  // come later, and theirs may be the last round of destructors that there is.
   static bool run(Action action) noexcept;
 };
 

@@ -25,15 +25,15 @@ namespace tavlo {
 
 // How a type of C++ turns into a value, and back. A specialisation has what the type can do of
 //
-//   static Value toValue(const T& object);                     // also T&& where moving is cheaper
+//   static Value toValue(const T& object);  // also T&& where moving is cheaper
 //   static std::optional<Held> fromValue(const Value& value);  // nothing for a value that is no such object
-//   static constexpr const char* kTypeName = "double";         // as messages name the type: "Incorrect type for
-//   double" static constexpr const char* kExpected = "NSNumber";       // as they name what it takes: "NSNumber
-//   expected"
+//   static constexpr const char* kTypeName = "double";
+//   static constexpr const char* kExpected = "NSNumber";
 //
 // where `Held` is what keeps the converted object, and converts to the parameter's type, for the time of a call. What
-// it refers to belongs to the value. In place of the two constants there may be functions, `static std::string
-// typeName()` and `expected()`.
+// it refers to belongs to the value. The two constants are how messages name the type and what it takes: "Incorrect
+// type for double: ... NSNumber expected." In place of them there may be functions, `static std::string typeName()` and
+// `expected()`.
 //
 // Foundation/ValueConversion.h has the specialisations for numbers and texts, containers, enumerations, times and the
 // classes that the host has described. A host adds its own beside its types.

@@ -211,6 +211,50 @@ TEST(FailedAllocations, OfAThreadsEndLeaveNothingOfItsSearches) {
 
 #endif
 
+// Searches in every round of destructors that the end of a thread has, behind the library's own.
+class SearchAtTheEnd {
+ public:
+  SearchAtTheEnd() {
+    search();  // the library takes its key first
+    EXPECT_EQ(::pthread_key_create(&key_, searchAgain), 0);
+  }
+  SearchAtTheEnd(const SearchAtTheEnd&) = delete;
+  SearchAtTheEnd& operator=(const SearchAtTheEnd&) = delete;
+  ~SearchAtTheEnd() { ::pthread_key_delete(key_); }
+
+  void runThread() {
+    std::thread([this] {
+      search();
+      ::pthread_setspecific(key_, this);
+    }).join();
+  }
+  int searches() const { return searches_; }
+
+ private:
+  static void searchAgain(void* itself) {
+    auto* const atTheEnd = static_cast<SearchAtTheEnd*>(itself);
+    ::pthread_setspecific(atTheEnd->key_, itself);
+    atTheEnd->search();
+  }
+  void search() {
+    if (pattern_->matchesString(*text_, 100)) ++searches_;
+  }
+
+  pthread_key_t key_ = 0;
+  Ref<KorRegex> pattern_ = KorRegex::compileExpression("b+");
+  Ref<NSString> text_ = NSString::stringWithUTF8("abbbc");
+  int searches_ = 0;
+};
+
+TEST(SearchesAtTheEndOfAThread, LeaveNothingBehind) {
+  SearchAtTheEnd atTheEnd;
+  atTheEnd.runThread();
+  EXPECT_GT(atTheEnd.searches(), 3);
+  const std::int64_t before = allocationsKept();
+  for (int count = 0; count < 10; ++count) atTheEnd.runThread();
+  EXPECT_EQ(allocationsKept(), before);
+}
+
 }  // namespace
 
 }  // namespace tavlo::test
