@@ -11,6 +11,7 @@
 #include "Foundation/NSSet.h"
 #include "Foundation/NSString.h"
 #include "Foundation/Utf8.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
@@ -26,6 +27,17 @@ struct Description::Lines {
   std::string_view lastEnd;    // behind the last
   std::string_view close;
   std::int32_t level;  // of the collection itself
+
+  // The lines of the elements. To gather them is work of its own: there may be millions before the first is written.
+  template <class Elements, class LineOf>
+  void gather(const Elements& elements, const LineOf& lineOf) {
+    lines.reserve(elements.size());
+    ElementCounter work;
+    for (const auto& element : elements) {
+      work.next();
+      lines.push_back(lineOf(element));
+    }
+  }
 };
 
 // What is still to be written: a text, a value, or the rest of a collection.
@@ -125,19 +137,21 @@ std::string_view Description::upToPlaceholder(std::string_view& format) {
 
 void Description::array(const NSArray& array) {
   Lines lines{.lines = {}, .separator = ",\n", .lastEnd = "\n", .close = ")", .level = level_};
-  for (const Value& element : array.elements()) lines.lines.push_back({{}, element});
+  lines.gather(array.elements(), [](const Value& element) { return Lines::Line{{}, element}; });
   begin(std::move(lines), "(\n");
 }
 
 void Description::set(const NSSet& set) {
   Lines lines{.lines = {}, .separator = ",\n", .lastEnd = "\n", .close = ")}", .level = level_};
-  for (const Value& member : set.members()) lines.lines.push_back({{}, member});
+  lines.gather(set.members(), [](const Value& member) { return Lines::Line{{}, member}; });
   begin(std::move(lines), "{(\n");
 }
 
 void Description::dictionary(const NSDictionary& dictionary) {
   Lines lines{.lines = {}, .separator = ";\n", .lastEnd = ";\n", .close = "}", .level = level_};
-  for (const NSDictionary::Entry& entry : dictionary.entries()) lines.lines.push_back({entry.key, entry.value});
+  lines.gather(dictionary.entries(), [](const NSDictionary::Entry& entry) {
+    return Lines::Line{entry.key, entry.value};
+  });
   std::ranges::sort(lines.lines, {}, [](const Lines::Line& line) {
     WorkCounter().step();
     return line.key.string()->view();

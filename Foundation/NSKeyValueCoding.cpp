@@ -94,7 +94,9 @@ std::size_t countOf(const Value& collection) {
 
 bool sumOf(const std::vector<Value>& values, double& sum) {
   sum = 0;
+  ElementCounter work;
   for (const Value& value : values) {
+    work.next();
     if (!value.isNumber() && !value.isString()) return false;
     sum += value.doubleValue();
   }
@@ -119,7 +121,9 @@ bool applyAverage(const std::vector<Value>& values, Value& result) {
 template <class Precedes>
 bool applyExtreme(const std::vector<Value>& values, Value& result, const Precedes& precedes) {
   result = values.empty() ? Value() : values.front();
+  ElementCounter work;
   for (std::size_t index = 1; index < values.size(); ++index) {
+    work.next();
     const std::optional<bool> better = precedes(values[index], result);
     if (!better.has_value()) return false;
     if (*better) result = values[index];
@@ -156,8 +160,10 @@ bool joinArrays(const std::vector<Value>& values, std::vector<Value>& joined) {
     const NSObject* object = list.object();
     if (object == nullptr || object->kind() != ObjectKind::Array) return false;
     const std::vector<Value>& elements = static_cast<const NSArray*>(object)->elements();
-    work.count(elements.size());
-    std::ranges::copy(elements, std::back_inserter(joined));
+    for (const Value& element : elements) {
+      work.step();
+      joined.push_back(element);
+    }
   }
   return true;
 }

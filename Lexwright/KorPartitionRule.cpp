@@ -33,8 +33,7 @@ KorPartitionRule::KorPartitionRule(const Ref<KorScannerRule>& boundary) : KorSca
 void KorPartitionRule::addRules(const std::vector<Ref<KorScannerRule>>& rules) {
   const std::vector<Ref<KorScannerRule>> added(rules.begin(), rules.end());  // a host's rules may change the list
   for (const Ref<KorScannerRule>& rule : added) {
-    requireParameter(rule != nullptr, "rule != nil");
-    if (rule->makesCompoundTokens()) {
+    if (rule != nullptr && rule->makesCompoundTokens()) {
       NSException::raise(NSInvalidArgumentException, "A partition cannot hold a partition");
     }
   }

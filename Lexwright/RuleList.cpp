@@ -8,10 +8,13 @@
 #include <bit>
 #include <cstring>
 
+#include "Foundation/NSException.h"
+
 namespace tavlo {
 
 void RuleList::add(const std::vector<Ref<KorScannerRule>>& rules) {
   const std::vector<Ref<KorScannerRule>> added(rules.begin(), rules.end());  // which may be these, and change meanwhile
+  for (const Ref<KorScannerRule>& rule : added) requireParameter(rule != nullptr, "rule != nil");
   for (const Ref<KorScannerRule>& rule : added) {
     rules_.push_back(rule);
     firstBytes_.push_back(rule->firstBytes());

@@ -16,7 +16,7 @@ class RuleList {
   RuleList() = default;
   explicit RuleList(const std::vector<Ref<KorScannerRule>>& rules) { add(rules); }
 
-  // Behind those that are there. All tables are made anew.
+  // Behind those that are there, none of them null. All tables are made anew.
   void add(const std::vector<Ref<KorScannerRule>>& rules);
 
   const std::vector<Ref<KorScannerRule>>& rules() const noexcept { return rules_; }

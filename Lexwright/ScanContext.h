@@ -35,6 +35,7 @@ class ScanContext {
 
   // For a recogniser that does not use its memo.
   SearchMemo& nobodysMemo() noexcept { return nobodysMemo_; }
+  // That of a rule, good until the next one is asked for.
   SearchMemo& memoOf(const KorScannerRule& rule) {
     for (auto& [owner, memo] : memos_) {
       if (owner == &rule) return memo;

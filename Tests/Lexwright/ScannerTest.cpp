@@ -200,6 +200,10 @@ TEST(Scanner, RefusesWhatIsAbsent) {
   EXPECT_EQ(raisedName([] { (void)KorRuleBasedScanner::scannerForStream(nullptr, Rules{}); }), name);
   const RuleList list;
   EXPECT_EQ(raisedName([&] { (void)KorRuleBasedScanner::scannerForStream(nullptr, list); }), name);
+  EXPECT_EQ(raised([] {
+              (void)scannerOver("x", {pattern("x", 'x'), nullptr});
+            }),
+            "NSInternalInconsistencyException: Invalid parameter not satisfying: rule != nil");
 }
 
 TEST(Scanner, HoldsItsTextForAsLongAsItReads) {

@@ -200,6 +200,30 @@ TEST(ExecutionLimits, CountTheComparisonsOfValuesWithOneHash) {
   EXPECT_GE(stage.environment->stepsTaken(), kCount * (kCount - 1) / 2);
 }
 
+// Each takes a step of its own, and so do sixteen of those that are gone through once more.
+TEST(ExecutionLimits, CountTheElementsEachTimeThatTheyAreGoneThrough) {
+  constexpr std::size_t kElements = 3'200;
+  const Stage stage;
+  stage.set("words", makeRef<NSArray>(std::vector<Value>(kElements, "1")));
+  stage.set("numbers", makeRef<NSArray>(std::vector<Value>(kElements, 1)));
+  for (const char* text :
+       {"<?= $words.@sum ?>", "<?= $words.@avg ?>", "<?= $words.@min ?>", "<?= $words.@max ?>", "<?= $numbers ?>"}) {
+    stage.run(text);
+    EXPECT_GE(stage.environment->stepsTaken(), kElements + kElements / 16) << text;
+  }
+}
+
+TEST(ExecutionLimits, OfTimeEndTheJoiningOfLongLists) {
+  const Value millions = makeRef<NSArray>(std::vector<Value>(2'000'000, 1));
+  const Stage stage;
+  stage.set("lists", NSArray::arrayWithObjects({millions}));
+  stage.environment->setLimits(limitedTime(1ms));
+  const std::optional<KorTemplateLimitException> limit =
+      limitIn([&] { stage.run("<? $all = $lists.@unionOfArrays ?>"); });
+  ASSERT_TRUE(limit.has_value());
+  EXPECT_EQ(limit->limit(), KorTemplateLimit::Time);
+}
+
 // An empty list answers every key, so that each element is asked for all of them.
 TEST(ExecutionLimits, CountTheKeysThatEachElementIsAskedFor) {
   constexpr std::size_t kElements = 100;
