@@ -218,10 +218,25 @@ class RangeElements final : public NSEnumerator {
       ++*at_;
     }
     if (*at_ == std::ranges::end(range_.container)) return {};
-    return elementValue(**at_, HostContext(range_.owner, &reused_, range_.canBeShared));
+    const HostContext context(range_.owner, &reused_, range_.canBeShared);
+    if constexpr (mayHoldItsElement()) {
+      return elementValue(std::ranges::range_value_t<Range>(**at_), context);
+    } else {
+      return elementValue(**at_, context);
+    }
   }
 
  private:
+  // Whether the element may lie in the iterator, as that of `std::istream_iterator` does, where the next one replaces
+  // it: so may it in any that goes through its range only once. Such an element is copied.
+  static consteval bool mayHoldItsElement() {
+    using Element = std::ranges::range_reference_t<Range>;
+    using Copy = std::ranges::range_value_t<Range>;
+    if constexpr (std::ranges::forward_range<Range> || !std::is_lvalue_reference_v<Element>) return false;
+    return !kIsPlainData<Element> && !std::derived_from<Copy, NSObject> && std::constructible_from<Copy, Element> &&
+           HostResult<Copy>;
+  }
+
   LentContainer<Range> range_;
   std::optional<std::ranges::iterator_t<Range>> at_;  // what was answered last
   ReusableInstances reused_;

@@ -443,6 +443,34 @@ TEST(LazySequence, OwnsTheObjectsThatAreMadeForIt) {
   EXPECT_EQ(read(made, "name").description(), "(\n    \"Lamp 1\",\n    \"Lamp 0\"\n)");
 }
 
+// A word of a stream.
+struct ReadWord {
+  std::string text;
+  friend std::istream& operator>>(std::istream& in, ReadWord& word) { return in >> word.text; }
+};
+
+void describeHostClass(HostClass<ReadWord>& word) {
+  word.name("ReadWord").property("text", &ReadWord::text);
+}
+
+// What can be read once, by an iterator that holds its element.
+struct WordsIn {
+  std::istream_iterator<ReadWord> begin() const { return std::istream_iterator<ReadWord>(*stream); }
+  static std::istream_iterator<ReadWord> end() { return {}; }
+
+  std::istream* stream;
+};
+
+TEST(LazySequence, KeepsTheElementsOfAnIteratorThatHoldsThem) {
+  std::istringstream words("one two");
+  Ref<NSEnumerator> walk = lazySequence(WordsIn{&words}).object()->objectEnumerator();
+  const Value one = walk->nextObject();
+  const Value two = walk->nextObject();
+  walk = nullptr;
+  EXPECT_EQ(read(one, "text").description(), "one");
+  EXPECT_EQ(read(two, "text").description(), "two");
+}
+
 // An element whose end reads two more, once.
 struct LastReader {
   explicit LastReader(int value, std::function<void()>& atEnd) : number(value), end(&atEnd) {}
