@@ -366,7 +366,7 @@ void KorTemplateEnvironment::leave() {
     raiseReachedLimit();
   if (executionDepth_ > 1) return;
   std::size_t left = mostToDeliver();
-  deliverOutput(left);
+  deliverOutput(left, MayEnd::Yes);
 }
 
 void KorTemplateEnvironment::noteFailure() noexcept {
@@ -391,7 +391,7 @@ void KorTemplateEnvironment::leaveFailed(const std::exception_ptr& failure, bool
   bool isDelivered = executionDepth_ > 1;
   for (std::size_t left = mostToDeliver(); left > 0 && !isDelivered;) {
     try {
-      deliverOutput(left);
+      deliverOutput(left, MayEnd::No);
       isDelivered = true;
     } catch (const abi::__forced_unwind&) {
       throw;  // the end of the thread, which nobody may stop
@@ -426,13 +426,20 @@ void KorTemplateEnvironment::keepToDeliver(const Ref<KorTemplateStream>& stream)
 }
 
 // Asks no more than `left` of them, which it counts.
-void KorTemplateEnvironment::deliverOutput(std::size_t& left) {
-  while (const Ref<KorTemplateStream> stream = nextToDeliver()) {
+void KorTemplateEnvironment::deliverOutput(std::size_t& left, MayEnd mayEnd) {
+  while (hasToDeliver()) {
+    if (mayEnd == MayEnd::Yes) lookBeforeHost();
+    const Ref<KorTemplateStream> stream = nextToDeliver();
     if (left == 0) failAssertion("An output stream is replaced whenever one is flushed");
     --left;
     stackGuard_.check();  // a stream may run a template, at whose end another one delivers
     stream->flush();
   }
+}
+
+bool KorTemplateEnvironment::hasToDeliver() const noexcept {
+  const bool isOutputLeft = outputStream_ != nullptr && outputStream_.get() != deliveredOutput_;
+  return isOutputLeft || deliveredStreams_ < replacedStreams_.size();
 }
 
 // None is asked again where its failure leaves: one that runs a template would be asked twice as often on each level.
@@ -442,7 +449,6 @@ Ref<KorTemplateStream> KorTemplateEnvironment::nextToDeliver() noexcept {
     undeliveredStreams_.erase(next.get());
     return next;
   }
-  if (outputStream_.get() == deliveredOutput_) return nullptr;
   deliveredOutput_ = outputStream_.get();
   return outputStream_;
 }

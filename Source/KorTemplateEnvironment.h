@@ -370,11 +370,14 @@ class KorTemplateEnvironment final : public NSObject {
   static bool appendNumber(RawValue value, TextBuffer& text);
   void writeToStream(const Text& text);
   void flushOutput();
-  // The same for all streams that were the output stream in this execution, which are kept for that.
-  void deliverOutput(std::size_t& left);
+  // The same for all streams that were the output stream in this execution, which are kept for that. Whether a limit
+  // may end it: the streams that are left then are asked where the execution fails.
+  enum class MayEnd { No, Yes };
+  void deliverOutput(std::size_t& left, MayEnd mayEnd);
   std::size_t mostToDeliver() const noexcept;
   void keepToDeliver(const Ref<KorTemplateStream>& stream);
-  // Each of them once, the last of all the output stream; then null.
+  [[gnu::visibility("hidden")]] bool hasToDeliver() const noexcept;
+  // Each of them once, the last of all the output stream.
   [[gnu::visibility("hidden")]] Ref<KorTemplateStream> nextToDeliver() noexcept;
   // Settles whether output is appended to a text without further ado, which no limit may count then.
   void settleOutput() noexcept {

@@ -463,6 +463,28 @@ TEST(ASlowHost, IsNotCalledOnceTheTimeIsOverOrTheExecutionCancelled) {
   }
 }
 
+// Its streams deliver behind the time what they have gathered, which is told.
+TEST(ASlowHost, DeliversWhatItsStreamsHaveGathered) {
+  for (const int streams : {1, 20}) {
+    int flushes = 0;
+    const std::function<void()> act = [&] {
+      ++flushes;
+      std::this_thread::sleep_for(3ms);
+    };
+    const Stage stage;
+    stage.environment->setFunction("replace", [&] { stage.environment->setOutputStream(makeRef<CalledStream>(act)); });
+    stage.environment->setFunction("wait", [] { std::this_thread::sleep_for(30ms); });
+    KorTemplateLimits limits;
+    limits.time = 20ms;
+    stage.environment->setLimits(limits);
+    std::string text;
+    for (int count = 0; count < streams; ++count) text += "<? replace() ?>";
+    const std::string ending = streams == 1 ? "<? wait() ?>" : "";
+    EXPECT_THROW(stage.run(text + ending), KorTemplateLimitException) << streams;
+    EXPECT_EQ(flushes, streams);
+  }
+}
+
 // The same for the host's own nodes.
 TEST(ASlowHost, IsNotAskedForMoreNodesOnceTheTimeIsOver) {
   for (const bool isStatement : {false, true}) {
