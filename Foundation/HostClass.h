@@ -106,8 +106,9 @@ class PropertyByGetter final : public HostProperty {
 //   }
 //
 // which is run once, when the class is first used. Functions that the description is given are called by all threads
-// that use objects of the class. What is wrong in a description is said by the compiler where it can tell, and raised
-// as `NSInvalidArgumentException` otherwise, by whatever asks for the class.
+// that use objects of the class; none may be a null pointer. What is wrong in a description is said by the compiler
+// where it can tell, and raised otherwise, by whatever asks for the class: `NSInternalInconsistencyException` for a
+// null pointer, and `NSInvalidArgumentException`.
 template <class T>
 class HostClass {
  public:
@@ -140,6 +141,7 @@ class HostClass {
                     "HostClass::property: what the getter answers cannot become a value; describe its class by "
                     "describeHostClass() or convert it in the getter");
       if constexpr (kAnswersValues) {
+        requirePresent(getter, "getter != nil");
         table_.addProperty(key, std::make_unique<PropertyByGetter<T, Getter>>(std::move(getter)));
       }
     }
@@ -193,6 +195,8 @@ class HostClass {
     constexpr bool kIsHash = std::is_invocable_r_v<std::size_t, const Hash&, const T&>;
     static_assert(kIsHash, "HostClass::equal: the second function must be callable with an object, answering a size");
     if constexpr (kIsEquality && kIsHash) {
+      requirePresent(equal, "equal != nil");
+      requirePresent(hash, "hash != nil");
       table_.operations().isEqual = [equal = std::move(equal)](void* object, void* other) -> bool {
         return std::invoke(equal, constantAt(object), constantAt(other));
       };
@@ -209,6 +213,7 @@ class HostClass {
     constexpr bool kIsText = std::is_invocable_r_v<std::string_view, const Text&, const T&>;
     static_assert(kIsText, "HostClass::description: the function must be callable with an object, answering a text");
     if constexpr (kIsText) {
+      requirePresent(text, "text != nil");
       table_.operations().describe = [text = std::move(text)](void* object, Description& out) {
         const auto& written = std::invoke(text, constantAt(object));
         if (HostResultRule<HostResultKind::Text>::isNull(written)) return;
@@ -228,6 +233,7 @@ class HostClass {
       using Property = PropertyByGetter<T, Elements>;
       static_assert(Property::answersValues(), "HostClass::elements: what the function answers cannot become a value");
       if constexpr (Property::answersValues()) {
+        requirePresent(elements, "elements != nil");
         table_.operations().enumerate = [property = std::make_shared<Property>(std::move(elements))](
                                             void* object, const HostInstance& holder) {
           return enumeratorOf(Value::adopt(property->read(object, holder)));
@@ -280,6 +286,7 @@ class HostClass {
     static_assert(kTakesObjects || kTakesValues,
                   "HostClass: a comparison must be callable with two objects, answering bool, or with an object and a "
                   "Value, answering std::optional<bool>");
+    requirePresent(compare, "compare != nil");
     if constexpr (kTakesObjects) {
       return [compare = std::move(compare), this](void* object, const Value& other) -> std::optional<bool> {
         void* const compared = HostInstance::find(other, table_, true);

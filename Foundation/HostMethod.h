@@ -15,6 +15,7 @@
 
 #include "Foundation/BoundMethod.h"
 #include "Foundation/HeldParts.h"
+#include "Foundation/NSException.h"
 #include "Foundation/NSInvocation.h"
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/NSMethodSignature.h"
@@ -376,6 +377,7 @@ class HostMethod {
       using Types = typename MethodTypesOf<Function>::Types;
       constexpr bool kIsConstant = Types::template kTakes<Function, const T>;
       static_assert(kIsConstant || Types::template kTakes<Function, T>, "The method is not one of this class");
+      requirePresent(function, "function != nil");
       return HostMethod(Types::signature(), std::make_shared<HostMethodCodeOf<T, Types, Function>>(std::move(function)),
                         kIsConstant);
     }

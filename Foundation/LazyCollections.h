@@ -15,6 +15,7 @@
 #include "Foundation/KeptWith.h"
 #include "Foundation/LazyContainers.h"
 #include "Foundation/LazySequence.h"
+#include "Foundation/NSException.h"
 #include "Foundation/StandardContainers.h"
 #include "Foundation/ValueConversion.h"
 #include "Foundation/WorkMeter.h"
@@ -87,13 +88,16 @@ class LazyListByFunctions final : public LazyList {
 };
 
 // A list of as many elements as `count` answers, each answered by `elementAt` for its index from 0. Objects that it
-// answers by reference stay the host's.
+// answers by reference stay the host's. Here and below a function that is a null pointer raises
+// `NSInternalInconsistencyException`.
 template <class Count, class ElementAt>
 requires std::is_invocable_r_v<std::size_t, const Count&> && std::invocable<const ElementAt&, std::size_t> Value
 lazyList(Count count, ElementAt elementAt) {
   constexpr bool kHasValues = HostResult<std::invoke_result_t<const ElementAt&, std::size_t>>;
   static_assert(kHasValues, "lazyList: the elements cannot become values; describe their class by describeHostClass()");
   if constexpr (kHasValues) {
+    requirePresent(count, "count != nil");
+    requirePresent(elementAt, "elementAt != nil");
     return makeRef<LazyListByFunctions<Count, ElementAt>>(std::move(count), std::move(elementAt));
   }
   return {};
@@ -173,6 +177,8 @@ lazyDictionary(ValueForKey valueForKey, Keys keys) {
   constexpr bool kHasKeys = TextLike<std::ranges::range_value_t<std::invoke_result_t<const Keys&>>>;
   static_assert(kHasKeys, "lazyDictionary: the keys must be texts");
   if constexpr (kHasValues && kHasKeys) {
+    requirePresent(valueForKey, "valueForKey != nil");
+    requirePresent(keys, "keys != nil");
     return makeRef<LazyDictionaryByFunctions<ValueForKey, Keys>>(std::move(valueForKey), std::move(keys));
   }
   return {};
@@ -268,12 +274,14 @@ template <Generator Next>
 Value lazySequence(Next next) {
   constexpr bool kHasValues = HostResult<decltype(*std::declval<Next&>()())>;
   static_assert(kHasValues, "lazySequence: the elements cannot become values; describe their class");
+  requirePresent(next, "next != nil");
   if constexpr (kHasValues) return makeRef<SingleSequence>(makeRef<GeneratedElements<Next>>(std::move(next)));
   return {};
 }
 // A sequence that begins anew for every loop: `make` answers such a function.
 template <class Make>
 requires std::invocable<const Make&> && Generator<std::invoke_result_t<const Make&>> Value lazySequence(Make make) {
+  requirePresent(make, "make != nil");
   const auto begin = [make = std::move(make)]() -> Ref<NSEnumerator> {
     using Next = std::remove_cvref_t<std::invoke_result_t<const Make&>>;
     lookBeforeHost();

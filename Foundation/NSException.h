@@ -1,9 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <exception>
 #include <memory>
 #include <string>
 #include <string_view>
+#include <type_traits>
 
 #include "Foundation/StringFormat.h"
 
@@ -73,6 +75,14 @@ std::string_view reasonOf(const std::exception& exception) noexcept;
 inline void requireParameter(bool condition, const char* text) {
   if (!condition) [[unlikely]]
     failParameter(text);
+}
+
+// The same of what can be empty, as pointers and a `std::function` can.
+template <class T>
+void requirePresent([[maybe_unused]] const T& object, [[maybe_unused]] const char* condition) {
+  if constexpr (std::is_convertible_v<std::nullptr_t, T> && requires { object != nullptr; }) {
+    requireParameter(object != nullptr, condition);
+  }
 }
 
 }  // namespace tavlo

@@ -230,6 +230,7 @@ constexpr std::uint32_t kNoSlot = std::numeric_limits<std::uint32_t>::max();  //
 }  // namespace
 
 NSKeyPath::NSKeyPath(const Ref<NSString>& string) {
+  requireParameter(string != nullptr, "path != nil");
   std::string_view path = string->view();
   if (path.find('.') == std::string_view::npos) {
     firstKey_.text = string;

@@ -243,14 +243,6 @@ consteval bool areDistinct() {
   return true;
 }
 
-// What can be empty, as pointers and a `std::function` can, must not be.
-template <class T>
-void requirePresent([[maybe_unused]] const T& object, [[maybe_unused]] const char* condition) {
-  if constexpr (std::is_convertible_v<std::nullptr_t, T> && requires { object != nullptr; }) {
-    requireParameter(object != nullptr, condition);
-  }
-}
-
 // Whether the object, or what it points or refers to, is one of the class.
 template <class Object, class Class>
 consteval bool standsForObjectOf() {

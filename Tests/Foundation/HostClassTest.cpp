@@ -315,6 +315,48 @@ std::string descriptionFault() {
   return first;
 }
 
+// A function of the description that is a null pointer.
+enum class AbsentFunction { Getter, Member, Field, Less, Text, Equal, Hash, Elements, Method };
+template <AbsentFunction>
+struct Lacking {
+  int n = 0;
+};
+template <AbsentFunction Absent>
+void describeHostClass(HostClass<Lacking<Absent>>& description) {
+  using Self = Lacking<Absent>;
+  constexpr auto kEqual = [](const Self& one, const Self& other) { return one.n == other.n; };
+  constexpr auto kHash = [](const Self& it) { return static_cast<std::size_t>(it.n); };
+  description.name("Lacking");
+  if (Absent == AbsentFunction::Getter) description.property("n", static_cast<int (*)(const Self&)>(nullptr));
+  if (Absent == AbsentFunction::Member) description.property("n", static_cast<int (Self::*)() const>(nullptr));
+  if (Absent == AbsentFunction::Field) description.property("n", static_cast<int Self::*>(nullptr));
+  if (Absent == AbsentFunction::Less) description.lessThan(static_cast<bool (*)(const Self&, const Self&)>(nullptr));
+  if (Absent == AbsentFunction::Text) description.description(static_cast<std::string (*)(const Self&)>(nullptr));
+  if (Absent == AbsentFunction::Equal) {
+    description.equal(static_cast<bool (*)(const Self&, const Self&)>(nullptr), kHash);
+  }
+  if (Absent == AbsentFunction::Hash) description.equal(kEqual, static_cast<std::size_t (*)(const Self&)>(nullptr));
+  if (Absent == AbsentFunction::Elements) {
+    description.elements(static_cast<std::vector<int> (*)(const Self&)>(nullptr));
+  }
+  if (Absent == AbsentFunction::Method) description.method("go:", static_cast<int (*)(Self&, int)>(nullptr));
+}
+
+TEST(HostClass, RefusesFunctionsThatAreNullPointers) {
+  const auto fault = [](const char* name) {
+    return std::string("NSInternalInconsistencyException: Invalid parameter not satisfying: ") + name + " != nil";
+  };
+  EXPECT_EQ(descriptionFault<Lacking<AbsentFunction::Getter>>(), fault("getter"));
+  EXPECT_EQ(descriptionFault<Lacking<AbsentFunction::Member>>(), fault("getter"));
+  EXPECT_EQ(descriptionFault<Lacking<AbsentFunction::Field>>(), fault("getter"));
+  EXPECT_EQ(descriptionFault<Lacking<AbsentFunction::Less>>(), fault("compare"));
+  EXPECT_EQ(descriptionFault<Lacking<AbsentFunction::Text>>(), fault("text"));
+  EXPECT_EQ(descriptionFault<Lacking<AbsentFunction::Equal>>(), fault("equal"));
+  EXPECT_EQ(descriptionFault<Lacking<AbsentFunction::Hash>>(), fault("hash"));
+  EXPECT_EQ(descriptionFault<Lacking<AbsentFunction::Elements>>(), fault("elements"));
+  EXPECT_EQ(descriptionFault<Lacking<AbsentFunction::Method>>(), fault("function"));
+}
+
 TEST(HostClass, SaysWhatIsWrongInADescription) {
   EXPECT_EQ(descriptionFault<Nameless>(),
             "NSInvalidArgumentException: The description of the host class tavlo::test::(anonymous "

@@ -417,6 +417,26 @@ TEST(LazySequence, IsReadOnceOrAgain) {
   }
 }
 
+TEST(LazyCollections, RefuseFunctionsThatAreNullPointers) {
+  using Next = std::optional<int> (*)();
+  constexpr auto kCount = [] { return std::size_t{0}; };
+  constexpr auto kElement = [](std::size_t index) { return index; };
+  constexpr auto kValue = [](std::string_view /*key*/) { return 1; };
+  constexpr auto kKeys = [] { return std::vector<std::string>(); };
+  const auto fault = [](const char* name) {
+    return std::string("NSInternalInconsistencyException: Invalid parameter not satisfying: ") + name + " != nil";
+  };
+  EXPECT_EQ(raised([&] { (void)lazyList(static_cast<std::size_t (*)()>(nullptr), kElement); }), fault("count"));
+  EXPECT_EQ(raised([&] { (void)lazyList(kCount, static_cast<int (*)(std::size_t)>(nullptr)); }), fault("elementAt"));
+  EXPECT_EQ(raised([&] { (void)lazyDictionary(static_cast<int (*)(std::string_view)>(nullptr), kKeys); }),
+            fault("valueForKey"));
+  EXPECT_EQ(raised([&] { (void)lazyDictionary(kValue, static_cast<std::vector<std::string> (*)()>(nullptr)); }),
+            fault("keys"));
+  EXPECT_EQ(raised([] { (void)lazySequence(static_cast<Next>(nullptr)); }), fault("next"));
+  EXPECT_EQ(raised([] { (void)lazySequence(static_cast<Next (*)()>(nullptr)); }), fault("make"));
+  EXPECT_EQ(raised([] { (void)NSKeyPath(Ref<NSString>()); }), fault("path"));
+}
+
 TEST(LazySequence, IsNotAskedAgainAfterItsEnd) {
   int asked = 0;
   const Value sequence = lazySequence([&asked] { return ++asked == 1 ? std::optional<int>(1) : std::nullopt; });
