@@ -235,7 +235,7 @@ class RangeElements final : public NSEnumerator {
  private:
   // Whether the element may lie in the iterator, as that of `std::istream_iterator` does, where the next one replaces
   // it: so may it in any that goes through its range only once. Such an element is copied.
-  static consteval bool mayHoldItsElement() {
+  static constexpr bool mayHoldItsElement() {
     using Element = std::ranges::range_reference_t<Range>;
     using Copy = std::ranges::range_value_t<Range>;
     if constexpr (std::ranges::forward_range<Range> || !std::is_lvalue_reference_v<Element>) return false;

@@ -248,9 +248,10 @@ void KorTemplateEnvironment::reset() {
   requireIdle("reset");
   const auto kept = Ref<KorTemplateEnvironment>::retaining(this);  // what ends may let go of it
   if (remembered_ == nullptr) {
-    remembered_ = std::make_unique<Remembered>();
-    remembered_->outputStream = KorTemplateNullStream::nullStream();
-    remembered_->errorStream = KorTemplateConsoleStream::consoleStream();
+    auto remembered = std::make_unique<Remembered>();
+    remembered->outputStream = KorTemplateNullStream::nullStream();
+    remembered->errorStream = KorTemplateConsoleStream::consoleStream();
+    remembered_ = std::move(remembered);
   }
   do {  // what ends may run templates here, which change all of that again
     failure_.reset();

@@ -340,6 +340,19 @@ TEST(AllocationFailures, LeaveAnEnvironmentWithoutTheNameThatWasToBeSet) {
   }
 }
 
+TEST(AllocationFailures, LeaveAResetToBeMadeAgain) {
+  FailingWork("reset").check([](std::int64_t count, Failing failing) {
+    const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
+    environment->setGlobal("a", 1);
+    const Outcome outcome = runWith(count, failing, [&] { environment->reset(); });
+    if (outcome.isOutOfMemory) environment->reset();
+    EXPECT_NE(environment->outputStream(), nullptr);
+    EXPECT_NE(environment->errorStream(), nullptr);
+    EXPECT_TRUE(environment->globalVariableNames().empty());
+    return outcome.hasFailed;
+  });
+}
+
 TEST(AllocationFailures, LeaveTheFunctionsThatWereNotRemoved) {
   for (int count = 7; count <= 70; ++count) {
     SCOPED_TRACE(count);
