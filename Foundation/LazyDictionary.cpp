@@ -3,16 +3,24 @@
 #include <utility>
 
 #include "Foundation/Description.h"
+#include "Foundation/NSException.h"
 #include "Foundation/WorkMeter.h"
 
 namespace tavlo {
 
 namespace {
 
+// A class of the host's must have one.
+std::unique_ptr<LazyDictionary::Walk> walkOver(const LazyDictionary& dictionary) {
+  std::unique_ptr<LazyDictionary::Walk> walk = dictionary.walk();
+  requireParameter(walk != nullptr, "walk != nil");
+  return walk;
+}
+
 class EntryEnumerator final : public NSEnumerator {
  public:
   explicit EntryEnumerator(Ref<LazyDictionary> dictionary)
-      : dictionary_(std::move(dictionary)), walk_(dictionary_->walk()) {}
+      : dictionary_(std::move(dictionary)), walk_(walkOver(*dictionary_)) {}
 
   Value nextObject() override {
     std::string_view key;
@@ -42,7 +50,7 @@ std::vector<Ref<NSString>> LazyDictionary::keys() const {
 Ref<NSDictionary> LazyDictionary::dictionary() const {
   const Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
   lookBeforeHost();
-  const std::unique_ptr<Walk> entries = walk();
+  const std::unique_ptr<Walk> entries = walkOver(*this);
   ReusableInstances reused;
   std::string_view key;
   const WorkCounter work;

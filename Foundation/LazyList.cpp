@@ -98,7 +98,7 @@ std::size_t LazyList::hash() const {
 }
 
 bool LazyList::findValueForKey(const NSString& key, Value& value) const {
-  return findValuesForKey(*objectEnumerator(), key, value);
+  return findValuesForKey(*requireEnumerator(*this), key, value);
 }
 
 Ref<NSEnumerator> LazyList::objectEnumerator() const {

@@ -36,7 +36,7 @@ struct NumberProperty {
   Value (*read)(const Value& number);
 };
 
-const NumberProperty kNumberProperties[] = {
+constexpr NumberProperty kNumberProperties[] = {
     {"intValue", [](const Value& number) -> Value { return number.intValue(); }},
     {"integerValue", [](const Value& number) -> Value { return number.integerValue(); }},
     {"doubleValue", [](const Value& number) -> Value { return number.doubleValue(); }},

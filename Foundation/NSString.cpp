@@ -240,7 +240,7 @@ struct StringProperty {
   Value (*read)(const NSString& string);
 };
 
-const StringProperty kStringProperties[] = {
+constexpr StringProperty kStringProperties[] = {
     {"length", [](const NSString& string) -> Value { return string.length(); }},
     {"uppercaseString", [](const NSString& string) { return mapped(string.view(), uppercase); }},
     {"lowercaseString", [](const NSString& string) { return mapped(string.view(), lowercase); }},

@@ -14,12 +14,14 @@ namespace tavlo {
 
 void RuleList::add(const std::vector<Ref<KorScannerRule>>& rules) {
   const std::vector<Ref<KorScannerRule>> added(rules.begin(), rules.end());  // which may be these, and change meanwhile
-  for (const Ref<KorScannerRule>& rule : added) requireParameter(rule != nullptr, "rule != nil");
+  RuleList list = *this;  // which stays where a rule of the host's fails
   for (const Ref<KorScannerRule>& rule : added) {
-    rules_.push_back(rule);
-    firstBytes_.push_back(rule->firstBytes());
+    requireParameter(rule != nullptr, "rule != nil");
+    list.rules_.push_back(rule);
+    list.firstBytes_.push_back(rule->firstBytes());
   }
-  rebuild();
+  list.rebuild();
+  *this = std::move(list);
 }
 
 void RuleList::rebuild() {

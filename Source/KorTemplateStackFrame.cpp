@@ -1,5 +1,7 @@
 #include "Source/KorTemplateStackFrame.h"
 
+#include <algorithm>
+
 #include "Foundation/WorkMeter.h"
 
 namespace tavlo {
@@ -40,6 +42,7 @@ Ref<KorTemplateStackFrame> KorTemplateStackFrame::stackFrameWithLocalVariables(c
 
 void KorTemplateStackFrame::setParentFrame(KorTemplateStackFrame* parentFrame) {
   parentFrame_ = parentFrame;
+  depth_ = parentFrame == nullptr ? 0 : parentFrame->depth_ + 1;
   if (parentFrame != nullptr) parentFrame->children_ |= kParentForGood;
   noteLinkChange();
 }
@@ -105,8 +108,6 @@ KorTemplateStackFrame* KorTemplateStackFrame::findNextWithVariables() const noex
 
 // NOLINTNEXTLINE(readability-function-cognitive-complexity): one walk, and what it leaves behind for later ones
 const Value* KorTemplateStackFrame::findInLongChain(const Name& name) const noexcept {
-  constexpr std::size_t kManyFrames = 2'048;  // from which on they are work that counts
-  constexpr std::size_t kFramesOfStep = 16;
   const std::uint64_t bit = NameMap<Value>::bitOf(name);
   CycleWatch watch;
   const Value* value = nullptr;
@@ -133,10 +134,19 @@ const Value* KorTemplateStackFrame::findInLongChain(const Name& name) const noex
     frame = frame->nextWithVariables();
   }
   if (frame == nullptr && landmark != nullptr) landmark->jump_ = {nullptr, bits, landmark->scope_, linkChanges()};
-  if (WorkMeter* const meter = WorkMeter::ofThread(); meter != nullptr && frames > kManyFrames) {
-    meter->countLater(frames / kFramesOfStep);
-  }
+  countLookup(frame, frames - 1);
   return value;
+}
+
+// Counts a lookup that ended at the frame, or behind the last one, by the frames that lie between: how many of them it
+// visits depends on what earlier ones have left behind, and no two runs are alike in that. Links that are set by hand
+// may tell of fewer frames than there are.
+void KorTemplateStackFrame::countLookup(const KorTemplateStackFrame* end, std::size_t visited) const noexcept {
+  constexpr std::size_t kFramesOfStep = 64;
+  const std::size_t below = end == nullptr ? 0 : std::min(end->depth_, depth_);
+  const std::size_t steps = std::max(visited, depth_ - below) / kFramesOfStep;
+  if (steps == 0) return;
+  if (WorkMeter* const meter = WorkMeter::ofThread()) meter->countLater(steps);
 }
 
 }  // namespace tavlo

@@ -131,6 +131,7 @@ class KorTemplateStackFrame final : public NSObject {
     if (parent != nullptr) return linkNew(*parent);
     ++scope_;
     parentFrame_ = nullptr;
+    depth_ = 0;
     cachedNext_ = nullptr;
     cachedAt_ = linkChanges();
   }
@@ -139,6 +140,7 @@ class KorTemplateStackFrame final : public NSObject {
     ++scope_;
     ++parent.children_;
     parentFrame_ = &parent;
+    depth_ = parent.depth_ + 1;
     cachedNext_ = parent.localVariables_.empty() ? parent.nextWithVariables() : &parent;
     cachedAt_ = linkChanges();
   }
@@ -178,6 +180,7 @@ class KorTemplateStackFrame final : public NSObject {
   }
   KorTemplateStackFrame* findNextWithVariables() const noexcept;
   const Value* findInLongChain(const Name& name) const noexcept;
+  void countLookup(const KorTemplateStackFrame* end, std::size_t visited) const noexcept;
   bool hasChildren() const noexcept { return children_ != 0; }
   // Another thread may let go of a shared object at any moment, and leave its end to this one.
   static bool endsQuietly(const Value& value) noexcept {
@@ -229,6 +232,7 @@ class KorTemplateStackFrame final : public NSObject {
   mutable Jump jump_;                      // of a landmark
   Ref<KorTemplateStackFrame> heldParent_;  // while the list of frames is in a host's hands
   std::uint32_t children_ = 0;  // the frames that are linked to this one, or more; for good once a link is set by hand
+  std::uint32_t depth_ = 0;     // the frames below this one when it was linked
 };
 
 }  // namespace tavlo

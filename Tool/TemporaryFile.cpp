@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cassert>
@@ -17,7 +18,21 @@ namespace tavlo {
 
 namespace {
 
-constexpr std::array kEndingSignals = {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGXCPU};
+// Whether the signal ends a program that does not handle it, from outside: not by a fault of its own.
+constexpr bool endsProgram(int signal) {
+  constexpr std::array kOthers = {SIGKILL,  SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU, SIGCONT, SIGCHLD, SIGURG,
+                                  SIGWINCH, SIGSEGV, SIGBUS,  SIGFPE,  SIGILL,  SIGTRAP, SIGSYS,  SIGABRT};
+  return std::ranges::find(kOthers, signal) == kOthers.end();
+}
+
+// Calls `use` with each of those signals.
+template <class Use>
+void forEachEndingSignal(const Use& use) {
+  constexpr int kLast = 31;  // behind which are those that mean what each program says
+  for (int signal = 1; signal <= kLast; ++signal) {
+    if (endsProgram(signal)) use(signal);
+  }
+}
 
 // The files that exist, for the signal handler; null where there is none.
 using Path = std::atomic<const char*>;
@@ -45,7 +60,7 @@ extern "C" void removeAndEnd(int signal) {
 sigset_t endingSignals() {
   sigset_t set;
   ::sigemptyset(&set);
-  for (const int signal : kEndingSignals) ::sigaddset(&set, signal);
+  forEachEndingSignal([&](int signal) { ::sigaddset(&set, signal); });
   return set;
 }
 
@@ -55,11 +70,11 @@ void handleEndingSignals() {
   struct sigaction handling = {};
   handling.sa_handler = removeAndEnd;
   handling.sa_mask = endingSignals();
-  for (const int signal : kEndingSignals) {
+  forEachEndingSignal([&](int signal) {
     struct sigaction before = {};
     ::sigaction(signal, nullptr, &before);
     if (before.sa_handler == SIG_DFL) ::sigaction(signal, &handling, nullptr);  // ignored signals stay ignored
-  }
+  });
 }
 
 // While it lives, the signals wait.

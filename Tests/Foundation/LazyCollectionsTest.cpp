@@ -437,6 +437,30 @@ TEST(LazyCollections, RefuseFunctionsThatAreNullPointers) {
   EXPECT_EQ(raised([] { (void)NSKeyPath(Ref<NSString>()); }), fault("path"));
 }
 
+// Collections of a host's own that cannot be walked over.
+class UnwalkedList final : public LazyList {
+ public:
+  std::size_t count() const override { return 1; }
+  Value elementAt(std::size_t /*index*/, ReusableInstances& /*reused*/) const override { return 1; }
+  Ref<NSEnumerator> objectEnumerator() const override { return nullptr; }
+};
+class UnwalkedDictionary final : public LazyDictionary {
+ public:
+  std::size_t count() const override { return 1; }
+  Value objectForKey(std::string_view /*key*/) const override { return {}; }
+  std::unique_ptr<Walk> walk() const override { return nullptr; }
+};
+
+TEST(LazyCollections, MustHaveAWalk) {
+  const Value list = makeRef<UnwalkedList>();
+  EXPECT_EQ(raised([&] { (void)read(list, "key"); }),
+            "NSGenericException: NSArray cannot be enumerated because it does not respond to objectEnumerator");
+  const Value dictionary = makeRef<UnwalkedDictionary>();
+  const std::string fault = "NSInternalInconsistencyException: Invalid parameter not satisfying: walk != nil";
+  EXPECT_EQ(raised([&] { (void)dictionary.description(); }), fault);
+  EXPECT_EQ(raised([&] { (void)dictionary.object()->objectEnumerator(); }), fault);
+}
+
 TEST(LazySequence, IsNotAskedAgainAfterItsEnd) {
   int asked = 0;
   const Value sequence = lazySequence([&asked] { return ++asked == 1 ? std::optional<int>(1) : std::nullopt; });

@@ -93,6 +93,23 @@ TEST(KorRegularExpressionRule, CompilesItsPatternWhenItIsFirstNeeded) {
             "NSInternalInconsistencyException: Invalid parameter not satisfying: pattern != nil");
 }
 
+// One that fails where it is asked for its first bytes.
+class FailingRule final : public KorScannerRule {
+ public:
+  FailingRule() : KorScannerRule(nullptr) {}
+  bool match(ScanContext& /*context*/, std::uint32_t /*at*/, RuleMatch& /*match*/) const override { return false; }
+  FirstBytes firstBytes() const override { NSException::raise(NSGenericException, "unknown"); }
+};
+
+TEST(RuleList, StaysAsItWasWhereARuleFails) {
+  RuleList list({pattern("x", 'x')});
+  const std::vector<Ref<KorScannerRule>> failing{pattern("y", 'y'), makeRef<FailingRule>()};
+  EXPECT_EQ(raised([&] { list.add(failing); }), "NSGenericException: unknown");
+  EXPECT_EQ(list.rules().size(), 1U);
+  list.add({pattern("z", 'z')});
+  EXPECT_EQ(tokensOf("xyz", list.rules()), tokensOf("xyz", {pattern("x", 'x'), pattern("z", 'z')}));
+}
+
 std::uint32_t takeTwo(std::string_view text, std::uint32_t at, SearchMemo& /*memo*/) {
   return at + 2 <= text.size() ? at + 2 : at;
 }

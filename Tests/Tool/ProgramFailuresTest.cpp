@@ -156,7 +156,8 @@ bool waitForNames(const WorkFolder& folder, std::size_t count) {
 }
 
 TEST(ProgramFailures, BySignalsRemoveEveryTemporaryFile) {
-  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU}) {
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGALRM, SIGVTALRM, SIGPROF, SIGUSR1, SIGUSR2,
+                           SIGIO, SIGPWR, SIGSTKFLT}) {
     const WorkFolder folder;
     folder.write("template", kEndless);
     folder.write("result", "old");

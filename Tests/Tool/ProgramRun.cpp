@@ -33,7 +33,8 @@ void limit(int resource, std::uint64_t most) {
 // somebody's background job.
 void prepare(const ProgramRun::Streams& streams, std::vector<std::string>& environment) {
   for (std::string& variable : environment) ::putenv(variable.data());
-  for (const int signal : {SIGPIPE, SIGXFSZ, SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU}) ::signal(signal, SIG_DFL);
+  constexpr int kLastSignal = 31;
+  for (int signal = 1; signal <= kLastSignal; ++signal) ::signal(signal, SIG_DFL);
   limit(RLIMIT_CORE, 0);
   if (streams.largestFile > 0) limit(RLIMIT_FSIZE, streams.largestFile);
   if (streams.memory > 0) limit(RLIMIT_AS, streams.memory);
