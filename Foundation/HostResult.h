@@ -78,8 +78,12 @@ concept ListLike = !AnyText<std::remove_cvref_t<C>> && !DictionaryLike<C> && std
 template <ListLike C>
 using ListElement = std::conditional_t<std::same_as<std::ranges::range_value_t<C>, bool>, bool,
                                        decltype(std::declval<C&>()[std::size_t{0}])>;
+// A container whose at() answers no reference makes its entries as they are looked for: their values are copied.
 template <DictionaryLike C>
-using DictionaryElement = decltype((std::declval<C&>().begin()->second));
+using DictionaryElement = std::conditional_t<std::is_lvalue_reference_v<decltype(std::declval<C&>().at(
+                                                 std::declval<const typename std::remove_cvref_t<C>::key_type&>()))>,
+                                             decltype((std::declval<C&>().begin()->second)),
+                                             std::remove_cvref_t<decltype((std::declval<C&>().begin()->second))>>;
 
 template <class R>
 consteval HostResultKind hostResultKind();

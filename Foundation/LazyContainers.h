@@ -155,7 +155,7 @@ class OrderedWalk final : public LazyDictionary::Walk {
     last_.emplace(std::string_view(found->first));
     key = std::string_view(*last_);
     requireValidUTF8(key);
-    value = elementValue(found->second, HostContext(owner_, &reused, canBeShared_));
+    value = elementValue(static_cast<DictionaryElement<C>>(found->second), HostContext(owner_, &reused, canBeShared_));
     return true;
   }
 
@@ -191,7 +191,8 @@ class HashedWalk final : public LazyDictionary::Walk {
       if (found == container_.end()) continue;
       key = std::string_view(wanted);
       requireValidUTF8(key);
-      value = elementValue(found->second, HostContext(owner_, &reused, canBeShared_));
+      value =
+          elementValue(static_cast<DictionaryElement<C>>(found->second), HostContext(owner_, &reused, canBeShared_));
       return true;
     }
     return false;
@@ -222,7 +223,8 @@ class LazyDictionaryOver final : public LazyDictionary {
     lookBeforeValue<C, DictionaryElement<C>>();
     const auto found = find(key);
     return found == container_.end() ? Value()
-                                     : elementValue(found->second, HostContext(owner_, nullptr, canBeShared_));
+                                     : elementValue(static_cast<DictionaryElement<C>>(found->second),
+                                                    HostContext(owner_, nullptr, canBeShared_));
   }
   std::unique_ptr<Walk> walk() const override {
     if constexpr (requires(const typename C::key_type& key) { container_.upper_bound(key); }) {

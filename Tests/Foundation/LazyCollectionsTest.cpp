@@ -343,6 +343,48 @@ TEST(LazyDictionary, ReadsEveryContainerThatHasTexts) {
   EXPECT_EQ(static_cast<const LazyDictionary*>(rows[0].dictionary.object())->keys().size(), 2U);
 }
 
+// A table of a host's own whose iterator holds the entry, which is made when it is looked for.
+struct MadeRows {
+  // NOLINTBEGIN(readability-identifier-naming): what containers have
+  using key_type = std::string;
+  using mapped_type = Product;
+  struct Iterator {
+    using value_type = std::pair<std::string, Product>;
+    using difference_type = std::ptrdiff_t;
+    // NOLINTEND(readability-identifier-naming)
+    const value_type& operator*() const { return entry; }
+    const value_type* operator->() const { return &entry; }
+    Iterator& operator++() {
+      *this = Iterator(number + 1);
+      return *this;
+    }
+    bool operator==(const Iterator& other) const { return number == other.number; }
+
+    explicit Iterator(int at) : number(at), entry(std::to_string(at), Product{.name = "row " + std::to_string(at)}) {}
+    int number;
+    value_type entry;
+  };
+  static Iterator begin() { return Iterator(0); }
+  static Iterator end() { return Iterator(3); }
+  static Iterator find(const std::string& key) { return key < "3" ? Iterator(std::stoi(key)) : end(); }
+  static Product at(const std::string& key) { return find(key)->second; }
+  static std::size_t size() { return 3; }
+};
+
+TEST(LazyDictionary, KeepsTheEntriesThatAContainerMakes) {
+  MadeRows rows;
+  const Value dictionary = valueOf(std::ref(rows));
+  const Value one = read(dictionary, "1");
+  const Value two = read(dictionary, "2");
+  EXPECT_EQ(read(one, "name").description(), "row 1");
+  EXPECT_EQ(read(two, "name").description(), "row 2");
+  const Ref<NSEnumerator> walk = dictionary.object()->objectEnumerator();
+  const Value first = walk->nextObject();
+  const Value second = walk->nextObject();
+  EXPECT_EQ(read(first, "name").description(), "row 0");
+  EXPECT_EQ(read(second, "name").description(), "row 1");
+}
+
 TEST(LazyDictionary, MayChangeWhileItIsWalked) {
   std::map<std::string, int> sorted{{"a", 1}, {"b", 2}, {"c", 3}};
   std::unordered_map<std::string, int> hashed{{"a", 1}, {"b", 2}, {"c", 3}};
