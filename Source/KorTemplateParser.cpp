@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstdint>
 #include <functional>
 #include <iterator>
+#include <limits>
 #include <utility>
 
 #include "Foundation/NSNumber.h"
@@ -174,14 +176,24 @@ KorTemplateParser::KorTemplateParser(const Ref<NSString>& string, const Ref<KorR
   closers_.reserve(kFew);
 }
 
+namespace {
+
+// Of places in texts as long as texts can be, which are told apart up to the last number.
+std::int32_t sumOfPlaces(std::int32_t one, std::int32_t other) noexcept {
+  constexpr std::int64_t kLast = std::numeric_limits<std::int32_t>::max();
+  return static_cast<std::int32_t>(std::min(std::int64_t{one} + other, kLast));
+}
+
+}  // namespace
+
 std::int32_t KorTemplateParser::lineFromToken(const KorToken* token) const {
   if (token == nullptr) failParameter("token != nil");
-  return token->line + (currentBlockToken_ == nullptr ? 0 : currentBlockToken_->line);
+  return sumOfPlaces(token->line, currentBlockToken_ == nullptr ? 0 : currentBlockToken_->line);
 }
 
 std::int32_t KorTemplateParser::positionFromToken(const KorToken* token) const {
   if (token == nullptr) failParameter("token != nil");
-  return token->position + (currentBlockToken_ == nullptr ? 0 : currentBlockToken_->position);
+  return sumOfPlaces(token->position, currentBlockToken_ == nullptr ? 0 : currentBlockToken_->position);
 }
 
 std::string KorTemplateParser::stringFromToken(const KorToken* token) const {

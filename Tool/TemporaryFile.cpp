@@ -18,10 +18,10 @@ namespace tavlo {
 
 namespace {
 
-// Whether the signal ends a program that does not handle it, from outside: not by a fault of its own.
+// Whether the signal ends a program that does not handle it, and does not tell of an instruction that cannot go on.
 constexpr bool endsProgram(int signal) {
-  constexpr std::array kOthers = {SIGKILL,  SIGSTOP, SIGTSTP, SIGTTIN, SIGTTOU, SIGCONT, SIGCHLD, SIGURG,
-                                  SIGWINCH, SIGSEGV, SIGBUS,  SIGFPE,  SIGILL,  SIGTRAP, SIGSYS,  SIGABRT};
+  constexpr std::array kOthers = {SIGKILL, SIGSTOP,  SIGTSTP, SIGTTIN, SIGTTOU, SIGCONT, SIGCHLD,
+                                  SIGURG,  SIGWINCH, SIGSEGV, SIGBUS,  SIGFPE,  SIGILL};
   return std::ranges::find(kOthers, signal) == kOthers.end();
 }
 

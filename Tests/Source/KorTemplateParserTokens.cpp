@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <functional>
 #include <limits>
 
@@ -46,6 +47,10 @@ TEST(KorTemplateParserTokens, LineAndPositionAddThoseOfTheCurrentBlock) {
   EXPECT_EQ(parser->lineFromToken(&block), 20) << "the block itself counts twice";
   EXPECT_EQ(parser->positionFromToken(&block), 4);
   EXPECT_EQ(parser->stringFromToken(&block), "45678");
+  constexpr std::int32_t kLast = std::numeric_limits<std::int32_t>::max();
+  block.line = block.position = kLast - 1;
+  EXPECT_EQ(parser->lineFromToken(&block), kLast);
+  EXPECT_EQ(parser->positionFromToken(&block), kLast);
   parser->setCurrentBlockToken(nullptr);
   EXPECT_EQ(parser->lineFromToken(&token), 2);
 }

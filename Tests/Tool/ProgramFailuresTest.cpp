@@ -157,7 +157,7 @@ bool waitForNames(const WorkFolder& folder, std::size_t count) {
 
 TEST(ProgramFailures, BySignalsRemoveEveryTemporaryFile) {
   for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGXCPU, SIGALRM, SIGVTALRM, SIGPROF, SIGUSR1, SIGUSR2,
-                           SIGIO, SIGPWR, SIGSTKFLT}) {
+                           SIGIO, SIGPWR, SIGSTKFLT, SIGABRT, SIGSYS, SIGTRAP}) {
     const WorkFolder folder;
     folder.write("template", kEndless);
     folder.write("result", "old");
