@@ -70,8 +70,8 @@ class NSObject {
   virtual std::optional<bool> isLessThan(const Value& other) const;
   virtual std::optional<bool> isGreaterThan(const Value& other) const;
 
-  // The property of that name; absent when it has no value. Raises `NSUndefinedKeyException` for a key that the class
-  // does not know.
+  // For a class to say what properties it has: the one of that name, absent when it has no value. Raises
+  // `NSUndefinedKeyException` for a key that the class does not know. Whoever reads an object asks findValueForKey().
   virtual Value valueForKey(const NSString& key) const;
 
   // The same without an exception: false for a key that the class does not know. The default asks `valueForKey`; a
