@@ -78,12 +78,16 @@ concept ListLike = !AnyText<std::remove_cvref_t<C>> && !DictionaryLike<C> && std
 template <ListLike C>
 using ListElement = std::conditional_t<std::same_as<std::ranges::range_value_t<C>, bool>, bool,
                                        decltype(std::declval<C&>()[std::size_t{0}])>;
-// A container whose at() answers no reference makes its entries as they are looked for: their values are copied.
+// What the entry behind an iterator holds. A container whose entries or at() answer no reference makes them as they are
+// looked for: their values are copied.
 template <DictionaryLike C>
-using DictionaryElement = std::conditional_t<std::is_lvalue_reference_v<decltype(std::declval<C&>().at(
-                                                 std::declval<const typename std::remove_cvref_t<C>::key_type&>()))>,
-                                             decltype((std::declval<C&>().begin()->second)),
-                                             std::remove_cvref_t<decltype((std::declval<C&>().begin()->second))>>;
+using EntryValue = decltype(((*std::declval<C&>().begin()).second));
+template <DictionaryLike C>
+inline constexpr bool kKeepsEntries =
+    std::is_lvalue_reference_v<EntryValue<C>>&& std::is_lvalue_reference_v<decltype(std::declval<C&>().at(
+        std::declval<const typename std::remove_cvref_t<C>::key_type&>()))>;
+template <DictionaryLike C>
+using DictionaryElement = std::conditional_t<kKeepsEntries<C>, EntryValue<C>, std::remove_cvref_t<EntryValue<C>>>;
 
 template <class R>
 consteval HostResultKind hostResultKind();

@@ -146,7 +146,7 @@ class LazyDictionaryByFunctions final : public LazyDictionary {
     for (auto&& key : std::invoke(keys_)) {
       lookBeforeElement<std::invoke_result_t<const Keys&>, decltype(key)>();
       work.next();
-      countWorkOnText(keys.emplace_back(std::string_view(key)).size());
+      countWorkOnText(keys.emplace_back(textOfKey(key)).size());
     }
     return keys;
   }
@@ -226,7 +226,13 @@ class RangeElements final : public NSEnumerator {
     if (*at_ == std::ranges::end(range_.container)) return {};
     const HostContext context(range_.owner, &reused_, range_.canBeShared);
     if constexpr (mayHoldItsElement()) {
-      return elementValue(std::ranges::range_value_t<Range>(**at_), context);
+      using Copy = std::ranges::range_value_t<Range>;
+      constexpr bool kCanCopy =
+          std::constructible_from<Copy, std::ranges::range_reference_t<Range>> && HostResult<Copy>;
+      static_assert(kCanCopy,
+                    "lazySequence: what can be read only once hands out copies of its elements, and these cannot be "
+                    "copied; answer pointers to them");
+      if constexpr (kCanCopy) return elementValue(Copy(**at_), context);
     } else {
       return elementValue(**at_, context);
     }
@@ -237,10 +243,8 @@ class RangeElements final : public NSEnumerator {
   // it: so may it in any that goes through its range only once. Such an element is copied.
   static constexpr bool mayHoldItsElement() {
     using Element = std::ranges::range_reference_t<Range>;
-    using Copy = std::ranges::range_value_t<Range>;
-    if constexpr (std::ranges::forward_range<Range> || !std::is_lvalue_reference_v<Element>) return false;
-    return !kIsPlainData<Element> && !std::derived_from<Copy, NSObject> && std::constructible_from<Copy, Element> &&
-           HostResult<Copy>;
+    return !std::ranges::forward_range<Range> && std::is_lvalue_reference_v<Element> && !kIsPlainData<Element> &&
+           !std::derived_from<std::ranges::range_value_t<Range>, NSObject>;
   }
 
   LentContainer<Range> range_;

@@ -151,11 +151,12 @@ class OrderedWalk final : public LazyDictionary::Walk {
     lookBeforeValue<C, DictionaryElement<C>>();
     const auto found = last_.has_value() ? container_.upper_bound(wantedKey<C>(*last_)) : container_.begin();
     if (found == container_.end()) return false;
-    countWorkOnText(std::string_view(found->first).size());
-    last_.emplace(std::string_view(found->first));
+    last_.emplace(textOfKey((*found).first));
+    countWorkOnText(last_->size());
     key = std::string_view(*last_);
     requireValidUTF8(key);
-    value = elementValue(static_cast<DictionaryElement<C>>(found->second), HostContext(owner_, &reused, canBeShared_));
+    value =
+        elementValue(static_cast<DictionaryElement<C>>((*found).second), HostContext(owner_, &reused, canBeShared_));
     return true;
   }
 
@@ -178,8 +179,7 @@ class HashedWalk final : public LazyDictionary::Walk {
     for (const auto& entry : container) {
       lookBeforeElement<C>();
       work.next();
-      countWorkOnText(std::string_view(entry.first).size());
-      keys_.emplace_back(std::string_view(entry.first));
+      countWorkOnText(keys_.emplace_back(textOfKey(entry.first)).size());
     }
   }
 
@@ -192,7 +192,7 @@ class HashedWalk final : public LazyDictionary::Walk {
       key = std::string_view(wanted);
       requireValidUTF8(key);
       value =
-          elementValue(static_cast<DictionaryElement<C>>(found->second), HostContext(owner_, &reused, canBeShared_));
+          elementValue(static_cast<DictionaryElement<C>>((*found).second), HostContext(owner_, &reused, canBeShared_));
       return true;
     }
     return false;
@@ -223,7 +223,7 @@ class LazyDictionaryOver final : public LazyDictionary {
     lookBeforeValue<C, DictionaryElement<C>>();
     const auto found = find(key);
     return found == container_.end() ? Value()
-                                     : elementValue(static_cast<DictionaryElement<C>>(found->second),
+                                     : elementValue(static_cast<DictionaryElement<C>>((*found).second),
                                                     HostContext(owner_, nullptr, canBeShared_));
   }
   std::unique_ptr<Walk> walk() const override {

@@ -105,7 +105,7 @@ class CollectionHash {
     const auto [read, keyHash] = takeChild();
     const Value child = plainValue(read);
     if (!isWalked(child)) {
-      add(child.hash(), keyHash);
+      add(child.isNumber() && !child.isEqual(child) ? hashOfItself(open_.back()) : child.hash(), keyHash);
     } else if (const Known* known = findKnown(child)) {
       add(known->hash, keyHash);
     } else {
@@ -146,6 +146,11 @@ class CollectionHash {
 
   std::uint64_t closed(const Open& open) const {
     return seed_.completed(open.hash, isArray(open.collection) ? HashKind::Array : HashKind::Dictionary, open.count);
+  }
+  // With a not-a-number in it a collection equals itself alone: with one hash for all of those, each would be compared
+  // with all others.
+  std::uint64_t hashOfItself(const Open& open) const {
+    return seed_.mixed(0, reinterpret_cast<std::uintptr_t>(open.collection.object()));
   }
   Child takeChild() {
     Open& open = open_.back();

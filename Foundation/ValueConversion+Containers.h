@@ -249,8 +249,9 @@ struct ValueConversion<T> {
     for (auto&& [key, mapped] : map) {
       lookBeforeElement<Map, Mapped>();
       work.next();
-      countWorkOnText(std::string_view(key).size());
-      dictionary->setObjectForKey(presentValueOf(static_cast<MappedOf<Map>&&>(mapped)), std::string_view(key));
+      const std::string_view text = textOfKey(key);
+      countWorkOnText(text.size());
+      dictionary->setObjectForKey(presentValueOf(static_cast<MappedOf<Map>&&>(mapped)), text);
     }
     return dictionary;
   }

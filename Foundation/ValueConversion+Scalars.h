@@ -12,6 +12,7 @@
 #include <variant>
 
 #include "Foundation/Described.h"
+#include "Foundation/NSException.h"
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/NSNumber.h"
 #include "Foundation/NSString.h"
@@ -133,6 +134,13 @@ template <class T>
 constexpr bool isNullText([[maybe_unused]] const T& text) noexcept {
   if constexpr (std::is_pointer_v<T>) return text == nullptr;
   return false;
+}
+
+// That of a key in a host's container; raises `NSInvalidArgumentException` for a null pointer.
+template <TextLike Key>
+std::string_view textOfKey(const Key& key) {
+  if (isNullText(key)) NSException::raise(NSInvalidArgumentException, "A dictionary's key cannot be absent");
+  return std::string_view(key);
 }
 
 // The text that the value is; nothing for every other value.

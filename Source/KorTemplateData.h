@@ -10,6 +10,7 @@
 #include "Foundation/HostClass.h"
 #include "Foundation/HostObject.h"
 #include "Foundation/NSDictionary.h"
+#include "Foundation/NSException.h"
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/Name.h"
 #include "Foundation/Ref.h"
@@ -44,7 +45,10 @@ class KorTemplateData {
   KorTemplateData(const Ref<NSMutableDictionary>& dictionary) : KorTemplateData(Ref<NSDictionary>(dictionary)) {}
   template <NamedValues T>
   KorTemplateData(const T& entries) {
-    for (const auto& entry : entries) add(std::string_view(entry.first), valueOf(entry.second));
+    for (const auto& entry : entries) {
+      requireParameter(!isNullText(entry.first), "name != nil");
+      add(std::string_view(entry.first), valueOf(entry.second));
+    }
   }
   // The properties of an object of the host's that has described its class, each read once. The object must outlive
   // the values that refer to it. Raises what a getter raises, and `NSInvalidArgumentException` for a getter that

@@ -385,6 +385,49 @@ TEST(LazyDictionary, KeepsTheEntriesThatAContainerMakes) {
   EXPECT_EQ(read(second, "name").description(), "row 1");
 }
 
+// The same where only the iterator's arrow leads to the entry, and at() answers a reference.
+struct ArrowRows {
+  // NOLINTBEGIN(readability-identifier-naming): what containers have
+  using key_type = std::string;
+  using mapped_type = Product;
+  struct Iterator {
+    using value_type = std::pair<std::string, Product>;
+    using difference_type = std::ptrdiff_t;
+    // NOLINTEND(readability-identifier-naming)
+    value_type operator*() const { return {std::to_string(number), Product{.name = "row " + std::to_string(number)}}; }
+    std::unique_ptr<value_type> operator->() const { return std::make_unique<value_type>(**this); }
+    Iterator& operator++() {
+      ++number;
+      return *this;
+    }
+    bool operator==(const Iterator& other) const { return number == other.number; }
+    int number = 0;
+  };
+  static Iterator begin() { return {0}; }
+  static Iterator end() { return {3}; }
+  static Iterator find(const std::string& key) { return {key < "3" ? std::stoi(key) : 3}; }
+  const Product& at(const std::string& /*key*/) const { return latest; }
+  static std::size_t size() { return 3; }
+
+  Product latest;
+};
+
+TEST(LazyDictionary, KeepsTheEntriesThatAnIteratorMakes) {
+  ArrowRows rows;
+  const Value dictionary = valueOf(std::ref(rows));
+  EXPECT_EQ(read(read(dictionary, "1"), "name").description(), "row 1");
+  EXPECT_EQ(read(dictionary.object()->objectEnumerator()->nextObject(), "name").description(), "row 0");
+}
+
+TEST(LazyDictionary, RefusesKeysThatAreNullPointers) {
+  const std::string fault = "NSInvalidArgumentException: A dictionary's key cannot be absent";
+  const std::map<const char*, int> map{{nullptr, 1}};
+  EXPECT_EQ(raised([&] { (void)valueOf(map); }), fault);
+  constexpr auto kValue = [](std::string_view /*key*/) { return 1; };
+  constexpr auto kKeys = [] { return std::vector<const char*>{nullptr}; };
+  EXPECT_EQ(raised([&] { (void)lazyDictionary(kValue, kKeys).description(); }), fault);
+}
+
 TEST(LazyDictionary, MayChangeWhileItIsWalked) {
   std::map<std::string, int> sorted{{"a", 1}, {"b", 2}, {"c", 3}};
   std::unordered_map<std::string, int> hashed{{"a", 1}, {"b", 2}, {"c", 3}};

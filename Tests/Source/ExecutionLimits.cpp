@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <map>
 #include <optional>
 #include <set>
@@ -223,6 +224,20 @@ TEST(ExecutionLimits, OfTimeEndTheJoiningOfLongLists) {
       limitIn([&] { stage.run("<? $all = $lists.@unionOfArrays ?>"); });
   ASSERT_TRUE(limit.has_value());
   EXPECT_EQ(limit->limit(), KorTemplateLimit::Time);
+}
+
+// No two are equal, and so none need be compared with all others.
+TEST(ExecutionLimits, CountFewComparisonsOfListsThatHoldANotANumber) {
+  constexpr std::size_t kCount = 1'000;
+  const Value nothing = std::numeric_limits<double>::quiet_NaN();
+  const Stage stage;
+  std::vector<Value> lists;
+  while (lists.size() < kCount) lists.push_back(NSArray::arrayWithObjects({NSArray::arrayWithObjects({nothing})}));
+  lists.push_back(lists.front());
+  stage.set("lists", makeRef<NSArray>(std::move(lists)));
+  stage.run("<? $distinct = $lists.@distinctUnionOfObjects ?><?= $distinct.@count ?>");
+  EXPECT_EQ(stage.text(), "1000");
+  EXPECT_LE(stage.environment->stepsTaken(), kCount * 10);
 }
 
 // An empty list answers every key, so that each element is asked for all of them.
