@@ -2,7 +2,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -21,49 +20,62 @@ class ValueSet {
   // Whether no equal value was there yet; it is from here on.
   bool insert(const Value& value) {
     if (value.isNumber() && !value.isEqual(value)) return true;  // a not-a-number: nothing equals it, so none is kept
-    const Member member{value.hash(), value};
-    if (!members_.insert(member).second) return false;
-    hash_ += HashSeed::ofProcess().mixed(member.hash, 0);
+    const std::uint64_t hash = hashOf(value);
+    if (holds(value, hash, 0)) return false;
+    if ((members_.size() + 1) * 2 > slots_.size()) makeRoom();
+    members_.push_back({hash, value});
+    putSlot(slots_, members_.size() - 1);
+    hash_ += hash;
     return true;
   }
   // `depth`: how deep the collections lie whose values are compared.
-  bool contains(const Value& value, std::int32_t depth = 0) const {
-    return members_.contains(Sought{value.hash(), value, depth});
-  }
+  bool contains(const Value& value, std::int32_t depth = 0) const { return holds(value, hashOf(value), depth); }
 
   // Of all that is there, in whatever order it came.
   std::uint64_t hash() const { return HashSeed::ofProcess().completed(hash_, HashKind::Set, members_.size()); }
 
  private:
+  static constexpr std::uint32_t kNowhere = UINT32_MAX;
+
   struct Member {
-    std::size_t hash;
+    std::uint64_t hash;
     Value value;
   };
-  struct Sought {
-    std::size_t hash;
-    const Value& value;
-    std::int32_t depth;
-  };
-  struct Hash {
-    using is_transparent = void;
-    std::size_t operator()(const Member& member) const noexcept { return member.hash; }
-    std::size_t operator()(const Sought& sought) const noexcept { return sought.hash; }
-  };
-  struct Equal {
-    using is_transparent = void;
-    bool operator()(const Member& left, const Member& right) const {
-      return (*this)(Sought{left.hash, left.value, 0}, right);
-    }
-    bool operator()(const Member& left, const Sought& right) const { return (*this)(right, left); }
-    bool operator()(const Sought& left, const Member& right) const {
-      if (left.hash != right.hash) return false;
-      const bool areEqual = left.value.isEqual(right.value, left.depth);
-      if (!areEqual) WorkCounter().step();  // rare, unless somebody makes such values
-      return areEqual;
-    }
-  };
 
-  std::unordered_set<Member, Hash, Equal> members_;
+  // Mixed, as a host's class may answer any.
+  static std::uint64_t hashOf(const Value& value) { return HashSeed::ofProcess().mixed(value.hash(), 0); }
+
+  bool holds(const Value& value, std::uint64_t hash, std::int32_t depth) const {
+    if (slots_.empty()) return false;
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t slot = hash & mask; slots_[slot] != kNowhere; slot = (slot + 1) & mask) {
+      const Member& member = members_[slots_[slot]];
+      if (member.hash != hash) continue;
+      if (value.isEqual(member.value, depth)) return true;
+      WorkCounter().step();  // rare, unless somebody makes such values
+    }
+    return false;
+  }
+
+  void makeRoom() {
+    constexpr std::size_t kFewest = 8;
+    std::vector<std::uint32_t> slots(slots_.empty() ? kFewest : slots_.size() * 2, kNowhere);
+    ElementCounter work;
+    for (std::size_t index = 0; index < members_.size(); ++index) {
+      work.next();
+      putSlot(slots, index);
+    }
+    slots_.swap(slots);
+  }
+  void putSlot(std::vector<std::uint32_t>& slots, std::size_t index) const noexcept {
+    const std::size_t mask = slots.size() - 1;
+    std::size_t slot = members_[index].hash & mask;
+    while (slots[slot] != kNowhere) slot = (slot + 1) & mask;
+    slots[slot] = static_cast<std::uint32_t>(index);
+  }
+
+  std::vector<Member> members_;
+  std::vector<std::uint32_t> slots_;  // open addressing over members_, a power of two; at least half of them are free
   std::uint64_t hash_ = 0;
 };
 
