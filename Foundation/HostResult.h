@@ -224,7 +224,7 @@ struct HostResultRule<HostResultKind::Shared> {
   template <class T>
   static RawValue refer(const std::shared_ptr<T>& result, const HostContext& context) {
     if (result == nullptr) return RawValue::null();
-    if constexpr (Described<T> && !std::derived_from<T, NSObject>) {
+    if constexpr (Described<T>) {
       using Address = std::conditional_t<std::is_const_v<T>, const void*, void*>;
       const auto address = static_cast<Address>(result.get());
       return Value(context.instance(hostClassTable<std::remove_const_t<T>>(), address, result)).leak();

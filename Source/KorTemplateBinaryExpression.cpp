@@ -358,9 +358,27 @@ RawValue KorTemplateBinaryExpression::evaluate(KorTemplateEnvironment& environme
   return evaluateAny(environment);
 }
 
+// Whether both operands are numbers that are literals or stand in variables: the operator is no step then, also where
+// they were not found quickly, which hangs on hashes and on other threads.
+bool KorTemplateBinaryExpression::isOfPlainNumbers(const KorTemplateEnvironment& environment) const noexcept {
+  double left = 0;
+  double right = 0;
+  const auto mayBeNumber = [](const KorTemplateExpression& operand) {
+    if (operand.kind() == kLiteralKind) {
+      return static_cast<const KorTemplateLiteralExpression&>(operand).literal().isNumber();
+    }
+    return operand.kind() == kVariableKind &&
+           static_cast<const KorTemplateVariableExpression&>(operand).plainName() != nullptr;
+  };
+  return mayBeNumber(*leftOperand_) && mayBeNumber(*rightOperand_) &&
+         findDouble(peekExpression(*leftOperand_, environment), left) &&
+         findDouble(peekExpression(*rightOperand_, environment), right) &&
+         applyToDoubles(op_, left, right).kind() != ValueKind::Absent;
+}
+
 RawValue KorTemplateBinaryExpression::evaluateAny(KorTemplateEnvironment& environment) {
   environment.checkStack();
-  environment.step();
+  if (!isOfPlainNumbers(environment)) environment.step();
   if (const Name* const name = assignedName(); name != nullptr) [[unlikely]]
     return assignTo(*name, environment);
   RawValue left = peekExpression(*leftOperand_, environment);

@@ -66,6 +66,7 @@ class KorTemplateBinaryExpression final : public KorTemplateExpression {
   const KorTemplateBinaryExpression* leftChain() const noexcept;
   const Name* assignedName() const noexcept;
   bool isLongChain(const KorTemplateEnvironment& environment) const noexcept;
+  bool isOfPlainNumbers(const KorTemplateEnvironment& environment) const noexcept;
   const KorRegex* literalRegex() const noexcept;
   RawValue joinQuietly(const KorTemplateEnvironment& environment) const;
   [[gnu::noinline]] RawValue evaluateAny(KorTemplateEnvironment& environment);

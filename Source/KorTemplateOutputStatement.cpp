@@ -82,8 +82,9 @@ const Ref<KorTemplateExpression>& KorTemplateOutputStatement::madeLiteral() cons
 
 void KorTemplateOutputStatement::dropMadeLiteral() noexcept {
   MadeLiterals& made = madeLiterals();
+  decltype(made.ofStatements)::node_type dropped;  // let go of behind the lock: it may hold other statements
   const std::lock_guard lock(made.mutex);
-  made.ofStatements.erase(this);
+  dropped = made.ofStatements.extract(this);
   madeLiterals_.store(made.ofStatements.size(), std::memory_order_relaxed);
 }
 

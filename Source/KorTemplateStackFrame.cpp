@@ -142,9 +142,8 @@ const Value* KorTemplateStackFrame::findInLongChain(const Name& name) const noex
 // visits depends on what earlier ones have left behind, and no two runs are alike in that. Links that are set by hand
 // may tell of fewer frames than there are.
 void KorTemplateStackFrame::countLookup(const KorTemplateStackFrame* end, std::size_t visited) const noexcept {
-  constexpr std::size_t kFramesOfStep = 64;
   const std::size_t below = end == nullptr ? 0 : std::min(end->depth_, depth_);
-  const std::size_t steps = std::max(visited, depth_ - below) / kFramesOfStep;
+  const std::size_t steps = std::max<std::size_t>(visited, depth_ - below) / kFramesOfStep;
   if (steps == 0) return;
   if (WorkMeter* const meter = WorkMeter::ofThread()) meter->countLater(steps);
 }

@@ -57,7 +57,7 @@ class KorTemplateStackFrame final : public NSObject {
     const Value* value = nullptr;
     return findQuickly(name, value) ? value : findInLongChain(name);
   }
-  // The same without any call; false where that does not suffice.
+  // The same without any call; false where that does not suffice, or is work that counts.
   [[gnu::always_inline]] bool findQuickly(const Name& name, const Value*& value) const noexcept {
     if (!localVariables_.findQuickly(name, value)) return false;
     if (value != nullptr) return true;
@@ -67,10 +67,10 @@ class KorTemplateStackFrame final : public NSObject {
     for (int count = 0; count < kFewFrames; ++count) {
       if (frame->cachedAt_ != changes) return false;
       frame = frame->cachedNext_;
-      if (frame == nullptr) return true;
+      if (frame == nullptr) return depth_ < kFramesOfStep;
       if (!frame->localVariables_.mayHold(bit)) continue;
       if (!frame->localVariables_.findQuickly(name, value)) return false;
-      if (value != nullptr) return true;
+      if (value != nullptr) return depth_ - frame->depth_ < kFramesOfStep;
     }
     return false;
   }
@@ -219,6 +219,9 @@ class KorTemplateStackFrame final : public NSObject {
   // So many are walked through before anything is remembered of the chain, and before it is looked at for a cycle,
   // which a host makes that pushes a frame twice.
   static constexpr int kFewFrames = 16;
+
+  // A lookup through so many is a step.
+  static constexpr std::uint32_t kFramesOfStep = 64;
 
   static constexpr std::uint32_t kParentForGood = std::uint32_t{1} << 31;
   static inline std::atomic<std::uint64_t> linkChanges_{0};

@@ -240,6 +240,20 @@ TEST(ExecutionLimits, CountFewComparisonsOfListsThatHoldANotANumber) {
   EXPECT_LE(stage.environment->stepsTaken(), kCount * 10);
 }
 
+// Whether a name in a scope of many is found quickly hangs on its hash.
+TEST(ExecutionLimits, CountNoOperatorOfNumbersHoweverTheyAreFound) {
+  std::string text = "<? function f() ?>";
+  for (int name = 0; name < 20; ++name) text += "<? $v" + std::to_string(name) + " = 1 ?>";
+  const std::string names[] = {"a", "b", "c", "d", "e", "f", "g", "h"};
+  text += "<? if (1) ?>";
+  for (const std::string& name : names) text += "<?= $" + name + " + 1 ?>";
+  const Stage stage;
+  for (const std::string& name : names) stage.set(name.c_str(), 1);
+  stage.run(text + "<? endif ?><? endfunction ?><? f() ?>");
+  EXPECT_EQ(stage.text(), "22222222");
+  EXPECT_EQ(stage.environment->stepsTaken(), 4U + 20U * 2U + 1U + 8U);  // the template, its two statements and the call
+}
+
 // An empty list answers every key, so that each element is asked for all of them.
 TEST(ExecutionLimits, CountTheKeysThatEachElementIsAskedFor) {
   constexpr std::size_t kElements = 100;
