@@ -378,7 +378,8 @@ bool KorTemplateBinaryExpression::isOfPlainNumbers(const KorTemplateEnvironment&
 
 RawValue KorTemplateBinaryExpression::evaluateAny(KorTemplateEnvironment& environment) {
   environment.checkStack();
-  if (!isOfPlainNumbers(environment)) environment.step();
+  const bool mayBePlain = leftOperand_->kind() == kVariableKind || leftOperand_->kind() == kLiteralKind;
+  if (!mayBePlain || !isOfPlainNumbers(environment)) environment.step();
   if (const Name* const name = assignedName(); name != nullptr) [[unlikely]]
     return assignTo(*name, environment);
   RawValue left = peekExpression(*leftOperand_, environment);

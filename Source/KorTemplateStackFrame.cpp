@@ -103,6 +103,7 @@ KorTemplateStackFrame* KorTemplateStackFrame::findNextWithVariables() const noex
   }
   cachedNext_ = next;
   cachedAt_ = linkChanges();
+  noteHowNear();
   return next;
 }
 

@@ -65,12 +65,12 @@ class KorTemplateStackFrame final : public NSObject {
     const std::uint64_t changes = linkChanges();
     const KorTemplateStackFrame* frame = this;
     for (int count = 0; count < kFewFrames; ++count) {
-      if (frame->cachedAt_ != changes) return false;
+      if (frame->nearAt_ != changes) return false;
       frame = frame->cachedNext_;
-      if (frame == nullptr) return depth_ < kFramesOfStep;
+      if (frame == nullptr) return true;
       if (!frame->localVariables_.mayHold(bit)) continue;
       if (!frame->localVariables_.findQuickly(name, value)) return false;
-      if (value != nullptr) return depth_ - frame->depth_ < kFramesOfStep;
+      if (value != nullptr) return true;
     }
     return false;
   }
@@ -133,7 +133,7 @@ class KorTemplateStackFrame final : public NSObject {
     parentFrame_ = nullptr;
     depth_ = 0;
     cachedNext_ = nullptr;
-    cachedAt_ = linkChanges();
+    cachedAt_ = nearAt_ = linkChanges();
   }
   // The same for a frame on which no other stands.
   void linkNew(KorTemplateStackFrame& parent) noexcept {
@@ -141,8 +141,12 @@ class KorTemplateStackFrame final : public NSObject {
     ++parent.children_;
     parentFrame_ = &parent;
     depth_ = parent.depth_ + 1;
-    cachedNext_ = parent.localVariables_.empty() ? parent.nextWithVariables() : &parent;
-    cachedAt_ = linkChanges();
+    cachedAt_ = nearAt_ = linkChanges();
+    cachedNext_ = &parent;
+    if (parent.localVariables_.empty()) {
+      cachedNext_ = parent.nextWithVariables();
+      noteHowNear();
+    }
   }
   // Unlinks the frame when it is popped. Of the frames it only looks at `below`, on which the stack still stands: its
   // parent may be gone, if a host has taken that out of the stack.
@@ -179,6 +183,10 @@ class KorTemplateStackFrame final : public NSObject {
     return cachedAt_ == linkChanges() ? cachedNext_ : findNextWithVariables();
   }
   KorTemplateStackFrame* findNextWithVariables() const noexcept;
+  void noteHowNear() const noexcept {
+    const std::uint32_t below = cachedNext_ == nullptr ? 0 : cachedNext_->depth_;
+    nearAt_ = depth_ - below < kFramesOfStep / kFewFrames ? cachedAt_ : UINT64_MAX;
+  }
   const Value* findInLongChain(const Name& name) const noexcept;
   void countLookup(const KorTemplateStackFrame* end, std::size_t visited) const noexcept;
   bool hasChildren() const noexcept { return children_ != 0; }
@@ -220,7 +228,7 @@ class KorTemplateStackFrame final : public NSObject {
   // which a host makes that pushes a frame twice.
   static constexpr int kFewFrames = 16;
 
-  // A lookup through so many is a step.
+  // A lookup through so many is a step, and so none that is found quickly.
   static constexpr std::uint32_t kFramesOfStep = 64;
 
   static constexpr std::uint32_t kParentForGood = std::uint32_t{1} << 31;
@@ -228,7 +236,8 @@ class KorTemplateStackFrame final : public NSObject {
 
   // First what a lookup from above asks, close together.
   mutable KorTemplateStackFrame* cachedNext_ = nullptr;  // not owned, like the parent
-  mutable std::uint64_t cachedAt_ = 0;                   // the number of changes for which cachedNext_ holds
+  mutable std::uint64_t nearAt_ = 0;                     // the number of changes for which that is a few frames below
+  mutable std::uint64_t cachedAt_ = 0;                   // and for which it holds at all
   NameMap<Value> localVariables_;                        // by name, without the "$"; never an absent value
   KorTemplateStackFrame* parentFrame_ = nullptr;  // owned by the stack, which links in push() and unlinks in pop()
   std::uint64_t scope_ = firstScopeOfFrame();
