@@ -358,6 +358,10 @@ RawValue KorTemplateBinaryExpression::evaluate(KorTemplateEnvironment& environme
   return evaluateAny(environment);
 }
 
+inline bool isLiteralOrVariable(const KorTemplateExpression& expression) noexcept {
+  return expression.kind() == kLiteralKind || expression.kind() == kVariableKind;
+}
+
 // Whether both operands are numbers that are literals or stand in variables: the operator is no step then, also where
 // they were not found quickly, which hangs on hashes and on other threads.
 bool KorTemplateBinaryExpression::isOfPlainNumbers(const KorTemplateEnvironment& environment) const noexcept {
@@ -378,8 +382,7 @@ bool KorTemplateBinaryExpression::isOfPlainNumbers(const KorTemplateEnvironment&
 
 RawValue KorTemplateBinaryExpression::evaluateAny(KorTemplateEnvironment& environment) {
   environment.checkStack();
-  const bool mayBePlain = leftOperand_->kind() == kVariableKind || leftOperand_->kind() == kLiteralKind;
-  if (!mayBePlain || !isOfPlainNumbers(environment)) environment.step();
+  if (!isLiteralOrVariable(*leftOperand_) || !isOfPlainNumbers(environment)) environment.step();
   if (const Name* const name = assignedName(); name != nullptr) [[unlikely]]
     return assignTo(*name, environment);
   RawValue left = peekExpression(*leftOperand_, environment);
