@@ -582,6 +582,42 @@ TEST(HostObject, HasEndedOnceAnotherOnesEndHasLetGoOfIt) {
   EXPECT_TRUE(hasEndedInTime);
 }
 
+// Counted itself, and kept by a smart pointer all the same.
+class CountedPart final : public DescribedObject<CountedPart> {
+ public:
+  explicit CountedPart(int& alive) : alive_(alive) { ++alive_; }
+  CountedPart(const CountedPart&) = delete;
+  CountedPart& operator=(const CountedPart&) = delete;
+  ~CountedPart() override { --alive_; }
+  int number() const { return alive_; }
+
+ private:
+  int& alive_;
+};
+void describeHostClass(HostClass<CountedPart>& part) {
+  part.name("CountedPart").property("number", &CountedPart::number);
+}
+struct PartMaker {
+  int* alive;
+};
+void describeHostClass(HostClass<PartMaker>& maker) {
+  maker.name("PartMaker")
+      .property("shared", [](const PartMaker& it) { return std::make_shared<CountedPart>(*it.alive); })
+      .property("unique", [](const PartMaker& it) { return std::make_unique<CountedPart>(*it.alive); });
+}
+
+TEST(DescribedObject, IsKeptByTheSmartPointerThatAGetterAnswers) {
+  int alive = 0;
+  PartMaker maker{&alive};
+  for (const char* const key : {"shared", "unique"}) {
+    Value part = read(hostReference(maker), key);
+    EXPECT_EQ(alive, 1) << key;
+    EXPECT_EQ(read(part, "number").intValue(), 1) << key;
+    part.clear();
+    EXPECT_EQ(alive, 0) << key;
+  }
+}
+
 }  // namespace
 
 }  // namespace tavlo::test

@@ -2,6 +2,7 @@
 
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "Source/KorTemplateLiteralExpression.h"
@@ -112,6 +113,25 @@ TEST(LiteralText, MayBeAskedForByManyThreadsAtOnce) {
   }
   for (std::thread& thread : threads) thread.join();
   for (const Ref<KorTemplateExpression>& answer : answers) EXPECT_EQ(answer, answers.front());
+}
+
+// Of a value that a host has put into the literal, and that keeps other literal text.
+class TemplateHolder final : public NSObject {
+ public:
+  explicit TemplateHolder(Ref<KorTemplate> held) : held_(std::move(held)) {}
+
+ private:
+  Ref<KorTemplate> held_;
+};
+
+TEST(LiteralText, MayEndWithinTheEndOfAnotherOne) {
+  Ref<KorTemplate> inner = KorTemplate::compile("inner");
+  (void)outputAt(*inner, 0).expression();
+  const Ref<KorTemplate> outer = KorTemplate::compile("outer");
+  dynamic_cast<KorTemplateLiteralExpression&>(*outputAt(*outer, 0).expression())
+      .setLiteral(makeRef<TemplateHolder>(std::exchange(inner, nullptr)));
+  outputAt(*outer, 0).setExpression(nullptr);
+  EXPECT_EQ(outputAt(*outer, 0).expression(), nullptr);
 }
 
 TEST(LiteralText, IsAPartOfItsText) {
