@@ -358,9 +358,13 @@ RawValue KorTemplateBinaryExpression::evaluate(KorTemplateEnvironment& environme
   return evaluateAny(environment);
 }
 
-inline bool isLiteralOrVariable(const KorTemplateExpression& expression) noexcept {
+namespace {
+
+bool isLiteralOrVariable(const KorTemplateExpression& expression) noexcept {
   return expression.kind() == kLiteralKind || expression.kind() == kVariableKind;
 }
+
+}  // namespace
 
 // Whether both operands are numbers that are literals or stand in variables: the operator is no step then, also where
 // they were not found quickly, which hangs on hashes and on other threads.
