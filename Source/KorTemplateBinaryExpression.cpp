@@ -84,6 +84,11 @@ inline RawValue applyToDoubles(KorTemplateOperator op, double left, double right
   }
 }
 
+// Whether that has an answer for the operator, or raises.
+inline bool isForDoubles(KorTemplateOperator op) noexcept {
+  return applyToDoubles(op, 1, 1).kind() != ValueKind::Absent;
+}
+
 // The same for two numbers that are doubles or integers of 32 bits; absent for all others too.
 inline RawValue applyToRealNumbers(KorTemplateOperator op, RawValue left, RawValue right) {
   double leftReal = 0;
@@ -369,8 +374,7 @@ bool isLiteralOrVariable(const KorTemplateExpression& expression) noexcept {
 // Whether both operands are numbers that are literals or stand in variables: the operator is no step then, also where
 // they were not found quickly, which hangs on hashes and on other threads.
 bool KorTemplateBinaryExpression::isOfPlainNumbers(const KorTemplateEnvironment& environment) const noexcept {
-  double left = 0;
-  double right = 0;
+  double number = 0;
   const auto mayBeNumber = [](const KorTemplateExpression& operand) {
     if (operand.kind() == kLiteralKind) {
       return static_cast<const KorTemplateLiteralExpression&>(operand).literal().isNumber();
@@ -378,10 +382,9 @@ bool KorTemplateBinaryExpression::isOfPlainNumbers(const KorTemplateEnvironment&
     return operand.kind() == kVariableKind &&
            static_cast<const KorTemplateVariableExpression&>(operand).plainName() != nullptr;
   };
-  return mayBeNumber(*leftOperand_) && mayBeNumber(*rightOperand_) &&
-         findDouble(peekExpression(*leftOperand_, environment), left) &&
-         findDouble(peekExpression(*rightOperand_, environment), right) &&
-         applyToDoubles(op_, left, right).kind() != ValueKind::Absent;
+  return isForDoubles(op_) && mayBeNumber(*leftOperand_) && mayBeNumber(*rightOperand_) &&
+         findDouble(peekExpression(*leftOperand_, environment), number) &&
+         findDouble(peekExpression(*rightOperand_, environment), number);
 }
 
 RawValue KorTemplateBinaryExpression::evaluateAny(KorTemplateEnvironment& environment) {

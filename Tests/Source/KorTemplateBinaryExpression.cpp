@@ -127,6 +127,17 @@ TEST(KorTemplateBinaryExpression, SubtractsMultipliesAndDivides) {
   expectOutcomes(rows);
 }
 
+// Whether a name in a scope of many is found quickly hangs on its hash.
+TEST(KorTemplateBinaryExpression, RaisesForADivisionByZeroHoweverTheNumbersAreFound) {
+  const Stage stage;
+  for (int name = 0; name < 20; ++name) stage.set(("v" + std::to_string(name)).c_str(), name);
+  for (const char* name : {"a", "b", "c", "d", "e", "f", "g", "h"}) {
+    stage.set(name, 0);
+    EXPECT_EQ(raisedBy([&] { stage.run(std::string("<? if (1) ?><?= $v1 / $") + name + " ?><? endif ?>"); }),
+              "NSGenericException: Divide by zero");
+  }
+}
+
 TEST(KorTemplateBinaryExpression, TakesRemainders) {
   const OperatorRow rows[] = {
       {7, KorTemplateOperatorModulo, 2, "1"},
