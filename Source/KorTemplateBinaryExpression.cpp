@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "Foundation/CycleWatch.h"
 #include "Foundation/Description.h"
 #include "Foundation/NSDate.h"
 #include "Foundation/NSException.h"
@@ -45,6 +46,11 @@ const char* nameOf(KorTemplateOperator op) {
 
 [[noreturn]] void raiseDivideByZero() {
   NSException::raise(NSGenericException, "Divide by zero");
+}
+
+// For a chain that a host has linked to itself.
+[[noreturn]] void raiseEndlessChain() {
+  NSException::raise(NSInvalidArgumentException, "The left operands of an operator lead back to it");
 }
 
 RawValue remainderOf(RawValue left, RawValue right) {
@@ -520,8 +526,10 @@ RawValue KorTemplateBinaryExpression::evaluateChain(KorTemplateEnvironment& envi
   std::array<const KorTemplateBinaryExpression*, kShort> shortChain;  // NOLINT(*-member-init): filled below
   std::vector<const KorTemplateBinaryExpression*> longChain;
   std::size_t length = 0;
+  CycleWatch watch;
   for (const KorTemplateBinaryExpression* node = this; node != nullptr; node = node->leftChain()) {
-    if (length > 0) environment.step();  // the last one is counted already; a host's may have no end
+    if (watch.isBackAt(node)) raiseEndlessChain();
+    if (length > 0) environment.step();  // the last one is counted already
     if (length < kShort) {
       shortChain[length] = node;
     } else {
@@ -623,7 +631,11 @@ Ref<KorTemplateExpression> KorTemplateBinaryExpression::copyWithZone(NSZone* /*z
   checkStack();
   // Along the chain of left operands by a loop, whatever its length.
   std::vector<const KorTemplateBinaryExpression*> chain;
-  for (const KorTemplateBinaryExpression* node = this; node != nullptr; node = node->leftChain()) chain.push_back(node);
+  CycleWatch watch;
+  for (const KorTemplateBinaryExpression* node = this; node != nullptr; node = node->leftChain()) {
+    if (watch.isBackAt(node)) raiseEndlessChain();
+    chain.push_back(node);
+  }
   Ref<KorTemplateExpression> copy = copyOf(chain.back()->leftOperand_);
   for (auto node = chain.rbegin(); node != chain.rend(); ++node) {
     copy = makeRef<KorTemplateBinaryExpression>((*node)->op_, copy, copyOf((*node)->rightOperand_));

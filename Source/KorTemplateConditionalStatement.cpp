@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "Foundation/CycleWatch.h"
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
 #include "Foundation/StackGuard.h"
@@ -111,7 +112,11 @@ Ref<KorTemplateStatement> KorTemplateConditionalStatement::copyWithZone(NSZone* 
   const KorTemplateConditionalStatement* next = nullptr;
   const Ref<KorTemplateConditionalStatement> first = copyWithoutLastFalse(next);
   Ref<KorTemplateConditionalStatement> last = first;
+  CycleWatch watch;
   while (next != nullptr) {
+    if (watch.isBackAt(next)) {
+      NSException::raise(NSInvalidArgumentException, "The last false statements of a conditional lead back to it");
+    }
     const Ref<KorTemplateConditionalStatement> copy = next->copyWithoutLastFalse(next);
     last->addFalseStatement(copy);
     last = copy;

@@ -2,32 +2,10 @@
 
 #include <algorithm>
 
+#include "Foundation/CycleWatch.h"
 #include "Foundation/WorkMeter.h"
 
 namespace tavlo {
-
-namespace {
-
-// Tells when a walk along a chain comes back to where it has been: by the places it remembers, each twice as many steps
-// behind the one before (R. P. Brent, "An improved Monte Carlo factorization algorithm", 1980).
-class CycleWatch {
- public:
-  bool isBackAt(const KorTemplateStackFrame* frame) noexcept {
-    if (frame == mark_) return true;
-    if (++steps_ == nextMark_) {
-      mark_ = frame;
-      nextMark_ *= 2;
-    }
-    return false;
-  }
-
- private:
-  const KorTemplateStackFrame* mark_ = nullptr;
-  std::uint64_t steps_ = 0;
-  std::uint64_t nextMark_ = 1;
-};
-
-}  // namespace
 
 KorTemplateStackFrame::KorTemplateStackFrame(const Ref<NSDictionary>& variables) {
   requireParameter(variables != nullptr, "variables != nil");

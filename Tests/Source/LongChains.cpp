@@ -86,16 +86,28 @@ TEST(LongChains, MadeByHandAreFreedOnASmallStack) {
   });
 }
 
-// The second operator is its own left operand.
-TEST(LongChains, WithoutAnEndEndByTheLimitOfSteps) {
-  const auto endless = makeRef<KorTemplateBinaryExpression>(KorTemplateOperatorAdd);
-  endless->setLeftOperand(endless);
+TEST(LongChains, OfOperatorsThatLeadBackAreRefused) {
+  const auto first = makeRef<KorTemplateBinaryExpression>(KorTemplateOperatorAdd);
+  const auto second = makeRef<KorTemplateBinaryExpression>(KorTemplateOperatorAdd);
+  const auto entry = makeRef<KorTemplateBinaryExpression>(KorTemplateOperatorAdd);
+  first->setLeftOperand(second);
+  second->setLeftOperand(first);
+  entry->setLeftOperand(first);
+  const std::string refusal = "NSInvalidArgumentException: The left operands of an operator lead back to it";
   const Stage stage;
-  KorTemplateLimits limits;
-  limits.steps = 10'000;
-  stage.environment->setLimits(limits);
-  EXPECT_EQ(limitReached([&] { (void)endless->evaluateWithEnvironment(stage.get()); }), KorTemplateLimit::Steps);
-  endless->setLeftOperand(KorTemplateLiteralExpression::expressionWithLiteral(1));
+  EXPECT_EQ(raisedBy([&] { (void)entry->evaluateWithEnvironment(stage.get()); }), refusal);
+  EXPECT_EQ(raisedBy([&] { (void)entry->copyWithZone(); }), refusal);
+  second->setLeftOperand(literal(1));
+}
+
+TEST(LongChains, OfConditionalsThatLeadBackAreNotCopied) {
+  const auto first = makeRef<KorTemplateConditionalStatement>(literal(false));
+  const auto second = makeRef<KorTemplateConditionalStatement>(literal(false));
+  first->addFalseStatement(second);
+  second->addFalseStatement(first);
+  EXPECT_EQ(raisedBy([&] { (void)first->copyWithZone(); }),
+            "NSInvalidArgumentException: The last false statements of a conditional lead back to it");
+  second->falseStatements().removeAt(0);
 }
 
 TEST(LongChains, ToTheRightEndByALimitNotByTheStack) {
