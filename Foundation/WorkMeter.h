@@ -39,7 +39,10 @@ class [[gnu::visibility("default")]] WorkMeter {
     refill();
   }
 
-  // The same before a host's code runs, which may take any time; does nothing where no time is set.
+  // Raises where its time is over or it was cancelled, whatever other limit it has reached.
+  virtual void lookAtTime() = 0;
+
+  // Looks before a host's code runs, which may take any time; does nothing where no time is set.
   void lookBeforeHost() {
     if (looksOften_) [[unlikely]]
       refill();

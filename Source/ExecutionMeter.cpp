@@ -55,12 +55,16 @@ void ExecutionMeter::refill() {
     left_ = 0;
     raise(KorTemplateLimit::Steps, *limits_.steps);
   }
+  lookAtTime();
+  granted_ = sliceOfSteps();
+  left_ -= granted_;
+}
+
+void ExecutionMeter::lookAtTime() {
   if (cancellation_ != nullptr && cancellation_->isCancelled()) raise(KorTemplateLimit::Cancellation, 0);
   if (limits_.time.has_value() && Clock::now() >= deadline_) {
     raise(KorTemplateLimit::Time, static_cast<std::uint64_t>(std::max<std::int64_t>(limits_.time->count(), 0)));
   }
-  granted_ = sliceOfSteps();
-  left_ -= granted_;
 }
 
 void ExecutionMeter::countMuchOutput(std::size_t bytes) {

@@ -62,6 +62,8 @@ class [[gnu::visibility("default")]] ExecutionMeter final : public WorkMeter {
     return limits_.output.has_value();
   }
 
+  void lookAtTime() override;
+
   // The first one stands; every further step raises it again.
   void noteReached(const KorTemplateLimitException& limit);
   bool hasReachedLimit() const noexcept {

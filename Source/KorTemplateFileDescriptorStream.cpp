@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 #include <utility>
 
 #include "Foundation/NSException.h"
@@ -17,8 +18,8 @@ namespace tavlo {
 namespace {
 
 // Writes the whole text, however many steps it takes, and takes off the text what is written. The system's number for
-// what went wrong; 0 where nothing did. While it waits for a reader it looks whether the execution may go on, and
-// raises where that has reached a limit.
+// what went wrong; 0 where nothing did. While it waits for a reader it looks at the clock, and raises where the
+// execution's time is over. Another limit does not end the waiting: what was written before it stays written.
 int writeWhole(int descriptor, std::string_view& text) {
   constexpr int kMillisecondsBetweenLooks = 50;
   while (!text.empty()) {
@@ -28,7 +29,7 @@ int writeWhole(int descriptor, std::string_view& text) {
     } else if (written == 0) {
       return ENOSPC;  // a device that takes nothing and does not say why
     } else if (errno == EAGAIN) {
-      if (WorkMeter* const meter = WorkMeter::ofThread()) meter->look();
+      if (WorkMeter* const meter = WorkMeter::ofThread()) meter->lookAtTime();
       pollfd whenWritable{descriptor, POLLOUT, 0};
       ::poll(&whenWritable, 1, kMillisecondsBetweenLooks);
     } else if (errno != EINTR) {
@@ -71,11 +72,21 @@ void KorTemplateFileDescriptorStream::deliver(std::string_view text) {
   try {
     errorNumber_ = writeWhole(descriptor_, text);
   } catch (...) {
-    gathered_.dropFirst(gathered_.size() - std::min(gathered_.size(), text.size()));
-    if (gathered_.size() == 0) gathered_.append(text);
+    keep(text);
     throw;
   }
   requireWritable();
+}
+
+// Where there is no memory for a text that was not gathered, it is lost: what ended the waiting says more than that.
+void KorTemplateFileDescriptorStream::keep(std::string_view text) noexcept {
+  gathered_.dropFirst(gathered_.size() - std::min(gathered_.size(), text.size()));
+  if (gathered_.size() > 0) return;
+  try {
+    gathered_.append(text);
+  } catch (const std::bad_alloc&) {
+    gathered_.clear();
+  }
 }
 
 }  // namespace tavlo

@@ -38,6 +38,7 @@ class KorTemplateFileDescriptorStream final : public KorTemplateStream {
 
  private:
   void deliver(std::string_view text);
+  void keep(std::string_view text) noexcept;
   void requireWritable() const;
 
   int descriptor_;

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <new>
 #include <optional>
@@ -15,12 +16,14 @@
 #include <thread>
 #include <vector>
 
+#include "Foundation/NSArray.h"
 #include "Source/KorTemplateCallableFunction.h"
 #include "Source/KorTemplateCallbackStream.h"
 #include "Source/KorTemplateFileDescriptorStream.h"
 #include "Source/KorTemplateOStreamStream.h"
 #include "Source/KorTemplateStringStream.h"
 #include "Source/KorTemplateWriteException.h"
+#include "Tests/Foundation/Raised.h"
 #include "Tests/Foundation/Repeated.h"
 #include "Tests/Memory/FailingMemory.h"
 #include "Tests/Source/HostClasses.h"
@@ -209,6 +212,32 @@ TEST(AFileDescriptorStream, WaitsForItsReaderUntilTheTimeIsOver) {
   pipe.startReading();
   stream->flush();
   EXPECT_EQ(pipe.finish().size(), 1'000'000U);  // the second text stands behind one that did not go out
+}
+
+// What was written before a limit stays written, however slow the reader is.
+TEST(AFileDescriptorStream, WaitsForItsReaderBehindOtherLimits) {
+  constexpr std::size_t kBytes = 50'000;
+  for (const bool limitsOutput : {false, true}) {
+    Pipe pipe;
+    ::fcntl(pipe.writer(), F_SETFL, O_NONBLOCK);
+    ::fcntl(pipe.writer(), F_SETPIPE_SZ, 4096);
+    const StreamStage stage(KorTemplateFileDescriptorStream::streamWithDescriptor(pipe.writer()));
+    stage.set("list", makeRef<NSArray>(std::vector<Value>(20'000, 0)));
+    KorTemplateLimits limits;
+    if (limitsOutput) {
+      limits.output = kBytes;
+    } else {
+      limits.steps = 1 + 1 + kBytes / 10 * 2;  // the template, the loop, and a turn and a text each
+    }
+    stage.environment->setLimits(limits);
+    std::thread reader([&pipe] {
+      std::this_thread::sleep_for(std::chrono::milliseconds(100));
+      pipe.startReading();
+    });
+    EXPECT_TRUE(limitReached([&] { stage.run("<? foreach ($x in $list) ?>0123456789<? endforeach ?>"); }).has_value());
+    reader.join();
+    EXPECT_EQ(pipe.finish().size() / 20, kBytes / 20) << limitsOutput;
+  }
 }
 
 #ifndef TAVLO_MEMORY_IS_HIDDEN
