@@ -131,9 +131,9 @@ void NSDictionary::store(Ref<NSString> key, Value value) {
   }
   const std::size_t count = entries_.size() + 1;
   // Both may run out of memory; an entry is there only once it can be found.
-  if (count > kSmall && count * 2 > slots_.size()) rebuildSlots(slotsFor(count));
+  if (count > kSmall && count * 2 > slots_.size()) growSlots(slotsFor(count));
   entries_.push_back({std::move(key), std::move(value)});
-  if (count > kSmall) putSlot(static_cast<std::uint32_t>(count - 1));
+  if (count > kSmall) putSlot(slots_, count - 1);
 }
 
 std::size_t NSDictionary::slotsFor(std::size_t count) noexcept {
@@ -143,23 +143,35 @@ std::size_t NSDictionary::slotsFor(std::size_t count) noexcept {
   return size;
 }
 
-void NSDictionary::rebuildSlots(std::size_t size) {
-  slots_.assign(size, kNowhere);
-  if (size == 0) return;
-  for (std::uint32_t index = 0; index < entries_.size(); ++index) putSlot(index);
+void NSDictionary::growSlots(std::size_t size) {
+  constexpr std::size_t kEntriesBetweenLooks = 4096;
+  std::vector<std::uint32_t> slots(size, kNowhere);
+  if (size != 0) {
+    for (std::size_t index = 0; index < entries_.size(); ++index) {
+      if (index % kEntriesBetweenLooks == kEntriesBetweenLooks - 1) lookBeforeHost();
+      putSlot(slots, index);
+    }
+  }
+  slots_.swap(slots);
 }
 
-void NSDictionary::putSlot(std::uint32_t index) noexcept {
-  const std::size_t mask = slots_.size() - 1;
+void NSDictionary::shrinkSlots(std::size_t size) noexcept {
+  slots_.assign(size, kNowhere);
+  if (size == 0) return;
+  for (std::size_t index = 0; index < entries_.size(); ++index) putSlot(slots_, index);
+}
+
+void NSDictionary::putSlot(std::vector<std::uint32_t>& slots, std::size_t index) const noexcept {
+  const std::size_t mask = slots.size() - 1;
   std::size_t slot = entries_[index].key->hash32() & mask;
-  while (slots_[slot] != kNowhere) slot = (slot + 1) & mask;
-  slots_[slot] = index;
+  while (slots[slot] != kNowhere) slot = (slot + 1) & mask;
+  slots[slot] = static_cast<std::uint32_t>(index);
 }
 
 Ref<NSMutableDictionary> NSMutableDictionary::dictionaryWithDistinctEntries(Entries entries) {
   Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
   dictionary->entries_ = std::move(entries);
-  dictionary->rebuildSlots(slotsFor(dictionary->entries_.size()));
+  dictionary->growSlots(slotsFor(dictionary->entries_.size()));
   return dictionary;
 }
 
@@ -186,7 +198,7 @@ void NSMutableDictionary::removeObjectForKey(std::string_view key) {
   entries_.erase(entries_.begin() + index);
   // Never so many more slots that to go through them costs more than to go through the entries.
   const bool isSmall = entries_.size() <= kSmall;
-  if (isSmall || entries_.size() * 16 < slots_.size()) rebuildSlots(slotsFor(entries_.size()));  // takes no memory
+  if (isSmall || entries_.size() * 16 < slots_.size()) shrinkSlots(slotsFor(entries_.size()));
 }
 
 void NSMutableDictionary::removeAllObjects() {

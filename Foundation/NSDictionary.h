@@ -74,9 +74,11 @@ class NSDictionary : public NSObject {
   void store(Ref<NSString> key, Value value);
   // How many slots a table takes that grows to so many entries.
   static std::size_t slotsFor(std::size_t count) noexcept;
-  // Fills a table of that size, or none; where there is no memory for it, the old one stays.
-  void rebuildSlots(std::size_t size);
-  void putSlot(std::uint32_t index) noexcept;
+  // Puts the entries into a larger table, or into none; where it raises, the old one stays.
+  void growSlots(std::size_t size);
+  // Puts them into a smaller one, or into none, which takes no memory.
+  void shrinkSlots(std::size_t size) noexcept;
+  void putSlot(std::vector<std::uint32_t>& slots, std::size_t index) const noexcept;
 
   Entries entries_;
   std::vector<std::uint32_t>

@@ -139,12 +139,20 @@ std::string expectedList() {
   return "NSArray of " + expectedClassName<Element>();
 }
 
-// An array or a set whose elements all convert; `append` takes them. Whether it is such a list.
-template <class Element, class Append>
-bool readElements(const Value& value, const Append& append) {
+// A table that grows moves all it holds at once, between two looks at the clock: its room is made before.
+template <class Container>
+void makeRoomIn(Container& container, std::size_t count) {
+  if constexpr (requires { container.bucket_count(); }) container.reserve(count);
+}
+
+// An array or a set whose elements all convert: `prepare` takes how many there are, `append` takes them. Whether it is
+// such a list.
+template <class Element, class Prepare, class Append>
+bool readElements(const Value& value, const Prepare& prepare, const Append& append) {
   const Value list = materialised<Element>(value);
   const std::vector<Value>* const elements = elementsIn(list);
   if (elements == nullptr) return false;
+  prepare(elements->size());
   ElementCounter work;
   for (std::size_t index = 0; index < elements->size(); ++index) {
     work.next();
@@ -180,7 +188,8 @@ struct ValueConversion<T> : ListToValue<T> {
       lookBeforeElement<T>();
       list->insert(list->end(), std::move(element));
     };
-    if (!readElements<Element>(value, append)) list.reset();
+    const auto prepare = [&](std::size_t count) { makeRoomIn(*list, count); };
+    if (!readElements<Element>(value, prepare, append)) list.reset();
     return list;
   }
 };
@@ -204,7 +213,10 @@ struct ValueConversion<std::array<Element, Count>> : ListToValue<std::array<Elem
       if (index < Count) (*array)[index] = std::move(element);
       ++index;
     };
-    if (!readElements<Element>(list, append) || index != Count) array.reset();
+    if (!readElements<Element>(
+            list, [](std::size_t) {}, append) ||
+        index != Count)
+      array.reset();
     return array;
   }
 };
@@ -260,6 +272,7 @@ struct ValueConversion<T> {
     const NSDictionary* const dictionary = dictionaryIn(entries);
     if (dictionary == nullptr) return {};
     std::optional<T> map(std::in_place);
+    makeRoomIn(*map, dictionary->count());
     ElementCounter work;
     for (std::size_t index = 0; index < dictionary->count(); ++index) {
       const NSDictionary::Entry entry = dictionary->entries()[index];  // held, as elements are

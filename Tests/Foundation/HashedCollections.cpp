@@ -1,11 +1,16 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <limits>
+#include <string>
+#include <utility>
 
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Foundation/NSKeyValueCoding.h"
 #include "Foundation/NSSet.h"
+#include "Foundation/NSString.h"
+#include "Foundation/WorkMeter.h"
 
 namespace tavlo::test {
 
@@ -27,6 +32,34 @@ class HashedObject final : public NSObject {
  private:
   std::function<void()> hashed_;
 };
+
+// An execution whose time is limited, and that is never over.
+class WatchedTime final : public WorkMeter {
+ public:
+  WatchedTime() {
+    granted_ = std::numeric_limits<std::int64_t>::max();
+    looksOften_ = true;
+  }
+  void lookAtTime() override {}
+  int looks() const { return looks_; }
+
+ private:
+  void refill() override { ++looks_; }
+  int looks_ = 0;
+};
+
+TEST(ADictionaryThatGrows, LooksAtTheClock) {
+  constexpr int kEntries = 100'000;
+  NSDictionary::Entries entries;
+  for (int number = 0; number < kEntries; ++number) {
+    entries.push_back({NSString::stringWithUTF8(std::to_string(number)), number});
+  }
+  WatchedTime time;
+  const WorkMeter::Scope scope(time);
+  const Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionaryWithDistinctEntries(std::move(entries));
+  EXPECT_GE(time.looks(), kEntries / 10'000);
+  EXPECT_EQ(dictionary->find("99999")->intValue(), 99'999);
+}
 
 TEST(ListsThatChange, AreHashedAsFarAsTheyGo) {
   const Ref<NSMutableArray> list = NSMutableArray::array();

@@ -114,6 +114,24 @@ TEST(ConvertedLists, HoldNullWhereAnElementIsMissing) {
   EXPECT_EQ(lineOf(valueOf(std::vector<Value>{1, Value()})), "( 1, <null> )");
 }
 
+// Tables that say how much room was made for them.
+template <class Table>
+struct RoomyTable : Table {
+  void reserve(std::size_t count) {
+    room = count;
+    Table::reserve(count);
+  }
+  std::size_t room = 0;
+};
+
+// Where a table grows, it moves all that it holds at once.
+TEST(ValueConversion, MakesTheRoomOfATableBeforeItFillsIt) {
+  const Value list = NSArray::arrayWithObjects({"a", "b", "c"});
+  EXPECT_EQ(objectOf<RoomyTable<std::unordered_set<std::string>>>(list).room, 3U);
+  const Value dictionary = NSDictionary::dictionaryWithEntries({{"a", 1}, {"b", 2}});
+  EXPECT_EQ((objectOf<RoomyTable<std::unordered_map<std::string, int>>>(dictionary).room), 2U);
+}
+
 TEST(ConvertedLists, AreReadFromArraysAndSets) {
   const Value array = NSArray::arrayWithObjects({3, 1.5, Value::null()});
   EXPECT_EQ(objectOf<std::vector<int>>(array), (std::vector<int>{3, 1, 0}));
