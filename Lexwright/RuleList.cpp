@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "Foundation/NSException.h"
+#include "Foundation/Utf8.h"
 
 namespace tavlo {
 
@@ -39,6 +40,21 @@ void RuleList::rebuild() {
   firstCandidate_.back() = static_cast<std::uint32_t>(candidates_.size());
   findStops();
   setOnlyOpening();
+}
+
+void RuleList::requirePart(const RuleMatch& match, std::uint32_t at, std::string_view text) {
+  if (match.end <= at) return;  // none
+  const auto isBetweenCharacters = [text](std::uint32_t place) {
+    return place >= text.size() || !isContinuation(text[place]);
+  };
+  const bool isOrdered = at <= match.tokenStart && match.tokenStart <= match.tokenEnd && match.tokenEnd <= match.end;
+  if (isOrdered && match.end <= text.size() && isBetweenCharacters(match.tokenStart) &&
+      isBetweenCharacters(match.tokenEnd) && isBetweenCharacters(match.end)) {
+    return;
+  }
+  NSException::raise(NSRangeException,
+                     "A rule's match at byte %d up to %d, with a token from %d to %d, is no part of a text of %d bytes",
+                     at, match.end, match.tokenStart, match.tokenEnd, text.size());
 }
 
 // A rule that only skips is not needed where the one that is asked behind it skips the same character by character.

@@ -21,7 +21,8 @@ class RuleList {
 
   const std::vector<Ref<KorScannerRule>>& rules() const noexcept { return rules_; }
 
-  // The first rule that matches at `at`, which is before the end; null where none does.
+  // The first rule that matches at `at`, which is before the end; null where none does. Raises `NSRangeException` where
+  // a rule of the host's matches what is no part of the text in whole characters.
   [[gnu::always_inline]] const KorScannerRule* firstMatch(ScanContext& context, std::string_view text, std::uint32_t at,
                                                           RuleMatch& match) const {
     const auto byte = static_cast<unsigned char>(text[at]);
@@ -30,7 +31,11 @@ class RuleList {
       if (candidate.recogniser != nullptr && context.usesRecognisers()) [[likely]] {
         const std::uint32_t end = candidate.recogniser(text, at, context.nobodysMemo());
         match = {end, at, end};
-      } else if (!candidate.rule->match(context, at, match)) {
+        if (end > text.size()) [[unlikely]]
+          requirePart(match, at, text);
+      } else if (candidate.rule->match(context, at, match)) {
+        requirePart(match, at, text);
+      } else {
         continue;
       }
       if (match.end > at) return candidate.rule;
@@ -51,6 +56,7 @@ class RuleList {
     KorScannerRule::Recogniser recogniser;  // the rule's; null where it has none
   };
 
+  static void requirePart(const RuleMatch& match, std::uint32_t at, std::string_view text);
   void rebuild();
   bool isNeedless(std::size_t index) const;
   void findStops();

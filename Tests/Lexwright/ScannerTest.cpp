@@ -331,6 +331,31 @@ TEST(RuleList, PassesNothingThatARuleSkipsButDoesNotBeginWith) {
       0U);
 }
 
+// A host's rule that matches what it is told.
+class ToldRule final : public KorScannerRule {
+ public:
+  explicit ToldRule(RuleMatch told) : KorScannerRule(nullptr), told_(told) {}
+
+  bool match(ScanContext& /*context*/, std::uint32_t /*at*/, RuleMatch& match) const override {
+    match = told_;
+    return true;
+  }
+  const char* className() const override { return "ToldRule"; }
+
+ private:
+  RuleMatch told_;
+};
+
+TEST(RuleList, RefusesMatchesThatAreNoPartOfTheText) {
+  const std::string text = "\u00e9ab";
+  for (const RuleMatch match : {RuleMatch{5, 0, 4}, {1, 0, 1}, {4, 1, 4}, {4, 0, 1}, {2, 0, 4}, {4, 3, 2}}) {
+    EXPECT_EQ(raised([&] { (void)tokensOf(text, {makeRef<ToldRule>(match)}); }),
+              "NSRangeException: A rule's match at byte 0 up to " + std::to_string(match.end) + ", with a token from " +
+                  std::to_string(match.tokenStart) + " to " + std::to_string(match.tokenEnd) +
+                  ", is no part of a text of 4 bytes");
+  }
+}
+
 // Without a rule that takes what is left, a byte is passed over only by those that skip.
 TEST(RuleList, StopsWhereARuleMakesTokensOrNoneMatches) {
   const Rules rules = {KorWhitespaceRule::rule(),
