@@ -116,8 +116,11 @@ int OutputFile::descriptor() const noexcept {
 bool OutputFile::replacesSameFileAs(const OutputFile& other) const {
   if (!replacement_.has_value() || !other.replacement_.has_value()) return false;
   std::error_code error;  // with an empty path: nobody knows the file then
-  const std::filesystem::path path = std::filesystem::weakly_canonical(path_, error);
-  return !path.empty() && path == std::filesystem::weakly_canonical(other.path_, error);
+  const auto whole = [&error](const std::filesystem::path& path) {
+    return std::filesystem::weakly_canonical(std::filesystem::absolute(path, error), error);
+  };
+  const std::filesystem::path path = whole(path_);
+  return !path.empty() && path == whole(other.path_);
 }
 
 void OutputFile::keep() {

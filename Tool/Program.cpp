@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <new>
 #include <string>
@@ -29,8 +30,41 @@ void occupyStandardStreams() {
   }
 }
 
+// While the arguments are parsed: the library for that copies some of them in functions that may not throw. Where there
+// is no memory for a copy, the program ends as it does wherever memory runs out.
+class ParsingOutOfMemory {
+ public:
+  explicit ParsingOutOfMemory(const Diagnostics& diagnostics) noexcept : ending_(std::set_terminate(end)) {
+    diagnostics_ = &diagnostics;
+  }
+  ParsingOutOfMemory(const ParsingOutOfMemory&) = delete;
+  ParsingOutOfMemory& operator=(const ParsingOutOfMemory&) = delete;
+  ~ParsingOutOfMemory() { std::set_terminate(ending_); }
+
+ private:
+  [[noreturn]] static void end() noexcept {
+    try {
+      if (std::current_exception() != nullptr) std::rethrow_exception(std::current_exception());
+    } catch (const std::bad_alloc&) {
+      diagnostics_->writeOutOfMemory();
+      ::_exit(static_cast<int>(ExitStatus::Unusable));
+    } catch (...) {
+      std::abort();
+    }
+    std::abort();
+  }
+
+  static inline const Diagnostics* diagnostics_ = nullptr;
+  std::terminate_handler ending_;
+};
+
+CommandLine parsed(const std::vector<std::string>& arguments, const Diagnostics& diagnostics) {
+  const ParsingOutOfMemory watch(diagnostics);
+  return CommandLine::parse(arguments);
+}
+
 void run(const std::vector<std::string>& arguments, const Diagnostics& diagnostics) {
-  const CommandLine commandLine = CommandLine::parse(arguments);
+  const CommandLine commandLine = parsed(arguments, diagnostics);
   if (!commandLine.information.has_value()) return render(commandLine.render, diagnostics);
   const Ref<KorTemplateStream> output = KorTemplateFileDescriptorStream::streamWithDescriptor(STDOUT_FILENO);
   try {

@@ -114,8 +114,19 @@ class Account {
     if (profile_ == nullptr) return;
     const bool isWritten = writeAll(profileFile_->descriptor(), profile_->foldedStacks());
     // Where nobody reads it any more, that is no failure of what was rendered.
-    if (!isWritten && errno != EPIPE) raiseUndelivered(errno, profileFile_->name());
+    if (!isWritten && errno != EPIPE) {
+      throw Failure::ofOutput(profileFile_->name(), "The profile cannot be written: " + textOfSystemError(errno));
+    }
     profileFile_->keep();
+  }
+
+  // The same where something has failed already, which is what the program ends with.
+  void tellBehindFailure(const KorTemplateEnvironment& environment) {
+    try {
+      tell(environment);
+    } catch (const Failure& failure) {
+      diagnostics_.writeFailure(failure);
+    }
   }
 
  private:
@@ -150,7 +161,7 @@ void render(const RenderOptions& options, const Diagnostics& diagnostics) {
     execute(compiled, *environment, options.templateFile, output);
   } catch (...) {  // a failure, or nobody reads the text any more
     account.endPart(&Statistics::render);
-    account.tell(*environment);
+    account.tellBehindFailure(*environment);
     throw;
   }
   account.endPart(&Statistics::render);

@@ -5,9 +5,11 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -152,6 +154,35 @@ TEST(AllocationFailures, EndTheProgramAndNoMore) {
     FailingWork(row.what, 7).check([&](std::int64_t count, Failing failing) { return attempt(count, failing); });
     if (HasFailure()) return;
   }
+}
+
+// The status of the program in a process of its own, where the allocation behind so many fails; nothing where it ends
+// otherwise. Adds kAllSucceeded where it makes no more.
+constexpr int kAllSucceeded = 64;
+std::optional<int> statusWithoutMemory(std::vector<char*>& argv, std::int64_t count) {
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const int nowhere = ::open("/dev/null", O_WRONLY);
+    ::dup2(nowhere, STDERR_FILENO);
+    const FailingMemory memory(count, Failing::Once);
+    const int status = runProgram(static_cast<int>(argv.size()) - 1, argv.data());
+    ::_exit(FailingMemory::hasFailed() ? status : status + kAllSucceeded);
+  }
+  int status = 0;
+  if (child < 0 || ::waitpid(child, &status, 0) != child || !WIFEXITED(status)) return {};
+  return WEXITSTATUS(status);
+}
+
+// The library of options copies what may be a command where it may not fail.
+TEST(AllocationFailures, EndTheProgramAlsoWhereItTakesItsArguments) {
+  std::vector<std::string> arguments = {"tavlo", "render", "template", std::string(40, 'y'), std::string(2'000, 'x')};
+  std::vector<char*> argv;
+  for (std::string& argument : arguments) argv.push_back(argument.data());
+  argv.push_back(nullptr);
+  constexpr int kUsage = 2;
+  std::optional<int> status = kUsage;
+  for (std::int64_t count = 0; status == kUsage; ++count) status = statusWithoutMemory(argv, count);
+  EXPECT_EQ(status, kUsage + kAllSucceeded);
 }
 
 }  // namespace

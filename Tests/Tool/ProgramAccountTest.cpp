@@ -188,6 +188,27 @@ TEST(ProgramProfile, IsRefusedWhereTheTextGoes) {
   }
 }
 
+TEST(ProgramProfile, IsRefusedWhereTheTextMakesANewFile) {
+  const WorkFolder folder;
+  folder.write("page", "a");
+  for (const std::string& name : {std::string("./out"), folder.path("out"), std::string("out")}) {
+    ProgramRun run(folder, {"render", "page", "-o", "out", "--profile", name});
+    EXPECT_EQ(run.status(), 2) << name;
+    EXPECT_EQ(run.errors(), name + ": output: The profile and the text cannot be written to one file\n");
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"page"}) << name;
+  }
+}
+
+TEST(ProgramProfile, ThatCannotBeWrittenHidesNoFailure) {
+  const WorkFolder folder;
+  folder.write("page", "a<? 1 / 0 ?>");
+  ProgramRun run(folder, {"render", "page", "--profile", "/dev/full"});
+  EXPECT_EQ(run.status(), 1);
+  EXPECT_EQ(run.output(), "a");
+  EXPECT_THAT(run.errors(), testing::StartsWith("/dev/full: output: The profile cannot be written: "));
+  EXPECT_THAT(run.errors(), testing::HasSubstr("page:1:2: NSGenericException: Divide by zero"));
+}
+
 TEST(ProgramProfile, IsRefusedWhereItCannotBeWritten) {
   const WorkFolder folder;
   folder.write("page", "a");
