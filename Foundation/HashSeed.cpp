@@ -1,6 +1,8 @@
 #include "Foundation/HashSeed.h"
 
 #include <sys/random.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstddef>
@@ -36,7 +38,8 @@ std::uint64_t nextNumber(std::uint64_t& state) noexcept {
 
 HashSeed HashSeed::random() noexcept {
   HashSeed seed = {};
-  if (::getrandom(&seed, sizeof seed, GRND_NONBLOCK) == static_cast<ssize_t>(sizeof seed)) return seed;
+  // Not by the C library's function, where a thread may be cancelled.
+  if (::syscall(SYS_getrandom, &seed, sizeof seed, GRND_NONBLOCK) == static_cast<long>(sizeof seed)) return seed;
   return drawnFrom(numberOfTheMoment());
 }
 

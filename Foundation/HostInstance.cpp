@@ -64,7 +64,10 @@ std::shared_ptr<const void> HostInstance::ownerOfBoth(std::shared_ptr<const void
 
 bool HostInstance::canShareOwner(const std::shared_ptr<const void>& owner) noexcept {
   const std::shared_ptr<const void>* innermost = &owner;
-  while (const ReleaseBoth* const both = std::get_deleter<ReleaseBoth>(*innermost)) innermost = &both->referredTo;
+  while (const ReleaseBoth* const both = std::get_deleter<ReleaseBoth>(*innermost)) {
+    if (!canShareOwner(both->kept)) return false;
+    innermost = &both->referredTo;
+  }
   const Release* const release = std::get_deleter<Release>(*innermost);
   return release == nullptr || release->holder->isShared();
 }

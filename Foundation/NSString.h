@@ -23,7 +23,7 @@ struct CountedText {
   // NOLINTNEXTLINE(google-explicit-constructor): implicit on purpose, counts a text where one is asked for
   CountedText(std::string_view uncounted) noexcept : text(uncounted), length(utf16Length(uncounted)) {}
   template <TextLike T>
-  CountedText(const T& uncounted) noexcept  // NOLINT(google-explicit-constructor): the same
+  CountedText(const T& uncounted)  // NOLINT(google-explicit-constructor): the same, by a host's conversion perhaps
       : CountedText(std::string_view(uncounted)) {}
 
   std::string_view text;

@@ -606,6 +606,33 @@ void describeHostClass(HostClass<PartMaker>& maker) {
       .property("unique", [](const PartMaker& it) { return std::make_unique<CountedPart>(*it.alive); });
 }
 
+// Counted plainly, and kept by a pointer to what is a part of it.
+class PlainPart final : public DescribedObject<PlainPart> {
+ public:
+  std::vector<int> numbers = {1, 2};
+  std::span<int> view{numbers};
+};
+void describeHostClass(HostClass<PlainPart>& part) {
+  part.name("PlainPart");
+}
+struct PartLender {
+  Ref<PlainPart> part = makeRef<PlainPart>();
+};
+void describeHostClass(HostClass<PartLender>& lender) {
+  lender.name("PartLender")
+      .property("view",
+                [](const PartLender& it) {
+                  const std::shared_ptr<PlainPart> owner = hostOwner<PlainPart>(Value(it.part));
+                  return std::shared_ptr<std::span<int>>(owner, &owner->view);
+                })
+      .canBeShared();
+}
+
+TEST(DescribedObject, ThatCountsPlainlyIsNotSharedByAPartOfIt) {
+  const Value lender = hostShared(std::make_shared<PartLender>());
+  EXPECT_EQ(raisedName([&] { read(lender, "view").share(); }), "NSInvalidArgumentException");
+}
+
 TEST(DescribedObject, IsKeptByTheSmartPointerThatAGetterAnswers) {
   int alive = 0;
   PartMaker maker{&alive};

@@ -1,7 +1,9 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <stdexcept>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "Foundation/NSKeyValueCoding.h"
@@ -96,6 +98,17 @@ TEST(NSString, RefusesALoneSurrogate) {
               std::string("NSInvalidArgumentException: Text has a lone surrogate at unit ") + row.unit)
         << row.what;
   }
+}
+
+// A host's type that is a text, where it is one.
+struct UnreadableText {
+  operator std::string_view() const {  // NOLINT(google-explicit-constructor): what makes it a text
+    throw std::runtime_error("unreadable");
+  }
+};
+
+TEST(NSString, PassesOnWhatATextOfTheHostsRaises) {
+  EXPECT_THROW((void)NSString::stringByJoining("a", UnreadableText()), std::runtime_error);
 }
 
 TEST(NSString, RefusesBytesThatAreNoUTF8) {
