@@ -28,6 +28,20 @@ class ArgumentStorage {
     segments_[segment_].used -= count;
   }
 
+  // Where all room has been given back, lets go of what is more than a little.
+  void trim() noexcept {
+    constexpr std::size_t kMostKept = 4096;
+    std::size_t values = 0;
+    std::size_t kept = 0;
+    for (const Segment& segment : segments_) {
+      if (segment.used > 0) return;
+      values += segment.size;
+      if (values <= kMostKept) ++kept;
+    }
+    segments_.resize(kept);
+    segment_ = 0;
+  }
+
  private:
   struct Segment {
     std::unique_ptr<Value[]> values;

@@ -449,15 +449,16 @@ bool KorTemplateBinaryExpression::isLongChain(const KorTemplateEnvironment& envi
 // The strings and numbers that a chain of additions joins to one text, where all of them live somewhere.
 class KorTemplateBinaryExpression::QuietParts {
  public:
-  // False for a chain that is none of that kind.
-  bool find(const KorTemplateBinaryExpression& last, const KorTemplateEnvironment& environment) {
+  // False for a chain that is none of that kind, as far as `peek` finds the values.
+  template <class Peek>
+  bool find(const KorTemplateBinaryExpression& last, const KorTemplateEnvironment& environment, const Peek& peek) {
     const KorTemplateBinaryExpression* first = &last;
     for (const KorTemplateBinaryExpression* node = &last; node != nullptr; node = node->leftChain()) {
       const bool isJoined = node->op_ == KorTemplateOperatorAdd && count_ + 2 <= kMost;
-      if (!isJoined || !add(peekExpression(*node->rightOperand_, environment))) return false;
+      if (!isJoined || !add(peek(*node->rightOperand_, environment))) return false;
       first = node;
     }
-    if (!add(peekExpression(*first->leftOperand_, environment))) return false;
+    if (!add(peek(*first->leftOperand_, environment))) return false;
     const bool isSum = parts_[count_ - 1].isNumber() && parts_[count_ - 2].isNumber();
     return !isSum && size_ <= environment.limitsInForce().stringLength;
   }
@@ -488,9 +489,11 @@ class KorTemplateBinaryExpression::QuietParts {
 
 bool KorTemplateBinaryExpression::appendQuietly(KorTemplateEnvironment& environment, TextBuffer& text) const {
   QuietParts parts;
-  if (!parts.find(*this, environment)) return false;
-  const std::size_t room = std::min(text.capacity() - text.size(), KorTemplateEnvironment::kLongText - 1);
+  if (!parts.find(*this, environment, peekQuickly)) return false;
+  // No work on a text that counts: making it elsewhere would count that too.
+  const std::size_t room = std::min(text.capacity() - text.size(), WorkMeter::kBytesOfStep - 1);
   if (parts.size() > room) return false;
+  environment.step();
   parts.forEach([&](RawValue part) { environment.appendOutput(part, text); });
   return true;
 }
@@ -498,7 +501,7 @@ bool KorTemplateBinaryExpression::appendQuietly(KorTemplateEnvironment& environm
 // The same as a string of its own; nothing for every other value.
 RawValue KorTemplateBinaryExpression::joinQuietly(const KorTemplateEnvironment& environment) const {
   QuietParts parts;
-  if (!parts.find(*this, environment)) return RawValue::nothing();
+  if (!parts.find(*this, environment, peekExpression)) return RawValue::nothing();
   countWorkOnText(parts.size());
   const auto write = [&parts](char* out, std::uint32_t& length) {
     parts.forEach([&](RawValue part) {
@@ -542,6 +545,7 @@ RawValue KorTemplateBinaryExpression::evaluateChain(KorTemplateEnvironment& envi
     const KorTemplateBinaryExpression& node = index > kShort ? *longChain[index - 1 - kShort] : *shortChain[index - 1];
     if (index == length) value = node.leftValue(environment);
     value = Value::adopt(node.combine(std::move(value), environment));
+    environment.countSteps(0);  // looks where finding the operands took the steps that there were
   }
   return value.leak();
 }

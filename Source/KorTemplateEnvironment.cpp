@@ -135,16 +135,16 @@ void KorTemplateEnvironment::writeOutput(RawValue value) {
 void KorTemplateEnvironment::writeText(std::string_view text) {
   TextBuffer* const buffer = text.size() < kLongText ? outputText() : nullptr;
   if (buffer == nullptr) return writeToStream(text);
-  buffer->append(text);
   countBytes(text.size());
+  buffer->append(text);
 }
 
 void KorTemplateEnvironment::writeLentText(std::string_view text) {
   constexpr std::size_t kMostKept = std::size_t{64} * 1024;
   TextBuffer* const buffer = text.size() < kLongText ? outputText() : nullptr;
   if (buffer != nullptr) {
-    buffer->append(text);
-    return countBytes(text.size());
+    countBytes(text.size());
+    return buffer->append(text);
   }
   std::string copy = std::exchange(lentText_, {});  // a stream may write while it is written to
   copy = text;
@@ -340,6 +340,7 @@ void KorTemplateEnvironment::endExecution(const KorTemplateStatement* outer) noe
   statement_ = outer;  // what ran on this level may be gone with its template
   if (--executionDepth_ > 0) return;
   if (stack_ != nullptr) stack_->trimSpareFrames();
+  argumentStorage_.trim();
   meter_.end();
   limitTrace_ = nullptr;
   deliveredStreams_ = 0;
@@ -366,6 +367,7 @@ void KorTemplateEnvironment::leave() {
   if (hasReachedLimit()) [[unlikely]]
     raiseReachedLimit();
   if (executionDepth_ > 1) return;
+  countSteps(0);  // looks where the last look-up took the steps that there were
   std::size_t left = mostToDeliver();
   deliverOutput(left, MayEnd::Yes);
 }

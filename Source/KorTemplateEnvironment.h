@@ -148,10 +148,14 @@ class KorTemplateEnvironment final : public NSObject {
   // What the engine's nodes use while a template runs.
 
   // The value of a variable where it lives, good until a variable changes or other code runs; null where there is none.
+  // The look-up counts; or it leaves in `steps` what it counts.
   const Value* findVariable(const Name& name) const noexcept {
     const KorTemplateStackFrame* frame = stack_ == nullptr ? nullptr : stack_->current();
-    const Value* const value = frame == nullptr ? nullptr : frame->find(name);
-    return value != nullptr || layer_ == nullptr ? value : layer_->findVariable(name);
+    return orOfLayer(frame == nullptr ? nullptr : frame->find(name), name);
+  }
+  const Value* findVariable(const Name& name, std::size_t& steps) const noexcept {
+    const KorTemplateStackFrame* frame = stack_ == nullptr ? nullptr : stack_->current();
+    return orOfLayer(frame == nullptr ? nullptr : frame->find(name, steps), name);
   }
   // The same without any call; false where that does not suffice.
   [[gnu::always_inline]] bool findVariableQuickly(const Name& name, const Value*& value) const noexcept {
@@ -192,8 +196,8 @@ class KorTemplateEnvironment final : public NSObject {
     const auto& string = static_cast<const NSString&>(*value.payload.object);
     if (string.byteLength() >= kLongText) [[unlikely]]
       return false;
-    text.append(string.view());
     countBytes(string.byteLength());
+    text.append(string.view());
     return true;
   }
   // Writes the text of one output statement; the value may be lent, and is not the null object.
@@ -297,6 +301,10 @@ class KorTemplateEnvironment final : public NSObject {
   }
 
  private:
+  const Value* orOfLayer(const Value* value, const Name& name) const noexcept {
+    return value != nullptr || layer_ == nullptr ? value : layer_->findVariable(name);
+  }
+
   // One level of executions inside one another.
   class Entry {
    public:

@@ -47,7 +47,7 @@ void KorTemplateOutputStatement::setExpression(const Ref<KorTemplateExpression>&
     return;
   }
   const Ref<KorTemplateExpression> kept = value;  // it may be the literal that is let go of
-  dropText();
+  const Ref<KorTemplateExpression> literal = dropText();
   std::construct_at(&expression_, kept);
   textLength_.store(kNoText, std::memory_order_relaxed);
 }
@@ -80,12 +80,13 @@ const Ref<KorTemplateExpression>& KorTemplateOutputStatement::madeLiteral() cons
   return literal;
 }
 
-void KorTemplateOutputStatement::dropMadeLiteral() noexcept {
+// Absent where none was made.
+Ref<KorTemplateExpression> KorTemplateOutputStatement::takeMadeLiteral() noexcept {
   MadeLiterals& made = madeLiterals();
-  decltype(made.ofStatements)::node_type dropped;  // let go of behind the lock: it may hold other statements
   const std::lock_guard lock(made.mutex);
-  dropped = made.ofStatements.extract(this);
+  const auto taken = made.ofStatements.extract(this);
   madeLiterals_.store(made.ofStatements.size(), std::memory_order_relaxed);
+  return taken.empty() ? nullptr : std::move(taken.mapped());
 }
 
 void KorTemplateOutputStatement::executeWithEnvironment(KorTemplateEnvironment* environment) {

@@ -34,7 +34,7 @@ class KorTemplateOutputStatement final : public KorTemplateStatement {
 
   ~KorTemplateOutputStatement() override {
     if (hasText()) {
-      dropText();
+      (void)dropText();
     } else {
       std::destroy_at(&expression_);
     }
@@ -58,8 +58,8 @@ class KorTemplateOutputStatement final : public KorTemplateStatement {
     const std::string_view literal(textStart(), length & ~kPadded);
     if (literal.size() >= KorTemplateEnvironment::kLongText) [[unlikely]]
       return false;
-    text.append(literal);
     environment.countBytes(literal.size());
+    text.append(literal);
     return true;
   }
   Ref<KorTemplateStatement> copyWithZone(NSZone* zone = nullptr) const override;
@@ -78,7 +78,7 @@ class KorTemplateOutputStatement final : public KorTemplateStatement {
     if (expression_->kind() == kBinaryKind) {
       return static_cast<const KorTemplateBinaryExpression&>(*expression_).appendQuietly(environment, text);
     }
-    const RawValue value = peekExpression(*expression_, environment);
+    const RawValue value = peekQuickly(*expression_, environment);
     return environment.appendOutput(value, text) || value.kind() == ValueKind::Null;
   }
 
@@ -86,11 +86,14 @@ class KorTemplateOutputStatement final : public KorTemplateStatement {
   bool hasText() const noexcept { return textLength() != kNoText; }
   const char* textStart() const noexcept { return template_->characters() + textOffset_; }
   const Ref<KorTemplateExpression>& madeLiteral() const;
-  void dropMadeLiteral() noexcept;
-  void dropText() noexcept {
+  Ref<KorTemplateExpression> takeMadeLiteral() noexcept;
+  // Hands out the literal that was made, for who lets go of it last: its end may run this statement.
+  Ref<KorTemplateExpression> dropText() noexcept {
+    Ref<KorTemplateExpression> literal;
     if (madeLiterals_.load(std::memory_order_relaxed) != 0) [[unlikely]]
-      dropMadeLiteral();
+      literal = takeMadeLiteral();
     std::destroy_at(&template_);
+    return literal;
   }
 
   // How many literals have been made, for the few statements over a text that were asked for theirs.

@@ -25,9 +25,9 @@ class KorTemplateReturnStatement final : public KorTemplateStatement {
   // Raises a `KorTemplateReturnIndication`; for an absent value the failed check "returnValue != nil" instead.
   void executeWithEnvironment(KorTemplateEnvironment* environment) override;
   Completion execute(KorTemplateEnvironment& environment) override;
-  // The same where the value lives somewhere; otherwise the answer is that it went on, and nothing is done.
+  // The same where the value lives somewhere near; otherwise the answer is that it went on, and nothing is done.
   Completion executeQuietly(KorTemplateEnvironment& environment) const {
-    const RawValue value = expression_ == nullptr ? RawValue::nothing() : peekExpression(*expression_, environment);
+    const RawValue value = expression_ == nullptr ? RawValue::nothing() : peekQuickly(*expression_, environment);
     if (value.isNothing() || value.kind() == ValueKind::Absent) return Completion::wentOn();
     return Completion::returned(Value::retaining(value).leak());
   }

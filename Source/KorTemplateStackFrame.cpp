@@ -86,7 +86,7 @@ KorTemplateStackFrame* KorTemplateStackFrame::findNextWithVariables() const noex
 }
 
 // NOLINTNEXTLINE(readability-function-cognitive-complexity): one walk, and what it leaves behind for later ones
-const Value* KorTemplateStackFrame::findInLongChain(const Name& name) const noexcept {
+const Value* KorTemplateStackFrame::findInLongChain(const Name& name, std::size_t& steps) const noexcept {
   const std::uint64_t bit = NameMap<Value>::bitOf(name);
   CycleWatch watch;
   const Value* value = nullptr;
@@ -113,17 +113,26 @@ const Value* KorTemplateStackFrame::findInLongChain(const Name& name) const noex
     frame = frame->nextWithVariables();
   }
   if (frame == nullptr && landmark != nullptr) landmark->jump_ = {nullptr, bits, landmark->scope_, linkChanges()};
-  countLookup(frame, frames - 1);
+  steps = stepsOfLookup(frame, frames - 1);
   return value;
 }
 
-// Counts a lookup that ended at the frame, or behind the last one, by the frames that lie between: how many of them it
+const Value* KorTemplateStackFrame::findInLongChain(const Name& name) const noexcept {
+  std::size_t steps = 0;
+  const Value* const value = findInLongChain(name, steps);
+  countLookup(steps);
+  return value;
+}
+
+// A lookup that ended at the frame, or behind the last one, counts by the frames that lie between: how many of them it
 // visits depends on what earlier ones have left behind, and no two runs are alike in that. Links that are set by hand
 // may tell of fewer frames than there are.
-void KorTemplateStackFrame::countLookup(const KorTemplateStackFrame* end, std::size_t visited) const noexcept {
+std::size_t KorTemplateStackFrame::stepsOfLookup(const KorTemplateStackFrame* end, std::size_t visited) const noexcept {
   const std::size_t below = end == nullptr ? 0 : std::min(end->depth_, depth_);
-  const std::size_t steps = std::max<std::size_t>(visited, depth_ - below) / kFramesOfStep;
-  if (steps == 0) return;
+  return std::max<std::size_t>(visited, depth_ - below) / kFramesOfStep;
+}
+
+void KorTemplateStackFrame::countSteps(std::size_t steps) noexcept {
   if (WorkMeter* const meter = WorkMeter::ofThread()) meter->countLater(steps);
 }
 

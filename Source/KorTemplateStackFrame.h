@@ -57,6 +57,15 @@ class KorTemplateStackFrame final : public NSObject {
     const Value* value = nullptr;
     return findQuickly(name, value) ? value : findInLongChain(name);
   }
+  // The same where the look-up does not count yet, but leaves in `steps` what it is to count if it was the last one.
+  const Value* find(const Name& name, std::size_t& steps) const noexcept {
+    const Value* value = nullptr;
+    return findQuickly(name, value) ? value : findInLongChain(name, steps);
+  }
+  static void countLookup(std::size_t steps) noexcept {
+    if (steps > 0) [[unlikely]]
+      countSteps(steps);
+  }
   // The same without any call; false where that does not suffice, or is work that counts.
   [[gnu::always_inline]] bool findQuickly(const Name& name, const Value*& value) const noexcept {
     if (!localVariables_.findQuickly(name, value)) return false;
@@ -188,7 +197,9 @@ class KorTemplateStackFrame final : public NSObject {
     nearAt_ = depth_ - below < kFramesOfStep / kFewFrames ? cachedAt_ : UINT64_MAX;
   }
   const Value* findInLongChain(const Name& name) const noexcept;
-  void countLookup(const KorTemplateStackFrame* end, std::size_t visited) const noexcept;
+  const Value* findInLongChain(const Name& name, std::size_t& steps) const noexcept;
+  std::size_t stepsOfLookup(const KorTemplateStackFrame* end, std::size_t visited) const noexcept;
+  static void countSteps(std::size_t steps) noexcept;
   bool hasChildren() const noexcept { return children_ != 0; }
   // Another thread may let go of a shared object at any moment, and leave its end to this one.
   static bool endsQuietly(const Value& value) noexcept {

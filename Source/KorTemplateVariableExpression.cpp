@@ -45,7 +45,9 @@ KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& variabl
 }
 
 KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& rootName, const Ref<NSString>& keyPath)
-    : KorTemplateExpression(kVariableKind), flags_(IsPath), name_(rootName), path_(keyPath) {}
+    : KorTemplateExpression(kVariableKind), flags_(IsPath), name_(rootName), path_(keyPath) {
+  requireParameter(!rootName.isAbsent(), "rootName != nil");
+}
 
 KorTemplateVariableExpression::KorTemplateVariableExpression(const Name& variable)
     : KorTemplateExpression(kVariableKind) {
@@ -107,9 +109,21 @@ void KorTemplateVariableExpression::dropWholeName() noexcept {
 RawValue KorTemplateVariableExpression::peekPath(const KorTemplateEnvironment& environment) const noexcept {
   if (!hasKeyPath()) [[unlikely]]
     return peekNamed(wholeName(), environment);
-  const Value* root = environment.findVariable(name_);
-  if (root == nullptr) return environment.undefinedVariable();
-  const Value* found = path_.peek(root->peek());
+  std::size_t steps = 0;
+  const Value* root = environment.findVariable(name_, steps);
+  const RawValue found = root == nullptr ? environment.undefinedVariable() : peekFrom(*root);
+  if (!found.isNothing()) KorTemplateStackFrame::countLookup(steps);  // otherwise it is looked up again
+  return found;
+}
+
+RawValue KorTemplateVariableExpression::peekPathQuickly(const KorTemplateEnvironment& environment) const noexcept {
+  const Value* root = nullptr;
+  if (asksHost() || !hasKeyPath() || !environment.findVariableQuickly(name_, root)) return RawValue::nothing();
+  return root == nullptr ? RawValue::nothing() : peekFrom(*root);
+}
+
+RawValue KorTemplateVariableExpression::peekFrom(const Value& root) const noexcept {
+  const Value* const found = path_.peek(root.peek());
   return found == nullptr ? RawValue::nothing() : found->peek();
 }
 

@@ -65,6 +65,13 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
     return asksHost() ? RawValue::nothing() : peekPath(environment);
   }
 
+  // The same for a value that is near, whose look-up counts nowhere; nothing for every other one.
+  [[gnu::always_inline]] RawValue peekQuickly(const KorTemplateEnvironment& environment) const noexcept {
+    if (!isPlain()) return peekPathQuickly(environment);
+    const Value* found = nullptr;
+    return environment.findVariableQuickly(name_, found) && found != nullptr ? found->peek() : RawValue::nothing();
+  }
+
   // The same in two steps for who writes the value of a key path at once: the value of its root, lent, or null where
   // there is none; and what the path leads to from there, never absent. `holder`, the root at first, becomes what the
   // last key was asked of, and a text may be lent for as long as that lives.
@@ -83,6 +90,8 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   RawValue evaluateAnew(KorTemplateEnvironment& environment) const;
   RawValue evaluateObserved(KorTemplateEnvironment& environment) const;
   RawValue peekPath(const KorTemplateEnvironment& environment) const noexcept;
+  RawValue peekPathQuickly(const KorTemplateEnvironment& environment) const noexcept;
+  RawValue peekFrom(const Value& root) const noexcept;
   // Never absent; the caller adopts it.
   static RawValue valueAtPath(const NSKeyPath& path, const Value& root);
   // The same where the root is an object of a host's class.

@@ -21,6 +21,16 @@ inline RawValue peekExpression(const KorTemplateExpression& expression,
   return static_cast<const KorTemplateLiteralExpression&>(expression).literal().peek();
 }
 
+// The same where that takes no look-up that counts, which is done in one scope more or less alike; nothing otherwise.
+[[gnu::always_inline]] inline RawValue peekQuickly(const KorTemplateExpression& expression,
+                                                   const KorTemplateEnvironment& environment) noexcept {
+  if (expression.kind() == kVariableKind) {
+    return static_cast<const KorTemplateVariableExpression&>(expression).peekQuickly(environment);
+  }
+  if (expression.kind() != kLiteralKind) return RawValue::nothing();
+  return static_cast<const KorTemplateLiteralExpression&>(expression).literal().peek();
+}
+
 // The value of an expression, without a virtual call for an operator.
 inline RawValue evaluateExpression(KorTemplateExpression& expression, KorTemplateEnvironment& environment) {
   return expression.kind() == kBinaryKind ? static_cast<KorTemplateBinaryExpression&>(expression).evaluate(environment)

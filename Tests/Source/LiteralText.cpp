@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -132,6 +133,27 @@ TEST(LiteralText, MayEndWithinTheEndOfAnotherOne) {
       .setLiteral(makeRef<TemplateHolder>(std::exchange(inner, nullptr)));
   outputAt(*outer, 0).setExpression(nullptr);
   EXPECT_EQ(outputAt(*outer, 0).expression(), nullptr);
+}
+
+// Of a value that a host has put into the literal, and whose end runs what the literal belonged to.
+class AskerAtItsEnd final : public NSObject {
+ public:
+  explicit AskerAtItsEnd(std::function<void()> asked) : asked_(std::move(asked)) {}
+  ~AskerAtItsEnd() override { asked_(); }
+
+ private:
+  std::function<void()> asked_;
+};
+
+TEST(LiteralText, IsGoneBeforeItsLiteralEnds) {
+  const Ref<KorTemplate> page = KorTemplate::compile("hello");
+  Ref<KorTemplateExpression> seen;
+  dynamic_cast<KorTemplateLiteralExpression&>(*outputAt(*page, 0).expression()).setLiteral(makeRef<AskerAtItsEnd>([&] {
+    seen = outputAt(*page, 0).expression();
+  }));
+  const Ref<KorTemplateExpression> next = KorTemplateLiteralExpression::expressionWithLiteral("next");
+  outputAt(*page, 0).setExpression(next);
+  EXPECT_EQ(seen, next);
 }
 
 TEST(LiteralText, IsAPartOfItsText) {

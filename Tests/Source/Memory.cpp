@@ -114,6 +114,25 @@ TEST(Memory, OfFunctionsThatAreDefinedInTurnDoesNotGrow) {
   EXPECT_EQ(stage.text(), "2");
 }
 
+// What the arguments of running calls took is given back when the execution ends.
+TEST(Memory, OfManyArgumentsOfDeepCallsDoesNotStay) {
+  constexpr int kParameters = 2'000;
+  constexpr std::int64_t kBytes = std::int64_t{256} * 1024;
+  std::string text = "<? function f($n" + [] {
+    std::string names;
+    for (int number = 0; number < kParameters; ++number) names += ", $p" + std::to_string(number);
+    return names;
+  }();
+  text += ") ?><? if ($n > 0) ?><? f($n - 1" + repeated(", 1", kParameters) + ") ?><? endif ?><? endfunction ?>";
+  const Stage stage;
+  const Ref<KorTemplate> page = KorTemplate::compile(text + "<? f(200" + repeated(", 1", kParameters) + ") ?>");
+  stage.run("<? function f() ?><? endfunction ?>");
+  const std::int64_t before = bytesInUse();
+  page->executeWithEnvironment(stage.get());
+  EXPECT_LE(bytesInUse() - before, kBytes);
+  EXPECT_EQ(stage.diagnostics(), "");
+}
+
 struct RenderedRow {
   const char* what;
   const char* text;

@@ -2,10 +2,13 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <optional>
+#include <string>
 
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Source/KorTemplateStringStream.h"
+#include "Tests/Foundation/Repeated.h"
 #include "Tests/Source/HostClasses.h"
 
 namespace tavlo::test {
@@ -54,6 +57,39 @@ TEST(PlainStatements, ReturnWhatAVariableOfAnOuterScopeHolds) {
       "<?= f(1) ?><?= f(0) ?>");
   EXPECT_EQ(stage.text(), "kept-0");
   EXPECT_EQ(depthOf(stage), 1);
+}
+
+std::string nestedIn(int blocks, const std::string& text) {
+  return repeated("<? if (1) ?>", blocks) + text + repeated("<? endif ?>", blocks);
+}
+
+TEST(PlainStatements, TakeTheSameStepsWhereverOutputGoes) {
+  const std::string shortText(40, 'a');
+  const std::string longText(300, 'b');
+  const auto stepsTaken = [&](const std::string& text, const Ref<KorTemplateStream>& stream,
+                              std::optional<std::uint64_t> output) {
+    const Stage stage;
+    stage.set("s", shortText);
+    stage.set("l", longText);
+    stage.set("n", 7);
+    stage.set("d", NSDictionary::dictionaryWithEntries({{"k", shortText}}));
+    KorTemplateLimits limits;
+    limits.output = output;
+    stage.environment->setLimits(limits);
+    stage.environment->setOutputStream(stream);
+    stage.run(text);
+    return stage.environment->stepsTaken();
+  };
+  for (const char* const written : {"<?= $s ?>", "<?= $d ?>", "<?= $d.k ?>", "<?= $none ?>", "<?= $s + $s ?>",
+                                    "<?= $s + $n ?>", "<?= $n + $s + $n ?>", "<?= $n + $n ?>", "<?= $l + $s ?>",
+                                    "<?= $s + $s + $s + $s + $s + $s + $s ?>", "<?= $l ?>", "<?= $s + $d ?>"}) {
+    for (const int blocks : {0, 63, 64, 200}) {
+      const std::string text = nestedIn(blocks, std::string(written) + written + written);
+      const std::uint64_t steps = stepsTaken(text, makeRef<RecordingStream>(), {});
+      EXPECT_EQ(stepsTaken(text, KorTemplateStringStream::stringStream(), {}), steps) << blocks << written;
+      EXPECT_EQ(stepsTaken(text, KorTemplateStringStream::stringStream(), 1'000'000), steps) << blocks << written;
+    }
+  }
 }
 
 TEST(PlainStatements, EndWithTheOneThatReturns) {

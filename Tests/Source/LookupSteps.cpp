@@ -1,0 +1,120 @@
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Tests/Foundation/Raised.h"
+#include "Tests/Foundation/Repeated.h"
+#include "Tests/Source/HostClasses.h"
+
+namespace tavlo::test {
+
+namespace {
+
+// How finding a variable counts, wherever it stands.
+
+constexpr int kScopes = 640;  // between a variable and who reads it: ten steps
+
+std::string farFromItsVariables(const std::string& text) {
+  return repeated("<? if (1) ?><? $other = 1 ?>", kScopes) + text + repeated("<? endif ?>", kScopes);
+}
+
+KorTemplateLimits limitsOf(std::uint64_t steps) {
+  KorTemplateLimits limits;
+  limits.steps = steps;
+  return limits;
+}
+
+// A variable that stands below thousands of frames which all hold others is found by going through them.
+TEST(LookupSteps, CountTheFramesBetweenAVariableAndWhoReadsIt) {
+  const auto stepsBelow = [](int frames) {
+    const Stage stage;
+    stage.set("g", 1);
+    for (int index = 0; index < frames; ++index) {
+      stage.environment->stack()->push(KorTemplateStackFrame::stackFrame());
+      stage.environment->stack()->currentFrame()->setValueForVariableWithName(index, "other");
+    }
+    stage.run("<?= $g ?>");
+    EXPECT_EQ(stage.text(), "1");
+    return stage.environment->stepsTaken();
+  };
+  EXPECT_EQ(stepsBelow(50), 2U);
+  EXPECT_EQ(stepsBelow(640), 2U + 10U);
+  EXPECT_EQ(stepsBelow(6'400), 2U + 100U);
+}
+
+// What lookups leave behind for later ones saves time, and depends on addresses and hashes: not so the steps.
+TEST(LookupSteps, AreTheSameStepsEachTime) {
+  std::string text = "<? function f($n) ?>";
+  for (int scope = 0; scope < 5; ++scope) text += "<? if ($n >= 0) ?><? $v" + std::to_string(scope) + " = $n ?>";
+  for (int name = 0; name < 12; ++name) text += "<? $x = $undefined" + std::to_string(name) + " ?>";
+  text += "<? if ($n > 0) ?><? f($n - 1) ?><? endif ?>";
+  for (int scope = 0; scope < 5; ++scope) text += "<? endif ?>";
+  text += "<? endfunction ?><? f(500) ?>";
+  const Ref<KorTemplate> page = KorTemplate::compile(text);
+  std::set<std::uint64_t> steps;
+  std::vector<Ref<KorTemplateEnvironment>> environments;
+  for (int round = 0; round < 20; ++round) {
+    environments.push_back(KorTemplateEnvironment::environment());  // its frames lie elsewhere
+    page->executeWithEnvironment(environments.back().get());
+    steps.insert(environments.back()->stepsTaken());
+  }
+  EXPECT_EQ(steps.size(), 1U);
+}
+
+// Whether a name in a scope of many is found quickly hangs on its hash.
+TEST(LookupSteps, CountNoOperatorOfNumbersHoweverTheyAreFound) {
+  std::string text = "<? function f() ?>";
+  for (int name = 0; name < 20; ++name) text += "<? $v" + std::to_string(name) + " = 1 ?>";
+  const std::string names[] = {"a", "b", "c", "d", "e", "f", "g", "h"};
+  text += "<? if (1) ?>";
+  for (const std::string& name : names) text += "<?= $" + name + " + 1 ?>";
+  const Stage stage;
+  for (const std::string& name : names) stage.set(name.c_str(), 1);
+  stage.run(text + "<? endif ?><? endfunction ?><? f() ?>");
+  EXPECT_EQ(stage.text(), "22222222");
+  EXPECT_EQ(stage.environment->stepsTaken(), 4U + 20U * 2U + 1U + 8U);  // the template, its two statements and the call
+}
+
+// None of the arguments is a step, nor is what stands between numbers in them.
+TEST(LookupSteps, AreLookedAtBetweenTheArgumentsOfACall) {
+  constexpr std::uint64_t kSteps = kScopes * 4;
+  for (const std::string argument : {"$g", "$g + 1"}) {
+    const Stage stage;
+    stage.define("f", [](KorTemplateEnvironment*, ListArgument<Value>) -> Value { return NSNull::null(); });
+    stage.set("g", 1);
+    stage.environment->setLimits(limitsOf(kSteps));
+    const std::string text = farFromItsVariables("<? f(" + argument + repeated(", " + argument, 2'000) + ") ?>");
+    EXPECT_EQ(limitReached([&] { stage.run(text); }), KorTemplateLimit::Steps) << argument;
+    EXPECT_LE(stage.environment->stepsTaken(), kSteps + 2'000 + 100) << argument;  // the arguments count in advance
+  }
+}
+
+TEST(LookupSteps, AreLookedAtBetweenTheOperandsOfAChain) {
+  constexpr std::uint64_t kSteps = kScopes * 4;
+  const Stage stage;
+  stage.set("g", 1);
+  stage.environment->setLimits(limitsOf(kSteps));
+  const std::string text = farFromItsVariables("<? $g" + repeated(" && $g", 1'000) + " ?>");
+  EXPECT_EQ(limitReached([&] { stage.run(text); }), KorTemplateLimit::Steps);
+  EXPECT_LE(stage.environment->stepsTaken(), kSteps + 1'000 + 100);  // the operators count in advance
+}
+
+// The execution ends behind the look-up.
+TEST(LookupSteps, AreLookedAtWhereTheyAreTheLastOnes) {
+  const std::string text = farFromItsVariables("<?= $g ?>");
+  const Stage stage;
+  stage.set("g", 1);
+  stage.run(text);
+  const std::uint64_t steps = stage.environment->stepsTaken();
+  stage.environment->setLimits(limitsOf(steps));
+  EXPECT_EQ(limitReached([&] { stage.run(text); }), std::nullopt);
+  stage.environment->setLimits(limitsOf(steps - 1));
+  EXPECT_EQ(limitReached([&] { stage.run(text); }), KorTemplateLimit::Steps);
+}
+
+}  // namespace
+
+}  // namespace tavlo::test
