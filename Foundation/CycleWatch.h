@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(hidden)
 namespace tavlo {
 
 // Tells when a walk along a chain comes back to where it has been: by the places it remembers, each twice as many steps
@@ -24,3 +25,4 @@ class CycleWatch {
 };
 
 }  // namespace tavlo
+#pragma GCC visibility pop

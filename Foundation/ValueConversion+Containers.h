@@ -213,10 +213,8 @@ struct ValueConversion<std::array<Element, Count>> : ListToValue<std::array<Elem
       if (index < Count) (*array)[index] = std::move(element);
       ++index;
     };
-    if (!readElements<Element>(
-            list, [](std::size_t) {}, append) ||
-        index != Count)
-      array.reset();
+    const auto takesNoMore = [](std::size_t /*count*/) {};
+    if (!readElements<Element>(list, takesNoMore, append) || index != Count) array.reset();
     return array;
   }
 };

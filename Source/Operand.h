@@ -21,7 +21,7 @@ inline RawValue peekExpression(const KorTemplateExpression& expression,
   return static_cast<const KorTemplateLiteralExpression&>(expression).literal().peek();
 }
 
-// The same where that takes no look-up that counts, which is done in one scope more or less alike; nothing otherwise.
+// The same where that stands so near that looking it up counts nothing, here and in one scope more; nothing otherwise.
 [[gnu::always_inline]] inline RawValue peekQuickly(const KorTemplateExpression& expression,
                                                    const KorTemplateEnvironment& environment) noexcept {
   if (expression.kind() == kVariableKind) {

@@ -157,6 +157,7 @@ TEST(Preconditions, OfVariablesAndRegularExpressions) {
       {"three absent texts", [] { (void)makeRef<KorTemplateVariableExpression>(Name(), Name(), Name()); },
        "theVariable != nil"},
       {"absent variable", [] { (void)makeRef<KorTemplateVariableExpression>(Name()); }, "name != nil"},
+      {"absent root", [] { (void)makeRef<KorTemplateVariableExpression>(Name(), "key"); }, "rootName != nil"},
       {"absent variable, class-level", [] { (void)KorTemplateVariableExpression::expressionWithVariable(nullptr); },
        "name != nil"},
       {"set to an absent variable", [&] { it->setVariable(nullptr); }, "value != nil"},
