@@ -489,7 +489,7 @@ class KorTemplateBinaryExpression::QuietParts {
 
 bool KorTemplateBinaryExpression::appendQuietly(KorTemplateEnvironment& environment, TextBuffer& text) const {
   QuietParts parts;
-  if (!parts.find(*this, environment, peekQuickly)) return false;
+  if (!parts.find(*this, environment, peekNear)) return false;
   // No work on a text that counts: making it elsewhere would count that too.
   const std::size_t room = std::min(text.capacity() - text.size(), WorkMeter::kBytesOfStep - 1);
   if (parts.size() > room) return false;

@@ -162,6 +162,14 @@ class KorTemplateEnvironment final : public NSObject {
     const KorTemplateStackFrame* frame = stack_ == nullptr ? nullptr : stack_->current();
     return frame != nullptr && frame->findQuickly(name, value);
   }
+  // The same with one, for a variable so near that looking it up counts nothing; null for every other one.
+  const Value* findVariableNear(const Name& name) const noexcept {
+    const KorTemplateStackFrame* frame = stack_ == nullptr ? nullptr : stack_->current();
+    const Value* value = nullptr;
+    if (frame == nullptr || frame->findQuickly(name, value)) [[likely]]
+      return value;
+    return frame->findNear(name);
+  }
   // Stores a variable in the current frame.
   void setVariable(const Name& name, Value value) {
     KorTemplateStackFrame* frame = stack_ == nullptr ? nullptr : stack_->current();

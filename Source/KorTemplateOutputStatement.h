@@ -78,7 +78,7 @@ class KorTemplateOutputStatement final : public KorTemplateStatement {
     if (expression_->kind() == kBinaryKind) {
       return static_cast<const KorTemplateBinaryExpression&>(*expression_).appendQuietly(environment, text);
     }
-    const RawValue value = peekQuickly(*expression_, environment);
+    const RawValue value = peekNear(*expression_, environment);
     return environment.appendOutput(value, text) || value.kind() == ValueKind::Null;
   }
 

@@ -27,7 +27,7 @@ class KorTemplateReturnStatement final : public KorTemplateStatement {
   Completion execute(KorTemplateEnvironment& environment) override;
   // The same where the value lives somewhere near; otherwise the answer is that it went on, and nothing is done.
   Completion executeQuietly(KorTemplateEnvironment& environment) const {
-    const RawValue value = expression_ == nullptr ? RawValue::nothing() : peekQuickly(*expression_, environment);
+    const RawValue value = expression_ == nullptr ? RawValue::nothing() : peekNear(*expression_, environment);
     if (value.isNothing() || value.kind() == ValueKind::Absent) return Completion::wentOn();
     return Completion::returned(Value::retaining(value).leak());
   }

@@ -85,6 +85,19 @@ KorTemplateStackFrame* KorTemplateStackFrame::findNextWithVariables() const noex
   return next;
 }
 
+const Value* KorTemplateStackFrame::findNear(const Name& name) const noexcept {
+  const std::uint64_t bit = NameMap<Value>::bitOf(name);
+  const KorTemplateStackFrame* frame = this;
+  for (int count = 0; count <= kFewFrames && frame != nullptr; ++count) {
+    const Value* const value = frame->localVariables_.mayHold(bit) ? frame->localVariables_.find(name) : nullptr;
+    if (value != nullptr) return value;
+    const KorTemplateStackFrame* const next = frame->nextWithVariables();
+    if (frame->nearAt_ != linkChanges()) return nullptr;
+    frame = next;
+  }
+  return nullptr;
+}
+
 // NOLINTNEXTLINE(readability-function-cognitive-complexity): one walk, and what it leaves behind for later ones
 const Value* KorTemplateStackFrame::findInLongChain(const Name& name, std::size_t& steps) const noexcept {
   const std::uint64_t bit = NameMap<Value>::bitOf(name);

@@ -57,7 +57,11 @@ class KorTemplateStackFrame final : public NSObject {
     const Value* value = nullptr;
     return findQuickly(name, value) ? value : findInLongChain(name);
   }
-  // The same where the look-up does not count yet, but leaves in `steps` what it is to count if it was the last one.
+  // The same for a variable of a frame that is so near that no look-up from here counts, nor one from the next frame
+  // above; null for every other one. For who was not answered by findQuickly().
+  const Value* findNear(const Name& name) const noexcept;
+  // The same as find() where the look-up does not count yet, but leaves in `steps` what it is to count if it was the
+  // last one.
   const Value* find(const Name& name, std::size_t& steps) const noexcept {
     const Value* value = nullptr;
     return findQuickly(name, value) ? value : findInLongChain(name, steps);

@@ -116,9 +116,8 @@ RawValue KorTemplateVariableExpression::peekPath(const KorTemplateEnvironment& e
   return found;
 }
 
-RawValue KorTemplateVariableExpression::peekPathQuickly(const KorTemplateEnvironment& environment) const noexcept {
-  const Value* root = nullptr;
-  if (asksHost() || !hasKeyPath() || !environment.findVariableQuickly(name_, root)) return RawValue::nothing();
+RawValue KorTemplateVariableExpression::peekPathNear(const KorTemplateEnvironment& environment) const noexcept {
+  const Value* const root = asksHost() || !hasKeyPath() ? nullptr : environment.findVariableNear(name_);
   return root == nullptr ? RawValue::nothing() : peekFrom(*root);
 }
 

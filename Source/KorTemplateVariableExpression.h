@@ -66,10 +66,10 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   }
 
   // The same for a value that is near, whose look-up counts nowhere; nothing for every other one.
-  [[gnu::always_inline]] RawValue peekQuickly(const KorTemplateEnvironment& environment) const noexcept {
-    if (!isPlain()) return peekPathQuickly(environment);
-    const Value* found = nullptr;
-    return environment.findVariableQuickly(name_, found) && found != nullptr ? found->peek() : RawValue::nothing();
+  [[gnu::always_inline]] RawValue peekNear(const KorTemplateEnvironment& environment) const noexcept {
+    if (!isPlain()) return peekPathNear(environment);
+    const Value* const found = environment.findVariableNear(name_);
+    return found != nullptr ? found->peek() : RawValue::nothing();
   }
 
   // The same in two steps for who writes the value of a key path at once: the value of its root, lent, or null where
@@ -90,7 +90,7 @@ class KorTemplateVariableExpression final : public KorTemplateExpression {
   RawValue evaluateAnew(KorTemplateEnvironment& environment) const;
   RawValue evaluateObserved(KorTemplateEnvironment& environment) const;
   RawValue peekPath(const KorTemplateEnvironment& environment) const noexcept;
-  RawValue peekPathQuickly(const KorTemplateEnvironment& environment) const noexcept;
+  RawValue peekPathNear(const KorTemplateEnvironment& environment) const noexcept;
   RawValue peekFrom(const Value& root) const noexcept;
   // Never absent; the caller adopts it.
   static RawValue valueAtPath(const NSKeyPath& path, const Value& root);

@@ -22,10 +22,10 @@ inline RawValue peekExpression(const KorTemplateExpression& expression,
 }
 
 // The same where that stands so near that looking it up counts nothing, here and in one scope more; nothing otherwise.
-[[gnu::always_inline]] inline RawValue peekQuickly(const KorTemplateExpression& expression,
-                                                   const KorTemplateEnvironment& environment) noexcept {
+[[gnu::always_inline]] inline RawValue peekNear(const KorTemplateExpression& expression,
+                                                const KorTemplateEnvironment& environment) noexcept {
   if (expression.kind() == kVariableKind) {
-    return static_cast<const KorTemplateVariableExpression&>(expression).peekQuickly(environment);
+    return static_cast<const KorTemplateVariableExpression&>(expression).peekNear(environment);
   }
   if (expression.kind() != kLiteralKind) return RawValue::nothing();
   return static_cast<const KorTemplateLiteralExpression&>(expression).literal().peek();
