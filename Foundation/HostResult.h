@@ -79,11 +79,11 @@ template <ListLike C>
 using ListElement = std::conditional_t<std::same_as<std::ranges::range_value_t<C>, bool>, bool,
                                        decltype(std::declval<C&>()[std::size_t{0}])>;
 // What the entry behind an iterator holds. A container whose entries or at() answer no reference makes them as they are
-// looked for: their values are copied.
+// looked for, and one that can be gone through only once may hold them in its iterators: their values are copied.
 template <DictionaryLike C>
 using EntryValue = decltype(((*std::declval<C&>().begin()).second));
 template <DictionaryLike C>
-inline constexpr bool kKeepsEntries =
+inline constexpr bool kKeepsEntries = std::forward_iterator<decltype(std::declval<C&>().begin())>&&
     std::is_lvalue_reference_v<EntryValue<C>>&& std::is_lvalue_reference_v<decltype(std::declval<C&>().at(
         std::declval<const typename std::remove_cvref_t<C>::key_type&>()))>;
 template <DictionaryLike C>

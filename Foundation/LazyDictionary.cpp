@@ -4,6 +4,7 @@
 
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
+#include "Foundation/StackGuard.h"
 #include "Foundation/WorkMeter.h"
 
 namespace tavlo {
@@ -23,6 +24,7 @@ class EntryEnumerator final : public NSEnumerator {
       : dictionary_(std::move(dictionary)), walk_(walkOver(*dictionary_)) {}
 
   Value nextObject() override {
+    checkStack();  // the host's code may ask another dictionary
     std::string_view key;
     Value value;
     return walk_->next(key, value, reused_) ? value : Value();
@@ -48,6 +50,7 @@ std::vector<Ref<NSString>> LazyDictionary::keys() const {
 }
 
 Ref<NSDictionary> LazyDictionary::dictionary() const {
+  checkStack();  // the host's code may ask another dictionary, and so on
   const Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
   lookBeforeHost();
   const std::unique_ptr<Walk> entries = walkOver(*this);
@@ -83,6 +86,7 @@ std::size_t LazyDictionary::hash() const {
 }
 
 bool LazyDictionary::findValueForKey(const NSString& key, Value& value) const {
+  checkStack();
   lookBeforeHost();
   value = objectForKey(key.view());
   if (value.isAbsent() && key.view() == "@count") value = count();

@@ -7,6 +7,7 @@
 #include "Foundation/Description.h"
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSKeyValueCoding.h"
+#include "Foundation/StackGuard.h"
 #include "Foundation/WorkMeter.h"
 
 namespace tavlo {
@@ -17,7 +18,10 @@ class ListEnumerator final : public NSEnumerator {
  public:
   explicit ListEnumerator(Ref<LazyList> list) : list_(std::move(list)) {}
 
-  Value nextObject() override { return list_->elementAt(next_++, reused_); }
+  Value nextObject() override {
+    if (!list_->isQuiet()) checkStack();  // the host's code may ask another list
+    return list_->elementAt(next_++, reused_);
+  }
 
  private:
   Ref<LazyList> list_;
@@ -57,6 +61,7 @@ bool LazyList::isQuiet() const noexcept {
 
 Ref<NSArray> LazyList::array() const {
   constexpr std::size_t kMostReserved = std::size_t{1} << 20U;
+  checkStack();  // the host's code may ask another list, and so on
   std::vector<Value> elements;
   elements.reserve(std::min(countOf(*this), kMostReserved));  // a host may answer any count
   ReusableInstances reused;
@@ -82,6 +87,7 @@ void LazyList::describe(Description& out) const {
 bool LazyList::isEqual(const NSObject& other, std::int32_t depth) const {
   if (other.kind() != ObjectKind::Array && other.kind() != ObjectKind::LazyList) return false;
   requireValueDepth(depth + 1);
+  checkStack();
   if (countOf(*this) != countOf(other)) return false;
   const WorkCounter work;
   for (std::size_t index = 0;; ++index) {

@@ -36,7 +36,7 @@ void enterContainer();
 const std::vector<Value>* elementsIn(const Value& value);
 // The same for a dictionary.
 const NSDictionary* dictionaryIn(const Value& value);
-// Values as an array, and without equals as a set.
+// Values as an array, and without equals as a set; enterContainer() comes before the values are made.
 Value arrayOfValues(std::vector<Value> elements);
 Value setOfValues(const std::vector<Value>& members);
 
@@ -125,6 +125,7 @@ struct ListToValue {
   template <class List>
   requires(std::same_as<std::remove_cvref_t<List>, T>&& ConvertibleToValue<ElementOf<List>>) static Value
       toValue(List&& list) {
+    enterContainer();
     if constexpr (HostSet<T>) {
       return setOfValues(valuesOf(std::forward<List>(list)));
     } else {
@@ -304,6 +305,7 @@ struct TupleConversion {
   template <class Object>
   requires(std::same_as<std::remove_cvref_t<Object>, Tuple> &&
            (ConvertibleToValue<PartOf<Object, Parts>> && ...)) static Value toValue(Object&& object) {
+    enterContainer();
     return std::apply(
         [](auto&&... parts) {
           std::vector<Value> values;

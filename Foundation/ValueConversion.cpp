@@ -30,12 +30,10 @@ const NSDictionary* dictionaryIn(const Value& value) {
 }
 
 Value arrayOfValues(std::vector<Value> elements) {
-  enterContainer();
   return makeRef<NSArray>(std::move(elements));
 }
 
 Value setOfValues(const std::vector<Value>& members) {
-  enterContainer();
   return makeRef<NSSet>(members);
 }
 

@@ -181,6 +181,10 @@ template <class T, int Levels, bool Own>
 struct RefersToValues : std::bool_constant<std::is_pointer_v<T> || std::ranges::view<T> ||
                                            holdsWhatRefersToValues<T, Levels, Own>() || (Own && kIsOwnClass<T>)> {};
 template <class T, int Levels, bool Own>
+requires(!std::same_as<T, std::remove_cvref_t<T>>) struct RefersToValues<T, Levels, Own>
+    : RefersToValues<std::remove_cvref_t<T>, Levels, Own> {
+};
+template <class T, int Levels, bool Own>
 struct RefersToValues<std::reference_wrapper<T>, Levels, Own> : std::true_type {};
 template <class T, int Levels, bool Own>
 struct RefersToValues<Ref<T>, Levels, Own> : std::false_type {};

@@ -157,6 +157,8 @@ class NameMap {
   static constexpr std::uint32_t kNowhere = UINT32_MAX;
   static constexpr std::uint8_t kHashed = 1;
   static constexpr std::uint8_t kRoomy = 2;  // entries_ has had more than kMany
+  static constexpr std::uint8_t kWordy = 4;  // a long name is, or was, among the entries
+  static constexpr std::size_t kLongName = 64;
 
   bool isHashed() const noexcept { return (state_ & kHashed) != 0; }
 
@@ -172,6 +174,7 @@ class NameMap {
     }
     ++size_;
     if (size_ > kSmall) putSlot(static_cast<std::uint32_t>(size_ - 1));
+    if (name.view().size() > kLongName) state_ |= kWordy;
     noteName(name);
   }
 
@@ -240,7 +243,8 @@ class NameMap {
     for (std::uint32_t index = 0; index < size_; ++index) putSlot(index);
   }
 
-  // What was hashed leaves no more behind than what never was, and what was large no more memory once it is empty.
+  // What was hashed leaves no more behind than what never was, what was large no more memory once it is empty, and no
+  // long name stays.
   [[gnu::noinline]] void shrink() noexcept {
     slots_.clear();
     state_ &= ~kHashed;
@@ -249,7 +253,9 @@ class NameMap {
       std::vector<std::uint32_t>().swap(slots_);
       state_ = 0;
     }
-    while (entries_.size() > kSmall && entries_.size() > size_) entries_.pop_back();
+    const std::size_t mostKept = (state_ & kWordy) != 0 ? 0 : kSmall;
+    while (entries_.size() > mostKept && entries_.size() > size_) entries_.pop_back();
+    if (size_ == 0) state_ &= ~kWordy;
   }
 
   void putSlot(std::uint32_t index) noexcept {
@@ -268,7 +274,7 @@ class NameMap {
   std::uint64_t bits_ = 0;      // of the names, and maybe of others
   std::vector<Entry> entries_;  // the first size_ of them count
   std::size_t size_ = 0;
-  std::uint8_t state_ = 0;            // kHashed, kRoomy
+  std::uint8_t state_ = 0;            // kHashed, kRoomy, kWordy
   std::vector<std::uint32_t> slots_;  // open addressing over entries_, a power of two; empty while there are few
 };
 

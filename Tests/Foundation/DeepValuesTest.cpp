@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Foundation/HostObject.h"
@@ -20,6 +22,50 @@
 #include "Tests/Foundation/Raised.h"
 #include "Tests/Foundation/SmallStack.h"
 #include "Tests/Memory/WorkBound.h"
+
+namespace tavlo::test {
+
+struct OwnList;
+struct OwnPair;
+
+}  // namespace tavlo::test
+
+namespace tavlo {
+
+template <>
+struct ValueConversion<test::OwnList> {
+  static Value toValue(const test::OwnList& list);
+};
+template <>
+struct ValueConversion<test::OwnPair> {
+  static Value toValue(const test::OwnPair& pair);
+};
+
+}  // namespace tavlo
+
+namespace tavlo::test {
+
+// Of a host's own, which convert themselves by what they hold.
+struct OwnList {
+  std::vector<OwnList> lists;
+};
+struct OwnPair {
+  std::pair<const OwnPair*, int> next;
+};
+
+}  // namespace tavlo::test
+
+namespace tavlo {
+
+Value ValueConversion<test::OwnList>::toValue(const test::OwnList& list) {
+  return valueOf(list.lists);
+}
+Value ValueConversion<test::OwnPair>::toValue(const test::OwnPair& pair) {
+  return valueOf(std::pair<std::optional<test::OwnPair>, int>(
+      pair.next.first == nullptr ? std::nullopt : std::optional<test::OwnPair>(*pair.next.first), pair.next.second));
+}
+
+}  // namespace tavlo
 
 namespace tavlo::test {
 
@@ -259,6 +305,57 @@ TEST(DeepChainsOfHostsObjects, EndWithALimitWhateverTheyAreAsked) {
   EXPECT_EQ(outcomeOnStackOf(kSmallStack, [&] { (void)chain.hash(); }), "stack");
   EXPECT_EQ(outcomeOnStackOf(kSmallStack, [&] { (void)valueForKeyPath(chain, "last"); }), "stack");
   EXPECT_EQ(outcomeOnStackOf(kSmallStack, [&] { (void)chain.object()->objectEnumerator(); }), "stack");
+}
+
+// Each of which asks the one before in whatever it is asked.
+TEST(DeepChainsOfLazyCollections, EndWithALimitWhateverTheyAreAsked) {
+  using Use = std::function<Value(const Value&)>;
+  const std::pair<const char*, Use> uses[] = {
+      {"description", [](const Value& value) { return Value(value.description()); }},
+      {"hash", [](const Value& value) { return Value(static_cast<std::uint64_t>(value.hash())); }},
+      {"equality", [](const Value& value) { return Value(value.isEqual(plainValue(value))); }},
+      {"plain value", [](const Value& value) { return plainValue(value); }},
+      {"key", [](const Value& value) { return valueForKeyPath(value, "a"); }},
+  };
+  for (const auto& row : uses) {
+    const Use& use = row.second;
+    std::vector<Value> lists = {NSArray::arrayWithObjects({1})};
+    std::vector<Value> dictionaries = {NSDictionary::dictionaryWithEntries({{"a", 1}})};
+    constexpr std::size_t kLinks = 100'000;
+    lists.reserve(kLinks);
+    dictionaries.reserve(kLinks);
+    while (lists.size() < kLinks) {
+      const Value& list = lists.back();
+      lists.push_back(
+          lazyList([] { return 1; }, [&list, &use](std::size_t index) { return index == 0 ? use(list) : Value(); }));
+      const Value& dictionary = dictionaries.back();
+      dictionaries.push_back(lazyDictionary([&dictionary, &use](std::string_view) { return use(dictionary); },
+                                            [] { return std::vector<std::string>{"a"}; }));
+    }
+    for (const Value& chain : {lists.back(), dictionaries.back()}) {
+      EXPECT_EQ(outcomeOnStackOf(kSmallStack, [&] { (void)use(chain); }), "stack") << row.first << chain.className();
+    }
+  }
+}
+
+TEST(DeepTypesOfTheHosts, EndWithALimitWhereTheyAreConverted) {
+  constexpr int kLevels = 100'000;
+  OwnList list;
+  std::vector<OwnPair> pairs(kLevels);
+  for (int level = 1; level < kLevels; ++level) {
+    OwnList outer;
+    outer.lists.resize(1);
+    std::swap(outer.lists[0], list);
+    std::swap(outer, list);
+    pairs[level].next.first = &pairs[level - 1];
+  }
+  EXPECT_EQ(outcomeOnStackOf(kSmallStack, [&] { (void)valueOf(list); }), "stack");
+  EXPECT_EQ(outcomeOnStackOf(kSmallStack, [&] { (void)valueOf(pairs.back()); }), "stack");
+  while (!list.lists.empty()) {  // level by level
+    OwnList inner;
+    std::swap(inner, list.lists[0]);
+    std::swap(inner, list);
+  }
 }
 
 TEST(DeepChainsOfHostsObjects, EndWithALimitWhereScopesAskTheOnesAround) {

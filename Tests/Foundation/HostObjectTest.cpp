@@ -522,6 +522,11 @@ struct Wrapper {
         .property("set", [](const Wrapper& it) { return std::set<const Part*>{&it.part}; })
         .property("pair", [](const Wrapper& it) { return std::pair<const Part*, int>(&it.part, 1); })
         .property("tuple", [](const Wrapper& it) { return std::tuple<const Part*>(&it.part); })
+        .property("tied",
+                  [](const Wrapper& it) {
+                    it.pointer = &it.part;
+                    return std::tuple<const Part* const&>(it.pointer);
+                  })
         .property("variant", [](const Wrapper& it) { return std::variant<const Part*, int>(&it.part); })
         .property("shared", [](const Wrapper& it) { return std::make_shared<std::vector<const Part*>>(1, &it.part); })
         .property("unique",
@@ -532,6 +537,7 @@ struct Wrapper {
   }
 
   Part part;
+  mutable const Part* pointer = nullptr;
 };
 
 TEST(HostObject, LivesAsLongAsAPartInsideWhateverItAnswers) {
@@ -539,7 +545,7 @@ TEST(HostObject, LivesAsLongAsAPartInsideWhateverItAnswers) {
     return value.object()->kind() == ObjectKind::HostObject ? value : value.object()->objectEnumerator()->nextObject();
   };
   for (const char* key :
-       {"optional", "vector", "list", "set", "pair", "tuple", "variant", "pairs", "shared", "unique"}) {
+       {"optional", "vector", "list", "set", "pair", "tuple", "tied", "variant", "pairs", "shared", "unique"}) {
     int alive = 0;
     {
       Value part = firstOf(read(hostShared(std::make_shared<Wrapper>(Wrapper{Part(alive)})), key));

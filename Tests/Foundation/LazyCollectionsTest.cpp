@@ -419,6 +419,39 @@ TEST(LazyDictionary, KeepsTheEntriesThatAnIteratorMakes) {
   EXPECT_EQ(read(dictionary.object()->objectEnumerator()->nextObject(), "name").description(), "row 0");
 }
 
+// The same where only going on makes the entry, as that of an iterator that can be read only once.
+struct ReadOnceRows : MadeRows {
+  // NOLINTBEGIN(readability-identifier-naming): what containers have
+  struct Iterator : MadeRows::Iterator {
+    using iterator_concept = std::input_iterator_tag;
+    // NOLINTEND(readability-identifier-naming)
+    using MadeRows::Iterator::Iterator;
+    Iterator& operator++() {
+      MadeRows::Iterator::operator++();
+      return *this;
+    }
+  };
+  static Iterator begin() { return Iterator(0); }
+  static Iterator end() { return Iterator(3); }
+  static Iterator find(const std::string& key) { return key < "3" ? Iterator(std::stoi(key)) : end(); }
+  const Product& at(const std::string& /*key*/) const { return latest; }
+
+  Product latest;
+};
+
+TEST(LazyDictionary, KeepsTheEntriesThatAnIteratorHolds) {
+  ReadOnceRows rows;
+  const Value dictionary = valueOf(std::ref(rows));
+  const Value one = read(dictionary, "1");
+  const Value two = read(dictionary, "2");
+  EXPECT_EQ(read(one, "name").description(), "row 1");
+  EXPECT_EQ(read(two, "name").description(), "row 2");
+  const Ref<NSEnumerator> walk = dictionary.object()->objectEnumerator();
+  const Value first = walk->nextObject();
+  (void)walk->nextObject();
+  EXPECT_EQ(read(first, "name").description(), "row 0");
+}
+
 TEST(LazyDictionary, RefusesKeysThatAreNullPointers) {
   const std::string fault = "NSInvalidArgumentException: A dictionary's key cannot be absent";
   const std::map<const char*, int> map{{nullptr, 1}};

@@ -133,6 +133,21 @@ TEST(Memory, OfManyArgumentsOfDeepCallsDoesNotStay) {
   EXPECT_EQ(stage.diagnostics(), "");
 }
 
+// Whatever names templates that are gone have given to variables in scopes that are gone.
+TEST(Memory, OfLongNamesDoesNotStay) {
+  constexpr int kTemplates = 100;
+  constexpr std::size_t kName = 10'000;
+  constexpr std::int64_t kBytes = std::int64_t{256} * 1024;
+  const Stage stage;
+  stage.run(repeated("<? if (1) ?><? $a = 1 ?>", kTemplates) + repeated("<? endif ?>", kTemplates));
+  const std::int64_t before = bytesInUse();
+  for (int depth = 1; depth <= kTemplates; ++depth) {
+    const std::string name = std::string(kName, 'n') + std::to_string(depth);
+    stage.run(repeated("<? if (1) ?>", depth) + "<? $" + name + " = 1 ?>" + repeated("<? endif ?>", depth));
+  }
+  EXPECT_LE(bytesInUse() - before, kBytes);
+}
+
 struct RenderedRow {
   const char* what;
   const char* text;
