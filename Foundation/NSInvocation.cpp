@@ -2,6 +2,7 @@
 
 #include "Foundation/HostMethod.h"
 #include "Foundation/NSException.h"
+#include "Foundation/StackGuard.h"
 
 namespace tavlo {
 
@@ -92,6 +93,7 @@ void NSInvocation::retainArguments() {
 
 void NSInvocation::invoke() {
   if (target_ == nullptr) return result_.clear();
+  checkStack();  // a method may invoke itself
   if (method_.method == nullptr) findMethod();
   const Ref<NSObject> target = ownedTarget_;  // the method may set another one, and let go of this
   const Ref<NSInvocation> itself = Ref<NSInvocation>::retaining(this);

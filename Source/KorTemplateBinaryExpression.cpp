@@ -215,6 +215,8 @@ Value matches(const Value& left, const Value& right, std::uint64_t retries) {
 Value forStorage(Value value) {
   const NSString* string = value.string();
   if (string == nullptr || !string->isUniquelyReferenced()) return value;
+  constexpr std::size_t kLongCopy = std::size_t{1} << 20;
+  if (string->byteLength() >= kLongCopy) lookBeforeHost();  // making it has taken as long
   (void)value.leak();
   return NSString::trimmed(
       Ref<NSString>::adopt(const_cast<NSString*>(string)));  // NOLINT(*-const-cast): its only holder
@@ -395,7 +397,8 @@ bool KorTemplateBinaryExpression::isOfPlainNumbers(const KorTemplateEnvironment&
 
 RawValue KorTemplateBinaryExpression::evaluateAny(KorTemplateEnvironment& environment) {
   environment.checkStack();
-  if (!isLiteralOrVariable(*leftOperand_) || !isOfPlainNumbers(environment)) environment.step();
+  const bool isFree = isLiteralOrVariable(*leftOperand_) && isOfPlainNumbers(environment);
+  environment.countSteps(isFree ? 0 : 1);  // looks at least where finding the numbers took the steps that there were
   if (const Name* const name = assignedName(); name != nullptr) [[unlikely]]
     return assignTo(*name, environment);
   RawValue left = peekExpression(*leftOperand_, environment);

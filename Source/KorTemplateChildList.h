@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <new>
 #include <span>
 #include <stdexcept>
 #include <string>
@@ -148,11 +149,13 @@ class KorTemplateChildList {
     for (Item& item : items) put(std::move(item));
     count_ = size_;
   }
-  // Lets go of most spare ones, where there are very many.
+  // Lets go of most spare ones, where there are very many, and of their room.
   void trimSpare() noexcept {
     constexpr std::uint32_t kMostSpare = 1024;
-    if (size_ - count_ > kMostSpare) [[unlikely]]
-      leaveSpare(kMostSpare);
+    if (size_ - count_ <= kMostSpare) [[likely]]
+      return;
+    leaveSpare(kMostSpare);
+    leaveRoom(std::size_t{size_} * 2);
   }
   // Leaves the last item as the first spare one.
   void leaveLast() noexcept { --count_; }
@@ -180,6 +183,15 @@ class KorTemplateChildList {
       std::destroy_at(items_ + size_);
     }
   }
+  // Gives back what is more room; where there is no memory for less, it stays.
+  void leaveRoom(std::size_t capacity) noexcept {
+    if (capacity >= capacity_) return;
+    try {
+      moveTo(capacity);
+    } catch (const std::bad_alloc&) {
+      return;
+    }
+  }
   // One more behind all that there are; it may be one of them.
   void put(Item item) {
     constexpr std::size_t kFew = 4;  // most bodies and argument lists hold no more
@@ -190,6 +202,10 @@ class KorTemplateChildList {
   void reserve(std::size_t capacity) {
     if (capacity <= capacity_) return;
     if (capacity > std::numeric_limits<std::int32_t>::max()) throw std::length_error("too many children");
+    moveTo(capacity);
+  }
+  // Into room for so many, which are no fewer than there are.
+  void moveTo(std::size_t capacity) {
     Item* const items = Memory().allocate(capacity);
     std::uninitialized_move_n(items_, size_, items);
     std::destroy_n(items_, size_);

@@ -1,6 +1,7 @@
 #include "Source/KorTemplateExternalFunction.h"
 
 #include "Foundation/NSException.h"
+#include "Foundation/StackGuard.h"
 #include "Source/NSInvocation+Conversion.h"
 
 namespace tavlo {
@@ -93,6 +94,7 @@ Value KorTemplateExternalFunction::invokeWithEnvironment(KorTemplateEnvironment*
                                                          ListArgument<Value> arguments) {
   requireParameter(environment != nullptr, "environment != nil");
   requireParameter(!arguments.isAbsent(), "args != nil");
+  checkStack();  // a method may call its own function
   return Value::adopt(invoke(*environment, arguments.span()));
 }
 

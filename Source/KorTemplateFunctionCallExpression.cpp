@@ -53,11 +53,11 @@ class ArgumentValues {
       const RawValue value = argumentOf(*expressions.at(static_cast<std::int32_t>(count_)), environment_);
       if (expected_ > kFew) {
         values_[count_] = Value::adopt(value);
-        environment_.countSteps(0);  // looks where finding it took the steps that there were
       } else {
         std::construct_at(few_ + count_, Value::adopt(value));
       }
       ++count_;
+      environment_.countSteps(0);  // looks where finding it took the steps that there were
     }
   }
 

@@ -114,6 +114,19 @@ TEST(ConvertedLists, HoldNullWhereAnElementIsMissing) {
   EXPECT_EQ(lineOf(valueOf(std::vector<Value>{1, Value()})), "( 1, <null> )");
 }
 
+// Where the array that is made of a lazy list ends with the conversion.
+TEST(ValueConversion, MakesNoViewsOfWhatIsGone) {
+  const std::vector<std::string> texts = {std::string(100, 'a')};
+  const Value list = lazyList([] { return 1; },
+                              [&](std::size_t index) {
+                                return lazyList(std::vector{texts[index], texts[index]});
+                              });
+  using Views = std::pair<std::string_view, std::string_view>;
+  using ConstantViews = std::pair<const std::string_view, const std::string_view>;
+  EXPECT_FALSE(objectIn<std::list<Views>>(list).has_value());
+  EXPECT_FALSE(objectIn<std::list<ConstantViews>>(list).has_value());
+}
+
 // Tables that say how much room was made for them.
 template <class Table>
 struct RoomyTable : Table {

@@ -133,6 +133,22 @@ TEST(Memory, OfManyArgumentsOfDeepCallsDoesNotStay) {
   EXPECT_EQ(stage.diagnostics(), "");
 }
 
+TEST(Memory, OfManyScopesDoesNotStay) {
+  constexpr int kScopes = 500;
+  constexpr std::int64_t kBytes = std::int64_t{256} * 1024;
+  const Stage stage;
+  const Ref<KorTemplate> page =
+      KorTemplate::compile("<? function f($n) ?>" + repeated("<? if (1) ?><? $a = 1 ?>", kScopes) +
+                           "<? if ($n > 0) ?><? f($n - 1) ?><? endif ?>" + repeated("<? endif ?>", kScopes) +
+                           "<? endfunction ?><? f($depth) ?>");
+  stage.set("depth", 3);
+  page->executeWithEnvironment(stage.get());
+  const std::int64_t before = bytesInUse();
+  stage.set("depth", 300);
+  page->executeWithEnvironment(stage.get());
+  EXPECT_LE(bytesInUse() - before, kBytes);
+}
+
 // Whatever names templates that are gone have given to variables in scopes that are gone.
 TEST(Memory, OfLongNamesDoesNotStay) {
   constexpr int kTemplates = 100;

@@ -11,9 +11,11 @@
 #include <vector>
 
 #include "Foundation/Description.h"
+#include "Foundation/HostMethodTable.h"
 #include "Foundation/NSArray.h"
 #include "Foundation/NSDictionary.h"
 #include "Foundation/NSKeyValueCoding.h"
+#include "Source/KorTemplateExternalFunction.h"
 #include "Source/KorTemplateRendering.h"
 #include "Tests/Foundation/Repeated.h"
 #include "Tests/Foundation/SmallStack.h"
@@ -358,6 +360,51 @@ void useWrapped(std::size_t bytesOfStack, std::uint64_t stackLeft, int times) {
       });
       EXPECT_EQ(end, "stack") << use << ", in lists: " << isInLists;
     }
+  }
+}
+
+// A method by selector that calls itself again by C++: its function, or an invocation.
+class Descending final : public NSObject {
+ public:
+  Descending() {
+    methods_.addMethod("down:",
+                       HostMethod::of<Descending>([](Descending& it, const Value& left) { return it.down(left); }));
+  }
+  const char* className() const override { return "Descending"; }
+  BoundMethod methodForSelector(const Selector& selector) const override {
+    return methods_.find(selector, const_cast<Descending*>(this));  // NOLINT(*-const-cast): the method changes nothing
+  }
+
+  Ref<KorTemplateFunction> function;  // in whose place an invocation is made where it is absent
+  KorTemplateEnvironment* environment = nullptr;
+
+ private:
+  Value down(const Value& left) {
+    const Value less = left.intValue() - 1;
+    if (left.intValue() == 0) return 0;
+    if (function != nullptr) return function->invokeWithEnvironment(environment, {less});
+    const auto invocation = NSInvocation::invocationWithMethodSignature(methodSignatureForSelector("down:"));
+    invocation->setSelector("down:");
+    invocation->setArgument<Value>(less, 2);
+    invocation->invokeWithTarget(this);
+    return invocation->getReturnValue<Value>();
+  }
+
+  HostMethodTable methods_;
+};
+
+TEST(SmallStacks, AreGuardedWhereAMethodCallsItself) {
+  for (const bool isByFunction : {false, true}) {
+    const std::string end = outcomeOnStackOf(256 * kKibibyte, [&] {
+      const Stage stage;
+      const Ref<Descending> target = makeRef<Descending>();
+      stage.environment->setFunctionForName(KorTemplateExternalFunction::functionWithSelectorTarget("down:", *target),
+                                            "down");
+      target->environment = stage.get();
+      if (isByFunction) target->function = stage.environment->functionForName("down");
+      stage.run("<? down(100000) ?>");
+    });
+    EXPECT_EQ(end, "stack") << isByFunction;
   }
 }
 
