@@ -21,7 +21,7 @@ struct KorTemplateCompileOptions {
 // A compiled template: its statements in order. A whole template can stand where a statement can. Running it does not
 // change it, and any number of threads may run one at once, each with an environment of its own, as long as nobody
 // changes it or lets go of it meanwhile. What it runs itself, a function of the host's for example, may add statements
-// to it, but must not take away one that runs.
+// to it, but must not take away one that runs, one of a branch, a loop or a function that runs, nor its source.
 class KorTemplate final : public KorTemplateStatement {
  public:
   KorTemplate() : KorTemplateStatement(kNodeKind) {}

@@ -18,8 +18,12 @@ Ref<KorTemplateStringStream> KorTemplateStringStream::stringStreamAppendingTo(st
 
 void KorTemplateStringStream::flush() {
   if (text_ == nullptr || buffer_ == nullptr) return;
+  constexpr std::size_t kMuchRoom = std::size_t{1} << 20;
+  const std::size_t size = buffer_->string().size();
   text_->append(buffer_->string());
-  buffer_->clear();
+  TextBuffer& gathered = buffer_->mutableText();
+  gathered.clear();
+  if (gathered.capacity() > kMuchRoom && gathered.capacity() / 4 > size) gathered.release();  // one was much longer
 }
 
 void KorTemplateStringStream::setBuffer(const Ref<NSMutableString>& value) {

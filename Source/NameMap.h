@@ -164,7 +164,7 @@ class NameMap {
 
   [[gnu::noinline]] void appendNewName(const Name& name, T value) {
     // Both may run out of memory; an entry is there, and its name noted, only once it can be found.
-    if (size_ >= kSmall && !hasSlotsFor(size_ + 1)) rebuildSlots(slotsFor(size_ + 1));
+    if (size_ >= kSmall && !hasSlotsFor(size_ + 1)) growSlots(slotsFor(size_ + 1));
     if (size_ < entries_.size()) {
       entries_[size_].name = name;
       entries_[size_].value = std::move(value);
@@ -210,7 +210,7 @@ class NameMap {
   [[gnu::noinline]] void addSlot() {
     if (hasSlotsFor(size_)) return putSlot(static_cast<std::uint32_t>(size_ - 1));
     try {
-      rebuildSlots(slotsFor(size_));
+      growSlots(slotsFor(size_));
     } catch (...) {
       --size_;
       letGo(entries_[size_].value);
@@ -236,11 +236,23 @@ class NameMap {
     }
   }
 
-  // Where there is no memory for so many, the old ones stay.
+  // Looks at the clock from time to time; where that raises, or there is no memory for so many, the old ones stay.
+  void growSlots(std::size_t count) {
+    constexpr std::uint32_t kEntriesBetweenLooks = 4096;
+    if (count <= slots_.capacity()) return rebuildSlots(count);
+    std::vector<std::uint32_t> slots(count, kNowhere);
+    for (std::uint32_t index = 0; index < size_; ++index) {
+      if (index % kEntriesBetweenLooks == kEntriesBetweenLooks - 1) lookBeforeHost();
+      putSlot(slots, index);
+    }
+    slots_.swap(slots);
+    state_ |= kHashed;
+  }
+  // In the room that there is.
   void rebuildSlots(std::size_t count) {
     slots_.assign(count, kNowhere);
     state_ |= kHashed;
-    for (std::uint32_t index = 0; index < size_; ++index) putSlot(index);
+    for (std::uint32_t index = 0; index < size_; ++index) putSlot(slots_, index);
   }
 
   // What was hashed leaves no more behind than what never was, what was large no more memory once it is empty, and no
@@ -258,11 +270,12 @@ class NameMap {
     if (size_ == 0) state_ &= ~kWordy;
   }
 
-  void putSlot(std::uint32_t index) noexcept {
-    const std::size_t mask = slots_.size() - 1;
+  void putSlot(std::uint32_t index) noexcept { putSlot(slots_, index); }
+  void putSlot(std::vector<std::uint32_t>& slots, std::uint32_t index) const noexcept {
+    const std::size_t mask = slots.size() - 1;
     std::size_t slot = entries_[index].name.hash() & mask;
-    while (slots_[slot] != kNowhere) slot = (slot + 1) & mask;
-    slots_[slot] = index;
+    while (slots[slot] != kNowhere) slot = (slot + 1) & mask;
+    slots[slot] = index;
   }
 
   static void letGo(Value& value) noexcept { value.clear(); }

@@ -114,6 +114,21 @@ TEST(ConvertedLists, HoldNullWhereAnElementIsMissing) {
   EXPECT_EQ(lineOf(valueOf(std::vector<Value>{1, Value()})), "( 1, <null> )");
 }
 
+// Rows of a host's that belong to somebody else, as nothing tells.
+struct LentRows {
+  std::vector<std::string>* rows;
+  auto begin() { return rows->begin(); }
+  auto end() { return rows->end(); }
+  auto begin() const { return rows->cbegin(); }
+  auto end() const { return rows->cend(); }
+};
+
+TEST(ValueConversion, TakesNothingOutOfRowsThatOthersOwn) {
+  std::vector<std::string> rows = {std::string(100, 'a'), std::string(100, 'b')};
+  for (int time = 0; time < 2; ++time) EXPECT_EQ(lineOf(valueOf(LentRows{&rows})), lineOf(valueOf(rows))) << time;
+  EXPECT_EQ(rows.front().size(), 100U);
+}
+
 // Where the array that is made of a lazy list ends with the conversion.
 TEST(ValueConversion, MakesNoViewsOfWhatIsGone) {
   const std::vector<std::string> texts = {std::string(100, 'a')};

@@ -133,6 +133,22 @@ TEST(Memory, OfManyArgumentsOfDeepCallsDoesNotStay) {
   EXPECT_EQ(stage.diagnostics(), "");
 }
 
+TEST(Memory, OfALongTextDoesNotStayInAStreamThatIsEmptied) {
+  constexpr std::size_t kLong = std::size_t{32} << 20;
+  constexpr std::int64_t kBytes = std::int64_t{2} << 20;
+  const Stage stage;
+  std::string text;
+  stage.environment->setOutputStream(KorTemplateStringStream::stringStreamAppendingTo(text));
+  stage.run("a");
+  const std::int64_t before = bytesInUse();
+  stage.set("long", std::string(kLong, 'x'));
+  stage.run(repeated("<?= $long ?>", 2));
+  stage.set("long", 1);
+  std::string().swap(text);
+  stage.run("a");
+  EXPECT_LE(bytesInUse() - before, kBytes);
+}
+
 TEST(Memory, OfManyScopesDoesNotStay) {
   constexpr int kScopes = 500;
   constexpr std::int64_t kBytes = std::int64_t{256} * 1024;
