@@ -10,6 +10,7 @@
 
 #include "Foundation/NSException.h"
 #include "Foundation/Utf8.h"
+#include "Lexwright/KorPartitionRule.h"
 
 namespace tavlo {
 
@@ -18,6 +19,9 @@ void RuleList::add(const std::vector<Ref<KorScannerRule>>& rules) {
   RuleList list = *this;  // which stays where a rule of the host's fails
   for (const Ref<KorScannerRule>& rule : added) {
     requireParameter(rule != nullptr, "rule != nil");
+    if (rule->makesCompoundTokens() && dynamic_cast<const KorPartitionRule*>(rule.get()) == nullptr) {
+      NSException::raise(NSInvalidArgumentException, "A rule that makes compound tokens must be a partition");
+    }
     list.rules_.push_back(rule);
     list.firstBytes_.push_back(rule->firstBytes());
   }

@@ -346,6 +346,24 @@ class ToldRule final : public KorScannerRule {
   RuleMatch told_;
 };
 
+// A host's rule that says that it is a partition.
+class WouldBePartition final : public KorScannerRule {
+ public:
+  WouldBePartition() : KorScannerRule(nullptr) {}
+
+  bool makesCompoundTokens() const override { return true; }
+  bool match(ScanContext& /*context*/, std::uint32_t at, RuleMatch& match) const override {
+    match = {at + 1, at, at + 1};
+    return true;
+  }
+  const char* className() const override { return "WouldBePartition"; }
+};
+
+TEST(Scanner, RefusesCompoundTokensOfWhatIsNoPartition) {
+  EXPECT_EQ(raised([] { (void)tokensOf("a", {makeRef<WouldBePartition>()}); }),
+            "NSInvalidArgumentException: A rule that makes compound tokens must be a partition");
+}
+
 TEST(RuleList, RefusesMatchesThatAreNoPartOfTheText) {
   const std::string text = "\u00e9ab";
   for (const RuleMatch match : {RuleMatch{5, 0, 4}, {1, 0, 1}, {4, 1, 4}, {4, 0, 1}, {2, 0, 4}, {4, 3, 2}}) {
