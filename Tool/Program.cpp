@@ -48,8 +48,7 @@ class ParsingOutOfMemory {
     } catch (const std::bad_alloc&) {
       diagnostics_->writeOutOfMemory();
       ::_exit(static_cast<int>(ExitStatus::Unusable));
-    } catch (...) {
-      std::abort();
+    } catch (...) {  // what nobody expects ends as it does elsewhere
     }
     std::abort();
   }
