@@ -1,5 +1,9 @@
 #include "Foundation/HostInstance.h"
 
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
 #include "Foundation/BoundMethod.h"
 #include "Foundation/Description.h"
 #include "Foundation/NSException.h"
@@ -17,20 +21,44 @@ struct Release {
   const NSObject* holder;
 };
 
-// Lets go of something that refers into what another owner keeps, and then of that owner: one after another in a chain
-// of them, which may be long.
-struct ReleaseBoth {
-  void operator()(const void* /*object*/) {
-    kept.reset();
-    for (std::shared_ptr<const void> owner = std::move(referredTo); owner != nullptr;) {
-      std::shared_ptr<const void> next;
-      ReleaseBoth* const both = owner.use_count() == 1 ? std::get_deleter<ReleaseBoth>(owner) : nullptr;
-      if (both != nullptr) next = std::move(both->referredTo);
-      owner = std::move(next);
-    }
-  }
+// Keeps something that refers into what another owner keeps, and that owner, which is let go of behind it. Either may
+// be such a pair again, and so on: in a chain, which may be long.
+struct OwnerPair {
   std::shared_ptr<const void> kept;
   std::shared_ptr<const void> referredTo;
+  std::unique_ptr<OwnerPair> next;  // to be taken apart behind this one
+};
+
+// Whoever takes pairs apart on this thread and has let go of a pair's owner just now.
+[[gnu::tls_model("initial-exec")]] constinit thread_local std::unique_ptr<OwnerPair>* takingApart = nullptr;
+
+class ReleasePair {
+ public:
+  explicit ReleasePair(std::unique_ptr<OwnerPair> pair) : pair_(std::move(pair)) {}
+
+  void operator()(const void* /*object*/) {
+    if (takingApart != nullptr) {
+      pair_->next = std::move(*takingApart);
+      *std::exchange(takingApart, nullptr) = std::move(pair_);
+      return;
+    }
+    while (pair_ != nullptr) {
+      std::shared_ptr<const void> owner = std::move(pair_->kept);
+      if (owner == nullptr) {
+        owner = std::move(pair_->referredTo);
+        pair_ = std::move(pair_->next);
+      }
+      // The last one to let go of another pair adds it to these; what else ends here is not within this work.
+      if (std::get_deleter<ReleasePair>(owner) != nullptr) takingApart = &pair_;
+      owner.reset();
+      takingApart = nullptr;
+    }
+  }
+
+  const OwnerPair& pair() const noexcept { return *pair_; }
+
+ private:
+  std::unique_ptr<OwnerPair> pair_;
 };
 
 }  // namespace
@@ -59,17 +87,24 @@ std::shared_ptr<const void> HostInstance::ownerOfBoth(std::shared_ptr<const void
                                                       std::shared_ptr<const void> referredTo) {
   if (referredTo == nullptr) return kept;
   const void* const object = kept.get();
-  return {object, ReleaseBoth{std::move(kept), std::move(referredTo)}};
+  return {object, ReleasePair(std::make_unique<OwnerPair>(OwnerPair{std::move(kept), std::move(referredTo), nullptr}))};
 }
 
-bool HostInstance::canShareOwner(const std::shared_ptr<const void>& owner) noexcept {
-  const std::shared_ptr<const void>* innermost = &owner;
-  while (const ReleaseBoth* const both = std::get_deleter<ReleaseBoth>(*innermost)) {
-    if (!canShareOwner(both->kept)) return false;
-    innermost = &both->referredTo;
+bool HostInstance::canShareOwner(const std::shared_ptr<const void>& owner) {
+  std::vector<const std::shared_ptr<const void>*> open = {&owner};
+  std::unordered_set<const OwnerPair*> seen;
+  while (!open.empty()) {
+    const std::shared_ptr<const void>& current = *open.back();
+    open.pop_back();
+    if (const ReleasePair* const release = std::get_deleter<ReleasePair>(current)) {
+      if (seen.insert(&release->pair()).second) {
+        open.insert(open.end(), {&release->pair().kept, &release->pair().referredTo});
+      }
+    } else if (const Release* const counted = std::get_deleter<Release>(current)) {
+      if (!counted->holder->isShared()) return false;
+    }
   }
-  const Release* const release = std::get_deleter<Release>(*innermost);
-  return release == nullptr || release->holder->isShared();
+  return true;
 }
 
 void* HostInstance::find(const Value& value, const HostClassTable& wanted, bool mayBeConstant) noexcept {

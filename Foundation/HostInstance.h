@@ -45,7 +45,7 @@ class HostInstance : public NSObject {
                                                  std::shared_ptr<const void> referredTo);
 
   // Whether several threads may let go of what such an owner keeps: not while it keeps an object that counts plainly.
-  static bool canShareOwner(const std::shared_ptr<const void>& owner) noexcept;
+  static bool canShareOwner(const std::shared_ptr<const void>& owner);
 
   // The object that the value stands for, as one of that class; null for every other value.
   static void* find(const Value& value, const HostClassTable& wanted, bool mayBeConstant) noexcept;

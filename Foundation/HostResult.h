@@ -246,7 +246,13 @@ struct HostResultRule<HostResultKind::Unique> {
   }
   template <class T, class Deleter>
   static RawValue refer(std::unique_ptr<T, Deleter>&& result, const HostContext& context) {
-    return HostResultRule<HostResultKind::Shared>::refer(std::shared_ptr<T>(std::move(result)), context);
+    // What lets go of the object without being empty may refer to who has answered it, as a pool's does.
+    constexpr bool kMayReferToOthers = !std::is_empty_v<Deleter> && !std::is_pointer_v<Deleter>;
+    std::shared_ptr<T> owner = std::move(result);
+    if constexpr (kMayReferToOthers) {
+      if (owner != nullptr) owner = {HostInstance::ownerOfBoth(owner, context.owner()), owner.get()};
+    }
+    return HostResultRule<HostResultKind::Shared>::refer(owner, context);
   }
 };
 

@@ -1,6 +1,8 @@
 #include "Foundation/Value.h"
 
 #include <algorithm>
+#include <array>
+#include <memory>
 #include <optional>
 #include <unordered_map>
 #include <unordered_set>
@@ -57,7 +59,7 @@ class CollectionHash {
       if (hash.has_value()) return *hash;
     }
     // Parts that are shared may stand for many more values than there is memory: from here on each is walked once.
-    known_.emplace();
+    known_ = std::make_unique<KnownCollections>();
     for (;;) {
       const std::optional<std::uint64_t> hash = step();
       if (hash.has_value()) return *hash;
@@ -117,16 +119,36 @@ class CollectionHash {
     return {};
   }
 
-  // What is known of a collection; one that is not known yet is from here on, as one without values.
+  // In many tables: each grows in a time that is short, even among millions of collections.
+  class KnownCollections {
+   public:
+    // What is known of a collection; one that is not known yet is from here on, as one without values.
+    const Known* findOrAdd(const Value& collection) {
+      const auto [place, isNew] = tableOf(collection).try_emplace(collection.object(), Known{collection, 0});
+      return isNew ? nullptr : &place->second;
+    }
+    void note(const Value& collection, std::uint64_t hash) {
+      Table& table = tableOf(collection);
+      const auto place = table.find(collection.object());  // none for one that was begun before
+      if (place != table.end()) place->second.hash = hash;
+    }
+
+   private:
+    using Table = std::unordered_map<const NSObject*, Known>;
+
+    Table& tableOf(const Value& collection) {
+      const std::uint64_t place = HashSeed::ofProcess().mixed(0, reinterpret_cast<std::uintptr_t>(collection.object()));
+      return tables_[place % tables_.size()];
+    }
+
+    std::array<Table, 64> tables_;
+  };
+
   const Known* findKnown(const Value& collection) {
-    if (!known_.has_value()) return nullptr;
-    const auto [place, isNew] = known_->try_emplace(collection.object(), Known{collection, 0});
-    return isNew ? nullptr : &place->second;
+    return known_ != nullptr ? known_->findOrAdd(collection) : nullptr;
   }
   void noteKnown(const Value& collection, std::uint64_t hash) {
-    if (!known_.has_value()) return;
-    const auto place = known_->find(collection.object());  // none for one that was begun before
-    if (place != known_->end()) place->second.hash = hash;
+    if (known_ != nullptr) known_->note(collection, hash);
   }
 
   static bool isArray(const Value& collection) { return collection.object()->kind() == ObjectKind::Array; }
@@ -166,8 +188,8 @@ class CollectionHash {
 
   const HashSeed& seed_ = HashSeed::ofProcess();
   WorkCounter work_;
-  std::vector<Open> open_;                                           // from the outermost to the innermost
-  std::optional<std::unordered_map<const NSObject*, Known>> known_;  // absent while there are few values
+  std::vector<Open> open_;                   // from the outermost to the innermost
+  std::unique_ptr<KnownCollections> known_;  // null while there are few values
 };
 
 }  // namespace

@@ -126,6 +126,8 @@ class Account {
       tell(environment);
     } catch (const Failure& failure) {
       diagnostics_.writeFailure(failure);
+    } catch (const std::bad_alloc&) {
+      diagnostics_.writeOutOfMemory();
     }
   }
 

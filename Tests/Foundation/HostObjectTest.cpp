@@ -639,6 +639,68 @@ TEST(DescribedObject, ThatCountsPlainlyIsNotSharedByAPartOfIt) {
   EXPECT_EQ(raisedName([&] { read(lender, "view").share(); }), "NSInvalidArgumentException");
 }
 
+// Lends a list that the owner which it was given keeps, too.
+struct PartLink {
+  std::vector<Part*> parts;
+  mutable std::shared_ptr<const void> before;
+
+  friend void describeHostClass(HostClass<PartLink>& link) {
+    link.name("PartLink").canBeShared().property("parts", [](const PartLink& it) {
+      return std::shared_ptr<const std::vector<Part*>>(std::move(it.before), &it.parts);
+    });
+  }
+};
+
+TEST(HostObject, MayBeKeptByAChainOfOwnersOfAnyLength) {
+  int alive = 0;
+  std::vector<std::shared_ptr<PartLink>> links;
+  auto first = std::make_shared<Part>(alive);
+  Part& part = *first;
+  std::shared_ptr<const void> before = std::move(first);
+  Value list;
+  for (int link = 0; link < 100'000; ++link) {
+    links.push_back(std::make_shared<PartLink>(PartLink{{&part}, std::move(before)}));
+    list = read(hostShared(links.back()), "parts");
+    before = hostOwner<Part>(list.object()->objectEnumerator()->nextObject());
+  }
+  const bool isShared = raisedName([&] { list.object()->objectEnumerator()->nextObject().share(); }).empty();
+  EXPECT_TRUE(isShared);
+  list.clear();
+  EXPECT_EQ(alive, 1);
+  EXPECT_EQ(links.front().use_count(), 2);
+  before.reset();
+  EXPECT_EQ(alive, 0);
+  EXPECT_EQ(links.front().use_count(), 1);
+}
+
+// Lends parts, which come back to it.
+struct PartPool {
+  struct Return {
+    PartPool* pool;
+    void operator()(Part* part) const { pool->spare.emplace_back(part); }
+  };
+
+  explicit PartPool(int& alive) { spare.push_back(std::make_unique<Part>(alive)); }
+  std::unique_ptr<Part, Return> take() {
+    Part* const part = spare.back().release();
+    spare.pop_back();
+    return {part, Return{this}};
+  }
+
+  friend void describeHostClass(HostClass<PartPool>& pool) { pool.name("PartPool").property("take", &PartPool::take); }
+
+  std::vector<std::unique_ptr<Part>> spare;
+};
+
+TEST(HostObject, LivesAsLongAsWhatItHasLentAndTakesBack) {
+  int alive = 0;
+  Value part = read(hostShared(std::make_shared<PartPool>(alive)), "take");
+  EXPECT_EQ(read(part, "number").intValue(), 7);
+  EXPECT_EQ(alive, 1);
+  part.clear();
+  EXPECT_EQ(alive, 0);
+}
+
 TEST(DescribedObject, IsKeptByTheSmartPointerThatAGetterAnswers) {
   int alive = 0;
   PartMaker maker{&alive};

@@ -141,6 +141,9 @@ class ProgramAttempt {
     return outcome.hasFailed;
   }
 
+  // What the last run has told.
+  std::string errors() const { return folder_.read("errors"); }
+
  private:
   const ProgramRow& row_;
   WorkFolder folder_;
@@ -154,6 +157,22 @@ TEST(AllocationFailures, EndTheProgramAndNoMore) {
     FailingWork(row.what, 7).check([&](std::int64_t count, Failing failing) { return attempt(count, failing); });
     if (HasFailure()) return;
   }
+}
+
+TEST(AllocationFailures, OfWhatIsToldBehindAFailureDoNotTakeItsPlace) {
+  const ProgramRow row = {"a failure behind statistics", {"--stats"}, "<?= 1 % 0 ?>", 1};
+  ProgramAttempt attempt(row);
+  int tellsBoth = 0;
+  FailingWork(row.what).check([&](std::int64_t count, Failing failing) {
+    const bool hasFailed = attempt(count, failing);
+    const std::string errors = attempt.errors();
+    if (errors.starts_with("tavlo: input: std::bad_alloc\n") &&
+        errors.find("NSGenericException") != std::string::npos) {
+      ++tellsBoth;
+    }
+    return hasFailed;
+  });
+  EXPECT_GT(tellsBoth, 0);
 }
 
 // The status of the program in a process of its own, where the allocation behind so many fails; nothing where it ends
