@@ -162,26 +162,16 @@ void HostClassTable::complete() {
   firstNumber_ = numbers.fetch_add(count_, std::memory_order_relaxed);
   properties_ = std::make_unique<const HostProperty*[]>(count_);
   for (std::uint32_t index = 0; index < count_; ++index) properties_[index] = entries_[index].property.get();
-  std::size_t size = 4;
-  while (size < entries_.size() * 2) size *= 2;
-  slots_.assign(size, kNowhere);
-  for (std::uint32_t index = 0; index < entries_.size(); ++index) {
-    std::size_t at = entries_[index].key->hash32() & (size - 1);
-    while (slots_[at] != kNowhere) at = (at + 1) & (size - 1);
-    slots_[at] = index;
-  }
+  slots_.grow(SlotIndex::sizeFor(count_), count_, [this](std::size_t index) { return entries_[index].key->hash32(); });
 }
 
 std::uint32_t HostClassTable::indexOf(const NSString& key) const noexcept {
-  const std::size_t mask = slots_.size() - 1;
-  for (std::size_t at = key.hash32() & mask;; at = (at + 1) & mask) {
-    if (slots_[at] == kNowhere || entries_[slots_[at]].key->hasSameText(key)) return slots_[at];
-  }
+  return slots_.find(key.hash32(), [&](std::uint32_t index) { return entries_[index].key->hasSameText(key); });
 }
 
 const HostProperty* HostClassTable::findAnew(const NSString& key, std::atomic<std::uint32_t>& number) const noexcept {
   const std::uint32_t index = indexOf(key);
-  if (index == kNowhere) return nullptr;
+  if (index == SlotIndex::kNowhere) return nullptr;
   number.store(firstNumber_ + index, std::memory_order_relaxed);
   return entries_[index].property.get();
 }

@@ -16,6 +16,7 @@
 #include "Foundation/NSString.h"
 #include "Foundation/RawValue.h"
 #include "Foundation/Ref.h"
+#include "Foundation/SlotIndex.h"
 #include "Foundation/Value.h"
 
 namespace tavlo {
@@ -108,7 +109,7 @@ class HostClassTable {
   // Null for a key that the class does not know.
   const HostProperty* find(const NSString& key) const noexcept {
     const std::uint32_t index = indexOf(key);
-    return index == kNowhere ? nullptr : entries_[index].property.get();
+    return index == SlotIndex::kNowhere ? nullptr : entries_[index].property.get();
   }
   // The same for who asks again and again: `number` is the property that was found last, of whichever class, and 0 at
   // first. No two properties of all classes have one number.
@@ -130,7 +131,6 @@ class HostClassTable {
     std::shared_ptr<const HostProperty> property;
     bool isInherited;
   };
-  static constexpr std::uint32_t kNowhere = UINT32_MAX;
   struct Base {
     const HostClassTable* table;
     Upcast asBase;
@@ -152,7 +152,7 @@ class HostClassTable {
   std::uint32_t firstNumber_ = 0;  // of the first property; the others follow
   std::uint32_t count_ = 0;
   std::unique_ptr<const HostProperty*[]> properties_;  // those of entries_  NOLINT(*-avoid-c-arrays)
-  std::vector<std::uint32_t> slots_;  // open addressing over entries_, a power of two with free ones among them
+  SlotIndex slots_;                                    // of entries_
   std::vector<Base> bases_;
   Operations operations_;
   HostMethodTable methods_;

@@ -5,7 +5,6 @@
 #include "Foundation/Description.h"
 #include "Foundation/KorTemplateLimits.h"
 #include "Foundation/NSException.h"
-#include "Foundation/SlotRemoval.h"
 #include "Foundation/WorkMeter.h"
 
 namespace tavlo {
@@ -45,33 +44,30 @@ Ref<NSDictionary> NSDictionary::dictionaryWithEntries(
 }
 
 std::uint32_t NSDictionary::indexOf(std::string_view key, std::uint32_t hash) const noexcept {
-  const auto matches = [&](const Entry& entry) { return entry.key->hash32() == hash && entry.key->view() == key; };
-  if (slots_.empty()) {
-    for (std::uint32_t index = 0; index < entries_.size(); ++index) {
-      if (matches(entries_[index])) return index;
-    }
-    return kNowhere;
+  const auto matches = [&](std::size_t index) {
+    const NSString& known = *entries_[index].key;
+    return known.hash32() == hash && known.view() == key;
+  };
+  if (!slots_.empty()) return slots_.find(hash, matches);
+  for (std::uint32_t index = 0; index < entries_.size(); ++index) {
+    if (matches(index)) return index;
   }
-  const std::size_t mask = slots_.size() - 1;
-  for (std::size_t slot = hash & mask; slots_[slot] != kNowhere; slot = (slot + 1) & mask) {
-    if (matches(entries_[slots_[slot]])) return slots_[slot];
-  }
-  return kNowhere;
+  return SlotIndex::kNowhere;
 }
 
 const Value* NSDictionary::find(std::string_view key) const noexcept {
   const std::uint32_t index = indexOf(key, NSString::hashOf(key));
-  return index == kNowhere ? nullptr : &entries_[index].value;
+  return index == SlotIndex::kNowhere ? nullptr : &entries_[index].value;
 }
 
 const Value* NSDictionary::find(const NSString& key) const noexcept {
   const std::uint32_t index = indexOf(key.view(), key.hash32());
-  return index == kNowhere ? nullptr : &entries_[index].value;
+  return index == SlotIndex::kNowhere ? nullptr : &entries_[index].value;
 }
 
 const Value* NSDictionary::find(const NSString& key, std::uint32_t& index) const noexcept {
   const std::uint32_t found = indexOf(key.view(), key.hash32());
-  if (found == kNowhere) return nullptr;
+  if (found == SlotIndex::kNowhere) return nullptr;
   index = found;
   return &entries_[found].value;
 }
@@ -125,53 +121,26 @@ Ref<NSEnumerator> NSDictionary::objectEnumerator() const {
 
 void NSDictionary::store(Ref<NSString> key, Value value) {
   const std::uint32_t index = indexOf(key->view(), key->hash32());
-  if (index != kNowhere) {
+  if (index != SlotIndex::kNowhere) {
     entries_[index].value = std::move(value);
     return;
   }
   const std::size_t count = entries_.size() + 1;
   // Both may run out of memory; an entry is there only once it can be found.
-  if (count > kSmall && count * 2 > slots_.size()) growSlots(slotsFor(count));
+  if (count > kSmall && !slots_.hasRoomFor(count)) growSlots(count);
+  const std::uint32_t hash = key->hash32();
   entries_.push_back({std::move(key), std::move(value)});
-  if (count > kSmall) putSlot(slots_, count - 1);
+  if (count > kSmall) slots_.put(hash, count - 1);
 }
 
-std::size_t NSDictionary::slotsFor(std::size_t count) noexcept {
-  if (count <= kSmall) return 0;
-  std::size_t size = kSmall * 4;
-  while (size < count * 4) size *= 2;
-  return size;
-}
-
-void NSDictionary::growSlots(std::size_t size) {
-  constexpr std::size_t kEntriesBetweenLooks = 4096;
-  std::vector<std::uint32_t> slots(size, kNowhere);
-  if (size != 0) {
-    for (std::size_t index = 0; index < entries_.size(); ++index) {
-      if (index % kEntriesBetweenLooks == kEntriesBetweenLooks - 1) lookBeforeHost();
-      putSlot(slots, index);
-    }
-  }
-  slots_.swap(slots);
-}
-
-void NSDictionary::shrinkSlots(std::size_t size) noexcept {
-  slots_.assign(size, kNowhere);
-  if (size == 0) return;
-  for (std::size_t index = 0; index < entries_.size(); ++index) putSlot(slots_, index);
-}
-
-void NSDictionary::putSlot(std::vector<std::uint32_t>& slots, std::size_t index) const noexcept {
-  const std::size_t mask = slots.size() - 1;
-  std::size_t slot = entries_[index].key->hash32() & mask;
-  while (slots[slot] != kNowhere) slot = (slot + 1) & mask;
-  slots[slot] = static_cast<std::uint32_t>(index);
+void NSDictionary::growSlots(std::size_t count) {
+  if (count > kSmall) slots_.grow(SlotIndex::sizeFor(count), entries_.size(), hashes());
 }
 
 Ref<NSMutableDictionary> NSMutableDictionary::dictionaryWithDistinctEntries(Entries entries) {
   Ref<NSMutableDictionary> dictionary = NSMutableDictionary::dictionary();
   dictionary->entries_ = std::move(entries);
-  dictionary->growSlots(slotsFor(dictionary->entries_.size()));
+  dictionary->growSlots(dictionary->entries_.size());
   return dictionary;
 }
 
@@ -189,21 +158,21 @@ void NSMutableDictionary::setObjectForKey(Value value, Ref<NSString> key) {
 void NSMutableDictionary::removeObjectForKey(std::string_view key) {
   requireUnsharedDictionary(*this);
   const std::uint32_t index = indexOf(key, NSString::hashOf(key));
-  if (index == kNowhere) return;
-  if (!slots_.empty()) {
-    removeSlot(slots_, index, entries_.size(), [&](std::uint32_t entry) { return entries_[entry].key->hash32(); });
-  }
+  if (index == SlotIndex::kNowhere) return;
+  if (!slots_.empty()) slots_.remove(index, entries_.size(), hashes());
   countRemoval(entries_.size() - index);
   const Entry removed = entries_[index];  // let go of last
   entries_.erase(entries_.begin() + index);
-  // Never so many more slots that to go through them costs more than to go through the entries.
-  const bool isSmall = entries_.size() <= kSmall;
-  if (isSmall || entries_.size() * 16 < slots_.size()) shrinkSlots(slotsFor(entries_.size()));
+  if (entries_.size() <= kSmall) {
+    slots_.release();
+  } else if (slots_.isTooLargeFor(entries_.size())) {
+    slots_.rebuild(SlotIndex::sizeFor(entries_.size()), entries_.size(), hashes());
+  }
 }
 
 void NSMutableDictionary::removeAllObjects() {
   requireUnsharedDictionary(*this);
-  slots_.clear();
+  slots_.release();
   Entries().swap(entries_);
 }
 

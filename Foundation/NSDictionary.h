@@ -9,6 +9,7 @@
 #include "Foundation/NSObject.h"
 #include "Foundation/NSString.h"
 #include "Foundation/ObjectArena.h"
+#include "Foundation/SlotIndex.h"
 #include "Foundation/Value.h"
 
 namespace tavlo {
@@ -67,22 +68,17 @@ class NSDictionary : public NSObject {
   }
 
  protected:
-  static constexpr std::uint32_t kNowhere = UINT32_MAX;
-
   std::uint32_t indexOf(std::string_view key, std::uint32_t hash) const noexcept;
   // Where it raises, nothing has changed.
   void store(Ref<NSString> key, Value value);
-  // How many slots a table takes that grows to so many entries.
-  static std::size_t slotsFor(std::size_t count) noexcept;
-  // Puts the entries into a larger table, or into none; where it raises, the old one stays.
-  void growSlots(std::size_t size);
-  // Puts them into a smaller one, or into none, which takes no memory.
-  void shrinkSlots(std::size_t size) noexcept;
-  void putSlot(std::vector<std::uint32_t>& slots, std::size_t index) const noexcept;
+  // Makes slots for so many entries, or none where they are few; where it raises, the old ones stay.
+  void growSlots(std::size_t count);
+  auto hashes() const noexcept {
+    return [this](std::size_t index) { return entries_[index].key->hash32(); };
+  }
 
   Entries entries_;
-  std::vector<std::uint32_t>
-      slots_;  // open addressing over entries_, a power of two; empty while the dictionary is small
+  SlotIndex slots_;  // of entries_; empty while the dictionary is small
 };
 
 // A dictionary that can change, as long as it is not shared between threads: then its mutators raise

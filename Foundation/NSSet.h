@@ -9,6 +9,7 @@
 #include "Foundation/ListArgument.h"
 #include "Foundation/NSEnumerator.h"
 #include "Foundation/NSObject.h"
+#include "Foundation/SlotIndex.h"
 #include "Foundation/Value.h"
 #include "Foundation/WorkMeter.h"
 
@@ -22,9 +23,9 @@ class ValueSet {
     if (value.isNumber() && !value.isEqual(value)) return true;  // a not-a-number: nothing equals it, so none is kept
     const std::uint64_t hash = hashOf(value);
     if (holds(value, hash, 0)) return false;
-    if ((members_.size() + 1) * 2 > slots_.size()) makeRoom();
+    if (!slots_.hasRoomFor(members_.size() + 1)) makeRoom();
     members_.push_back({hash, value});
-    putSlot(slots_, members_.size() - 1);
+    slots_.put(hash, members_.size() - 1);
     hash_ += hash;
     return true;
   }
@@ -35,8 +36,6 @@ class ValueSet {
   std::uint64_t hash() const { return HashSeed::ofProcess().completed(hash_, HashKind::Set, members_.size()); }
 
  private:
-  static constexpr std::uint32_t kNowhere = UINT32_MAX;
-
   struct Member {
     std::uint64_t hash;
     Value value;
@@ -47,35 +46,24 @@ class ValueSet {
 
   bool holds(const Value& value, std::uint64_t hash, std::int32_t depth) const {
     if (slots_.empty()) return false;
-    const std::size_t mask = slots_.size() - 1;
-    for (std::size_t slot = hash & mask; slots_[slot] != kNowhere; slot = (slot + 1) & mask) {
-      const Member& member = members_[slots_[slot]];
-      if (member.hash != hash) continue;
+    const std::uint32_t index = slots_.find(hash, [&](std::uint32_t entry) {
+      const Member& member = members_[entry];
+      if (member.hash != hash) return false;
       if (value.isEqual(member.value, depth)) return true;
       WorkCounter().step();  // rare, unless somebody makes such values
-    }
-    return false;
+      return false;
+    });
+    return index != SlotIndex::kNowhere;
   }
 
   void makeRoom() {
     constexpr std::size_t kFewest = 8;
-    std::vector<std::uint32_t> slots(slots_.empty() ? kFewest : slots_.size() * 2, kNowhere);
-    ElementCounter work;
-    for (std::size_t index = 0; index < members_.size(); ++index) {
-      work.next();
-      putSlot(slots, index);
-    }
-    slots_.swap(slots);
-  }
-  void putSlot(std::vector<std::uint32_t>& slots, std::size_t index) const noexcept {
-    const std::size_t mask = slots.size() - 1;
-    std::size_t slot = members_[index].hash & mask;
-    while (slots[slot] != kNowhere) slot = (slot + 1) & mask;
-    slots[slot] = static_cast<std::uint32_t>(index);
+    slots_.grow(slots_.empty() ? kFewest : slots_.size() * 2, members_.size(),
+                [this](std::size_t index) { return members_[index].hash; });
   }
 
   std::vector<Member> members_;
-  std::vector<std::uint32_t> slots_;  // open addressing over members_, a power of two; at least half of them are free
+  SlotIndex slots_;  // of members_
   std::uint64_t hash_ = 0;
 };
 

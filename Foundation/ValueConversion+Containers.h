@@ -78,6 +78,11 @@ concept HostSet = HostList<T> && requires(T& set, typename T::key_type key) {
 template <class Object, class Part>
 using PartOf = std::conditional_t<std::is_lvalue_reference_v<Object> || std::is_const_v<Object>, const Part&, Part>;
 
+template <class T>
+concept HasAllocator = requires {
+  typename T::allocator_type;
+};
+
 // The same of a list or a map, whose elements are given away only where they are its own: a constant one that owns them
 // does not let them be changed. A class of the host's may stand for what others own, as far as anybody can see, unless
 // it has an allocator for them or they cannot be copied.
@@ -86,10 +91,8 @@ consteval bool givesElementsAway() {
   if constexpr (std::is_lvalue_reference_v<List> || std::is_const_v<List> || !std::ranges::range<const List&>) {
     return false;
   } else {
-    constexpr bool kIsOwner = kIsStandardList<List> || requires {
-      typename List::allocator_type;
-    }
-    || !std::copy_constructible<std::ranges::range_value_t<List>>;
+    constexpr bool kIsOwner =
+        kIsStandardList<List> || HasAllocator<List> || !std::copy_constructible<std::ranges::range_value_t<List>>;
     return kIsOwner && !std::ranges::borrowed_range<List> && !std::ranges::view<List> &&
            std::same_as<std::ranges::range_reference_t<List&>, std::ranges::range_value_t<List&>&> &&
            std::same_as<std::ranges::range_reference_t<const List&>, const std::ranges::range_value_t<List&>&>;

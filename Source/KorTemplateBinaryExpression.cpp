@@ -548,7 +548,7 @@ RawValue KorTemplateBinaryExpression::evaluateChain(KorTemplateEnvironment& envi
     const KorTemplateBinaryExpression& node = index > kShort ? *longChain[index - 1 - kShort] : *shortChain[index - 1];
     if (index == length) value = node.leftValue(environment);
     value = Value::adopt(node.combine(std::move(value), environment));
-    environment.countSteps(0);  // looks where finding the operands took the steps that there were
+    environment.lookIfDue();  // finding the operands may have taken a while
   }
   return value.leak();
 }

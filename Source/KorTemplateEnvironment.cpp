@@ -367,7 +367,7 @@ void KorTemplateEnvironment::leave() {
   if (hasReachedLimit()) [[unlikely]]
     raiseReachedLimit();
   if (executionDepth_ > 1) return;
-  countSteps(0);  // looks where the last look-up took the steps that there were
+  lookIfDue();  // the last look-up may have taken a while
   std::size_t left = mostToDeliver();
   deliverOutput(left, MayEnd::Yes);
 }

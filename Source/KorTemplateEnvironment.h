@@ -229,6 +229,8 @@ class KorTemplateEnvironment final : public NSObject {
   // Counts more of them at once, and work on a text.
   void countSteps(std::size_t steps) { meter_.count(steps); }
   void countBytes(std::size_t bytes) { meter_.countBytes(bytes); }
+  // Looks at the limits where what was counted has taken all that may be counted without looking.
+  void lookIfDue() { meter_.count(0); }
   // Raises when recursion comes too near the end of the thread's stack.
   [[gnu::always_inline]] void checkStack() const { stackGuard_.check(); }
   // Raises when time is over, before the host is called, however few steps have been counted.

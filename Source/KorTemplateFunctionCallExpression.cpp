@@ -57,7 +57,7 @@ class ArgumentValues {
         std::construct_at(few_ + count_, Value::adopt(value));
       }
       ++count_;
-      environment_.countSteps(0);  // looks where finding it took the steps that there were
+      environment_.lookIfDue();  // finding it may have taken a while
     }
   }
 

@@ -9,7 +9,7 @@
 
 #include "Foundation/Name.h"
 #include "Foundation/Ref.h"
-#include "Foundation/SlotRemoval.h"
+#include "Foundation/SlotIndex.h"
 #include "Foundation/Value.h"
 #include "Foundation/WorkMeter.h"
 
@@ -45,8 +45,9 @@ class NameMap {
     const T* value = nullptr;
     if (findQuickly(name, value)) [[likely]]
       return value;
-    const std::uint32_t index = hashedIndex(name);
-    return index == kNowhere ? nullptr : &entries_[index].value;
+    const std::uint32_t index =
+        slots_.find(name.hash(), [&](std::uint32_t entry) { return entries_[entry].name == name; });
+    return index == SlotIndex::kNowhere ? nullptr : &entries_[index].value;
   }
   // The same without a call; false where that does not suffice.
   [[gnu::always_inline]] bool findQuickly(const Name& name, const T*& value) const noexcept {
@@ -89,10 +90,7 @@ class NameMap {
   bool remove(const Name& name) {
     const std::size_t index = indexOf(name);
     if (index == size_) return false;
-    if (isHashed()) {
-      removeSlot(slots_, static_cast<std::uint32_t>(index), size_,
-                 [&](std::uint32_t entry) { return entries_[entry].name.hash(); });
-    }
+    if (isHashed()) slots_.remove(static_cast<std::uint32_t>(index), size_, hashes());
     countRemoval(size_ - index);
     const Entry removed = std::move(entries_[index]);  // let go of last
     entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(index));
@@ -122,7 +120,7 @@ class NameMap {
                    entries_.begin() + static_cast<std::ptrdiff_t>(size_));
     size_ = kept;
     if (isHashed()) {
-      rebuildSlots(slots_.size());
+      slots_.rebuild(slots_.size(), size_, hashes());
       fitSlots();
     }
     return removed;
@@ -154,7 +152,6 @@ class NameMap {
  private:
   static constexpr std::size_t kSmall = 8;
   static constexpr std::size_t kMany = 128;
-  static constexpr std::uint32_t kNowhere = UINT32_MAX;
   static constexpr std::uint8_t kHashed = 1;
   static constexpr std::uint8_t kRoomy = 2;  // entries_ has had more than kMany
   static constexpr std::uint8_t kWordy = 4;  // a long name is, or was, among the entries
@@ -164,7 +161,7 @@ class NameMap {
 
   [[gnu::noinline]] void appendNewName(const Name& name, T value) {
     // Both may run out of memory; an entry is there, and its name noted, only once it can be found.
-    if (size_ >= kSmall && !hasSlotsFor(size_ + 1)) growSlots(slotsFor(size_ + 1));
+    if (size_ >= kSmall && !hasSlotsFor(size_ + 1)) growSlots(size_ + 1);
     if (size_ < entries_.size()) {
       entries_[size_].name = name;
       entries_[size_].value = std::move(value);
@@ -173,7 +170,7 @@ class NameMap {
       if (entries_.size() > kMany) state_ |= kRoomy;
     }
     ++size_;
-    if (size_ > kSmall) putSlot(static_cast<std::uint32_t>(size_ - 1));
+    if (size_ > kSmall) slots_.put(name.hash(), size_ - 1);
     if (name.view().size() > kLongName) state_ |= kWordy;
     noteName(name);
   }
@@ -189,12 +186,8 @@ class NameMap {
     bits_ |= bitOf(name);
   }
 
-  std::uint32_t hashedIndex(const Name& name) const noexcept {
-    const std::size_t mask = slots_.size() - 1;
-    for (std::size_t slot = name.hash() & mask; slots_[slot] != kNowhere; slot = (slot + 1) & mask) {
-      if (entries_[slots_[slot]].name == name) return slots_[slot];
-    }
-    return kNowhere;
+  auto hashes() const noexcept {
+    return [this](std::size_t index) { return entries_[index].name.hash(); };
   }
 
   // The size where there is none.
@@ -208,9 +201,9 @@ class NameMap {
 
   // For the last entry, which goes again where there is no memory for that.
   [[gnu::noinline]] void addSlot() {
-    if (hasSlotsFor(size_)) return putSlot(static_cast<std::uint32_t>(size_ - 1));
+    if (hasSlotsFor(size_)) return slots_.put(entries_[size_ - 1].name.hash(), size_ - 1);
     try {
-      growSlots(slotsFor(size_));
+      growSlots(size_);
     } catch (...) {
       --size_;
       letGo(entries_[size_].value);
@@ -218,41 +211,20 @@ class NameMap {
     }
   }
 
-  bool hasSlotsFor(std::size_t size) const noexcept { return isHashed() && size * 2 <= slots_.size(); }
-  static std::size_t slotsFor(std::size_t size) noexcept {
-    std::size_t count = kSmall * 4;
-    while (count < size * 4) count *= 2;
-    return count;
+  bool hasSlotsFor(std::size_t size) const noexcept { return isHashed() && slots_.hasRoomFor(size); }
+  void growSlots(std::size_t size) {
+    slots_.grow(SlotIndex::sizeFor(size), size_, hashes());
+    state_ |= kHashed;
   }
 
-  // Once entries have gone: there are no slots for few, and never so many more that to go through them costs more than
-  // to go through the entries. Takes no memory.
-  void fitSlots() {
+  // Once entries have gone: there are no slots for few, and never many too many. Takes no memory.
+  void fitSlots() noexcept {
     if (size_ <= kSmall) {
       slots_.clear();
       state_ &= ~kHashed;
-    } else if (size_ * 16 < slots_.size()) {
-      rebuildSlots(slotsFor(size_));
+    } else if (slots_.isTooLargeFor(size_)) {
+      slots_.rebuild(SlotIndex::sizeFor(size_), size_, hashes());
     }
-  }
-
-  // Looks at the clock from time to time; where that raises, or there is no memory for so many, the old ones stay.
-  void growSlots(std::size_t count) {
-    constexpr std::uint32_t kEntriesBetweenLooks = 4096;
-    if (count <= slots_.capacity()) return rebuildSlots(count);
-    std::vector<std::uint32_t> slots(count, kNowhere);
-    for (std::uint32_t index = 0; index < size_; ++index) {
-      if (index % kEntriesBetweenLooks == kEntriesBetweenLooks - 1) lookBeforeHost();
-      putSlot(slots, index);
-    }
-    slots_.swap(slots);
-    state_ |= kHashed;
-  }
-  // In the room that there is.
-  void rebuildSlots(std::size_t count) {
-    slots_.assign(count, kNowhere);
-    state_ |= kHashed;
-    for (std::uint32_t index = 0; index < size_; ++index) putSlot(slots_, index);
   }
 
   // What was hashed leaves no more behind than what never was, what was large no more memory once it is empty, and no
@@ -262,20 +234,12 @@ class NameMap {
     state_ &= ~kHashed;
     if (size_ == 0 && (state_ & kRoomy) != 0) {
       std::vector<Entry>().swap(entries_);
-      std::vector<std::uint32_t>().swap(slots_);
+      slots_.release();
       state_ = 0;
     }
     const std::size_t mostKept = (state_ & kWordy) != 0 ? 0 : kSmall;
     while (entries_.size() > mostKept && entries_.size() > size_) entries_.pop_back();
     if (size_ == 0) state_ &= ~kWordy;
-  }
-
-  void putSlot(std::uint32_t index) noexcept { putSlot(slots_, index); }
-  void putSlot(std::vector<std::uint32_t>& slots, std::uint32_t index) const noexcept {
-    const std::size_t mask = slots.size() - 1;
-    std::size_t slot = entries_[index].name.hash() & mask;
-    while (slots[slot] != kNowhere) slot = (slot + 1) & mask;
-    slots[slot] = index;
   }
 
   static void letGo(Value& value) noexcept { value.clear(); }
@@ -287,8 +251,8 @@ class NameMap {
   std::uint64_t bits_ = 0;      // of the names, and maybe of others
   std::vector<Entry> entries_;  // the first size_ of them count
   std::size_t size_ = 0;
-  std::uint8_t state_ = 0;            // kHashed, kRoomy, kWordy
-  std::vector<std::uint32_t> slots_;  // open addressing over entries_, a power of two; empty while there are few
+  std::uint8_t state_ = 0;  // kHashed, kRoomy, kWordy
+  SlotIndex slots_;         // of the first size_ entries; empty while there are few
 };
 
 }  // namespace tavlo

@@ -10,6 +10,12 @@
 
 namespace tavlo {
 
+// The value of a literal, lent where it lives; nothing for every other expression.
+[[gnu::always_inline]] inline RawValue peekLiteral(const KorTemplateExpression& expression) noexcept {
+  if (expression.kind() != kLiteralKind) return RawValue::nothing();
+  return static_cast<const KorTemplateLiteralExpression&>(expression).literal().peek();
+}
+
 // Lends the value of an expression where it lives, if it lives somewhere: literals, variables, key paths through
 // dictionaries. Runs nobody's code. Nothing where the expression must be evaluated.
 inline RawValue peekExpression(const KorTemplateExpression& expression,
@@ -17,8 +23,7 @@ inline RawValue peekExpression(const KorTemplateExpression& expression,
   if (expression.kind() == kVariableKind) {
     return static_cast<const KorTemplateVariableExpression&>(expression).peek(environment);
   }
-  if (expression.kind() != kLiteralKind) return RawValue::nothing();
-  return static_cast<const KorTemplateLiteralExpression&>(expression).literal().peek();
+  return peekLiteral(expression);
 }
 
 // The same where that stands so near that looking it up counts nothing, here and in one scope more; nothing otherwise.
@@ -27,8 +32,7 @@ inline RawValue peekExpression(const KorTemplateExpression& expression,
   if (expression.kind() == kVariableKind) {
     return static_cast<const KorTemplateVariableExpression&>(expression).peekNear(environment);
   }
-  if (expression.kind() != kLiteralKind) return RawValue::nothing();
-  return static_cast<const KorTemplateLiteralExpression&>(expression).literal().peek();
+  return peekLiteral(expression);
 }
 
 // The value of an expression, without a virtual call for an operator.
