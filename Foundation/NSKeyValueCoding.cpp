@@ -140,7 +140,7 @@ bool applyMaximum(const std::vector<Value>& values, Value& result) {
 }
 
 Value distinct(const std::vector<Value>& values) {
-  return makeRef<NSArray>(NSSet(values).members());
+  return makeRef<NSArray>(NSSet(values).takeMembers());
 }
 
 bool applyUnionOfObjects(const std::vector<Value>& values, Value& result) {
@@ -155,12 +155,21 @@ bool applyDistinctUnionOfObjects(const std::vector<Value>& values, Value& result
 
 bool joinArrays(const std::vector<Value>& values, std::vector<Value>& joined) {
   const WorkCounter work;
+  std::vector<Value> lists;
+  lists.reserve(values.size());
+  std::size_t count = 0;
+  ElementCounter listWork;
   for (const Value& value : values) {
-    const Value list = plainValue(value);
-    const NSObject* object = list.object();
+    listWork.next();
+    Value list = plainValue(value);
+    const NSObject* const object = list.object();
     if (object == nullptr || object->kind() != ObjectKind::Array) return false;
-    const std::vector<Value>& elements = static_cast<const NSArray*>(object)->elements();
-    for (const Value& element : elements) {
+    count += static_cast<const NSArray*>(object)->count();
+    lists.push_back(std::move(list));
+  }
+  joined.reserve(count);  // nothing looks at the clock while a list of millions grows
+  for (const Value& list : lists) {
+    for (const Value& element : static_cast<const NSArray*>(list.object())->elements()) {
       work.step();
       joined.push_back(element);
     }

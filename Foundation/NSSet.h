@@ -77,6 +77,8 @@ class NSSet final : public NSObject {
 
   std::size_t count() const noexcept { return members_.size(); }
   const std::vector<Value>& members() const noexcept { return members_; }
+  // The same for who needs the set no more, which has none from here on.
+  std::vector<Value> takeMembers() && { return std::move(members_); }
   bool containsObject(const Value& value) const;
 
   const char* className() const override { return "NSSet"; }

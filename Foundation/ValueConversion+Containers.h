@@ -78,11 +78,6 @@ concept HostSet = HostList<T> && requires(T& set, typename T::key_type key) {
 template <class Object, class Part>
 using PartOf = std::conditional_t<std::is_lvalue_reference_v<Object> || std::is_const_v<Object>, const Part&, Part>;
 
-template <class T>
-concept HasAllocator = requires {
-  typename T::allocator_type;
-};
-
 // The same of a list or a map, whose elements are given away only where they are its own: a constant one that owns them
 // does not let them be changed. A class of the host's may stand for what others own, as far as anybody can see, unless
 // it has an allocator for them or they cannot be copied.

@@ -148,13 +148,28 @@ inline constexpr bool kIsKnownWhole<std::chrono::time_point<Clock, Duration>> = 
 template <class Letter, class Traits, class Allocator>
 inline constexpr bool kIsKnownWhole<std::basic_string<Letter, Traits, Allocator>> = true;
 
-// A class that a host converts itself, or a text of its own: nobody knows whether it refers to what it was made of.
+// Owns what it holds.
 template <class T>
-inline constexpr bool kIsOwnClass =
-    std::is_class_v<T> && !std::is_empty_v<T> && !Described<T> && !std::is_base_of_v<NSObject, T> &&
-    (TextLike<T> || !std::is_constructible_v<Value, std::add_lvalue_reference_t<const T>>);
+concept HasAllocator = requires {
+  typename T::allocator_type;
+};
+
+// Neither a host's object nor a value.
 template <class T>
-inline constexpr bool kIsOwnWhole = kIsOwnClass<T> && !kIsKnownWhole<T> && (!std::ranges::range<T> || TextLike<T>);
+inline constexpr bool kIsPlainClass = std::is_class_v<T> && !Described<T> && !std::is_base_of_v<NSObject, T>;
+
+// A class that a host converts itself, or a text or a list of its own: nobody knows whether it refers to what it was
+// made of.
+template <class T>
+inline constexpr bool kIsOwnList = kIsPlainClass<T>&& std::ranges::range<T> && !HasAllocator<T>;
+template <class T>
+inline constexpr bool kIsOwnClass = kIsOwnList<T> ||
+                                    (kIsPlainClass<T> && !std::is_empty_v<T> &&
+                                     (TextLike<T> ||
+                                      !std::is_constructible_v<Value, std::add_lvalue_reference_t<const T>>));
+template <class T>
+inline constexpr bool kIsOwnWhole =
+    kIsOwnClass<T> && !kIsKnownWhole<T> && (!std::ranges::range<T> || TextLike<T> || kIsOwnList<T>);
 
 template <class T>
 inline constexpr bool kIsReferenceWrapper = false;
@@ -194,8 +209,8 @@ template <template <class...> class Whole, class... Parts, int Levels, bool Own>
 struct RefersToValues<Whole<Parts...>, Levels, Own>
     : std::bool_constant<std::ranges::view<Whole<Parts...>> ||
                          holdsWhatRefersToValues<Whole<Parts...>, Levels, Own>() ||
-                         (Own && kIsOwnWhole<Whole<Parts...>>) || (RefersToValues<Parts, Levels, Own>::value || ...)> {
-};
+                         (Own && kIsOwnWhole<Whole<Parts...>>) ||
+                         ((std::is_reference_v<Parts> || RefersToValues<Parts, Levels, Own>::value) || ...)> {};
 
 template <class T, int Levels, bool Own>
 constexpr bool holdsWhatRefersToValues() {

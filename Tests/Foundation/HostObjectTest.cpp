@@ -40,6 +40,16 @@ struct Part {
   int* alive_;
 };
 
+// A view that does not say that it is one.
+template <class T>
+struct Window {
+  const T* begin() const { return first; }
+  const T* end() const { return first + 1; }
+  std::size_t size() const { return 1; }
+  const T& operator[](std::size_t index) const { return first[index]; }
+  const T* first;
+};
+
 struct Whole {
   explicit Whole(int& alive) : part(alive), parts(2, part), shared(std::make_shared<Part>(alive)), alive_(&alive) {
     unique = std::make_unique<Part>(alive);
@@ -58,6 +68,10 @@ struct Whole {
   std::vector<Part> freshOnes() const { return std::vector<Part>(3, part); }
   std::span<const Part> view() const { return parts; }
   std::reference_wrapper<const Part> wrapped() const { return part; }
+  std::vector<std::tuple<const Part&, int>> numbered() const { return {{part, 1}}; }
+  std::vector<std::pair<int, const Part&>> paired() const { return {{1, part}}; }
+  Window<Part> window() const { return {&part}; }
+  std::shared_ptr<Window<int>> sharedWindow() const { return std::make_shared<Window<int>>(Window<int>{&part.number}); }
 
  private:
   int* alive_;
@@ -78,7 +92,11 @@ void describeHostClass(HostClass<Whole>& whole) {
       .property("fresh", &Whole::fresh)
       .property("freshOnes", &Whole::freshOnes)
       .property("view", &Whole::view)
-      .property("wrapped", &Whole::wrapped);
+      .property("wrapped", &Whole::wrapped)
+      .property("numbered", &Whole::numbered)
+      .property("paired", &Whole::paired)
+      .property("window", &Whole::window)
+      .property("sharedWindow", &Whole::sharedWindow);
 }
 
 struct RestOfPathRow {
@@ -101,6 +119,16 @@ TEST(HostObject, KeepsItsOwnerForAsLongAsAPartOfItIsHeld) {
       EXPECT_GT(alive, 0) << row.property;
     }
     EXPECT_EQ(alive, 0) << row.property;
+  }
+}
+
+TEST(HostObject, KeepsItsOwnerForAsLongAsAListOfReferencesToAPartOfItIsHeld) {
+  for (const char* const property : {"numbered", "paired", "window", "sharedWindow"}) {
+    int alive = 0;
+    Value list = read(hostShared(std::make_shared<Whole>(alive)), property);
+    EXPECT_GT(alive, 0) << property;
+    list.clear();
+    EXPECT_EQ(alive, 0) << property;
   }
 }
 
