@@ -1,10 +1,27 @@
 #include "Lexwright/KorPartitionRule.h"
 
+#include <span>
+
 #include "Foundation/NSException.h"
 
 namespace tavlo {
 
 namespace {
+
+// Raises `NSRangeException` where what a recogniser has told does not lie from `at` up to its end, token behind token.
+void requireParts(std::span<const KorToken> tokens, std::uint32_t at, std::uint32_t end, std::string_view text) {
+  std::uint32_t last = at;
+  bool areOrdered = true;
+  for (const KorToken& token : tokens) {
+    const std::uint32_t tokenEnd = token.byteOffset + token.byteLength;
+    areOrdered &= last <= token.byteOffset && token.byteOffset <= tokenEnd;
+    last = tokenEnd;
+  }
+  if (areOrdered && last <= end && end <= text.size()) return;
+  NSException::raise(NSRangeException,
+                     "What a recogniser tells from byte %d up to %d, with %d tokens, is no part of a text of %d bytes",
+                     at, end, tokens.size(), text.size());
+}
 
 // Counts where the sub-tokens stand, which have been cut and placed by their bytes, from the start of their compound
 // token, and answers with the cursor at `end`.
@@ -74,7 +91,9 @@ ScanCursor KorPartitionRule::scan(ScanContext& context, ScanCursor start, const 
   std::uint32_t at = boundary.end;
   for (bool closed = false; !closed && at < text.size();) {
     if (isFast) {
+      const std::size_t known = token.subtokens.size();
       const Recognised fast = tokenRecogniser_(text, at, tokens);
+      if (!isTrusted_) requireParts(std::span(token.subtokens).subspan(known), at, fast.end, text);
       at = fast.end;
       if (fast.isClosed) break;
     }

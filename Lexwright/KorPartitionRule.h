@@ -46,8 +46,12 @@ class KorPartitionRule final : public KorScannerRule {
   // Whether the boundary is left out of the sub-tokens; off at first.
   void setSkipBoundary(bool skip) { skipBoundary_ = skip; }
   void setClosingClass(const KorTokenClass* closingClass) { closingClass_ = closingClass; }
-  // The fast path of all rules that the partition will have.
-  void setTokenRecogniser(TokenRecogniser recogniser) { tokenRecogniser_ = recogniser; }
+  // The fast path of all rules that the partition will have. Where it tells what is no part of the text, token behind
+  // token, scanning raises `NSRangeException`; that of one which is `isTrusted` is not looked at.
+  void setTokenRecogniser(TokenRecogniser recogniser, bool isTrusted = false) {
+    tokenRecogniser_ = recogniser;
+    isTrusted_ = isTrusted;
+  }
   // The rule must make plain tokens: raises `NSInvalidArgumentException` for a further partition.
   void addRule(const Ref<KorScannerRule>& rule) { addRules({rule}); }
   // The same for many, which costs no more than one does.
@@ -70,6 +74,7 @@ class KorPartitionRule final : public KorScannerRule {
   bool skipBoundary_ = false;
   const KorTokenClass* closingClass_ = nullptr;  // not owned
   TokenRecogniser tokenRecogniser_ = nullptr;
+  bool isTrusted_ = false;  // the recogniser
   RuleList rules_;
 };
 

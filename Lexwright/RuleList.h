@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "Foundation/Utf8.h"
 #include "Lexwright/KorScannerRule.h"
 
 namespace tavlo {
@@ -31,7 +32,7 @@ class RuleList {
       if (candidate.recogniser != nullptr && context.usesRecognisers()) [[likely]] {
         const std::uint32_t end = candidate.recogniser(text, at, context.nobodysMemo());
         match = {end, at, end};
-        if (end > text.size()) [[unlikely]]
+        if (end < text.size() ? isContinuation(text[end]) : end != text.size()) [[unlikely]]
           requirePart(match, at, text);
       } else if (candidate.rule->match(context, at, match)) {
         requirePart(match, at, text);

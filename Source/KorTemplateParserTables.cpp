@@ -72,7 +72,7 @@ Tables::Tables() {
       pattern(R"(<\?)", Parser::BlockStartTag, recognisers::blockStart, recognisers::startingWith("<")));
   block->setSkipBoundary(true);
   block->setClosingClass(&Parser::BlockEndTag);
-  block->setTokenRecogniser(recogniseBlockTokens);
+  block->setTokenRecogniser(recogniseBlockTokens, true);
   addBlockRules(*block);
   scannerRules = RuleList({KorWhitespaceRule::rule(), block, KorDefaultScannerRule::ruleWithTokenClass(nullptr)});
 }

@@ -374,6 +374,65 @@ TEST(RuleList, RefusesMatchesThatAreNoPartOfTheText) {
   }
 }
 
+// A rule whose recogniser ends behind one byte.
+class ByteRule final : public KorScannerRule {
+ public:
+  ByteRule() : KorScannerRule(nullptr) {}
+
+  bool match(ScanContext& /*context*/, std::uint32_t /*at*/, RuleMatch& /*match*/) const override { return false; }
+  Recogniser recogniser() const override {
+    return [](std::string_view /*text*/, std::uint32_t at, SearchMemo& /*memo*/) { return at + 1; };
+  }
+  const char* className() const override { return "ByteRule"; }
+};
+
+TEST(RuleList, RefusesARecogniserThatEndsWithinACharacter) {
+  EXPECT_EQ(
+      raised([] { (void)tokensOf("\u00e9", {makeRef<ByteRule>()}); }),
+      "NSRangeException: A rule's match at byte 0 up to 1, with a token from 0 to 1, is no part of a text of 2 bytes");
+}
+
+TEST(PartitionRule, RefusesWhatARecogniserTellsThatIsNoPartOfTheText) {
+  using Recognised = KorPartitionRule::Recognised;
+  struct Row {
+    KorPartitionRule::TokenRecogniser recogniser;
+    const char* told;
+  };
+  const Row rows[] = {
+      {[](std::string_view, std::uint32_t at, TokenSink&) {
+         return Recognised{at + 100'000, true};
+       },
+       "up to 100001, with 0 tokens"},
+      {[](std::string_view, std::uint32_t at, TokenSink&) {
+         return Recognised{at - 1, false};
+       },
+       "up to 0, with 0 tokens"},
+      {[](std::string_view, std::uint32_t at, TokenSink& tokens) {
+         tokens.add(nullptr, at + 1, at + 2);
+         return Recognised{at + 1, true};
+       },
+       "up to 2, with 1 tokens"},
+      {[](std::string_view, std::uint32_t at, TokenSink& tokens) {
+         tokens.add(nullptr, at + 1, at);
+         return Recognised{at + 2, true};
+       },
+       "up to 3, with 1 tokens"},
+      {[](std::string_view, std::uint32_t at, TokenSink& tokens) {
+         tokens.add(nullptr, at + 1, at + 2);
+         tokens.add(nullptr, at, at + 1);
+         return Recognised{at + 2, true};
+       },
+       "up to 3, with 2 tokens"},
+  };
+  for (const Row& row : rows) {
+    const Ref<KorPartitionRule> partition = KorPartitionRule::ruleWithBoundary(makeRef<ToldRule>(RuleMatch{1, 0, 1}));
+    partition->setTokenRecogniser(row.recogniser);
+    EXPECT_EQ(raised([&] { (void)tokensOf("abcd", {partition}); }),
+              "NSRangeException: What a recogniser tells from byte 1 " + std::string(row.told) +
+                  ", is no part of a text of 4 bytes");
+  }
+}
+
 // Without a rule that takes what is left, a byte is passed over only by those that skip.
 TEST(RuleList, StopsWhereARuleMakesTokensOrNoneMatches) {
   const Rules rules = {KorWhitespaceRule::rule(),
