@@ -103,14 +103,14 @@ bool sumOf(const std::vector<Value>& values, double& sum) {
   return true;
 }
 
-bool applySum(const std::vector<Value>& values, Value& result) {
+bool applySum(std::vector<Value>& values, Value& result) {
   double sum = 0;
   if (!sumOf(values, sum)) return false;
   result = sum;
   return true;
 }
 
-bool applyAverage(const std::vector<Value>& values, Value& result) {
+bool applyAverage(std::vector<Value>& values, Value& result) {
   double sum = 0;
   if (!sumOf(values, sum)) return false;
   result = values.empty() ? 0.0 : sum / static_cast<double>(values.size());
@@ -131,11 +131,11 @@ bool applyExtreme(const std::vector<Value>& values, Value& result, const Precede
   return true;
 }
 
-bool applyMinimum(const std::vector<Value>& values, Value& result) {
+bool applyMinimum(std::vector<Value>& values, Value& result) {
   return applyExtreme(values, result, [](const Value& one, const Value& best) { return one.isLessThan(best); });
 }
 
-bool applyMaximum(const std::vector<Value>& values, Value& result) {
+bool applyMaximum(std::vector<Value>& values, Value& result) {
   return applyExtreme(values, result, [](const Value& one, const Value& best) { return best.isLessThan(one); });
 }
 
@@ -143,12 +143,12 @@ Value distinct(const std::vector<Value>& values) {
   return makeRef<NSArray>(NSSet(values).takeMembers());
 }
 
-bool applyUnionOfObjects(const std::vector<Value>& values, Value& result) {
-  result = makeRef<NSArray>(values);
+bool applyUnionOfObjects(std::vector<Value>& values, Value& result) {
+  result = makeRef<NSArray>(std::move(values));
   return true;
 }
 
-bool applyDistinctUnionOfObjects(const std::vector<Value>& values, Value& result) {
+bool applyDistinctUnionOfObjects(std::vector<Value>& values, Value& result) {
   result = distinct(values);
   return true;
 }
@@ -177,14 +177,14 @@ bool joinArrays(const std::vector<Value>& values, std::vector<Value>& joined) {
   return true;
 }
 
-bool applyUnionOfArrays(const std::vector<Value>& values, Value& result) {
+bool applyUnionOfArrays(std::vector<Value>& values, Value& result) {
   std::vector<Value> joined;
   if (!joinArrays(values, joined)) return false;
   result = makeRef<NSArray>(std::move(joined));
   return true;
 }
 
-bool applyDistinctUnionOfArrays(const std::vector<Value>& values, Value& result) {
+bool applyDistinctUnionOfArrays(std::vector<Value>& values, Value& result) {
   std::vector<Value> joined;
   if (!joinArrays(values, joined)) return false;
   result = distinct(joined);
@@ -417,7 +417,7 @@ bool NSKeyPath::contributeAll(std::size_t index, const Value& collection, std::s
 
 struct NSKeyPath::CollectionOperator {
   std::string_view name;
-  bool (*apply)(const std::vector<Value>& values, Value& result);
+  bool (*apply)(std::vector<Value>& values, Value& result);  // which it may take
   // What takes numbers one after another; null for an operator that needs all values together.
   std::size_t (NSKeyPath::*reduce)(std::size_t index, const std::vector<Value>& elements, Value& result) const;
 };

@@ -104,6 +104,7 @@ Completion KorTemplateOutputStatement::execute(KorTemplateEnvironment& environme
   // Without an expression there is no value: its absence is written.
   const RawValue value = written == nullptr ? RawValue::absent() : peekExpression(*written, environment);
   if (!value.isNothing()) {
+    environment.lookIfDue();  // finding it may have taken a while
     if (value.kind() != ValueKind::Null) environment.writeOutput(value);
     return Completion::wentOn();
   }
@@ -112,6 +113,7 @@ Completion KorTemplateOutputStatement::execute(KorTemplateEnvironment& environme
     return Completion::wentOn();
   }
   const Value evaluated = Value::adopt(written->evaluate(environment));
+  environment.lookIfDue();
   if (!evaluated.isNull()) environment.writeOutput(evaluated.peek());
   return Completion::wentOn();
 }
@@ -119,6 +121,7 @@ Completion KorTemplateOutputStatement::execute(KorTemplateEnvironment& environme
 void KorTemplateOutputStatement::executePath(const KorTemplateVariableExpression& path,
                                              KorTemplateEnvironment& environment) {
   const Value* const root = path.rootOfPath(environment);
+  environment.lookIfDue();
   if (root == nullptr) return;
   Value holder = *root;  // a host's property may let go of the variable that holds it
   LentValue lent;

@@ -1,10 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "Foundation/HostObject.h"
+#include "Foundation/NSArray.h"
+#include "Foundation/NSDictionary.h"
 #include "Tests/Foundation/Raised.h"
 #include "Tests/Foundation/Repeated.h"
 #include "Tests/Source/HostClasses.h"
@@ -14,6 +19,13 @@ namespace tavlo::test {
 namespace {
 
 // How finding a variable counts, wherever it stands.
+
+struct FarPart {
+  int number = 1;
+};
+void describeHostClass(HostClass<FarPart>& part) {
+  part.name("FarPart").property("number", &FarPart::number);
+}
 
 constexpr int kScopes = 640;  // between a variable and who reads it: ten steps
 
@@ -113,6 +125,26 @@ TEST(LookupSteps, AreLookedAtWhereTheyAreTheLastOnes) {
   EXPECT_EQ(limitReached([&] { stage.run(text); }), std::nullopt);
   stage.environment->setLimits(limitsOf(steps - 1));
   EXPECT_EQ(limitReached([&] { stage.run(text); }), KorTemplateLimit::Steps);
+}
+
+// Whether the time is limited, too, and so looked at, makes no difference.
+TEST(LookupSteps, AreLookedAtBeforeWhatTheyHaveFoundIsWritten) {
+  for (const std::string written : {"$g", "$g + 1", "$list.@count", "$part.number", "$dictionary.a", "$nothing"}) {
+    const std::string text = farFromItsVariables("<?= " + written + " ?>.");
+    const auto run = [&](std::optional<std::uint64_t> steps) {
+      const Stage stage;
+      stage.set("g", 1);
+      stage.set("list", NSArray::arrayWithObjects({1, 2}));
+      stage.set("part", hostShared(std::make_shared<FarPart>()));
+      stage.set("dictionary", NSDictionary::dictionaryWithEntries({{"a", 1}}));
+      if (steps.has_value()) stage.environment->setLimits(limitsOf(*steps));
+      EXPECT_EQ(limitReached([&] { stage.run(text); }).has_value(), steps.has_value()) << written;
+      EXPECT_EQ(stage.text().empty(), steps.has_value()) << written;
+      return stage.environment->stepsTaken();
+    };
+    const std::uint64_t all = run(std::nullopt);
+    run(all - 2);  // a step for the text behind it
+  }
 }
 
 }  // namespace
