@@ -208,8 +208,9 @@ TEST(ExecutionLimits, CountTheElementsEachTimeThatTheyAreGoneThrough) {
   const Stage stage;
   stage.set("words", makeRef<NSArray>(std::vector<Value>(kElements, "1")));
   stage.set("numbers", makeRef<NSArray>(std::vector<Value>(kElements, 1)));
-  for (const char* text :
-       {"<?= $words.@sum ?>", "<?= $words.@avg ?>", "<?= $words.@min ?>", "<?= $words.@max ?>", "<?= $numbers ?>"}) {
+  stage.set("lists", makeRef<NSArray>(std::vector<Value>(kElements, NSArray::array())));
+  for (const char* text : {"<?= $words.@sum ?>", "<?= $words.@avg ?>", "<?= $words.@min ?>", "<?= $words.@max ?>",
+                           "<?= $numbers ?>", "<? $all = $lists.@unionOfArrays ?>"}) {
     stage.run(text);
     EXPECT_GE(stage.environment->stepsTaken(), kElements + kElements / 16) << text;
   }
