@@ -97,13 +97,18 @@ consteval HostResultKind kindIf(HostResultKind kind) {
   return hostResultKind<T>() == HostResultKind::None ? HostResultKind::None : kind;
 }
 
-// Of what a wrapper, which is no container, leads to.
-template <class U>
+// Of what a wrapper, which is no container, leads to. What a constant unique_ptr owns that nobody keeps can neither be
+// kept nor lent.
+template <class R>
 consteval HostResultKind kindOfWrapper() {
-  if constexpr (kWrapperKind<U> == HostResultKind::Wrapper) {
+  using U = std::remove_cvref_t<R>;
+  if constexpr (kWrapperKind<U> == HostResultKind::Unique && !std::is_lvalue_reference_v<R> &&
+                std::is_const_v<std::remove_reference_t<R>>) {
+    return HostResultKind::None;
+  } else if constexpr (kWrapperKind<U> == HostResultKind::Wrapper) {
     return kindIf<typename U::type&>(HostResultKind::Wrapper);
   } else if constexpr (requires(U & wrapper) { *wrapper; }) {
-    return kindIf<decltype(*std::declval<U&>())>(kWrapperKind<U>);
+    return kindIf<decltype(*std::declval<R>())>(kWrapperKind<U>);
   } else {
     return HostResultKind::None;
   }
@@ -133,7 +138,7 @@ consteval HostResultKind hostResultKind() {
   } else if constexpr (std::constructible_from<Value, R>) {
     return HostResultKind::Plain;
   } else if constexpr (kWrapperKind<U> != HostResultKind::None) {
-    return kindOfWrapper<U>();
+    return kindOfWrapper<R>();
   } else {
     return kindOfContainer<R>();
   }

@@ -153,24 +153,30 @@ bool applyDistinctUnionOfObjects(std::vector<Value>& values, Value& result) {
   return true;
 }
 
+// Makes room for as many values again, and looks at the clock: a list of millions takes a while to move.
+void growWhileLooking(std::vector<Value>& values) {
+  constexpr std::size_t kFewest = 16;
+  constexpr std::size_t kValuesBetweenLooks = 65'536;
+  std::vector<Value> roomier;
+  roomier.reserve(std::max(kFewest, values.size() * 2));
+  for (Value& value : values) {
+    if (roomier.size() % kValuesBetweenLooks == kValuesBetweenLooks - 1) lookBeforeHost();
+    roomier.push_back(std::move(value));
+  }
+  values.swap(roomier);
+}
+
 bool joinArrays(const std::vector<Value>& values, std::vector<Value>& joined) {
   const WorkCounter work;
-  std::vector<Value> lists;
-  lists.reserve(values.size());
-  std::size_t count = 0;
-  ElementCounter listWork;
+  ElementCounter lists;
   for (const Value& value : values) {
-    listWork.next();
-    Value list = plainValue(value);
-    const NSObject* const object = list.object();
+    lists.next();
+    const Value list = plainValue(value);
+    const NSObject* object = list.object();
     if (object == nullptr || object->kind() != ObjectKind::Array) return false;
-    count += static_cast<const NSArray*>(object)->count();
-    lists.push_back(std::move(list));
-  }
-  joined.reserve(count);  // nothing looks at the clock while a list of millions grows
-  for (const Value& list : lists) {
-    for (const Value& element : static_cast<const NSArray*>(list.object())->elements()) {
+    for (const Value& element : static_cast<const NSArray*>(object)->elements()) {
       work.step();
+      if (joined.size() == joined.capacity()) growWhileLooking(joined);
       joined.push_back(element);
     }
   }

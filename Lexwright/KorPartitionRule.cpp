@@ -3,21 +3,27 @@
 #include <span>
 
 #include "Foundation/NSException.h"
+#include "Foundation/Utf8.h"
 
 namespace tavlo {
 
 namespace {
 
 // Raises `NSRangeException` where what a recogniser has told does not lie from `at` up to its end, token behind token.
+// Every place is between two characters.
 void requireParts(std::span<const KorToken> tokens, std::uint32_t at, std::uint32_t end, std::string_view text) {
   std::uint32_t last = at;
-  bool areOrdered = true;
+  bool areParts = true;
+  const auto goOnTo = [&](std::uint32_t place) {
+    areParts &= last <= place && place <= text.size() && (place == text.size() || !isContinuation(text[place]));
+    last = place;
+  };
   for (const KorToken& token : tokens) {
-    const std::uint32_t tokenEnd = token.byteOffset + token.byteLength;
-    areOrdered &= last <= token.byteOffset && token.byteOffset <= tokenEnd;
-    last = tokenEnd;
+    goOnTo(token.byteOffset);
+    goOnTo(token.byteOffset + token.byteLength);
   }
-  if (areOrdered && last <= end && end <= text.size()) return;
+  goOnTo(end);
+  if (areParts) return;
   NSException::raise(NSRangeException,
                      "What a recogniser tells from byte %d up to %d, with %d tokens, is no part of a text of %d bytes",
                      at, end, tokens.size(), text.size());
@@ -69,7 +75,7 @@ bool KorPartitionRule::scanToken(ScanContext& context, std::uint32_t& at, TokenS
   RuleMatch match;
   const KorScannerRule* rule = rules_.firstMatch(context, text, at, match);
   if (rule == nullptr) {
-    at += context.stream().characterAt(at).byteLength;  // no rule wants the character
+    at = context.stream().placeBehind(at);  // no rule wants the character
     return false;
   }
   at = match.end;

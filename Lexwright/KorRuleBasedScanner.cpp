@@ -33,7 +33,7 @@ const KorToken* KorRuleBasedScanner::nextToken() {
     RuleMatch match;
     const KorScannerRule* rule = rules_->firstMatch(context_, text, at, match);
     if (rule == nullptr) {
-      at += stream_->characterAt(at).byteLength;  // no rule wants the character
+      at = stream_->placeBehind(at);  // no rule wants the character
     } else if (rule->tokenClass() == nullptr && !rule->makesCompoundTokens()) {
       at = match.end;
     } else {

@@ -32,6 +32,11 @@ class KorUnicharStream final : public NSObject {
   CodePoint characterAt(std::uint32_t byte) const noexcept { return codePointAt(text_, byte); }
   CodePoint characterBefore(std::uint32_t byte) const noexcept { return codePointBefore(text_, byte); }
 
+  // Where the character at the cursor ends, which is before the end; one byte on within a character.
+  std::uint32_t placeBehind(std::uint32_t byte) const noexcept {
+    return byte + (isContinuation(text_[byte]) ? 1 : characterAt(byte).byteLength);
+  }
+
   // The cursor at `byte`, which is not before `from`. Costs the bytes between the two.
   ScanCursor advance(ScanCursor from, std::uint32_t byte) const noexcept;
 

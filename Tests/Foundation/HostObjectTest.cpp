@@ -132,6 +132,12 @@ TEST(HostObject, KeepsItsOwnerForAsLongAsAListOfReferencesToAPartOfItIsHeld) {
   }
 }
 
+// Nobody keeps what such an answer owns, and it cannot be taken out.
+static_assert(HostResult<std::unique_ptr<Part>> && HostResult<const std::unique_ptr<Part>&>);
+static_assert(!HostResult<const std::unique_ptr<Part>>);
+static_assert(!HostResult<const std::optional<std::unique_ptr<Part>>>);
+static_assert(HostResult<const std::shared_ptr<Part>> && HostResult<const std::optional<Part>>);
+
 TEST(HostObject, ThatStaysTheHostsIsNotCopied) {
   int alive = 0;
   Whole whole(alive);

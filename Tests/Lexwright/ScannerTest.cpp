@@ -423,11 +423,20 @@ TEST(PartitionRule, RefusesWhatARecogniserTellsThatIsNoPartOfTheText) {
          return Recognised{at + 2, true};
        },
        "up to 3, with 2 tokens"},
+      {[](std::string_view, std::uint32_t at, TokenSink&) {
+         return Recognised{at + 2, true};
+       },
+       "up to 3, with 0 tokens"},
+      {[](std::string_view, std::uint32_t at, TokenSink& tokens) {
+         tokens.add(nullptr, at + 1, at + 2);
+         return Recognised{at + 3, true};
+       },
+       "up to 4, with 1 tokens"},
   };
   for (const Row& row : rows) {
     const Ref<KorPartitionRule> partition = KorPartitionRule::ruleWithBoundary(makeRef<ToldRule>(RuleMatch{1, 0, 1}));
     partition->setTokenRecogniser(row.recogniser);
-    EXPECT_EQ(raised([&] { (void)tokensOf("abcd", {partition}); }),
+    EXPECT_EQ(raised([&] { (void)tokensOf("ab\u00e9", {partition}); }),
               "NSRangeException: What a recogniser tells from byte 1 " + std::string(row.told) +
                   ", is no part of a text of 4 bytes");
   }

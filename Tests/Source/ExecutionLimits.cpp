@@ -227,6 +227,15 @@ TEST(ExecutionLimits, OfTimeEndTheJoiningOfLongLists) {
   EXPECT_EQ(limit->limit(), KorTemplateLimit::Time);
 }
 
+// They may be more than there is memory for.
+TEST(ExecutionLimits, EndTheJoiningOfOneListManyTimes) {
+  const Value million = makeRef<NSArray>(std::vector<Value>(1'000'000, 1));
+  const Stage stage;
+  stage.set("lists", makeRef<NSArray>(std::vector<Value>(300'000, million)));
+  stage.environment->setLimits(limitedSteps(1'000'000));
+  EXPECT_EQ(limitReached([&] { stage.run("<? $all = $lists.@unionOfArrays ?>"); }), KorTemplateLimit::Steps);
+}
+
 // No two are equal, and so none need be compared with all others.
 TEST(ExecutionLimits, CountFewComparisonsOfListsThatHoldANotANumber) {
   constexpr std::size_t kCount = 1'000;
