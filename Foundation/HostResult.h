@@ -97,17 +97,19 @@ consteval HostResultKind kindIf(HostResultKind kind) {
   return hostResultKind<T>() == HostResultKind::None ? HostResultKind::None : kind;
 }
 
-// Of what a wrapper, which is no container, leads to. What a constant unique_ptr owns that nobody keeps can neither be
-// kept nor lent.
+// A constant unique_ptr by value: what it owns can neither be taken out nor lent.
+template <class R>
+inline constexpr bool kGoesWithItsObject =
+    kWrapperKind<std::remove_cvref_t<R>> == HostResultKind::Unique && !std::is_lvalue_reference_v<R> &&
+    std::is_const_v<std::remove_reference_t<R>>;
+
+// Of what a wrapper, which is no container, leads to.
 template <class R>
 consteval HostResultKind kindOfWrapper() {
   using U = std::remove_cvref_t<R>;
-  if constexpr (kWrapperKind<U> == HostResultKind::Unique && !std::is_lvalue_reference_v<R> &&
-                std::is_const_v<std::remove_reference_t<R>>) {
-    return HostResultKind::None;
-  } else if constexpr (kWrapperKind<U> == HostResultKind::Wrapper) {
+  if constexpr (kWrapperKind<U> == HostResultKind::Wrapper) {
     return kindIf<typename U::type&>(HostResultKind::Wrapper);
-  } else if constexpr (requires(U & wrapper) { *wrapper; }) {
+  } else if constexpr (!kGoesWithItsObject<R> && requires(U & wrapper) { *wrapper; }) {
     return kindIf<decltype(*std::declval<R>())>(kWrapperKind<U>);
   } else {
     return HostResultKind::None;
