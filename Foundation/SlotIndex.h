@@ -16,7 +16,7 @@ class SlotIndex {
  public:
   static constexpr std::uint32_t kNowhere = UINT32_MAX;
 
-  // Whether there are no slots; nothing but grow() and clear() may be asked of it then.
+  // Whether there are no slots; nothing can be looked for, put in or taken out then.
   bool empty() const noexcept { return slots_.empty(); }
   std::size_t size() const noexcept { return slots_.size(); }
   // Whether half of the slots are free still with so many entries.

@@ -127,7 +127,7 @@ TEST(LookupSteps, AreLookedAtWhereTheyAreTheLastOnes) {
   EXPECT_EQ(limitReached([&] { stage.run(text); }), KorTemplateLimit::Steps);
 }
 
-// Whether the time is limited, too, and so looked at, makes no difference.
+// Nothing is written beyond the steps, though the time is not limited and so is not looked at.
 TEST(LookupSteps, AreLookedAtBeforeWhatTheyHaveFoundIsWritten) {
   for (const std::string written : {"$g", "$g + 1", "$list.@count", "$part.number", "$dictionary.a", "$nothing"}) {
     const std::string text = farFromItsVariables("<?= " + written + " ?>.");
