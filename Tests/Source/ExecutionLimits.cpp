@@ -22,6 +22,7 @@
 #include "Source/KorTemplateCallableFunction.h"
 #include "Source/KorTemplateCallbackStream.h"
 #include "Source/KorTemplateExternalFunction.h"
+#include "Tests/Foundation/Raised.h"
 #include "Tests/Foundation/Repeated.h"
 #include "Tests/Memory/WorkBound.h"
 #include "Tests/Source/HostClasses.h"
