@@ -90,6 +90,24 @@ std::size_t countOf(const Value& collection) {
   return count;
 }
 
+// Makes room for as many values again, and looks at the clock: a list of millions takes a while to move.
+void growWhileLooking(std::vector<Value>& values) {
+  constexpr std::size_t kFewest = 16;
+  constexpr std::size_t kValuesBetweenLooks = 65'536;
+  std::vector<Value> roomier;
+  roomier.reserve(std::max(kFewest, values.size() * 2));
+  for (Value& value : values) {
+    if (roomier.size() % kValuesBetweenLooks == kValuesBetweenLooks - 1) lookBeforeHost();
+    roomier.push_back(std::move(value));
+  }
+  values.swap(roomier);
+}
+
+void add(std::vector<Value>& values, Value value) {
+  if (values.size() == values.capacity()) growWhileLooking(values);
+  values.push_back(std::move(value));
+}
+
 // Collection operators work on what the elements contribute and answer false for a value that they cannot use.
 
 bool sumOf(const std::vector<Value>& values, double& sum) {
@@ -153,19 +171,6 @@ bool applyDistinctUnionOfObjects(std::vector<Value>& values, Value& result) {
   return true;
 }
 
-// Makes room for as many values again, and looks at the clock: a list of millions takes a while to move.
-void growWhileLooking(std::vector<Value>& values) {
-  constexpr std::size_t kFewest = 16;
-  constexpr std::size_t kValuesBetweenLooks = 65'536;
-  std::vector<Value> roomier;
-  roomier.reserve(std::max(kFewest, values.size() * 2));
-  for (Value& value : values) {
-    if (roomier.size() % kValuesBetweenLooks == kValuesBetweenLooks - 1) lookBeforeHost();
-    roomier.push_back(std::move(value));
-  }
-  values.swap(roomier);
-}
-
 bool joinArrays(const std::vector<Value>& values, std::vector<Value>& joined) {
   const WorkCounter work;
   ElementCounter lists;
@@ -176,8 +181,7 @@ bool joinArrays(const std::vector<Value>& values, std::vector<Value>& joined) {
     if (object == nullptr || object->kind() != ObjectKind::Array) return false;
     for (const Value& element : static_cast<const NSArray*>(object)->elements()) {
       work.step();
-      if (joined.size() == joined.capacity()) growWhileLooking(joined);
-      joined.push_back(element);
+      add(joined, element);
     }
   }
   return true;
@@ -390,7 +394,7 @@ bool NSKeyPath::contribute(std::size_t index, const Value& element, std::vector<
   Value value;
   const Contribution contribution = contributionFrom(index, element, value);
   if (contribution == Contribution::UnknownKey) return false;
-  if (contribution == Contribution::Value) values.push_back(std::move(value));
+  if (contribution == Contribution::Value) add(values, std::move(value));
   return true;
 }
 

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <limits>
 #include <string>
 #include <utility>
 
@@ -11,6 +10,7 @@
 #include "Foundation/NSSet.h"
 #include "Foundation/NSString.h"
 #include "Foundation/WorkMeter.h"
+#include "Tests/Foundation/WatchedTime.h"
 
 namespace tavlo::test {
 
@@ -31,21 +31,6 @@ class HashedObject final : public NSObject {
 
  private:
   std::function<void()> hashed_;
-};
-
-// An execution whose time is limited, and that is never over.
-class WatchedTime final : public WorkMeter {
- public:
-  WatchedTime() {
-    granted_ = std::numeric_limits<std::int64_t>::max();
-    looksOften_ = true;
-  }
-  void lookAtTime() override {}
-  int looks() const { return looks_; }
-
- private:
-  void refill() override { ++looks_; }
-  int looks_ = 0;
 };
 
 TEST(ADictionaryThatGrows, LooksAtTheClock) {

@@ -2,13 +2,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <random>
 #include <stdexcept>
 #include <vector>
 
 #include "Foundation/SlotIndex.h"
 #include "Foundation/WorkMeter.h"
+#include "Tests/Foundation/WatchedTime.h"
 
 namespace tavlo::test {
 
@@ -73,25 +73,12 @@ TEST(SlotIndex, ShrinksWhereItIsTooLarge) {
   EXPECT_TRUE(table.isWhole());
 }
 
-// An execution whose time is over.
-class TimeThatIsOver final : public WorkMeter {
- public:
-  TimeThatIsOver() {
-    granted_ = std::numeric_limits<std::int64_t>::max();
-    looksOften_ = true;
-  }
-  void lookAtTime() override {}
-
- private:
-  void refill() override { throw std::runtime_error("over"); }
-};
-
 TEST(SlotIndex, StaysAsItIsWhereTimeIsOverWhileItGrows) {
   NumberTable table;
   for (int number = 0; number < 10'000; ++number) table.append(number);
   const std::size_t size = table.slots().size();
   {
-    TimeThatIsOver time;
+    WatchedTime time(0);
     const WorkMeter::Scope scope(time);
     EXPECT_THROW(table.grow(100'000), std::runtime_error);
   }
