@@ -147,9 +147,10 @@ constexpr std::ptrdiff_t kBytesBetweenLooks = std::ptrdiff_t{1} << 20;
 // an exception: a limit that is reached ends the search, and is raised behind it.
 class Watch {
  public:
-  // `bytesOfPattern`: what the engine may go through of the pattern between two calls. `times`: how often of the text.
-  explicit Watch(std::size_t bytesOfPattern, std::uint64_t times = 1)
-      : bytesOfPattern_(bytesOfPattern), times_(times) {}
+  // `bytesOfPattern`: what the engine may go through of the pattern between two calls. `bytesOfText`: how much of the
+  // text at most, and `times` how often.
+  Watch(std::size_t bytesOfPattern, std::size_t bytesOfText, std::uint64_t times = 1)
+      : bytesOfPattern_(bytesOfPattern), bytesOfText_(bytesOfText), times_(times) {}
 
   // What the engine calls; it ends the search when the time is over.
   static int call(OnigCalloutArgs* arguments, void* watch) {
@@ -168,6 +169,7 @@ class Watch {
   bool isOver(std::ptrdiff_t bytes, std::uint64_t times = 1, int entries = 0) {
     constexpr std::ptrdiff_t kBytesOfCall = 64;
     constexpr std::uint64_t kBytesOfEntry = 2;
+    bytes = std::min(bytes, static_cast<std::ptrdiff_t>(bytesOfText_));
     bytes_ += bytes + kBytesOfCall + static_cast<std::ptrdiff_t>(bytesOfPattern_);
     const auto most = static_cast<std::uint64_t>(kBytesBetweenLooks);
     unseen_ += static_cast<std::uint64_t>(bytes + kBytesOfCall) * std::min(times, most);
@@ -195,6 +197,7 @@ class Watch {
   }
 
   std::size_t bytesOfPattern_;
+  std::size_t bytesOfText_;
   std::uint64_t times_;
   WorkCounter work_;
   std::chrono::steady_clock::time_point deadline_ = std::chrono::steady_clock::now() + kLongestSearch;
@@ -471,7 +474,7 @@ bool KorRegex::matchesWatched(std::string_view text, std::uint64_t retries) cons
   const std::uint64_t bound = std::min(retries, kBytesAtOnePlace / (shape_.row + 1));
   const MatchParameters parameters = makeParameters();
   setRetries(*parameters, {text.size() <= kShortSubject ? bound : 0, bound});
-  Watch watch(pattern_->view().size(), shape_.namesakes);
+  Watch watch(pattern_->view().size(), bytesOfRetry(text), shape_.namesakes);
   onig_set_progress_callout_of_match_param(parameters.get(), &Watch::call);
   onig_set_callout_user_data_of_match_param(parameters.get(), &watch);
   const int answer = search(watched.pattern, text, parameters.get());
@@ -524,7 +527,7 @@ bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries)
       return search(compiled_.get(), text, SearchParameters({most, most}).get());
     }));
   }
-  Watch watch(pattern_->view().size());
+  Watch watch(pattern_->view().size(), bytesOfRetry(text));
   // With a loop in the pattern each retry may go through all that is left.
   const std::uint64_t timesAtOnePlace =
       std::max((std::max<std::uint64_t>(shape_.loops, 1) + kBytesOfPlace * shape_.places) * shape_.repetitions,

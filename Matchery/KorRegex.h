@@ -82,7 +82,7 @@ class KorRegex final : public NSObject {
   std::uint64_t retriesForPlainSearch(std::size_t length) const;
   std::size_t searchedLength(std::string_view text, bool isASCII) const;
   // Of the text, that the engine may go through between two retries.
-  std::size_t bytesOfRetry(std::string_view text) const noexcept { return shape_.loops > 0 ? text.size() : 1; }
+  std::size_t bytesOfRetry(std::string_view text) const noexcept { return shape_.goesThroughText ? text.size() : 1; }
   bool matchesWatched(std::string_view text, std::uint64_t retries) const;
   bool matchesPlaceByPlace(std::string_view text, std::uint64_t retries) const;
   Borrowed watched() const;

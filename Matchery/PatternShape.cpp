@@ -261,6 +261,12 @@ class ShapeReader {
     endAtom(0);
   }
 
+  // Something that may take as many steps as the text has characters.
+  void noteLoop() {
+    ++shape_.loops;
+    shape_.goesThroughText = true;
+  }
+
   void noteEscape(char letter, bool isType) {
     constexpr std::string_view kPlaces = "bBAzZGK";
     constexpr std::uint64_t kPartsOfJoined = 64;
@@ -268,11 +274,11 @@ class ShapeReader {
     if (isType) ++shape_.types;
     if (kPlaces.find(letter) != kPlaces.npos) ++levels_.back().places;
     if (letter == 'g' || letter == 'k' || isDigit(letter)) {
-      ++shape_.loops;
+      noteLoop();
       levels_.back().places += 2;
     }
     if (letter == 'y' || letter == 'Y' || letter == 'X') {
-      ++shape_.loops;
+      noteLoop();
       notePower(looks_ + 1);
     }
     if (letter == 'X' || letter == 'R') visit(kPartsOfJoined);
@@ -428,6 +434,7 @@ class ShapeReader {
     const std::int32_t opened = isAt("(?~") ? 6 : 1;
     const bool looksAround = isAt("(?=") || isAt("(?!") || isAt("(?<=") || isAt("(?<!") || isAt("(?~");
     const bool looksBehind = isAt("(?<=") || isAt("(?<!");
+    if (looksBehind || isAt("(?~") || isAt("(?(") || isAt("(*")) shape_.goesThroughText = true;
     levels_.push_back({.opened = opened,
                        .isExtended = isExtended,
                        .looksAround = looksAround,
@@ -551,6 +558,7 @@ class ShapeReader {
   // Past the quantifier's own "?" or "+".
   void stepOverLoop() {
     ++shape_.loops;
+    if (!isAt("?") || isAt("?+")) shape_.goesThroughText = true;
     addQuantifier();
     if (at_ + 1 < pattern_.size() && (pattern_[at_ + 1] == '?' || pattern_[at_ + 1] == '+')) ++at_;
   }
@@ -565,7 +573,7 @@ class ShapeReader {
       largest = std::max(largest, number);
     }
     if (at >= pattern_.size() || pattern_[at] != '}') return false;
-    ++shape_.loops;
+    noteLoop();
     noteCopies(largest);
     // One character is repeated as often as the text is long; what may be empty is repeated as often as it says.
     const char before = at_ > 0 ? pattern_[at_ - 1] : ' ';

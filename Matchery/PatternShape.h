@@ -19,6 +19,9 @@ struct PatternShape {
   // them.
   std::uint64_t loops = 0;
   std::uint64_t repetitions = 1;
+  // Whether the engine may go through more of the text between two retries than the pattern is long: quantifiers but
+  // "?", references, calls and what looks behind do that, groups and alternatives do not.
+  bool goesThroughText = false;
   // Places such as "\b" in groups that may be repeated, which every turn looks at anew though they take no character; a
   // reference or a condition counts as two.
   std::uint64_t places = 0;

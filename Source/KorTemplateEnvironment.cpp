@@ -166,7 +166,10 @@ void KorTemplateEnvironment::writeToStream(const Text& text) {
 }
 
 void KorTemplateEnvironment::writeDiagnostic(const Text& text) {
-  if (executionDepth_ > 0) countBytes(text.view().size());
+  if (executionDepth_ > 0) {
+    countBytes(text.view().size());
+    lookIfDue();  // what has failed may have taken a while
+  }
   lookBeforeHost();
   flushOutput();
   const Ref<KorTemplateStream> stream = errorStream_;
@@ -212,6 +215,7 @@ void KorTemplateEnvironment::observe(KorTemplateUndefined kind, std::string_view
   const KorTemplateUndefinedPolicy policy = observer->policy(kind);
   if (policy == KorTemplateUndefinedPolicy::Count && observer->callback() == nullptr) return;
   countBytes(name.size());
+  lookIfDue();  // the look-up may have taken a while
   const KorTemplateObservation observation{kind, std::string(sigil).append(name), FailureWatch::traceAt(position())};
   if (observer->callback() != nullptr) {
     const KorTemplateObserver::Callback callback = observer->callback();

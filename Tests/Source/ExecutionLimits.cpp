@@ -314,6 +314,16 @@ TEST(ExecutionLimits, CountHardSearchesInProportion) {
   }
 }
 
+TEST(ExecutionLimits, CountSearchesWithoutLoopsByTheirPlaces) {
+  constexpr std::uint64_t kPlaces = 2'000'000;  // more than a search may have retries
+  for (const char* pattern : {"[^ab]", "(c|d)e", "(?x)(?:c|d)", "a(?=c|d)"}) {
+    const Stage stage;
+    stage.set("subject", repeated("ab", kPlaces / 2));
+    stage.environment->setLimits(limitedSteps(2 * kPlaces));
+    EXPECT_EQ(limitTextOf([&] { stage.run(std::string("<? $subject =~ /") + pattern + "/ ?>"); }), "none") << pattern;
+  }
+}
+
 // A search that is never retried, or once at each place, goes through the whole pattern all the same; half of that
 // counts at least.
 TEST(ExecutionLimits, CountTheWaysThroughALongPattern) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -144,6 +145,45 @@ TEST(LookupSteps, AreLookedAtBeforeWhatTheyHaveFoundIsWritten) {
     };
     const std::uint64_t all = run(std::nullopt);
     run(all - 2);  // a step for the text behind it
+  }
+}
+
+struct Told {
+  std::string diagnostics;
+  int undefined = 0;
+  std::uint64_t steps = 0;  // that were taken
+};
+
+Told toldBy(KorTemplate& page, const KorTemplateLimits& limits) {
+  Told told;
+  const Stage stage;
+  stage.set("text", "x");
+  const Ref<KorTemplateObserver> observer = KorTemplateObserver::observer();
+  observer->setCallback([&told](const KorTemplateObservation&) { ++told.undefined; });
+  stage.environment->setObserver(observer);
+  stage.environment->setLimits(limits);
+  (void)limitReached([&] { page.executeWithEnvironment(stage.get()); });
+  told.diagnostics = stage.diagnostics();
+  told.steps = stage.environment->stepsTaken();
+  return told;
+}
+
+// Of what has failed or is not defined nothing is told beyond the steps, though the time is not limited.
+TEST(LookupSteps, AreLookedAtBeforeWhatTheyHaveFoundIsToldOf) {
+  const std::string failing =
+      "<? function f() ?>" + farFromItsVariables("<? $text - 1 ?>") + "<? endfunction ?><? f() ?>";
+  for (const std::string& text : {failing, farFromItsVariables("<? $x = $nobody ?>")}) {
+    const Ref<KorTemplate> page = KorTemplate::compile(text);
+    const Told all = toldBy(*page, {});
+    EXPECT_TRUE(!all.diagnostics.empty() || all.undefined == 1);
+    for (std::uint64_t steps = all.steps - 15; steps <= all.steps; ++steps) {
+      KorTemplateLimits limits = limitsOf(steps);
+      const Told told = toldBy(*page, limits);
+      limits.time = std::chrono::hours(1);
+      const Told watched = toldBy(*page, limits);
+      EXPECT_EQ(told.diagnostics, watched.diagnostics) << steps << " of " << all.steps;
+      EXPECT_EQ(told.undefined, watched.undefined) << steps << " of " << all.steps;
+    }
   }
 }
 
