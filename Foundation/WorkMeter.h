@@ -42,9 +42,9 @@ class [[gnu::visibility("default")]] WorkMeter {
   // Raises where its time is over or it was cancelled, whatever other limit it has reached.
   virtual void lookAtTime() = 0;
 
-  // Looks before a host's code runs, which may take any time; does nothing where no time is set.
+  // Looks before a host's code runs, which may take any time; where no time is set only what was counted for later.
   void lookBeforeHost() {
-    if (looksOften_) [[unlikely]]
+    if (looksOften_ || granted_ < 0) [[unlikely]]
       refill();
   }
 
