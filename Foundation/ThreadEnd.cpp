@@ -22,12 +22,15 @@ extern "C" void runEndActions(void* /*actions*/) {
   for (std::size_t left = std::exchange(endActions.count, 0); left > 0; --left) endActions.actions[left - 1]();
 }
 
-// Gone with the library, so that no thread calls what is there no more.
+// Gone with the library, so that no thread calls what is there no more. The thread that unloads it has had its end of
+// it by then.
 class EndKey {
  public:
   EndKey() noexcept : isMade_(pthread_key_create(&key_, runEndActions) == 0) {}
   ~EndKey() {
-    if (isMade_) pthread_key_delete(key_);
+    if (!isMade_) return;
+    pthread_key_delete(key_);
+    runEndActions(nullptr);
   }
   EndKey(const EndKey&) = delete;
   EndKey& operator=(const EndKey&) = delete;

@@ -1,6 +1,8 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <fstream>
 #include <stdexcept>
 #include <string>
 
@@ -58,6 +60,34 @@ TEST(Border, ObjectsCrossInBothDirections) {
   environment->setGlobal("theirs", theirs);
   environment->setGlobal("ours", hostReference(ours));
   EXPECT_EQ(rendered("<?= $theirs.weight ?> <?= $ours.weight ?>", *environment), "2.5 4.5");
+}
+
+// What this process holds in memory, in bytes.
+double residentBytes() {
+  std::ifstream status("/proc/self/statm");
+  double total = 0;
+  double resident = 0;
+  status >> total >> resident;
+  return resident * static_cast<double>(sysconf(_SC_PAGESIZE));
+}
+
+void useAPluginWithItsOwnLibrary() {
+  constexpr int kBlocks = 3'000;
+  void* const library = dlopen(TAVLO_PLUGIN_WITH_ITS_OWN, RTLD_NOW | RTLD_LOCAL);
+  ASSERT_NE(library, nullptr) << dlerror();
+  EXPECT_TRUE(reinterpret_cast<bool (*)(int)>(dlsym(library, "tavloCompiles"))(kBlocks));
+  dlclose(library);
+  EXPECT_EQ(dlopen(TAVLO_PLUGIN_WITH_ITS_OWN, RTLD_NOW | RTLD_NOLOAD), nullptr);
+}
+
+// What its thread has kept for the next template, half a mebibyte, goes with the plug-in.
+TEST(Border, APluginThatHasTheLibraryWithinLeavesLittle) {
+  constexpr int kTimes = 20;
+  constexpr double kBytesLeft = 200e3;
+  useAPluginWithItsOwnLibrary();
+  const double before = residentBytes();
+  for (int time = 0; time < kTimes; ++time) useAPluginWithItsOwnLibrary();
+  EXPECT_LT((residentBytes() - before) / kTimes, kBytesLeft);
 }
 
 }  // namespace
