@@ -166,10 +166,7 @@ void KorTemplateEnvironment::writeToStream(const Text& text) {
 }
 
 void KorTemplateEnvironment::writeDiagnostic(const Text& text) {
-  if (executionDepth_ > 0) {
-    countBytes(text.view().size());
-    lookIfDue();  // what has failed may have taken a while
-  }
+  if (executionDepth_ > 0) countBytes(text.view().size());
   lookBeforeHost();
   flushOutput();
   const Ref<KorTemplateStream> stream = errorStream_;
@@ -394,7 +391,32 @@ std::size_t KorTemplateEnvironment::mostToDeliver() const noexcept {
   return replacedStreams_.size() - deliveredStreams_ + 1 + kMostSetMeanwhile;
 }
 
-void KorTemplateEnvironment::leaveFailed(const std::exception_ptr& failure, bool isLimit) {
+void KorTemplateEnvironment::runEntered(void (*body)(void* context), void* context) {
+  std::exception_ptr failure;
+  bool isLimit = false;
+  try {
+    body(context);
+    return leave();
+  } catch (const KorTemplateLimitException& limit) {
+    noteLimit(limit);
+    noteFailure();
+    isLimit = true;
+    failure = std::current_exception();
+  } catch (const abi::__forced_unwind&) {
+    noteFailure();
+    throw;  // the end of the thread, which nobody may stop
+  } catch (...) {
+    noteFailure();
+    failure = std::current_exception();
+    if (failure == nullptr) {  // it is none of C++, and cannot be kept
+      deliverFailed();
+      throw;
+    }
+  }
+  leaveFailed(failure, isLimit);
+}
+
+void KorTemplateEnvironment::deliverFailed() {
   bool isDelivered = executionDepth_ > 1;
   for (std::size_t left = mostToDeliver(); left > 0 && !isDelivered;) {
     try {
@@ -406,6 +428,10 @@ void KorTemplateEnvironment::leaveFailed(const std::exception_ptr& failure, bool
       // The exception that is on its way says more than the one that follows from it. The other streams are asked yet.
     }
   }
+}
+
+void KorTemplateEnvironment::leaveFailed(const std::exception_ptr& failure, bool isLimit) {
+  deliverFailed();
   if (takePopFailure() && !isLimit) failAssertion("Stack frame is empty");
   std::rethrow_exception(failure);
 }

@@ -7,6 +7,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <type_traits>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -284,30 +285,16 @@ class KorTemplateEnvironment final : public NSObject {
   // the execution leaves behind.
   template <class Body>
   auto enter(Body&& body) {
+    using Result = decltype(body());
     const Entry entry(*this);
-    std::exception_ptr failure;
-    bool isLimit = false;
-    try {
-      if constexpr (std::is_void_v<decltype(body())>) {
-        body();
-        leave();
-        return;
-      } else {
-        auto result = body();
-        leave();
-        return result;
-      }
-    } catch (const KorTemplateLimitException& limit) {
-      noteLimit(limit);
-      noteFailure();
-      isLimit = true;
-      failure = std::current_exception();
-    } catch (...) {
-      noteFailure();
-      failure = std::current_exception();
-      if (failure == nullptr) throw;  // the end of the thread, which nobody may stop
+    if constexpr (std::is_void_v<Result>) {
+      runEntered([](void* context) { (*static_cast<std::remove_reference_t<Body>*>(context))(); }, &body);
+    } else {
+      Result result{};
+      auto store = [&] { result = body(); };
+      runEntered([](void* context) { (*static_cast<decltype(store)*>(context))(); }, &store);
+      return result;
     }
-    leaveFailed(failure, isLimit);
   }
 
  private:
@@ -382,9 +369,13 @@ class KorTemplateEnvironment final : public NSObject {
   void leave();
   // Notes the exception in hand as the failure of the execution.
   void noteFailure() noexcept;
+  // Runs what is inside an entry, and settles what it leaves behind.
+  void runEntered(void (*body)(void* context), void* context);
   // Leaves with that exception, or with that of a scope that could not be popped on the way. Called in no handler: what
   // is delivered may end the thread, which no handler within another one survives.
   [[noreturn]] void leaveFailed(const std::exception_ptr& failure, bool isLimit);
+  // Asks the streams for what they have gathered, behind a failure.
+  void deliverFailed();
   static bool appendNumber(RawValue value, TextBuffer& text);
   void writeToStream(const Text& text);
   void flushOutput();

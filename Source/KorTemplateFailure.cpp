@@ -30,8 +30,10 @@ KorTemplateFailure::KorTemplateFailure(std::string_view name, std::string_view r
 
 std::optional<KorTemplateFailure> KorTemplateFailure::ofCurrentException(const SharedTrace& trace) noexcept {
   // The end of a thread (`pthread_exit()`, `pthread_cancel()`) runs through handlers too. It is no exception of C++,
-  // and the process ends where a handler keeps it.
-  if (std::current_exception() == nullptr) return KorTemplateFailure("exception", "The thread ends", trace);
+  // and the process ends where a handler keeps it. Nor can what another language has raised be looked at.
+  if (std::current_exception() == nullptr) {
+    return KorTemplateFailure("exception", "The thread ends, or the host has raised what is not of C++", trace);
+  }
   try {
     throw;
   } catch (const KorTemplateReturnIndication&) {

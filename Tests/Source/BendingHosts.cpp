@@ -1,8 +1,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <unwind.h>
 
 #include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <new>
@@ -21,6 +24,7 @@
 #include "Source/KorTemplateCallbackStream.h"
 #include "Source/KorTemplateReturnIndication.h"
 #include "Source/KorTemplateStackFrame.h"
+#include "Source/KorTemplateStringStream.h"
 #include "Source/KorTemplateSyntaxErrorException.h"
 #include "Source/KorTemplateWriteException.h"
 #include "Tests/Source/HostClasses.h"
@@ -514,6 +518,40 @@ TEST(AHostThatEndsItsThread, MayDoSoInATemplateThatTellsOfAFailure) {
   EXPECT_EQ(stage.depth(), 1);
   EXPECT_EQ(stage.diagnostics(), "a failure");
   EXPECT_THAT(stage.text(), testing::EndsWith("c"));
+}
+
+// An exception as the runtimes of other languages raise theirs.
+[[noreturn]] void raiseForeign() {
+  auto exception = std::make_unique<_Unwind_Exception>();
+  std::memcpy(&exception->exception_class, "TAVLTEST", sizeof exception->exception_class);
+  exception->exception_cleanup = [](_Unwind_Reason_Code, _Unwind_Exception* raised) { delete raised; };
+  _Unwind_RaiseException(exception.release());
+  std::abort();
+}
+
+TEST(AHostOfAnotherLanguage, RaisesWhatPassesAndLeavesWhatWasWritten) {
+  for (const char* const text : {"a<?= raise() ?>b", "a<? function f() ?><? raise() ?><? endfunction ?><?= f() ?>b",
+                                 "a<? foreach ($x in $l) ?><? if (true) ?><?= raise() ?><? endif ?><? endforeach ?>"}) {
+    const Stage stage;
+    std::string delivered;
+    stage.environment->setOutputStream(KorTemplateStringStream::stringStreamAppendingTo(delivered));
+    stage.environment->setFunction("raise", raiseForeign);
+    stage.set("l", NSArray::arrayWithObjects({1, 2}));
+    bool hasPassed = false;
+    try {
+      stage.run(text);
+    } catch (const std::exception&) {
+      ADD_FAILURE() << text;
+    } catch (...) {
+      hasPassed = true;
+    }
+    EXPECT_TRUE(hasPassed) << text;
+    EXPECT_EQ(delivered, "a") << text;
+    EXPECT_EQ(stage.depth(), 1) << text;
+    EXPECT_EQ(stage.environment->lastFailure()->reason(), "The thread ends, or the host has raised what is not of C++");
+    stage.run("c");
+    EXPECT_EQ(delivered, "ac") << text;
+  }
 }
 
 TEST(AHostThatRendersWithoutEnd, EndsInALimit) {
