@@ -29,13 +29,13 @@ std::size_t sizeOf(int descriptor) {
 
 }  // namespace
 
-std::string readFile(const std::string& path) {
+std::string readFile(const std::string& path, std::size_t most) {
   constexpr std::size_t kStep = std::size_t{64} * 1024;
   const FileDescriptor file(path == kStandardStream ? ::dup(STDIN_FILENO) : ::open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (!file.isOpen()) raiseUnreadable(path, errno);
-  std::string content(sizeOf(file.number()) + 1, '\0');  // one more, so that the end is seen without growing
+  std::string content(std::min(sizeOf(file.number()), most) + 1, '\0');  // one more: to see the end without growing
   std::size_t size = 0;
-  while (true) {
+  while (size <= most) {
     if (size == content.size()) content.resize(size + std::max(kStep, size / 2));
     const ssize_t count = ::read(file.number(), content.data() + size, content.size() - size);
     if (count == 0) break;
