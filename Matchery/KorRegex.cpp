@@ -314,20 +314,33 @@ void requireStackFor(const PatternShape& shape) {
   checkStack(levels * kBytesOfLevel);
 }
 
-// The bytes that one loop of the pattern, or a reference to groups of one name, goes through in a text of so many, at
-// most; no more than a figure that is far too many.
-std::uint64_t bytesOfLoop(const PatternShape& shape, std::uint64_t length) {
+// What a pattern goes through depends on that of a text: its length in bytes, where searching a class in characters
+// beyond ASCII takes as long as in several, and whether it has such.
+struct SearchedText {
+  std::uint64_t length;
+  bool isASCII;
+};
+
+SearchedText searchedText(const PatternShape& shape, std::size_t length, bool isASCII) {
+  constexpr std::uint64_t kBytesOfSearchInClass = 4;
+  return {shape.hasClasses && !isASCII ? kBytesOfSearchInClass * length : length, isASCII};
+}
+
+// The bytes that one loop of the pattern, or a reference to groups of one name, goes through in a text, at most; no
+// more than a figure that is far too many.
+std::uint64_t bytesOfLoop(const PatternShape& shape, const SearchedText& text) {
   constexpr std::uint64_t kTooMany = std::uint64_t{1} << 40;
-  std::uint64_t bytes = length;
-  for (std::int32_t power = 1; power < shape.power && bytes < kTooMany && length > 1; ++power) bytes *= length;
+  const std::int32_t most = text.isASCII ? shape.powerInASCII : shape.power;
+  std::uint64_t bytes = text.length;
+  for (std::int32_t power = 1; power < most && bytes < kTooMany && text.length > 1; ++power) bytes *= text.length;
   return std::min(bytes * shape.namesakes, kTooMany);
 }
 
-// The retries that a plain search of so long a text may take: between two of them the engine goes through the text at
+// The retries that a plain search of a text may take: between two of them the engine goes through the text at
 // most once for each loop, as often as counted quantifiers repeat it, and looks at each place as often.
-std::uint64_t plainRetries(const PatternShape& shape, std::size_t patternLength, std::size_t length) {
+std::uint64_t plainRetries(const PatternShape& shape, std::size_t patternLength, const SearchedText& text) {
   const std::uint64_t loops = std::min<std::uint64_t>(shape.loops, KorRegex::kMaximumPatternLength);
-  const std::uint64_t once = patternLength + 1 + (loops > 0 ? bytesOfLoop(shape, length) : 0);
+  const std::uint64_t once = patternLength + 1 + (loops > 0 ? bytesOfLoop(shape, text) : 0);
   const std::uint64_t times =
       std::max<std::uint64_t>(loops, 1) + kBytesOfPlace * shape.places + kBytesOfTurn * shape.turns;
   return kPlainSteps / std::min(kPlainSteps, once * times) / shape.repetitions;
@@ -342,12 +355,12 @@ std::uint64_t bytesOfWayThrough(const PatternShape& shape, std::size_t patternLe
   return patternLength + 1 + std::min(ofTurn * std::min(shape.repetitions, kTooMany), kTooMany);
 }
 
-// The retries that a search may always take at one place of so long a text; 0 where even one may take too long. A step
+// The retries that a search may always take at one place of a text; 0 where even one may take too long. A step
 // that takes a power of the text's length, looks at many places or is repeated must be quick; one that goes through the
 // text is, in all but huge ones.
-std::uint64_t fewestRetriesAtOnePlace(const PatternShape& shape, std::uint64_t length) {
+std::uint64_t fewestRetriesAtOnePlace(const PatternShape& shape, const SearchedText& text) {
   const std::uint64_t once =
-      bytesOfLoop(shape, length) * (1 + kBytesOfPlace * shape.places + kBytesOfTurn * shape.turns) + 1;
+      bytesOfLoop(shape, text) * (1 + kBytesOfPlace * shape.places + kBytesOfTurn * shape.turns) + 1;
   return std::min<std::uint64_t>(kBytesAtOnePlace / once / shape.repetitions, 1'000);
 }
 
@@ -363,7 +376,8 @@ KorRegex::KorRegex(Ref<NSString> pattern, const PatternShape& shape, std::uint64
       shape_(shape),
       lineStart_(LineStart::of(pattern_->view())),
       parts_(parts),
-      retriesInShortTexts_(std::min(plainRetries(shape, pattern_->view().size(), kTinySubject), kRetriesInTinySubject)),
+      retriesInShortTexts_(
+          std::min(plainRetries(shape, pattern_->view().size(), {kTinySubject, false}), kRetriesInTinySubject)),
       bytesOfPattern_(bytesOfWayThrough(shape, pattern_->view().size())) {
   const std::string_view text = pattern_->view();
   OnigErrorInfo information;
@@ -433,14 +447,9 @@ Ref<KorRegex> KorRegex::compileExpression(const Text& pattern, std::uint64_t& pa
       new KorRegex(NSString::stringWithValidUTF8(pattern.view(), Counting::Atomic), shape, parts));
 }
 
-std::uint64_t KorRegex::retriesForPlainSearch(std::size_t length) const {
-  return length <= kTinySubject ? retriesInShortTexts_ : plainRetries(shape_, pattern_->view().size(), length);
-}
-
-// The length of the text that takes as long as this one, in bytes of letters.
-std::size_t KorRegex::searchedLength(std::string_view text, bool isASCII) const {
-  constexpr std::size_t kBytesOfSearchInClass = 4;
-  return shape_.hasClasses && !isASCII ? kBytesOfSearchInClass * text.size() : text.size();
+std::uint64_t KorRegex::retriesForPlainSearch(std::size_t length, bool isASCII) const {
+  const SearchedText text = searchedText(shape_, length, isASCII);
+  return text.length <= kTinySubject ? retriesInShortTexts_ : plainRetries(shape_, pattern_->view().size(), text);
 }
 
 // The engine counts retries, but one retry may go through the whole text, or through a part of it as often as a
@@ -453,7 +462,7 @@ bool KorRegex::matchesString(const NSString& subject, std::uint64_t retries) con
   if (lineStart_.has_value() && !lineStart_->mayMatch(text)) return false;
   if (meter != nullptr) meter->countBytes(bytesOfPattern_);
   checkStack();
-  const std::uint64_t plain = std::min(retries, retriesForPlainSearch(searchedLength(text, subject.isASCII())));
+  const std::uint64_t plain = std::min(retries, retriesForPlainSearch(text.size(), subject.isASCII()));
   if (plain >= std::min(retries, kFewestRetries)) {
     const int answer = countingRetries(plain, bytesOfPattern_, bytesOfRetry(text), [&](std::uint64_t most) {
       return search(compiled_.get(), text, SearchParameters({most, most}).get());
@@ -514,10 +523,10 @@ KorRegex::Borrowed KorRegex::watched() const {
 // text in some tenths of a second; what takes more counts as too long. Where the pattern asks for the place where the
 // search began, the whole search is as one place.
 bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries) const {
-  const std::size_t length = searchedLength(text, endOfASCII(text, 0) == text.size());
-  const std::uint64_t fewest = fewestRetriesAtOnePlace(shape_, length);
+  const bool isASCII = endOfASCII(text, 0) == text.size();
+  const std::uint64_t fewest = fewestRetriesAtOnePlace(shape_, searchedText(shape_, text.size(), isASCII));
   if (fewest == 0) raiseSearchTime(retries);
-  const std::uint64_t bound = std::min(retries, std::max(retriesForPlainSearch(length), fewest));
+  const std::uint64_t bound = std::min(retries, std::max(retriesForPlainSearch(text.size(), isASCII), fewest));
   const auto matches = [&](int answer) {
     if (isOutOfRetries(answer) && bound < retries) raiseSearchTime(retries);
     return position(answer, retries).has_value();

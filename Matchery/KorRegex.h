@@ -79,8 +79,7 @@ class KorRegex final : public NSObject {
 
   KorRegex(Ref<NSString> pattern, const PatternShape& shape, std::uint64_t parts);
 
-  std::uint64_t retriesForPlainSearch(std::size_t length) const;
-  std::size_t searchedLength(std::string_view text, bool isASCII) const;
+  std::uint64_t retriesForPlainSearch(std::size_t length, bool isASCII) const;
   // Of the text, that the engine may go through between two retries.
   std::size_t bytesOfRetry(std::string_view text) const noexcept { return shape_.goesThroughText ? text.size() : 1; }
   bool matchesWatched(std::string_view text, std::uint64_t retries) const;

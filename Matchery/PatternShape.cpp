@@ -91,6 +91,7 @@ class ShapeReader {
     if (shape_.calls > 0) noteTurns(levels_.front().places, shape_.loops);
     // What is looked at inside a group that calls itself lies inside itself.
     if (shape_.power > 1) shape_.power += shape_.calls;
+    if (shape_.powerInASCII > 1) shape_.powerInASCII += shape_.calls;
     return shape_;
   }
 
@@ -192,7 +193,12 @@ class ShapeReader {
     group.endOfCalls = calls_.size();
   }
 
-  void notePower(std::int32_t inside) { shape_.power = std::max(shape_.power, 1 + inside); }
+  void noteLook() {
+    ++looks_;
+    shape_.power = std::max(shape_.power, 1 + looks_);
+    shape_.powerInASCII = std::max(shape_.powerInASCII, 1 + looks_);
+  }
+  void noteJoined() { shape_.power = std::max(shape_.power, 2 + looks_); }
 
   void repeat(std::uint64_t times) {
     shape_.repetitions = std::min<std::uint64_t>(shape_.repetitions * times, std::uint64_t{1} << 40);
@@ -279,7 +285,7 @@ class ShapeReader {
     }
     if (letter == 'y' || letter == 'Y' || letter == 'X') {
       noteLoop();
-      notePower(looks_ + 1);
+      noteJoined();
     }
     if (letter == 'X' || letter == 'R') visit(kPartsOfJoined);
     if (letter == 'g') stepOverCall();
@@ -415,6 +421,9 @@ class ShapeReader {
     while (at_ + 1 < pattern_.size() && pattern_[at_] != ')') at_ += pattern_[at_] == '\\' ? 2 : 1;
   }
 
+  // Whether the group that begins here may take more of the text than what stands in it.
+  bool mayGoThroughText() const { return isAt("(?<=") || isAt("(?<!") || isAt("(?~") || isAt("(?(") || isAt("(*"); }
+
   void openGroup() {
     ++shape_.loops;
     const bool isCondition = at_ == condition_;
@@ -434,7 +443,7 @@ class ShapeReader {
     const std::int32_t opened = isAt("(?~") ? 6 : 1;
     const bool looksAround = isAt("(?=") || isAt("(?!") || isAt("(?<=") || isAt("(?<!") || isAt("(?~");
     const bool looksBehind = isAt("(?<=") || isAt("(?<!");
-    if (looksBehind || isAt("(?~") || isAt("(?(") || isAt("(*")) shape_.goesThroughText = true;
+    shape_.goesThroughText |= mayGoThroughText();
     levels_.push_back({.opened = opened,
                        .isExtended = isExtended,
                        .looksAround = looksAround,
@@ -448,7 +457,7 @@ class ShapeReader {
                        .sets = sets_});
     if (isCondition) ++conditions_;
     if (looksBehind) ++lookBehinds_;
-    if (looksAround) notePower(++looks_);
+    if (looksAround) noteLook();
     depth_ += opened;
     noteDepth(0);
     if (isCondition) {

@@ -33,8 +33,10 @@ struct PatternShape {
   // Types such as "\d" outside of classes, each of which takes as much memory as hundreds of letters.
   std::uint64_t types = 0;
   // The power of the text's length that one such step may take at most. It is 2 where the engine looks around, for
-  // every turn of a loop anew, or goes back over the characters that "\X" joins; more where it does so inside that.
+  // every turn of a loop anew, or goes back over the characters that "\X" joins; more where it does so inside that. In
+  // a text that is ASCII nothing is joined but the two of a line's end.
   std::int32_t power = 1;
+  std::int32_t powerInASCII = 1;
   // What the engine's compiler has to do for sets of characters, in ranges to be merged and kept: a property, or a type
   // such as "\w" in a class, weighs 1 and takes some 6 KiB and 70 us. Where case does not matter sets and classes weigh
   // 4, and 32 bytes of the pattern 1. A class inside another weighs 1 for each 512 bytes of that before it, and what is

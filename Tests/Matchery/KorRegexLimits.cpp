@@ -579,6 +579,15 @@ TEST(KorRegexLimits, ASearchForJoinedCharactersEndsSoon) {
   EXPECT_TRUE(KorRegex::compileExpression("b\\yc")->matchesString(*NSString::stringWithUTF8("abc")));
 }
 
+// In ASCII it does not.
+TEST(KorRegexLimits, ASearchForJoinedCharactersSucceedsInALongTextOfLetters) {
+  const Ref<NSString> subject = NSString::stringWithUTF8(repeated("some words\r\n", 5'000) + "z");
+  for (const char* pattern : {"\\X{2}z", "^\\X\\X", "s\\y\r", "\\Y\nso", "\\Xz$"}) {
+    EXPECT_TRUE(KorRegex::compileExpression(pattern)->matchesString(*subject)) << pattern;
+  }
+  EXPECT_FALSE(KorRegex::compileExpression("\\X#")->matchesString(*subject));
+}
+
 // The engine looks for the count of a group, and for where a call came from, through all that it has put on its stack.
 TEST(KorRegexLimits, ASearchThatLooksThroughTheEnginesStackEndsSoon) {
   const std::string choices = repeated("(?:|())", 12);
