@@ -1,5 +1,7 @@
 #include "Foundation/StringFormat.h"
 
+#include "Foundation/WorkMeter.h"
+
 namespace tavlo {
 
 namespace {
@@ -11,6 +13,7 @@ bool isPlaceholder(char letter) {
 }  // namespace
 
 std::string formattedString(std::string_view format, std::span<const FormatArgument> arguments) {
+  constexpr std::size_t kLongText = std::size_t{1} << 20;
   std::string result;
   std::size_t used = 0;
   for (std::size_t at = 0; at < format.size(); ++at) {
@@ -25,7 +28,14 @@ std::string formattedString(std::string_view format, std::span<const FormatArgum
       continue;
     }
     const FormatArgument& argument = arguments[used++];
-    result += argument.isText() ? std::string(argument.text()) : argument.value().description();
+    if (argument.isText()) {
+      result += argument.text();
+    } else {
+      const std::string text = argument.value().description();
+      result.reserve(result.size() + text.size() + format.size() - at);  // a long one is not to grow by what follows
+      result += text;
+    }
+    if (result.size() >= kLongText) lookBeforeHost();  // making it has taken as long
   }
   return result;
 }
