@@ -8,8 +8,11 @@
 #include <cstdlib>
 #include <ctime>
 #include <functional>
+#include <iterator>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "Foundation/LazyCollections.h"
@@ -125,7 +128,9 @@ struct Data {
 const Data kData[] = {
     {"numbers", numbers},
     {"doubles",
-     [](std::size_t count) { return listOf(count, [](std::size_t number) { return Value(number * 1.1); }); }},
+     [](std::size_t count) {
+       return listOf(count, [](std::size_t number) { return Value(static_cast<double>(number) * 1.1); });
+     }},
     {"names", names},
     {"scattered names", [](std::size_t count) { return scattered(names(count)); }},
     {"texts of numbers",
@@ -167,6 +172,7 @@ std::vector<std::string> templates() {
   add("$all");
   for (const std::string_view join : kJoins) add("$all." + std::string(join));
   std::vector<std::string> texts;
+  texts.reserve(paths.size());
   for (const std::string& path : paths) texts.push_back("<? $x = " + path + " ?>");
   const char* const others[] = {
       "<?= $all ?>",
@@ -233,7 +239,7 @@ std::vector<Work> measuredAll(std::size_t count, std::string_view word) {
 int run(std::size_t count, std::string_view word) {
   std::vector<Work> works = measuredAll(count, word);
   std::ranges::sort(works, std::greater<>(), &Work::seconds);
-  for (const Work& work : std::vector<Work>(works.begin(), works.begin() + std::min(kShown, works.size()))) {
+  for (const Work& work : std::span(works).first(std::min(kShown, works.size()))) {
     std::printf("%6.3f s  %s\n", work.seconds, work.what.c_str());
   }
   const auto tooLong = std::ranges::count_if(works, [](const Work& work) { return work.seconds > kBound; });
