@@ -391,7 +391,25 @@ std::size_t KorTemplateEnvironment::mostToDeliver() const noexcept {
   return replacedStreams_.size() - deliveredStreams_ + 1 + kMostSetMeanwhile;
 }
 
+// Delivers on the way of an exception that is none of C++ and so cannot be kept: in no handler, since no two of them
+// may be handled at once, and a stream may raise another.
+class KorTemplateEnvironment::DeliveryOnTheWay {
+ public:
+  explicit DeliveryOnTheWay(KorTemplateEnvironment& environment) : environment_(environment) {}
+  DeliveryOnTheWay(const DeliveryOnTheWay&) = delete;
+  DeliveryOnTheWay& operator=(const DeliveryOnTheWay&) = delete;
+  ~DeliveryOnTheWay() {
+    if (isDue) environment_.deliverFailed();
+  }
+
+  bool isDue = false;
+
+ private:
+  KorTemplateEnvironment& environment_;
+};
+
 void KorTemplateEnvironment::runEntered(void (*body)(void* context), void* context) {
+  DeliveryOnTheWay delivery(*this);
   std::exception_ptr failure;
   bool isLimit = false;
   try {
@@ -408,10 +426,8 @@ void KorTemplateEnvironment::runEntered(void (*body)(void* context), void* conte
   } catch (...) {
     noteFailure();
     failure = std::current_exception();
-    if (failure == nullptr) {  // it is none of C++, and cannot be kept
-      deliverFailed();
-      throw;
-    }
+    delivery.isDue = failure == nullptr;
+    if (delivery.isDue) throw;
   }
   leaveFailed(failure, isLimit);
 }

@@ -375,6 +375,7 @@ class KorTemplateEnvironment final : public NSObject {
   // is delivered may end the thread, which no handler within another one survives.
   [[noreturn]] void leaveFailed(const std::exception_ptr& failure, bool isLimit);
   // Asks the streams for what they have gathered, behind a failure.
+  class DeliveryOnTheWay;
   void deliverFailed();
   static bool appendNumber(RawValue value, TextBuffer& text);
   void writeToStream(const Text& text);

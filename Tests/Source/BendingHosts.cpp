@@ -554,6 +554,27 @@ TEST(AHostOfAnotherLanguage, RaisesWhatPassesAndLeavesWhatWasWritten) {
   }
 }
 
+TEST(AHostOfAnotherLanguage, MayRaiseAgainWhereItsOutputIsDelivered) {
+  const Stage stage;
+  int writes = 0;
+  stage.environment->setOutputStream(KorTemplateCallbackStream::streamWithCallback([&](std::string_view) {
+    ++writes;
+    raiseForeign();
+  }));
+  stage.environment->setFunction("raise", raiseForeign);
+  bool hasPassed = false;
+  try {
+    stage.run("a<?= raise() ?>b");
+  } catch (...) {
+    hasPassed = true;
+  }
+  EXPECT_TRUE(hasPassed);
+  EXPECT_GE(writes, 1);
+  stage.environment->setOutputStream(stage.output);
+  stage.run("c");
+  EXPECT_EQ(stage.text(), "c");
+}
+
 TEST(AHostThatRendersWithoutEnd, EndsInALimit) {
   for (const Place& place : kPlaces) {
     for (const bool isInside : {false, true}) {
