@@ -483,7 +483,7 @@ bool KorRegex::matchesWatched(std::string_view text, std::uint64_t retries) cons
   const std::uint64_t bound = std::min(retries, kBytesAtOnePlace / (shape_.row + 1));
   const MatchParameters parameters = makeParameters();
   setRetries(*parameters, {text.size() <= kShortSubject ? bound : 0, bound});
-  Watch watch(pattern_->view().size(), bytesOfRetry(text), shape_.namesakes);
+  Watch watch(pattern_->view().size(), bytesBetweenLooks(text), shape_.namesakes);
   onig_set_progress_callout_of_match_param(parameters.get(), &Watch::call);
   onig_set_callout_user_data_of_match_param(parameters.get(), &watch);
   const int answer = search(watched.pattern, text, parameters.get());
@@ -536,7 +536,7 @@ bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries)
       return search(compiled_.get(), text, SearchParameters({most, most}).get());
     }));
   }
-  Watch watch(pattern_->view().size(), bytesOfRetry(text));
+  Watch watch(pattern_->view().size(), bytesBetweenLooks(text));
   // With a loop in the pattern each retry may go through all that is left.
   const std::uint64_t timesAtOnePlace =
       std::max((std::max<std::uint64_t>(shape_.loops, 1) + kBytesOfPlace * shape_.places) * shape_.repetitions,

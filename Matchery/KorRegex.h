@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
@@ -82,6 +83,10 @@ class KorRegex final : public NSObject {
   std::uint64_t retriesForPlainSearch(std::size_t length, bool isASCII) const;
   // Of the text, that the engine may go through between two retries.
   std::size_t bytesOfRetry(std::string_view text) const noexcept { return shape_.goesThroughText ? text.size() : 1; }
+  // The same between two looks at a search, with all of the pattern between them.
+  std::size_t bytesBetweenLooks(std::string_view text) const noexcept {
+    return shape_.goesThroughText ? text.size() : std::min<std::size_t>(text.size(), bytesOfPattern_);
+  }
   bool matchesWatched(std::string_view text, std::uint64_t retries) const;
   bool matchesPlaceByPlace(std::string_view text, std::uint64_t retries) const;
   Borrowed watched() const;

@@ -119,6 +119,8 @@ TEST(KorRegexLimits, EndsEverySearchWithinAboutHalfASecond) {
       {"(a)*+[^a]", std::string(900'000, 'a')},
       {".{0,2000}\\w*+z\\R", letters.substr(0, 10'000) + "bzz"},
       {".{0,1900}\\w*+z\\cA", letters.substr(0, 10'000) + "bz\x01"},
+      {"(?x)" + repeated("(?:a|a)", 9) + std::string(60'000, '.') + "b", std::string(250'000, 'a')},
+      {repeated("(?:a|a)", 9) + std::string(60'000, '.') + "b", std::string(250'000, 'a')},
       {"(?xi)" + repeated("(?<n>", 16) + "a*b?" + repeated(")", 16) + repeated("a?", 10) + "\\k<n>c",
        std::string(200'000, 'a') + "b" + std::string(200'000, 'a')},
   };
