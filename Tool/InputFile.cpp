@@ -21,6 +21,11 @@ namespace {
   throw Failure::ofInput(path, what + textOfSystemError(error));
 }
 
+[[noreturn]] void raiseTooLong(const std::string& path, std::size_t most) {
+  const char* const what = path == kStandardStream ? "Standard input" : "The file";
+  throw Failure::ofInput(path, what + (" is longer than " + std::to_string(most)) + " bytes");
+}
+
 // How much there is to read, where the system knows.
 std::size_t sizeOf(int descriptor) {
   struct stat status = {};
@@ -35,8 +40,9 @@ std::string readFile(const std::string& path, std::size_t most) {
   if (!file.isOpen()) raiseUnreadable(path, errno);
   std::string content(std::min(sizeOf(file.number()), most) + 1, '\0');  // one more: to see the end without growing
   std::size_t size = 0;
-  while (size <= most) {
-    if (size == content.size()) content.resize(size + std::max(kStep, size / 2));
+  while (true) {
+    if (size > most) raiseTooLong(path, most);
+    if (size == content.size()) content.resize(std::min(size + std::max(kStep, size / 2), most + 1));
     const ssize_t count = ::read(file.number(), content.data() + size, content.size() - size);
     if (count == 0) break;
     if (count > 0) {

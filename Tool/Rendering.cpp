@@ -147,7 +147,7 @@ class Account {
 
 void render(const RenderOptions& options, const Diagnostics& diagnostics) {
   Account account(options, diagnostics);
-  const std::string text = readFile(options.templateFile, NSString::kMaximumByteLength);
+  const std::string text = readFile(options.templateFile);
   const Ref<KorTemplateEnvironment> environment = KorTemplateEnvironment::environment();
   environment->setLimits(options.limits);
   environment->setErrorStream(DiagnosticStream::diagnosticStream(diagnostics));
