@@ -336,11 +336,16 @@ std::uint64_t bytesOfLoop(const PatternShape& shape, const SearchedText& text) {
   return std::min(bytes * shape.namesakes, kTooMany);
 }
 
+// How many letters the pattern takes as long as in that text, each of its bytes once.
+std::uint64_t lettersOf(const PatternShape& shape, std::size_t patternLength, const SearchedText& text) {
+  return patternLength + (text.isASCII ? 0 : shape.lettersBeyondASCII);
+}
+
 // The retries that a plain search of a text may take: between two of them the engine goes through the text at
 // most once for each loop, as often as counted quantifiers repeat it, and looks at each place as often.
 std::uint64_t plainRetries(const PatternShape& shape, std::size_t patternLength, const SearchedText& text) {
   const std::uint64_t loops = std::min<std::uint64_t>(shape.loops, KorRegex::kMaximumPatternLength);
-  const std::uint64_t once = patternLength + 1 + (loops > 0 ? bytesOfLoop(shape, text) : 0);
+  const std::uint64_t once = lettersOf(shape, patternLength, text) + 1 + (loops > 0 ? bytesOfLoop(shape, text) : 0);
   const std::uint64_t times =
       std::max<std::uint64_t>(loops, 1) + kBytesOfPlace * shape.places + kBytesOfTurn * shape.turns;
   return kPlainSteps / std::min(kPlainSteps, once * times) / shape.repetitions;
@@ -358,9 +363,10 @@ std::uint64_t bytesOfWayThrough(const PatternShape& shape, std::size_t patternLe
 // The retries that a search may always take at one place of a text; 0 where even one may take too long. A step
 // that takes a power of the text's length, looks at many places or is repeated must be quick; one that goes through the
 // text is, in all but huge ones.
-std::uint64_t fewestRetriesAtOnePlace(const PatternShape& shape, const SearchedText& text) {
+std::uint64_t fewestRetriesAtOnePlace(const PatternShape& shape, std::size_t patternLength, const SearchedText& text) {
   const std::uint64_t once =
-      bytesOfLoop(shape, text) * (1 + kBytesOfPlace * shape.places + kBytesOfTurn * shape.turns) + 1;
+      bytesOfLoop(shape, text) * (1 + kBytesOfPlace * shape.places + kBytesOfTurn * shape.turns) +
+      lettersOf(shape, patternLength, text) + 1;
   return std::min<std::uint64_t>(kBytesAtOnePlace / once / shape.repetitions, 1'000);
 }
 
@@ -524,7 +530,8 @@ KorRegex::Borrowed KorRegex::watched() const {
 // search began, the whole search is as one place.
 bool KorRegex::matchesPlaceByPlace(std::string_view text, std::uint64_t retries) const {
   const bool isASCII = endOfASCII(text, 0) == text.size();
-  const std::uint64_t fewest = fewestRetriesAtOnePlace(shape_, searchedText(shape_, text.size(), isASCII));
+  const std::uint64_t fewest =
+      fewestRetriesAtOnePlace(shape_, pattern_->view().size(), searchedText(shape_, text.size(), isASCII));
   if (fewest == 0) raiseSearchTime(retries);
   const std::uint64_t bound = std::min(retries, std::max(retriesForPlainSearch(text.size(), isASCII), fewest));
   const auto matches = [&](int answer) {

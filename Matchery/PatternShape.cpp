@@ -80,7 +80,10 @@ class ShapeReader {
     visitAlternatives(levels_.front());
     shape_.weight = weight();
     shape_.hasClasses = shape_.types + sets_ + openedClasses_ > 0 || ignoresCase_;
-    if (ignoresCase_) shape_.bytesOfAnyCase = pattern_.size();
+    if (ignoresCase_) {
+      shape_.bytesOfAnyCase = pattern_.size();
+      shape_.lettersBeyondASCII += (kLettersOfAnyCase - 1) * pattern_.size();
+    }
     shape_.visits = visits();
     if (refersByName_) {
       for (const auto& [name, groups] : groupsOfNames_) shape_.namesakes = std::max(shape_.namesakes, groups.count);
@@ -97,8 +100,11 @@ class ShapeReader {
 
  private:
   static constexpr std::size_t kNoGroup = std::string_view::npos;
-  static constexpr std::uint64_t kLettersOfClass = 4;  // that take as long as one of it
-  static constexpr std::uint64_t kBytesOfVisit = 2;    // where the engine's compiler asks how long something is
+  // That take as long as one of it.
+  static constexpr std::uint64_t kLettersOfClass = 4;
+  static constexpr std::uint64_t kLettersOfAnyCase = 4;
+  static constexpr std::uint64_t kLettersOfWordEdge = 12;
+  static constexpr std::uint64_t kBytesOfVisit = 2;  // where the engine's compiler asks how long something is
 
   // A group that is not closed yet, or the whole pattern.
   struct Level {
@@ -273,10 +279,18 @@ class ShapeReader {
     shape_.goesThroughText = true;
   }
 
+  // An escape that takes as long as so many letters.
+  void noteLetters(std::uint64_t letters) {
+    constexpr std::uint64_t kBytesOfEscape = 2;
+    row_ += letters - 1;
+    shape_.lettersBeyondASCII += letters - kBytesOfEscape;
+  }
+
   void noteEscape(char letter, bool isType) {
     constexpr std::string_view kPlaces = "bBAzZGK";
     constexpr std::uint64_t kPartsOfJoined = 64;
-    if (isType || letter == 'p' || letter == 'P') row_ += kLettersOfClass - 1;
+    if (isType || letter == 'p' || letter == 'P') noteLetters(kLettersOfClass);
+    if (letter == 'b' || letter == 'B') noteLetters(kLettersOfWordEdge);
     if (isType) ++shape_.types;
     if (kPlaces.find(letter) != kPlaces.npos) ++levels_.back().places;
     if (letter == 'g' || letter == 'k' || isDigit(letter)) {
@@ -623,7 +637,8 @@ class ShapeReader {
   }
 
   void endAtom(std::int32_t height) {
-    shape_.row = std::max(shape_.row, ++row_);
+    row_ += ignoresCase_ ? kLettersOfAnyCase : 1;
+    shape_.row = std::max(shape_.row, row_);
     quantifiers_ = 0;
     atomTypes_ = shape_.types - std::exchange(typesBefore_, shape_.types);
     atomSets_ = sets_ - std::exchange(setsBefore_, sets_);

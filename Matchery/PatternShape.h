@@ -28,8 +28,12 @@ struct PatternShape {
   // What else every turn of such a group goes through: itself, groups, alternatives and quantifiers in it. A quantifier
   // of a quantifier counts as two.
   std::uint64_t turns = 0;
-  // The longest way through what stands between two quantifiers, in letters; a class takes as long as four.
+  // The longest way through what stands between two quantifiers, in letters; a class, and a letter whose case may not
+  // matter, takes as long as four, and "\b" as twelve.
   std::uint64_t row = 0;
+  // How many letters more than its bytes the pattern takes as long as in a text beyond ASCII, where classes, "\b" and
+  // what ignores case look each character up in tables.
+  std::uint64_t lettersBeyondASCII = 0;
   // Types such as "\d" outside of classes, each of which takes as much memory as hundreds of letters.
   std::uint64_t types = 0;
   // The power of the text's length that one such step may take at most. It is 2 where the engine looks around, for

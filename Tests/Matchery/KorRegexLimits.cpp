@@ -121,6 +121,12 @@ TEST(KorRegexLimits, EndsEverySearchWithinAboutHalfASecond) {
       {".{0,1900}\\w*+z\\cA", letters.substr(0, 10'000) + "bz\x01"},
       {"(?x)" + repeated("(?:a|a)", 9) + std::string(60'000, '.') + "b", std::string(250'000, 'a')},
       {repeated("(?:a|a)", 9) + std::string(60'000, '.') + "b", std::string(250'000, 'a')},
+      {".*" + repeated("\\B", 1'000) + "[!?]", repeated("\u044f", 300'000) + "\n!"},
+      {".*" + repeated("\\B", 30'000) + "[!?]", repeated("\u044f", 5'000) + "\n!"},
+      {repeated("\\B", 32'000) + "\u044f\\b", repeated("\u044f", 5'000)},
+      {"(?x)" + repeated("\\B", 30'000) + "\u044f\\b", repeated("\u044f", 5'000)},
+      {"\\G" + repeated("\\B", 30'000) + "\u044f*\\b!", repeated("\u044f", 5'000)},
+      {"(?i).*" + std::string(1'000, 'k') + "[!?]", repeated("\u212a", 300'000) + "\n!"},
       {"(?xi)" + repeated("(?<n>", 16) + "a*b?" + repeated(")", 16) + repeated("a?", 10) + "\\k<n>c",
        std::string(200'000, 'a') + "b" + std::string(200'000, 'a')},
   };
